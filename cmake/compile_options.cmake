@@ -1,0 +1,24 @@
+# Options of every target: warnings, hardening and the sanitizers.
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2
+                    -Wcast-qual -Wundef -Wdouble-promotion -Wnull-dereference)
+add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+                    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>)
+if(ORVELGW_WERROR)
+    add_compile_options(-Werror)
+endif()
+
+# An unloaded library must be gone: unique symbols would keep it in the process.
+add_compile_options(-fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
+                    $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique> -fstack-protector-strong)
+add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
+
+add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>
+                        $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+
+if(ORVELGW_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+else()
+    add_link_options(-Wl,-z,defs)
+endif()

@@ -1,0 +1,218 @@
+/*
+ * The callout interface of the Orvel SQL gateway, liborvelgw.so: what a host has to know to load
+ * the library, find its entries and call them. Plain C11 or C++.
+ *
+ * A host opens the shared object, looks up GetZFTable, passes it a function table of its own and
+ * receives the callout table. From then on it calls entries by their external names, marshalling
+ * each argument as the entry's signature says.
+ *
+ * Conventions
+ *
+ *  1. Result. Every entry returns 0. What happened is told by the result argument (letter P), by
+ *     the output arguments and by the entries "WasError", "GetLastSQLCode" and "GetSQLErrors",
+ *     which describe the call before them. The codes stand below.
+ *
+ *  2. Threads. One thread at a time. The environment, the error record, the handle registry and
+ *     the conversion buffers belong to the whole process and take no lock.
+ *
+ *  3. Widths and byte order. Length words and 2-byte characters are 16 bits, integers and the
+ *     length of a long string 32, pointers and handles 64. All are little-endian. Counted strings
+ *     start at an even address; nothing is assumed about the alignment of what lies in a list.
+ *
+ *  4. Ownership. Arguments belong to the host; the library keeps no pointer to them once the entry
+ *     has returned, and changes none but outputs, with one exception: "DSNConnect" and
+ *     "DSNConnectWithTimeout" cut a connection string that starts with DRIVER or DSN to 254
+ *     characters in place, so that text must be writable. The two pointers given to GetZFTable are
+ *     kept: what they point to must live as long as the library is loaded.
+ *
+ *  5. Outputs carry no capacity. The library writes the length word and as many bytes as the value
+ *     has, and trusts the host to have granted room:
+ *         a handle                                    8 bytes behind the length word
+ *         "FetchRows"                         3,641,144 bytes
+ *         "GetOneRow"                             4,004 bytes a column (in a locale of at most four
+ *                                                 bytes a character, such as UTF-8)
+ *         "DescribeColumns"                         600 bytes, and as many again a column
+ *         "StrColAttribute", "StrColAttributeW"   4,100 bytes
+ *         "GetSQLErrors"                            600 bytes a diagnostic record
+ *     A length word has 16 bits. A "FetchRows" list may be longer: its bytes are all there, the
+ *     word holds the length modulo 65,536. A host that zeroes the area before the call finds the
+ *     end by walking the elements: no element starts with seven zero bytes.
+ *
+ *  6. Handles. A connection or a statement is the 8 bytes of its ODBC handle, carried as a counted
+ *     byte string of length 8. As an input, 8 bytes must be readable behind the length word
+ *     whatever the word says. Length 0 as an output means that there is no connection; as an input
+ *     of "GetSQLErrors" or "Transact" it means that no handle is given.
+ *
+ *  7. Long strings. An input long string (letter j) is handed back through the host's
+ *     ReleaseLongString, exactly once for each call, on every path and after the call's last trace
+ *     record; the host must not use it afterwards. The text of an output long string is storage of
+ *     the host.
+ *
+ *  8. Text. 8-bit text is passed to the driver as it stands. Wherever the library converts between
+ *     wide and multibyte text it follows LC_CTYPE of the process, which it never sets: the host
+ *     does, and C.UTF-8 is the least that carries text outside ASCII.
+ *
+ *  9. Exceptions. Whatever is thrown inside an entry, by a driver or by the host's logging routine,
+ *     ends in the exception flag ("WasError" says -1000). Only what the logging routine throws from
+ *     an entry's last END record, or from the single record of an option entry, reaches the host.
+ *
+ * 10. Lists. Results of more than one value, and lists as arguments, are the elements below, one
+ *     behind the other, without a header or an end mark. A list in a list is a string element that
+ *     holds the inner list's bytes. L is the number of payload bytes:
+ *         L <= 253        byte L + 2,                           type byte, payload
+ *         L <= 65,534     00, L + 1 in 16 bits,                 type byte, payload
+ *         longer          00 00 00, L + 1 in 32 bits,           type byte, payload
+ *         no value        01                                    (neither type byte nor payload)
+ *     Types: 1 string of bytes; 2 string of 2-byte characters; 4 non-negative and 5 negative
+ *     integer, the low bytes of the two's complement that differ from 00 or FF; 6 and 7 decimals
+ *     (a signed exponent byte, then a mantissa as in 4 and 5); 8 IEEE 754 double.
+ *     In rows a NULL is the empty string element 02 01, and an empty value is one zero byte.
+ */
+#ifndef ORVELGW_H
+#define ORVELGW_H
+
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Argument layouts. The letters are those of a signature, one letter an argument:
+ *
+ *     c   const char *      in    text that ends in a zero byte
+ *     b   const zarray *    in    counted byte string
+ *     B   zarray *          out   counted byte string, filled by the library
+ *     s   const zustring *  in    counted string of 2-byte characters
+ *     S   zustring *        out   counted string of 2-byte characters, filled by the library
+ *     i   int32_t           in    by value
+ *     P   int32_t *         out   the result code; kept as it is where an entry says so
+ *     j   ORVEL_EXSTR *     in    long string, released by the library (convention 7)
+ *     J   ORVEL_EXSTR *     out   long string of bytes, in storage of the host
+ *     N   ORVEL_EXSTR *     out   long string of 2-byte characters, in storage of the host
+ */
+
+/* A counted byte string: the length in bytes, then the bytes. */
+typedef struct zarray {
+    uint16_t length;
+    __extension__ unsigned char bytes[];
+} zarray;
+
+/* A counted string of 2-byte characters: the length in characters, then the characters. Each is
+ * one UTF-16 unit; the library never combines or makes surrogate pairs. */
+typedef struct zustring {
+    uint16_t length;
+    __extension__ uint16_t characters[];
+} zustring;
+
+/* A long string: the length in bytes (in characters for letter N) and the address of the text. */
+typedef struct ORVEL_EXSTR {
+    uint32_t length;
+    char *text;
+} ORVEL_EXSTR;
+
+static_assert(sizeof(zarray) == 2, "the bytes follow the length word directly");
+static_assert(offsetof(zarray, length) == 0, "zarray.length");
+static_assert(offsetof(zarray, bytes) == 2, "zarray.bytes");
+static_assert(sizeof(zustring) == 2, "the characters follow the length word directly");
+static_assert(offsetof(zustring, length) == 0, "zustring.length");
+static_assert(offsetof(zustring, characters) == 2, "zustring.characters");
+static_assert(sizeof(ORVEL_EXSTR) == 16, "a long string is two 8-byte words");
+static_assert(offsetof(ORVEL_EXSTR, length) == 0, "ORVEL_EXSTR.length");
+static_assert(offsetof(ORVEL_EXSTR, text) == 8, "ORVEL_EXSTR.text");
+
+/* Any function, as the tables below hold it. The caller casts it to what it is. */
+typedef void (*orvel_function)(void);
+
+/* A row of the callout table, filled by the library. The last row holds three null pointers. */
+typedef struct ORVEL_ZFE {
+    const char *name;        /* external name, by which the host knows the entry */
+    const char *signature;   /* one letter an argument, in argument order */
+    orvel_function function; /* int32_t function(arguments of the signature) */
+} ORVEL_ZFE;
+
+static_assert(sizeof(ORVEL_ZFE) == 24, "a row is three pointers");
+static_assert(offsetof(ORVEL_ZFE, name) == 0, "ORVEL_ZFE.name");
+static_assert(offsetof(ORVEL_ZFE, signature) == 8, "ORVEL_ZFE.signature");
+static_assert(offsetof(ORVEL_ZFE, function) == 16, "ORVEL_ZFE.function");
+
+enum {
+    ORVEL_TABLE_ROWS = 73,       /* rows of the callout table before the null row */
+    ORVEL_INTERFACE_VERSION = 10 /* what "GetGTWVersion" reports */
+};
+
+/* The host function table: an array of pointers, filled by the host. The library calls the five
+ * slots named here; the array must reach as far as the last of them. */
+enum {
+    ORVEL_SLOT_PUSH_STRING = 16,
+    ORVEL_SLOT_ROUTINE_REF = 18,
+    ORVEL_SLOT_CALL_ROUTINE = 38,
+    ORVEL_SLOT_RELEASE_LONG_STRING = 117,
+    ORVEL_SLOT_ALLOC_LONG_STRING = 118,
+    ORVEL_HOST_SLOTS = 119 /* the least number of slots */
+};
+
+/* HostPushString: adds one string argument to the routine call being prepared. The text need not
+ * end in a zero byte and is valid during this call only. The value returned is not used. */
+typedef int32_t (*orvel_push_string)(int32_t length, const char *text);
+
+/* HostRoutineRef: prepares a call of the routine at a label (the library asks for label "Log" of
+ * routine "%ourLog") and stores a number of the host's choice, by which HostCallRoutine knows the
+ * call. The value returned is not used. */
+typedef int32_t (*orvel_routine_ref)(int32_t *call, int32_t label_length, const char *label,
+                                     int32_t routine_length, const char *routine);
+
+/* HostCallRoutine: performs the prepared call with the arguments pushed since. A trace record is
+ * five strings: "", the level ("2", or "1" for "Test"), "Gateway", the record's name, and its data,
+ * a list. The value returned is not used. */
+typedef int32_t (*orvel_call_routine)(int32_t call, int32_t argument_count);
+
+/* ReleaseLongString: takes back an input long string (convention 7). */
+typedef void (*orvel_release_long_string)(ORVEL_EXSTR *string);
+
+/* AllocLongString: returns storage for the text of an output long string, length bytes, or null.
+ * It may use the 16 bytes at scratch as it likes; the library reads nothing there. */
+typedef char *(*orvel_alloc_long_string)(void *scratch, uint16_t length);
+
+static_assert(sizeof(orvel_function) == 8, "a slot is 8 bytes");
+static_assert(ORVEL_SLOT_PUSH_STRING * sizeof(orvel_function) == 128, "HostPushString");
+static_assert(ORVEL_SLOT_ROUTINE_REF * sizeof(orvel_function) == 144, "HostRoutineRef");
+static_assert(ORVEL_SLOT_CALL_ROUTINE * sizeof(orvel_function) == 304, "HostCallRoutine");
+static_assert(ORVEL_SLOT_RELEASE_LONG_STRING * sizeof(orvel_function) == 936, "ReleaseLongString");
+static_assert(ORVEL_SLOT_ALLOC_LONG_STRING * sizeof(orvel_function) == 944, "AllocLongString");
+
+/* Result codes: ODBC's return value, sign-extended, and the library's own. */
+enum {
+    ORVEL_SUCCESS = 0,
+    ORVEL_SUCCESS_WITH_INFO = 1,
+    ORVEL_NEED_DATA = 99,
+    ORVEL_NO_DATA = 100,
+    ORVEL_ERROR = -1,               /* also a parameter or column number out of range */
+    ORVEL_UNKNOWN_HANDLE = -2,      /* no connection or statement of this library */
+    ORVEL_STATEMENT_TOO_LONG = -25, /* "PrepareW": 32,768 characters or more */
+    ORVEL_TOO_MUCH_DATA = -28       /* "FetchRows": the list would reach 3,641,145 bytes */
+};
+
+/* What "WasError" reports of the call before it; the first that holds. */
+enum {
+    ORVEL_WAS_EXCEPTION = -1000, /* something was thrown inside the entry */
+    ORVEL_WAS_BAD_TYPE = -27,    /* a C type that the entry does not serve */
+    ORVEL_WAS_ERROR = -1,        /* an ODBC call failed, or a handle was not known */
+    ORVEL_WAS_NO_DATA = 100,     /* "Fetch" found no further row */
+    ORVEL_WAS_SUCCESS = 0
+};
+
+/* Stores the two host pointers and returns the first row of the callout table, which lives as long
+ * as the library is loaded. Must be called before any entry; a later call replaces both pointers.
+ *
+ *     callbackp   the host's callback structure; kept and not used, may be null
+ *     functabp    the host function table, ORVEL_HOST_SLOTS pointers at least
+ */
+const ORVEL_ZFE *GetZFTable(const void *callbackp, const orvel_function *functabp);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,270 @@
+// The call frame that every entry runs in.
+//
+// An entry resets the error record, traces BEGIN with its arguments, finds the object of its
+// handle, does its work inside a guard that lets nothing escape, reports the code, and traces END.
+// RunEntry is that frame. An entry names only what is its own: an Entry, the arguments it traces,
+// its work, and where its END record holds more than a code, that record. Entries of another order
+// are built from the same pieces: Guarded, TraceArguments, Trace, HandleOf.
+#pragma once
+
+#include <algorithm>
+#include <concepts>
+#include <cstring>
+#include <string>
+
+#include "encoding/ZString.h"
+#include "host/main.h"
+#include "odbc/Connection.h"
+#include "odbc/Statement.h"
+#include "odbc/result.h"
+
+namespace frame {
+
+// ---- elements of a trace record, by the type of an argument
+
+/// The first bytes of an argument, where a record doesn't hold as many as the argument counts.
+struct LeadingBytes {
+    const zarray* argument;
+    unsigned long count;
+};
+
+inline void Append(ZString& record, const char* text)
+{
+    record.AppendNTString(text != nullptr ? text : "");
+}
+inline void Append(ZString& record, int value)
+{
+    record.AppendLong(value);
+}
+inline void Append(ZString& record, LeadingBytes bytes)
+{
+    record.AppendString(reinterpret_cast<const char*>(bytes.argument->bytes), bytes.count);
+}
+inline void Append(ZString& record, const zarray* bytes)
+{
+    Append(record, LeadingBytes{bytes, bytes->length});
+}
+inline void Append(ZString& record, const zustring* text)
+{
+    record.AppendCUString(text->characters, text->length);
+}
+inline void Append(ZString& record, const ORVEL_EXSTR* text)
+{
+    record.AppendString(text->text, text->text != nullptr ? text->length : 0);
+}
+
+/// Elements by a callable: append(record).
+template <std::invocable<ZString&> Fill>
+void Append(ZString& record, Fill append)
+{
+    append(record);
+}
+
+/// The arguments of an entry, in the order in which its BEGIN record shows them.
+template <class... Arguments>
+auto Traced(Arguments... arguments)
+{
+    return [=](ZString& record) { (Append(record, arguments), ...); };
+}
+
+/// The name of a trace record: a function's name followed by BEGIN or END, or another text alone.
+struct Label {
+    const char* text;
+    const char* phase = "";
+};
+
+inline Label Begin(const char* function)
+{
+    return {function, " BEGIN"};
+}
+inline Label End(const char* function)
+{
+    return {function, " END"};
+}
+
+/// Writes a record, whatever the switch says.
+template <class... Arguments>
+void TraceAlways(Label label, const Arguments&... arguments)
+{
+    ZString record;
+    (Append(record, arguments), ...);
+    const std::string name = std::string(label.text) + label.phase;
+    PutLog(name.c_str(), record.data(), static_cast<int>(record.size()), 0);
+}
+
+/// Writes a record if tracing is on. An argument is an element, or appends elements of its own.
+template <class... Arguments>
+void Trace(Label label, const Arguments&... arguments)
+{
+    if (env.log_option != 0) {
+        TraceAlways(label, arguments...);
+    }
+}
+
+// ---- handles
+
+/// How many bytes of a handle argument make the handle: 8 whatever it counts, or as many as it
+/// counts (8 at the most; the rest of the handle is zero).
+enum class HandleBytes { kEight, kCounted };
+
+inline SQLHANDLE HandleOf(const zarray* argument, HandleBytes bytes = HandleBytes::kEight)
+{
+    SQLHANDLE handle = nullptr;
+    const std::size_t size = bytes == HandleBytes::kEight
+                                 ? sizeof handle
+                                 : std::min<std::size_t>(argument->length, sizeof handle);
+    std::memcpy(&handle, argument->bytes, size);
+    return handle;
+}
+
+/// Writes a handle to an output; the length word says 8 even for a null handle.
+inline void StoreHandle(zarray* output, SQLHANDLE handle)
+{
+    std::memcpy(output->bytes, &handle, sizeof handle);
+    output->length = sizeof handle;
+}
+
+// ---- the guard
+
+/// Runs work. Whatever it throws ends here, as the exception flag; then returns false.
+template <class Work>
+bool Guarded(Work work)
+{
+    try {
+        work();
+        return true;
+    } catch (...) {
+        err.exception = 1;
+        return false;
+    }
+}
+
+// ---- the frame
+
+/// Where the code of the work goes: into the result argument, into the error record for
+/// "GetLastSQLCode", or nowhere but the error flag.
+enum class Code { kToResult, kToRecord, kUnreported };
+
+/// What SQL_NO_DATA is to an entry.
+enum class NoData { kIsError, kIsSuccess, kSetsFlag };
+
+/// What an entry is; a default is what most entries do.
+struct Entry {
+    const char* name;       // of the function: trace records are labelled with it
+    const zarray* handle;   // the handle argument
+    int* result = nullptr;  // the result argument
+    Code code = Code::kToResult;
+    HandleBytes handle_bytes = HandleBytes::kEight;
+    NoData no_data = NoData::kIsError;
+    bool unknown_handle_traced = true;
+    const char* unknown_handle_label = nullptr;  // another function's name in that END record
+};
+
+/// What the work of an entry came to: a code, and a text where the END record of a failure holds
+/// that instead of the code.
+struct Outcome {
+    Outcome(SQLRETURN return_code) : code(return_code) {}
+    Outcome(SQLRETURN return_code, const char* text) : code(return_code), end_text(text) {}
+
+    static Outcome UnknownHandle()
+    {
+        Outcome outcome(kUnknownHandle);
+        outcome.unknown_handle = true;
+        return outcome;
+    }
+
+    SQLRETURN code;
+    const char* end_text = nullptr;
+    bool unknown_handle = false;
+};
+
+/// Reports an outcome. Returns false where it is a failure, whose END record is then written.
+inline bool Report(const Entry& entry, const Outcome& outcome)
+{
+    if (entry.code == Code::kToResult) {
+        *entry.result = outcome.code;
+    } else if (entry.code == Code::kToRecord && !outcome.unknown_handle) {
+        err.last_sql_code = outcome.code;
+    }
+    if (Succeeded(outcome.code)) {
+        return true;
+    }
+    if (outcome.code == SQL_NO_DATA && entry.no_data != NoData::kIsError) {
+        err.no_data = entry.no_data == NoData::kSetsFlag ? 1 : 0;
+        return true;
+    }
+    err.error = 1;
+    if (!outcome.unknown_handle) {
+        outcome.end_text != nullptr ? Trace(End(entry.name), outcome.end_text)
+                                    : Trace(End(entry.name), int{outcome.code});
+    } else if (entry.unknown_handle_traced) {
+        Trace(End(entry.unknown_handle_label != nullptr ? entry.unknown_handle_label : entry.name),
+              int{outcome.code});
+    }
+    return false;
+}
+
+/// The frame. work() does what the entry is for and returns its Outcome; end(record) fills the END
+/// record of a success, and of a call whose work was cut short by an exception. That record alone
+/// is written outside the guard.
+template <class Arguments, class Work, class EndRecord>
+int RunEntry(const Entry& entry, const Arguments& arguments, Work work, EndRecord end_record)
+{
+    bool ended = false;
+    err.Reset();
+    Guarded([&] {
+        Trace(Begin(entry.name), arguments);
+        ended = !Report(entry, work());
+    });
+    if (!ended) {
+        Trace(End(entry.name), end_record);
+    }
+    return 0;
+}
+
+/// The frame's usual END record: the result argument as it stands, nothing where there is none.
+inline auto UsualEnd(const Entry& entry)
+{
+    return [result = entry.code == Code::kToResult ? entry.result : nullptr](ZString& record) {
+        if (result != nullptr) {
+            record.AppendLong(*result);
+        }
+    };
+}
+
+template <class Find, class Arguments, class Work, class EndRecord>
+int OnFound(Find find, const Entry& entry, const Arguments& arguments, Work work,
+            EndRecord end_record)
+{
+    return RunEntry(
+        entry, arguments,
+        [&]() -> Outcome {
+            auto* found = find(HandleOf(entry.handle, entry.handle_bytes));
+            return found != nullptr ? Outcome(work(*found)) : Outcome::UnknownHandle();
+        },
+        end_record);
+}
+
+/// The frame around work on a registered statement: work(CStatement&).
+template <class Arguments, class Work, class EndRecord>
+int OnStatement(const Entry& entry, const Arguments& arguments, Work work, EndRecord end_record)
+{
+    return OnFound([](SQLHANDLE handle) { return env.GetStatementPointer(handle); }, entry,
+                   arguments, work, end_record);
+}
+
+template <class Arguments, class Work>
+int OnStatement(const Entry& entry, const Arguments& arguments, Work work)
+{
+    return OnStatement(entry, arguments, work, UsualEnd(entry));
+}
+
+/// The frame around work on a registered connection: work(CConnection&).
+template <class Arguments, class Work, class EndRecord>
+int OnConnection(const Entry& entry, const Arguments& arguments, Work work, EndRecord end_record)
+{
+    return OnFound([](SQLHANDLE handle) { return env.GetConnectionPointer(handle); }, entry,
+                   arguments, work, end_record);
+}
+
+}  // namespace frame

@@ -1,0 +1,40 @@
+// One open connection.
+#pragma once
+
+#include <sql.h>
+
+#include <map>
+
+class CEnvironment;
+class CStatement;
+
+/// A connection and the statements opened on it, which it owns.
+class CConnection {
+public:
+    CConnection(CEnvironment* environment, SQLHDBC handle);
+    /// Deletes the statement objects. Frees no handle.
+    virtual ~CConnection();
+    CConnection(const CConnection&) = delete;
+    CConnection& operator=(const CConnection&) = delete;
+
+    /// Allocates a statement handle and registers it. Returns null for any code but SQL_SUCCESS:
+    /// after SQL_SUCCESS_WITH_INFO the driver's handle is neither registered nor freed.
+    CStatement* AllocateStatement();
+
+    /// Registers a statement here and in the environment; an entry of the same handle is kept.
+    CStatement* AddStatement(SQLHSTMT handle);
+
+    /// Takes the entry out of this connection's map; deletes nothing.
+    void EraseStatement(SQLHSTMT handle);
+
+    /// Deletes every statement object and takes it out of both maps.
+    void ReleaseAll();
+
+    CEnvironment* Environment() const { return environment_; }
+    SQLHDBC Handle() const { return handle_; }
+
+private:
+    SQLHDBC handle_;
+    std::map<SQLHSTMT, CStatement*> statements_;
+    CEnvironment* environment_;
+};

@@ -1,0 +1,221 @@
+#include "odbc/Environment.h"
+
+#include <sqlext.h>
+
+#include <cctype>
+#include <cstring>
+#include <string>
+
+#include "odbc/Connection.h"
+#include "odbc/Error.h"
+#include "odbc/Statement.h"
+#include "odbc/result.h"
+
+namespace {
+
+SQLSMALLINT TextLength(const char* text)
+{
+    return text != nullptr ? static_cast<SQLSMALLINT>(std::strlen(text)) : SQLSMALLINT{0};
+}
+
+// The first word of a connection string in upper case: up to "=", a blank or 6 characters.
+std::string Keyword(const char* connection_string)
+{
+    constexpr std::size_t kLongest = 6;
+    std::string keyword;
+    for (const char* at = connection_string;
+         *at != '\0' && *at != '=' && *at != ' ' && keyword.size() < kLongest; ++at) {
+        keyword.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(*at))));
+    }
+    return keyword;
+}
+
+}  // namespace
+
+CEnvironment::~CEnvironment()
+{
+    try {
+        Free();
+    } catch (...) {
+        // Nobody is left to tell, and the process or the unloading goes on.
+    }
+}
+
+SQLRETURN CEnvironment::AllocEnv()
+{
+    odbc_version_ = legacy_option != 0 ? SQL_OV_ODBC2 : SQL_OV_ODBC3;
+    handle_ = nullptr;
+    const SQLRETURN code = SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &handle_);
+    SQLSetEnvAttr(handle_, SQL_ATTR_ODBC_VERSION, AsPointer(odbc_version_), 0);
+    return code;
+}
+
+SQLRETURN CEnvironment::Free()
+{
+    if (handle_ == nullptr) {
+        return SQL_SUCCESS;
+    }
+    DisconnectAll();
+    const SQLRETURN code = SQLFreeHandle(SQL_HANDLE_ENV, handle_);
+    handle_ = nullptr;
+    return code;
+}
+
+SQLHDBC CEnvironment::AllocConnection(int timeout)
+{
+    SQLHDBC connection = nullptr;
+    if (SQLAllocHandle(SQL_HANDLE_DBC, handle_, &connection) != SQL_SUCCESS) {
+        return nullptr;
+    }
+    if (timeout != 0) {
+        SQLSetConnectAttr(connection, SQL_ATTR_LOGIN_TIMEOUT, AsPointer(timeout), 0);
+    }
+    return connection;
+}
+
+SQLHDBC CEnvironment::KeepConnected(SQLHDBC connection, SQLRETURN code, CError& error)
+{
+    if (Succeeded(code)) {
+        return connection;
+    }
+    error.SetConnectError(handle_, connection, nullptr);
+    SQLFreeHandle(SQL_HANDLE_DBC, connection);
+    return nullptr;
+}
+
+SQLHDBC CEnvironment::Connect(const char* dsn, const char* uid, const char* pwd,
+                              SQLHANDLE /*reserved*/, CError& error, int timeout)
+{
+    if (dsn == nullptr || handle_ == nullptr) {
+        return nullptr;
+    }
+    SQLHDBC connection = AllocConnection(timeout);
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    const SQLRETURN code = SQLConnect(connection, AsText(dsn), TextLength(dsn), AsText(uid),
+                                      TextLength(uid), AsText(pwd), TextLength(pwd));
+    connection = KeepConnected(connection, code, error);
+    if (connection != nullptr) {
+        AddConnection(connection);
+    }
+    return connection;
+}
+
+SQLHDBC CEnvironment::ConnectToDSN(char* connection_string, const char* /*reserved_text*/,
+                                   SQLHANDLE /*reserved_handle*/, CError& error, int timeout)
+{
+    constexpr std::size_t kLongestWithKeyword = 254;
+    if (connection_string == nullptr || handle_ == nullptr) {
+        return nullptr;
+    }
+    SQLHDBC connection = AllocConnection(timeout);
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    std::string in;
+    const std::string keyword = Keyword(connection_string);
+    if (keyword == "DRIVER" || keyword == "DSN") {
+        if (std::strlen(connection_string) > kLongestWithKeyword) {
+            connection_string[kLongestWithKeyword] = '\0';
+        }
+        in = connection_string;
+    } else {
+        in = std::string("DSN=") + connection_string;
+    }
+    char completed[256] = {};
+    constexpr SQLSMALLINT kCompletedCapacity = 254;
+    // iODBC 3.52.9 writes through this pointer after every success without a test for null
+    // (ConnectTest.ByConnectionString in tests/sqlite_test.cpp would crash).
+    SQLSMALLINT completed_length = 0;
+    const SQLRETURN code =
+        SQLDriverConnect(connection, nullptr, AsText(in.c_str()), TextLength(in.c_str()),
+                         reinterpret_cast<SQLCHAR*>(completed), kCompletedCapacity,
+                         &completed_length, SQL_DRIVER_NOPROMPT);
+    return KeepConnected(connection, code, error);
+}
+
+SQLHDBC CEnvironment::DSNConnect(char* connection_string, SQLHANDLE reserved, CError& error,
+                                 int timeout)
+{
+    SQLHDBC connection = ConnectToDSN(connection_string, nullptr, reserved, error, timeout);
+    if (connection != nullptr) {
+        AddConnection(connection);
+    }
+    return connection;
+}
+
+CConnection* CEnvironment::GetConnectionPointer(SQLHDBC handle) const
+{
+    const auto found = connections_.find(handle);
+    return found != connections_.end() ? found->second : nullptr;
+}
+
+CStatement* CEnvironment::GetStatementPointer(SQLHSTMT handle) const
+{
+    const auto found = statements_.find(handle);
+    return found != statements_.end() ? found->second : nullptr;
+}
+
+CConnection* CEnvironment::AddConnection(SQLHDBC handle)
+{
+    auto* connection = new CConnection(this, handle);
+    connections_.emplace(handle, connection);
+    return connection;
+}
+
+void CEnvironment::AddStPointer(CStatement* statement)
+{
+    statements_.emplace(statement->Handle(), statement);
+}
+
+void CEnvironment::EraseStatement(SQLHSTMT handle)
+{
+    statements_.erase(handle);
+}
+
+SQLRETURN CEnvironment::DropStatement(SQLHSTMT handle)
+{
+    CStatement* statement = GetStatementPointer(handle);
+    if (statement == nullptr) {
+        return kUnknownHandle;
+    }
+    const SQLRETURN code = SQLFreeHandle(SQL_HANDLE_STMT, handle);
+    if (!Succeeded(code)) {
+        return code;
+    }
+    if (statement->Owner() != nullptr) {
+        statement->Owner()->EraseStatement(handle);
+    }
+    delete statement;
+    EraseStatement(handle);
+    return code;
+}
+
+SQLRETURN CEnvironment::Disconnect(SQLHDBC handle)
+{
+    if (!connections_.contains(handle)) {
+        return kUnknownHandle;
+    }
+    RemoveConnection(handle);
+    SQLDisconnect(handle);
+    return SQLFreeHandle(SQL_HANDLE_DBC, handle);
+}
+
+void CEnvironment::DisconnectAll()
+{
+    while (!connections_.empty()) {
+        Disconnect(connections_.begin()->first);
+    }
+}
+
+void CEnvironment::RemoveConnection(SQLHDBC handle)
+{
+    const auto found = connections_.find(handle);
+    if (found == connections_.end()) {
+        return;
+    }
+    CConnection* connection = found->second;
+    delete connection;
+    connections_.erase(handle);
+}

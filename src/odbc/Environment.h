@@ -1,0 +1,87 @@
+// The ODBC environment and the registry of everything opened in it.
+#pragma once
+
+#include <sql.h>
+
+#include <cstdint>
+#include <map>
+
+class CConnection;
+class CError;
+class CStatement;
+
+/// The process's ODBC environment, its switches, and the registry of connections and statements
+/// by ODBC handle. A handle that is not in the registry never reaches a driver.
+///
+/// Codes returned are ODBC's, or kUnknownHandle.
+class CEnvironment {
+public:
+    CEnvironment() = default;
+    /// Frees what is open, as Free does.
+    virtual ~CEnvironment();
+    CEnvironment(const CEnvironment&) = delete;
+    CEnvironment& operator=(const CEnvironment&) = delete;
+
+    /// Creates the environment handle, for ODBC 2 with the legacy option and for ODBC 3 without,
+    /// and tells the driver manager that version. Returns the code of SQLAllocHandle. An earlier
+    /// handle is replaced, not freed.
+    SQLRETURN AllocEnv();
+
+    /// Disconnects everything and frees the environment handle. Returns 0 where there is none.
+    SQLRETURN Free();
+
+    /// Connects to a data source by name and registers the connection. Returns its handle, or null
+    /// after recording the first diagnostic record in error. A timeout (seconds) of 0 sets none; a
+    /// null dsn connects to nothing. The reserved handle is not used.
+    SQLHDBC Connect(const char* dsn, const char* uid, const char* pwd, SQLHANDLE reserved,
+                    CError& error, int timeout);
+
+    /// Connects by a connection string, or by a bare data source name, and registers the
+    /// connection. Otherwise as Connect; a string that starts with DRIVER or DSN is cut to 254
+    /// characters in place.
+    SQLHDBC DSNConnect(char* connection_string, SQLHANDLE reserved, CError& error, int timeout);
+
+    /// DSNConnect without registering: the handle is connected and belongs to the caller.
+    SQLHDBC ConnectToDSN(char* connection_string, const char* reserved_text,
+                         SQLHANDLE reserved_handle, CError& error, int timeout);
+
+    /// The registered object, or null.
+    CConnection* GetConnectionPointer(SQLHDBC handle) const;
+    CStatement* GetStatementPointer(SQLHSTMT handle) const;
+
+    /// Registers a connection and returns its new object; an entry of the same handle is kept.
+    CConnection* AddConnection(SQLHDBC handle);
+    void AddStPointer(CStatement* statement);
+
+    /// Takes the entry out of the statement map; deletes nothing.
+    void EraseStatement(SQLHSTMT handle);
+
+    /// Frees the statement's handle and deletes its object. A statement whose handle the driver
+    /// doesn't free stays registered.
+    SQLRETURN DropStatement(SQLHSTMT handle);
+
+    /// Deletes the connection's objects, disconnects and frees its handle. The registry forgets the
+    /// connection first, so a failed disconnect leaves no entry behind.
+    SQLRETURN Disconnect(SQLHDBC handle);
+    void DisconnectAll();
+
+    /// Forgets a connection and its statements without an ODBC call; their handles stay open.
+    void RemoveConnection(SQLHDBC handle);
+
+    SQLHENV Handle() const { return handle_; }
+    std::int64_t OdbcVersion() const { return odbc_version_; }
+
+    // The switches; zero is off. Each is looked at by those it concerns when they act.
+    std::int64_t unicode_option = 0;
+    std::int64_t log_option = 0;
+    std::int64_t legacy_option = 0;
+
+private:
+    SQLHDBC AllocConnection(int timeout);
+    SQLHDBC KeepConnected(SQLHDBC connection, SQLRETURN code, CError& error);
+
+    std::int64_t odbc_version_ = 0;  // 2 or 3 once there is an environment
+    SQLHENV handle_ = nullptr;
+    std::map<SQLHDBC, CConnection*> connections_;  // each object is deleted here
+    std::map<SQLHSTMT, CStatement*> statements_;   // each object is deleted by its connection
+};

@@ -1,0 +1,42 @@
+// The error record: what became of the last entry called.
+#pragma once
+
+#include <sql.h>
+
+#include <cstddef>
+
+#include "orvelgw.h"
+
+/// The outcome of the last entry, as "WasError", "GetLastSQLCode" and "GetSQLErrors" report it. One
+/// for the process.
+class CError {
+public:
+    static constexpr std::size_t kMessageSize = 512;
+
+    CError() = default;
+    virtual ~CError() = default;
+    CError(const CError&) = delete;
+    CError& operator=(const CError&) = delete;
+
+    /// Clears the code and the flags. The message stays, and is reported only while connect_error
+    /// is set.
+    void Reset();
+
+    /// What "WasError" says of the flags.
+    int Condensed() const;
+
+    /// Sets connect_error and keeps the first diagnostic record of the most specific handle given
+    /// (null: not given) as the message. Called before the handle is freed.
+    void SetConnectError(SQLHENV environment, SQLHDBC connection, SQLHSTMT statement);
+
+    /// Writes the message as a list of one string. Returns 0.
+    int GetError(zarray* output) const;
+
+    SQLSMALLINT last_sql_code = 0;
+    char exception = 0;
+    char no_data = 0;
+    char bad_type = 0;
+    char error = 0;
+    char connect_error = 0;
+    char message[kMessageSize] = {};
+};

@@ -1,0 +1,69 @@
+#include "odbc/Statement.h"
+
+#include <sqlext.h>
+#include <sqlucode.h>
+
+#include "encoding/conversions.h"
+#include "odbc/Parameter.h"
+
+CStatement::CStatement(CConnection* owner, SQLHSTMT handle) : owner_(owner), handle_(handle)
+{}
+
+CStatement::~CStatement()
+{
+    ReleaseAll();
+}
+
+void CStatement::ReleaseAll()
+{
+    for (CParameter* parameter : parameters_) {
+        delete parameter;
+    }
+    parameters_.clear();
+}
+
+SQLRETURN CStatement::Prepare(char* text, int length)
+{
+    if (text == nullptr) {
+        return SQL_ERROR;
+    }
+    return SQLPrepare(handle_, reinterpret_cast<SQLCHAR*>(text), length);
+}
+
+SQLRETURN CStatement::PrepareW(wchar_t* text)
+{
+    if (text == nullptr) {
+        return SQL_ERROR;
+    }
+    return SQLPrepareW(handle_, text, ucslen(text));
+}
+
+SQLRETURN CStatement::RowCount(int* count)
+{
+    SQLLEN rows = 0;
+    const SQLRETURN code = SQLRowCount(handle_, &rows);
+    *count = static_cast<int>(rows);
+    return code;
+}
+
+SQLRETURN CStatement::Fetch()
+{
+    return SQLFetch(handle_);
+}
+
+SQLRETURN CStatement::NumColAttribute(SQLUSMALLINT column, SQLUSMALLINT field, SQLLEN* value)
+{
+    return SQLColAttribute(handle_, column, field, nullptr, 0, nullptr, value);
+}
+
+SQLRETURN CStatement::StrColAttribute(SQLUSMALLINT column, SQLUSMALLINT field, char* text,
+                                      SQLSMALLINT capacity, SQLSMALLINT* length)
+{
+    return SQLColAttribute(handle_, column, field, text, capacity, length, nullptr);
+}
+
+SQLRETURN CStatement::StrColAttributeW(SQLUSMALLINT column, SQLUSMALLINT field, wchar_t* text,
+                                       SQLSMALLINT capacity, SQLSMALLINT* length)
+{
+    return SQLColAttributeW(handle_, column, field, text, capacity, length, nullptr);
+}
