@@ -1,7 +1,7 @@
 # Options of every target: warnings, hardening and the sanitizers.
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2
-                    -Wcast-qual -Wundef -Wdouble-promotion -Wnull-dereference)
+                    -Wcast-qual -Wundef -Wdouble-promotion)
 add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
                     $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>)
 if(ORVELGW_WERROR)

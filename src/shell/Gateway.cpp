@@ -1,0 +1,271 @@
+#include "shell/Gateway.h"
+
+#include <dlfcn.h>
+#include <ffi.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <new>
+#include <set>
+
+#include "shell/HostList.h"
+#include "shell/HostServices.h"
+
+namespace {
+
+constexpr std::string_view kInputs = "cbsij";
+constexpr std::string_view kOutputs = "BSJNP";
+
+// Room for the largest output there is: 65,535 diagnostic records of 600 bytes. Only pages that are
+// written to become memory.
+constexpr std::size_t kOutputSize = std::size_t{65'536} * 600;
+
+constexpr std::size_t kHandleSize = 8;
+
+bool IsOutput(char letter)
+{
+    return kOutputs.find(letter) != std::string_view::npos;
+}
+
+// A counted argument: the length word, the data, and zeros where 8 readable bytes are due.
+std::string Counted(std::size_t count, std::string_view data)
+{
+    if (count > UINT16_MAX) {
+        throw CallError("an argument of " + std::to_string(count) +
+                        " is longer than a length word can say");
+    }
+    const auto word = static_cast<uint16_t>(count);
+    std::string argument(reinterpret_cast<const char*>(&word), sizeof word);
+    argument.append(data);
+    if (data.size() < kHandleSize) {
+        argument.append(kHandleSize - data.size(), '\0');
+    }
+    return argument;
+}
+
+template <class Wanted>
+const Wanted& As(const Argument& argument, char letter)
+{
+    const auto* value = std::get_if<Wanted>(&argument);
+    if (value == nullptr) {
+        throw CallError(std::string("an argument is not of letter ") + letter);
+    }
+    return *value;
+}
+
+}  // namespace
+
+/// One call's arguments as the entry takes them, and the storage behind them.
+class Marshalling {
+public:
+    void Add(char letter, const Argument& input)
+    {
+        switch (letter) {
+            case 'c':
+                if (std::holds_alternative<std::monostate>(input)) {
+                    AddPointer(nullptr);
+                } else {
+                    AddPointer(texts_.emplace_back(As<std::string>(input, letter)).data());
+                }
+                break;
+            case 'b': {
+                const auto& bytes = As<std::string>(input, letter);
+                AddPointer(texts_.emplace_back(Counted(bytes.size(), bytes)).data());
+                break;
+            }
+            case 's': {
+                const auto& units = As<std::u16string>(input, letter);
+                const std::string_view bytes(reinterpret_cast<const char*>(units.data()),
+                                             2 * units.size());
+                AddPointer(texts_.emplace_back(Counted(units.size(), bytes)).data());
+                break;
+            }
+            case 'j':
+                AddPointer(&long_strings_.emplace_back(As<std::string>(input, letter)).descriptor);
+                break;
+            default:
+                AddInteger(As<int32_t>(input, letter));
+        }
+    }
+
+    void AddOutput(char letter)
+    {
+        if (letter == 'P') {
+            AddPointer(&reply_.code);
+            return;
+        }
+        reply_.area_.reset(static_cast<char*>(std::calloc(kOutputSize, 1)));
+        if (reply_.area_ == nullptr) {
+            throw std::bad_alloc();
+        }
+        reply_.size_ = kOutputSize;
+        if (letter == 'J' || letter == 'N') {
+            output_string_.text = reply_.area_.get();
+            AddPointer(&output_string_);
+        } else {
+            reply_.offset_ = sizeof(uint16_t);
+            reply_.size_ -= reply_.offset_;
+            AddPointer(reply_.area_.get());
+        }
+        reply_.unit_ = letter == 'S' || letter == 'N' ? 2 : 1;
+    }
+
+    Reply Call(orvel_function function)
+    {
+        std::vector<void*> places;
+        for (Value& value : values_) {
+            places.push_back(&value);
+        }
+        ffi_cif interface;
+        if (ffi_prep_cif(&interface, FFI_DEFAULT_ABI, static_cast<unsigned>(types_.size()),
+                         &ffi_type_sint32, types_.data()) != FFI_OK) {
+            throw CallError("the arguments can't be passed");
+        }
+        for (LongString& string : long_strings_) {
+            string.descriptor = HostServices::Instance().NewLongString(string.text);
+        }
+        ffi_arg returned = 0;
+        ffi_call(&interface, function, &returned, places.data());
+        TakeOutput();
+        return std::move(reply_);
+    }
+
+private:
+    // Made only when nothing can keep the call from happening, which takes it back.
+    struct LongString {
+        explicit LongString(std::string bytes) : text(std::move(bytes)) {}
+
+        std::string text;
+        ORVEL_EXSTR descriptor{};
+    };
+
+    union Value {
+        void* pointer;
+        int32_t integer;
+    };
+
+    void AddPointer(void* pointer)
+    {
+        types_.push_back(&ffi_type_pointer);
+        values_.push_back({.pointer = pointer});
+    }
+
+    void AddInteger(int32_t integer)
+    {
+        types_.push_back(&ffi_type_sint32);
+        values_.push_back({.integer = integer});
+    }
+
+    void TakeOutput()
+    {
+        if (reply_.offset_ != 0) {
+            uint16_t word = 0;
+            std::memcpy(&word, reply_.area_.get(), sizeof word);
+            reply_.length = word;
+        } else if (reply_.area_ != nullptr) {
+            reply_.length = output_string_.length;
+            if (output_string_.text != reply_.area_.get()) {
+                // Storage that the library had from AllocLongString.
+                reply_.area_.reset(output_string_.text);
+                reply_.size_ = reply_.length * reply_.unit_;
+            }
+        }
+    }
+
+    std::deque<std::string> texts_;
+    std::deque<LongString> long_strings_;
+    ORVEL_EXSTR output_string_{};
+    Reply reply_;
+    std::vector<ffi_type*> types_;
+    std::vector<Value> values_;
+};
+
+void Reply::Free::operator()(char* area) const
+{
+    std::free(area);
+}
+
+std::string_view Reply::List() const
+{
+    return Area().substr(0, ListLength(Area(), static_cast<uint16_t>(length)));
+}
+
+void Gateway::Unload::operator()(void* library) const
+{
+    dlclose(library);
+}
+
+Gateway::Gateway(const std::string& path) : library_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
+{
+    if (library_ == nullptr) {
+        throw LoadError(dlerror());
+    }
+    auto* get_table = reinterpret_cast<decltype(&GetZFTable)>(dlsym(library_.get(), "GetZFTable"));
+    if (get_table == nullptr) {
+        throw LoadError(path + " is not a gateway: it exports no GetZFTable");
+    }
+    table_ = get_table(nullptr, HostServices::Instance().Table());
+    CheckTable();
+}
+
+void Gateway::CheckTable() const
+{
+    std::set<std::string_view> names;
+    for (int i = 0; i < ORVEL_TABLE_ROWS; ++i) {
+        const ORVEL_ZFE& row = table_[i];
+        const std::string where = "row " + std::to_string(i) + " of the callout table ";
+        if (row.name == nullptr || row.signature == nullptr || row.function == nullptr) {
+            throw LoadError(where + "is empty");
+        }
+        if (!names.insert(row.name).second) {
+            throw LoadError(where + "repeats the name " + row.name);
+        }
+        for (const char letter : std::string_view(row.signature)) {
+            if (!IsOutput(letter) && kInputs.find(letter) == std::string_view::npos) {
+                throw LoadError(where + "has the unknown signature " + row.signature);
+            }
+        }
+    }
+    if (table_[ORVEL_TABLE_ROWS].name != nullptr) {
+        throw LoadError("the callout table has more than " + std::to_string(ORVEL_TABLE_ROWS) +
+                        " rows");
+    }
+    if (const auto version = Call("GetGTWVersion").code; version != ORVEL_INTERFACE_VERSION) {
+        throw LoadError("the gateway's interface has version " + std::to_string(version) +
+                        ", not " + std::to_string(ORVEL_INTERFACE_VERSION));
+    }
+}
+
+const ORVEL_ZFE* Gateway::Find(std::string_view name) const
+{
+    for (const ORVEL_ZFE* row = table_; row->name != nullptr; ++row) {
+        if (row->name == name) {
+            return row;
+        }
+    }
+    return nullptr;
+}
+
+Reply Gateway::Call(std::string_view name, const std::vector<Argument>& inputs) const
+{
+    const ORVEL_ZFE* row = Find(name);
+    if (row == nullptr) {
+        throw CallError("no entry has the name " + std::string(name));
+    }
+    Marshalling marshalling;
+    auto input = inputs.begin();
+    for (const char letter : std::string_view(row->signature)) {
+        if (IsOutput(letter)) {
+            marshalling.AddOutput(letter);
+        } else if (input == inputs.end()) {
+            throw CallError(std::string(name) + " takes more arguments: " + row->signature);
+        } else {
+            marshalling.Add(letter, *input++);
+        }
+    }
+    if (input != inputs.end()) {
+        throw CallError(std::string(name) + " takes fewer arguments: " + row->signature);
+    }
+    return marshalling.Call(row->function);
+}

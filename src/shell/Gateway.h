@@ -1,0 +1,85 @@
+// The gateway as a host sees it: a shared object, a table of entries, and calls by name.
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "orvelgw.h"
+
+/// The shared object can't be loaded, or its callout table is not what orvelgw.h says.
+struct LoadError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A call that doesn't fit the entry's signature, or no such entry.
+struct CallError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// An input argument: no text, an integer, text or bytes, 2-byte characters. Letter c takes
+/// nothing or text; b and j text; s 2-byte characters; i an integer.
+using Argument = std::variant<std::monostate, int32_t, std::string, std::u16string>;
+
+/// What an entry gave back.
+class Reply {
+public:
+    /// The result argument; what it was preset to where the entry left it alone.
+    int32_t code = kUntouched;
+
+    /// The length word of a counted output (letters B and S), or the length of a long string.
+    uint32_t length = 0;
+
+    /// As many bytes of the output as length says.
+    std::string_view Bytes() const { return Area().substr(0, length * unit_); }
+
+    /// The list in a counted output, whole even where it outgrows the length word.
+    std::string_view List() const;
+
+    /// A result code that no entry writes.
+    static constexpr int32_t kUntouched = -999'999;
+
+private:
+    friend class Marshalling;
+
+    struct Free {
+        void operator()(char* area) const;
+    };
+
+    std::string_view Area() const { return {area_.get() + offset_, size_}; }
+
+    std::unique_ptr<char, Free> area_;
+    std::size_t offset_ = 0;  // of the value in the area
+    std::size_t size_ = 0;    // of what is granted for it
+    std::size_t unit_ = 1;    // bytes that length counts in
+};
+
+/// The loaded library. One for a process at a time; unloaded with this object.
+class Gateway {
+public:
+    /// Loads the shared object, hands it the host function table and checks its callout table.
+    /// Throws LoadError.
+    explicit Gateway(const std::string& path);
+
+    const ORVEL_ZFE* Table() const { return table_; }
+
+    /// The row of an external name, or null.
+    const ORVEL_ZFE* Find(std::string_view name) const;
+
+    /// Calls an entry: inputs in the order of the signature, outputs left out. Throws CallError,
+    /// and whatever the host's logging routine throws from a last END record.
+    Reply Call(std::string_view name, const std::vector<Argument>& inputs = {}) const;
+
+private:
+    struct Unload {
+        void operator()(void* library) const;
+    };
+
+    void CheckTable() const;
+
+    std::unique_ptr<void, Unload> library_;
+    const ORVEL_ZFE* table_ = nullptr;
+};

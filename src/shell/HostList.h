@@ -1,0 +1,56 @@
+// A host's reader of the gateway's lists (orvelgw.h, convention 10). Every byte is checked: what
+// comes out of a library that is being debugged is not trusted.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A list that breaks its own rules; says where.
+struct ListError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// One element, seen in the list's bytes.
+struct ListElement {
+    enum Type : unsigned char {
+        kNoValue = 0,  // the element of a single byte
+        kBytes = 1,
+        kUnits = 2,  // 2-byte characters
+        kNonNegative = 4,
+        kNegative = 5,
+        kNonNegativeDecimal = 6,
+        kNegativeDecimal = 7,
+        kDouble = 8
+    };
+
+    unsigned char type = kNoValue;
+    std::string_view payload;
+
+    bool IsString() const { return type == kBytes || type == kUnits; }
+    bool IsInteger() const { return type == kNonNegative || type == kNegative; }
+
+    /// The value of an integer; throws ListError for another type or more than 8 bytes.
+    std::int64_t Integer() const;
+
+    /// The value of a decimal or a double; throws ListError for another type.
+    double Number() const;
+
+    /// The text of a string: bytes as they are, 2-byte characters as UTF-8.
+    std::string Text() const;
+};
+
+/// The elements of a list, in order. They point into bytes.
+std::vector<ListElement> DecodeList(std::string_view bytes);
+
+/// The length of a list in a zeroed area, which its length word tells only modulo 65,536: found by
+/// walking the elements to where only zeros follow. Throws ListError where the two disagree.
+std::size_t ListLength(std::string_view zeroed_area, std::uint16_t length_word);
+
+/// 2-byte characters (low byte first) as UTF-8. Pairs make one character; half a pair is U+FFFD.
+std::string Utf8FromUnits(std::string_view units);
+
+/// UTF-8 as 2-byte characters, as a host passes them. What is not UTF-8 becomes U+FFFD.
+std::u16string UnitsFromUtf8(std::string_view text);

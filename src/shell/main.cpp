@@ -1,0 +1,107 @@
+// orvelgw: a host of the gateway for a person.
+#include <fmt/format.h>
+#include <langinfo.h>
+#include <strings.h>
+
+#include <clocale>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "shell/CommandLine.h"
+#include "shell/Gateway.h"
+#include "shell/HostServices.h"
+#include "shell/Session.h"
+#include "shell/present.h"
+
+namespace {
+
+constexpr char kLibraryName[] = "liborvelgw.so";
+
+void Complain(std::string_view what)
+{
+    fmt::print(stderr, "orvelgw: {}\n", what);
+}
+
+// The gateway converts text by the process locale. Of the user's locale only LC_CTYPE is taken:
+// drivers that print numbers are to print them with a point. ASCII alone carries too little.
+void SetLocale()
+{
+    const bool is_set = std::setlocale(LC_CTYPE, "") != nullptr;
+    if (!is_set || std::string_view(nl_langinfo(CODESET)) == "ANSI_X3.4-1968") {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+    }
+}
+
+std::string LibraryPath(const CommandLine& command)
+{
+    if (!command.library.empty()) {
+        return command.library;
+    }
+    std::error_code none;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", none);
+    const auto beside = program.parent_path() / kLibraryName;
+    return std::filesystem::exists(beside, none) ? beside.string() : kLibraryName;
+}
+
+// The gateway cuts such a string without a word, and what is left may mean another place.
+bool WouldBeCut(const std::string& connection_string)
+{
+    const char* text = connection_string.c_str();
+    return connection_string.size() > Session::kLongestConnectionString &&
+           (strncasecmp(text, "DRIVER", 6) == 0 || strncasecmp(text, "DSN", 3) == 0);
+}
+
+void Report(const SqlError& error)
+{
+    Complain(error.what());
+    for (const std::string& line : error.diagnostics) {
+        fmt::print(stderr, "{}\n", line);
+    }
+}
+
+ExitCode CarryOut(const CommandLine& command)
+{
+    HostServices::Instance().on_record = [](const TraceRecord& record) {
+        fmt::print(stderr, "trace: {}\n", RecordText(record));
+    };
+    const Gateway gateway(LibraryPath(command));
+    Session session(gateway, command.options, command.connection_string);
+    TablePrinter printer(stdout, stderr, command.null_text);
+    for (const std::string& statement : command.statements) {
+        session.Run(statement, printer);
+    }
+    return kDone;
+}
+
+}  // namespace
+
+int main(int count, char** words)
+{
+    try {
+        const Parsed parsed = ParseCommandLine(count, words);
+        if (!parsed.carry_out) {
+            return parsed.exit_code;
+        }
+        if (WouldBeCut(parsed.command.connection_string)) {
+            Complain("the connection string is longer than the gateway takes, 254 bytes");
+            return kWrongUsage;
+        }
+        SetLocale();
+        return CarryOut(parsed.command);
+    } catch (const LoadError& error) {
+        Complain(error.what());
+        return kLibraryUnusable;
+    } catch (const ConnectError& error) {
+        Report(error);
+        return kConnectionFailed;
+    } catch (const SqlError& error) {
+        Report(error);
+        return kSqlFailed;
+    } catch (const std::exception& error) {
+        Complain(error.what());
+        return kSqlFailed;
+    }
+}
