@@ -80,6 +80,7 @@ private:
             return code;
         }
         if (limits_.narrow_is_text) {
+            narrow_storage_[static_cast<std::size_t>(limits_.narrow_buffer) - 1] = '\0';
             row.AppendNTString(narrow_storage_.data());
         } else {
             const SQLLEN limit = limits_.narrow_buffer;

@@ -36,6 +36,9 @@ public:
     /// As many bytes of the output as length says.
     std::string_view Bytes() const { return Area().substr(0, length * unit_); }
 
+    /// The output as far as it was granted, zeros where the entry wrote nothing.
+    std::string_view Area() const { return {area_.get() + offset_, size_}; }
+
     /// The list in a counted output, whole even where it outgrows the length word.
     std::string_view List() const;
 
@@ -48,8 +51,6 @@ private:
     struct Free {
         void operator()(char* area) const;
     };
-
-    std::string_view Area() const { return {area_.get() + offset_, size_}; }
 
     std::unique_ptr<char, Free> area_;
     std::size_t offset_ = 0;  // of the value in the area

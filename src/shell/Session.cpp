@@ -7,8 +7,8 @@
 
 namespace {
 
-// What a row delivers of a value: characters, and bytes of UTF-8 where a narrow driver is behind
-// it. A value that was cut inside a character of up to four bytes ends up to three short of that.
+// What a row delivers of a value: 2-byte characters, or bytes where a narrow driver is behind it. A
+// value that was cut inside a character of up to four bytes ends up to three bytes short of that.
 constexpr std::size_t kLongestValue = 1000;
 constexpr std::size_t kLongestCharacter = 4;
 

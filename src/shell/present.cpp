@@ -174,9 +174,9 @@ void TablePrinter::Mention(const std::map<std::size_t, Mentioned>& mentioned,
                            const char* what) const
 {
     for (const auto& [column, values] : mentioned) {
-        fmt::print(messages_, "orvelgw: column {}, first in row {}: {} {} {}\n",
-                   Printable(columns_[column].name), values.first_row, values.count,
-                   values.count == 1 ? "value" : "values", what);
+        fmt::print(messages_, "orvelgw: column {}: {} {}, first in row {}, {}\n",
+                   Printable(columns_[column].name), values.count,
+                   values.count == 1 ? "value" : "values", values.first_row, what);
     }
 }
 
@@ -194,8 +194,8 @@ void TablePrinter::End()
         PrintLine(row, false);
     }
     std::fflush(data_);
-    Mention(cut_, "of 1,000 characters or bytes, the most that a row brings; it may be cut");
-    Mention(unreadable_, "that the driver did not deliver, shown as <ERROR>");
+    Mention(cut_, "as long as a row brings (1,000 characters or bytes) and perhaps cut");
+    Mention(unreadable_, "not delivered by the driver and shown as <ERROR>");
     fmt::print(messages_, "({} {})\n", rows_.size(), rows_.size() == 1 ? "row" : "rows");
 }
 

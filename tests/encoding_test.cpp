@@ -1,0 +1,378 @@
+// The encodings by themselves: conversions, the reader and the writer of lists, and the host's
+// decoder held against both.
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <random>
+#include <sstream>
+
+#include "encoding/ZConstList.h"
+#include "encoding/ZString.h"
+#include "encoding/conversions.h"
+#include "shell/HostList.h"
+
+namespace {
+
+std::string FromHex(const std::string& hex)
+{
+    std::istringstream in(hex);
+    std::string bytes;
+    for (unsigned byte = 0; in >> std::hex >> byte;) {
+        bytes.push_back(static_cast<char>(byte));
+    }
+    return bytes;
+}
+
+std::string ToHex(const std::string& bytes, std::size_t most = 16)
+{
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string hex;
+    for (const char c : bytes.substr(0, most)) {
+        const auto byte = static_cast<unsigned char>(c);
+        hex += hex.empty() ? "" : " ";
+        hex += kDigits[byte / 16];
+        hex += kDigits[byte % 16];
+    }
+    return hex;
+}
+
+/// A reader over bytes in storage of exactly their size, so that a sanitizer sees a step outside.
+class Reader {
+public:
+    explicit Reader(const std::string& bytes)
+        : storage_(bytes.begin(), bytes.end()),
+          string_{static_cast<uint32_t>(bytes.size()), storage_.data()},
+          list(&string_)
+    {
+        storage_.shrink_to_fit();
+        string_.text = storage_.data();
+        list = ZConstList(&string_);
+    }
+
+private:
+    std::vector<char> storage_;
+    ORVEL_EXSTR string_;
+
+public:
+    ZConstList list;
+};
+
+TEST(Conversions, WidenLatin1)
+{
+    wchar_t wide[4] = {7, 7, 7, 7};
+    const unsigned char text[] = {0x41, 0xE9};
+    EXPECT_EQ(VYRToWide(text, 2, wide, 2), 0);
+    EXPECT_EQ(wide[0], 7);
+    EXPECT_EQ(VYRToWide(text, 2, wide, 3), 2);
+    EXPECT_STREQ(wide, L"A\u00E9");
+}
+
+TEST(Conversions, WidenTwoByteCharacters)
+{
+    const unsigned char text[] = {0x41, 0, 0x3D, 0xD8, 0x00};
+    for (auto* widen : {&uni2_uni4, &uni2_uni4_no_swap}) {
+        wchar_t wide[4] = {7, 7, 7, 7};
+        EXPECT_EQ(widen(text, 5, wide, 4), 2);  // the odd byte is ignored
+        EXPECT_EQ(std::wstring(wide), (std::wstring{0x41, 0xD83D}));
+        wide[0] = 7;
+        EXPECT_EQ(widen(text, 4, wide, 0), 0);
+        EXPECT_EQ(wide[0], 7);
+        EXPECT_EQ(widen(text, 4, wide, 1), 2);  // one more than the capacity passes
+    }
+}
+
+TEST(Conversions, NarrowToTwoBytes)
+{
+    const wchar_t text[] = {0x41, 0x1F600, 0x20AC};
+    unsigned short units[5] = {7, 7, 7, 7, 7};
+    EXPECT_EQ(uni4_uni2(text, 3, units, 8), 3);
+    EXPECT_EQ(units[1], 0xF600);
+    EXPECT_EQ(units[3], 7) << "no terminator where it would be the last that fits";
+    EXPECT_EQ(uni4_uni2_no_swap(text, 3, units, 10), 3);
+    EXPECT_EQ(units[3], 0);
+    EXPECT_EQ(uni4_uni2(text, 3, units, 5), 0);
+    EXPECT_EQ(uni4_uni2(nullptr, 3, units, 8), 0);
+    EXPECT_EQ(uni4_uni2(text, 3, nullptr, 8), 0);
+    EXPECT_EQ(uni4_uni2(text, 1, reinterpret_cast<unsigned short*>(const_cast<wchar_t*>(text)), 8),
+              0);
+    EXPECT_EQ(ucslen(L""), 0);
+    EXPECT_EQ(ucslen(L"abc"), 3);
+}
+
+struct ReadCase {
+    const char* bytes;
+    int type;
+    int as_int;
+    long as_long;
+    double as_double;
+};
+
+TEST(ZConstList, ReadsValues)
+{
+    const ReadCase cases[] = {
+        {"02 04", 2, 0, 0, 0},
+        {"03 04 05", 2, 5, 5, 0},
+        {"05 04 00 00 01", 2, 65'536, 65'536, 0},
+        {"06 04 FF FF FF 7F", 2, 2'147'483'647, 2'147'483'647, 0},
+        {"07 04 01 00 00 00 02", 2, 3, 0x2'0000'0001, 0},  // the fifth byte wraps in 32 bits
+        {"02 05", 2, -1, -1, 0},
+        {"03 05 FF", 2, -1, -1, 0},
+        {"04 05 FF FE", 2, -257, -257, 0},
+        {"06 05 00 00 00 80", 2, -1, -2'147'483'648, 0},  // four bytes lose to the fill
+        {"0A 05 00 00 00 00 00 00 00 80", 2, -1, INT64_MIN, 0},
+        {"04 06 FF 0F", 3, 0, 0, 1.5},
+        {"04 07 FF F1", 3, 0, 0, -1.5},
+        {"03 07 02", 3, 0, 0, -100},
+        {"0A 08 00 00 00 00 00 00 00 40", 3, 0, 0, 2.0},
+        {"04 01 41 42", 1, 0, 0, 0},
+        {"06 02 41 00 42 00", 4, 0, 0, 0},
+        {"03 03 05", 0, 0, 0, 0},
+        {"03 09 05", 0, 0, 0, 0},
+        {"06 04 05", 2, 5, 5, 0},  // shorter than it says: outside bytes are 0
+        {"0A 08 00", 3, 0, 0, 0},
+    };
+    for (const ReadCase& c : cases) {
+        SCOPED_TRACE(c.bytes);
+        Reader reader(FromHex(c.bytes));
+        EXPECT_EQ(reader.list.GetType(), 0) << "nothing is current before the first move";
+        ASSERT_EQ(reader.list.MoveTo(1), 1);
+        EXPECT_EQ(reader.list.GetType(), c.type);
+        EXPECT_EQ(reader.list.GetInt(), c.as_int);
+        EXPECT_EQ(reader.list.GetLong(), c.as_long);
+        EXPECT_DOUBLE_EQ(reader.list.GetDouble(), c.as_double);
+        EXPECT_EQ(reader.list.MoveTo(2), 0);
+    }
+}
+
+TEST(ZConstList, Walks)
+{
+    Reader reader(FromHex("03 04 05 04 01 41 42 06 02 41 00 42 00"));
+    ZConstList& list = reader.list;
+    EXPECT_EQ(list.MoveTo(3), 1);
+    EXPECT_EQ(list.GetType(), ZConstList::kWideString);
+    EXPECT_EQ(list.uni2_uni4(), 2);
+    EXPECT_STREQ(ZConstList::conv_buf1, L"AB");
+    EXPECT_EQ(list.MoveTo(2), 1);
+    EXPECT_EQ(list.PayloadLength(), 2);
+    EXPECT_EQ(list.MoveTo(0), 1);
+    EXPECT_EQ(list.GetInt(), 5);
+    EXPECT_EQ(list.MoveTo(4), 0);
+    EXPECT_EQ(list.GetInt(), 0) << "past the end there is nothing";
+    EXPECT_EQ(list.MoveTo(1'000'000'000), 0);
+    EXPECT_EQ(list.Init(), 1);
+
+    Reader empty{std::string()};
+    EXPECT_EQ(empty.list.MoveTo(1), 0);
+
+    const ORVEL_EXSTR null{5, nullptr};
+    EXPECT_EQ(ZConstList(&null).MoveTo(1), 0);
+}
+
+TEST(ZConstList, EmptyElementAnswersForTheNextByte)
+{
+    Reader reader(FromHex("01 03 04 07"));
+    ASSERT_EQ(reader.list.MoveTo(1), 1);
+    EXPECT_EQ(reader.list.GetType(), ZConstList::kUnsupported);
+    EXPECT_EQ(reader.list.PayloadLength(), 0);
+    EXPECT_EQ(reader.list.uni2_uni4(), 0);
+    ASSERT_EQ(reader.list.MoveTo(2), 1);
+    EXPECT_EQ(reader.list.GetInt(), 7);
+}
+
+// Prefix bytes are signed to this reader: elements of these sizes step backwards or short.
+TEST(ZConstList, LongPrefixesStepShort)
+{
+    struct Case {
+        std::size_t first;  // payload bytes of the element before the one looked for
+        int found;          // what MoveTo(2) says
+        int type;
+    };
+    for (const auto& [first, found, type] :
+         {Case{125, 1, 2}, Case{126, 1, 0}, Case{130, 1, 0}, Case{254, 1, 0}, Case{299, 1, 2}}) {
+        ZString list;
+        list.AppendString(std::string(first, 'x').data(), first);
+        list.AppendLong(5);
+        Reader reader(list);
+        SCOPED_TRACE(first);
+        EXPECT_EQ(reader.list.MoveTo(2), found);
+        EXPECT_EQ(reader.list.GetType(), type);
+    }
+    // 65,535 bytes and more: the step is right, the payload lies in the length field.
+    ZString list;
+    list.AppendString(std::string(70'000, 'x').data(), 70'000);
+    list.AppendLong(5);
+    Reader reader(list);
+    EXPECT_EQ(reader.list.MoveTo(2), 1);
+    EXPECT_EQ(reader.list.GetInt(), 5);
+    EXPECT_EQ(reader.list.MoveTo(1), 1);
+    EXPECT_EQ(reader.list.PayloadLength(), -1);
+    EXPECT_EQ(reader.list.uni2_uni4(), 0);
+}
+
+TEST(ZConstList, ConvertsMultibyteAndWidePayloads)
+{
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+    Reader multibyte(FromHex("04 01 C3 A9"));  // the list's end is the text's
+    ASSERT_EQ(multibyte.list.MoveTo(1), 1);
+    EXPECT_EQ(multibyte.list.ConvertToUni(), 1);
+    EXPECT_EQ(*reinterpret_cast<const wchar_t*>(ZConstList::conv_buf), 0xE9);
+    Reader wide(FromHex("0A 01 E9 00 00 00 00 00 00 00"));
+    ASSERT_EQ(wide.list.MoveTo(1), 1);
+    EXPECT_EQ(wide.list.ConvertToMB(), 2);
+    EXPECT_STREQ(ZConstList::conv_buf, "\u00E9");
+}
+
+// Whatever the bytes, a walk ends, stays inside and answers.
+TEST(ZConstList, SurvivesAnyBytes)
+{
+    std::mt19937 random(20'260'101);
+    long found = 0;
+    for (int round = 0; round < 20'000; ++round) {
+        std::string bytes(random() % 24, '\0');
+        for (char& byte : bytes) {
+            static constexpr unsigned char kOften[] = {0, 1, 2, 3, 4, 5, 8, 0x80, 0xFF};
+            byte = static_cast<char>(random() % 2 != 0 ? kOften[random() % 9] : random() % 256);
+        }
+        Reader reader(bytes);
+        int item = 1;
+        for (; reader.list.MoveTo(item) != 0; ++item) {
+            found += reader.list.GetType() + reader.list.GetInt() % 2 + reader.list.GetLong() % 2;
+            found += std::isnan(reader.list.GetDouble()) ? 1 : 0;
+            found +=
+                reader.list.uni2_uni4() + reader.list.ConvertToUni() + reader.list.ConvertToMB();
+        }
+        ASSERT_LE(item, static_cast<int>(bytes.size()) + 1);
+    }
+    EXPECT_NE(found, 0);
+}
+
+struct WriteCase {
+    const char* what;
+    void (*write)(ZString& list);
+    const char* starts;
+    std::size_t size;
+};
+
+void Bytes(ZString& list, std::size_t n)
+{
+    list.AppendString(std::string(n, 'x').data(), n);
+}
+
+void Units(ZString& list, std::size_t n)
+{
+    list.AppendCUString(std::u16string(n, u'x').data(), n);
+}
+
+TEST(ZString, WritesEachForm)
+{
+    const WriteCase cases[] = {
+        {"0 bytes", [](ZString& l) { Bytes(l, 0); }, "02 01", 2},
+        {"253 bytes", [](ZString& l) { Bytes(l, 253); }, "FF 01 78", 255},
+        {"254 bytes", [](ZString& l) { Bytes(l, 254); }, "00 FF 00 01 78", 258},
+        {"65,534 bytes", [](ZString& l) { Bytes(l, 65'534); }, "00 FF FF 01 78", 65'538},
+        {"65,535 bytes", [](ZString& l) { Bytes(l, 65'535); }, "00 00 00 00 00 01 00 01 78",
+         65'543},
+        {"126 units", [](ZString& l) { Units(l, 126); }, "FE 02 78 00", 254},
+        {"127 units", [](ZString& l) { Units(l, 127); }, "00 FF 00 02 78 00", 258},
+        {"text", [](ZString& l) { l.AppendNTString("AB"); }, "04 01 41 42", 4},
+        {"empty value", [](ZString& l) { l.AppendEmptyValue(); }, "03 01 00", 3},
+        {"0", [](ZString& l) { l.AppendLong(0); }, "02 04", 2},
+        {"255", [](ZString& l) { l.AppendLong(255); }, "03 04 FF", 3},
+        {"256", [](ZString& l) { l.AppendLong(256); }, "04 04 00 01", 4},
+        {"65,536", [](ZString& l) { l.AppendLong(65'536); }, "05 04 00 00 01", 5},
+        {"2^24", [](ZString& l) { l.AppendLong(1 << 24); }, "06 04 00 00 00 01", 6},
+        {"2^32", [](ZString& l) { l.AppendLong(1L << 32); }, "03 04 00", 3},
+        {"-1", [](ZString& l) { l.AppendLong(-1); }, "03 05 FF", 3},
+        {"-256", [](ZString& l) { l.AppendLong(-256); }, "03 05 00", 3},
+        {"-257", [](ZString& l) { l.AppendLong(-257); }, "04 05 FF FE", 4},
+        {"-2^31", [](ZString& l) { l.AppendLong(INT32_MIN); }, "06 05 00 00 00 80", 6},
+    };
+    for (const WriteCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        ZString list;
+        c.write(list);
+        EXPECT_EQ(ToHex(list, FromHex(c.starts).size()), c.starts);
+        EXPECT_EQ(list.size(), c.size);
+        EXPECT_EQ(DecodeList(list).size(), 1U);
+        std::string area = list + std::string(16, '\0');
+        EXPECT_EQ(ListLength(area, static_cast<uint16_t>(list.size())), list.size());
+    }
+}
+
+/// Text by the Unicode option, which the writer is told of for the time of a test.
+class Writer : public testing::Test {
+protected:
+    Writer()
+    {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+        ZString::FollowUnicodeOption(&unicode);
+    }
+    ~Writer() override
+    {
+        static const std::int64_t kOff = 0;
+        ZString::FollowUnicodeOption(&kOff);
+    }
+
+    std::int64_t unicode = 0;
+    ZString list;
+};
+
+TEST_F(Writer, WideTextFollowsTheOption)
+{
+    list.AppendWString(L"\u00C5\U0001F600", 1);  // up to the terminator, whatever n
+    list.AppendWString(L"", 0);
+    unicode = 5;
+    list.AppendWString(L"\u00C5\U0001F600", 2);
+    EXPECT_EQ(ToHex(list, 99), "08 01 C3 85 F0 9F 98 80 02 01 06 02 C5 00 00 F6");
+}
+
+TEST_F(Writer, MultibyteTextFollowsTheOption)
+{
+    list.AppendConvert("\u00C5b", 2);
+    unicode = 1;
+    list.AppendConvert("wxyz", 4);  // leaves its traces in the buffer
+    list.clear();
+    list.AppendConvert("\u00C5b", 3);
+    EXPECT_EQ(ToHex(list, 99), "08 02 C5 00 62 00 00 00") << "the tail is zeros";
+}
+
+TEST_F(Writer, RefusesWhatItCannotConvert)
+{
+    const std::wstring longest(kConversionLimit, L'x');
+    const std::string bytes(kConversionLimit + 1, 'x');
+    EXPECT_THROW(list.AppendWString(longest.data(), longest.size() + 1), std::length_error);
+    unicode = 1;
+    EXPECT_THROW(list.AppendConvert(bytes.data(), bytes.size()), std::length_error);
+    list.AppendWString(longest.data(), longest.size());
+    EXPECT_EQ(list.size(), 2 * longest.size() + 8);
+    unicode = 0;
+    std::setlocale(LC_CTYPE, "C");
+    EXPECT_THROW(list.AppendWString(L"\u00C5", 1), std::length_error);
+}
+
+TEST(HostList, RefusesBrokenLists)
+{
+    for (const char* bytes : {"05 01 41", "00 05 00 01", "00 00 00 00 00 00 00", "00", "02"}) {
+        EXPECT_THROW(DecodeList(FromHex(bytes)), ListError) << bytes;
+    }
+    EXPECT_THROW(ListLength(FromHex("03 04 05 00 00"), 4), ListError);
+    EXPECT_THROW((ListElement{ListElement::kBytes, "5"}.Integer()), ListError);
+    EXPECT_THROW((ListElement{ListElement::kNonNegative, "5"}.Number()), ListError);
+}
+
+TEST(HostList, ReadsNumbersAndText)
+{
+    const std::string list = FromHex(
+        "01 04 07 FF F1 0A 08 00 00 00 00 00 00 00 40 06 05 00 00 00 80 08 02 3D D8 00 DE 3D D8");
+    const auto elements = DecodeList(list);
+    ASSERT_EQ(elements.size(), 5U);
+    EXPECT_EQ(elements[0].type, ListElement::kNoValue);
+    EXPECT_DOUBLE_EQ(elements[1].Number(), -1.5);
+    EXPECT_DOUBLE_EQ(elements[2].Number(), 2.0);
+    EXPECT_EQ(elements[3].Integer(), INT32_MIN);
+    EXPECT_EQ(elements[4].Text(), "\U0001F600\uFFFD");
+    EXPECT_EQ(UnitsFromUtf8("\u00E9\U0001F600\xFF"), u"\u00E9\U0001F600\uFFFD");
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+// The shared object as a host loads it, and what it traces.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "shell/Gateway.h"
+#include "shell/HostList.h"
+#include "shell/HostServices.h"
+#include "shell/present.h"
+
+/// Loads the library for each test and unloads it after, so each begins with a process's first
+/// call.
+class GatewayTest : public testing::Test {
+protected:
+    GatewayTest()
+    {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+        HostServices::Instance().on_record = [this](const TraceRecord& record) {
+            trace += RecordText(record) + "\n";
+        };
+        gateway.emplace(ORVELGW_LIBRARY);
+    }
+    ~GatewayTest() override
+    {
+        gateway.reset();
+        HostServices::Instance().on_record = nullptr;
+        EXPECT_EQ(HostServices::Instance().LongStringsOut(), 0);
+    }
+
+    Reply Call(std::string_view name, const std::vector<Argument>& inputs = {}) const
+    {
+        return gateway->Call(name, inputs);
+    }
+    int32_t Code(std::string_view name, const std::vector<Argument>& inputs = {}) const
+    {
+        return Call(name, inputs).code;
+    }
+    /// The list that an entry gives back, as text.
+    std::string List(std::string_view name, const std::vector<Argument>& inputs = {}) const
+    {
+        return ListText(Call(name, inputs).List());
+    }
+    int32_t WasError() const { return Code("WasError"); }
+
+    /// The records traced since the last time, one a line.
+    std::string Traced() { return std::exchange(trace, {}); }
+
+    std::optional<Gateway> gateway;
+    std::string trace;
+};
