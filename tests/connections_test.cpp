@@ -1,0 +1,215 @@
+// Connections and diagnostics over the scripted driver manager.
+#include <fmt/format.h>
+
+#include "scripted_fixture.h"
+
+using scripted::Current;
+
+namespace {
+
+TEST_F(ScriptedTest, ConnectsByName)
+{
+    TraceOn();
+    const Reply reply = Call("Connect", {"dsn", "user", {}});
+    EXPECT_EQ(reply.Bytes(), std::string("\xCA\0\0\0\0\0\0\0", 8));
+    EXPECT_EQ(Current().Taken(),
+              "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env1,200,3,0)\nSQLAllocHandle(2,env1)\n"
+              "SQLConnect(dbc2,'dsn',3,'user',4,null,0)\n");
+    EXPECT_EQ(Traced(),
+              "Connect BEGIN  \"dsn\", \"user\"\n"
+              "ConnectWithTimeout BEGIN  \"dsn\", \"user\", 0\n"
+              "ConnectWithTimeout END\nConnect END\n");
+    Call("ConnectWithTimeout", {"dsn", "u", "secret", -5});
+    EXPECT_EQ(Current().Taken(),
+              "SQLAllocHandle(2,env1)\nSQLSetConnectAttr(dbc3,103,-5,0)\n"
+              "SQLConnect(dbc3,'dsn',3,'u',1,'secret',6)\n");
+    EXPECT_EQ(Traced().find("secret"), std::string::npos);
+    EXPECT_EQ(Call("Connect", {{}, "u", "p"}).length, 0U);
+    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Current().Taken(), "") << "a null name connects to nothing";
+}
+
+TEST_F(ScriptedTest, ConnectsByString)
+{
+    const std::string filler(300, 'f');
+    struct Case {
+        std::string in;
+        std::string out;  // as ODBC gets it
+    };
+    const Case cases[] = {
+        {"mydsn", "'DSN=mydsn',9"},
+        {"dsn=x;uid=y", "'dsn=x;uid=y',11"},
+        {"Driver={d};pwd=z", "'Driver={d};pwd=z',16"},
+        {"DSN x", "'DSN x',5"},
+        {"DSNX=a", "'DSN=DSNX=a',10"},
+        {"DRIVERS=a", "'DRIVERS=a',9"},  // six characters of the keyword are looked at
+        {"", "'DSN=',4"},
+        {"DRIVER=" + filler, "'DRIVER=" + filler.substr(0, 33) + "...',254"},
+        {filler, "'DSN=" + filler.substr(0, 36) + "...',304"},
+    };
+    for (const Case& c : cases) {
+        Call("DSNConnect", {c.in});
+        const std::string& call = Current().calls.back();
+        EXPECT_EQ(call.substr(call.find(',') + 1), c.out + ",254,0)");
+    }
+    EXPECT_EQ(Call("DSNConnect", {Argument{}}).length, 0U);
+    EXPECT_EQ(WasError(), -1);
+}
+
+TEST_F(ScriptedTest, CutsTheHostsOwnString)
+{
+    auto* connect =
+        reinterpret_cast<int (*)(char*, zarray*)>(gateway->Find("DSNConnect")->function);
+    std::string output(16, '\0');
+    auto* handle = reinterpret_cast<zarray*>(output.data());
+    std::string kept = "DSN=" + std::string(250, 'x');
+    connect(kept.data(), handle);
+    EXPECT_EQ(kept, "DSN=" + std::string(250, 'x'));
+    std::string cut = kept + "yz";
+    connect(cut.data(), handle);
+    EXPECT_EQ(cut, kept + '\0' + "z");
+}
+
+TEST_F(ScriptedTest, KeepsTheDiagnosticOfAFailedConnection)
+{
+    Current().codes["SQLConnect"] = SQL_ERROR;
+    Current().diagnostics = {{"08001", -7, "no \xC3\xA9 server"}, {"01000", 0, "second"}};
+    const Reply reply = Call("Connect", {"d", "u", "p"});
+    EXPECT_EQ(reply.length, 0U);
+    EXPECT_EQ(std::string(reply.Area().substr(0, 8)), std::string(8, '\0'));
+    EXPECT_EQ(Current().calls.back(), "SQLFreeHandle(2,dbc2)");
+    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(List("GetSQLErrors", {"", unknown}),
+              "\"  SQLState: (08001) NativeError: [-7] Message: no \xC3\xA9 server\\r\\n\"");
+    EXPECT_EQ(WasError(), 0);
+    Current().diagnostics = {};
+    EXPECT_EQ(List("GetSQLErrors", {"", ""}), "\"\"") << "now the environment's records";
+    EXPECT_EQ(Current().calls.back(), "SQLGetDiagRec(1,env1,1,511)");
+    // 511 characters and a terminator, though neither text nor state ends.
+    Current().diagnostics = {{"0800199", 1, std::string(600, 'm')}};
+    Call("Connect", {"d", "u", "p"});
+    const Reply line = Call("GetSQLErrors", {"", ""});
+    const std::string begins = "  SQLState: (08001) NativeError: [1] Message: ";
+    EXPECT_EQ(DecodeList(line.List())[0].payload, begins + std::string(511 - begins.size(), 'm'));
+}
+
+TEST_F(ScriptedTest, TriesTheEnvironmentAgain)
+{
+    TraceOn();
+    for (const char* entry : {"DSNConnect", "DSNConnectWithTimeout"}) {
+        std::vector<Argument> inputs{"x"};
+        if (std::string_view(entry) != "DSNConnect") {
+            inputs.emplace_back(3);
+        }
+        Current().codes["SQLAllocHandle"] = SQL_ERROR;
+        EXPECT_EQ(Call(entry, inputs).length, 0U);
+        EXPECT_EQ(WasError(), 0) << "an empty handle is the whole answer";
+        Current().codes = {};
+        Current().throwing = {"SQLAllocHandle"};
+        EXPECT_EQ(Call(entry, inputs).length, 0U);
+        EXPECT_EQ(WasError(), 0);
+        Current().throwing = {};
+    }
+    EXPECT_EQ(Traced().find("WithTimeout BEGIN"), std::string::npos);
+    EXPECT_EQ(Call("DSNConnect", {"x"}).length, 8U);
+}
+
+TEST_F(ScriptedTest, LegacyOptionRecreatesTheEnvironment)
+{
+    Open();
+    EXPECT_EQ(Code("SetLegacyOption", {5}), 5);
+    Call("DSNConnect", {"y"});
+    EXPECT_EQ(Current().Taken(),
+              "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\nSQLFreeHandle(1,env1)\n"
+              "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env4,200,2,0)\nSQLAllocHandle(2,env4)\n"
+              "SQLDriverConnect(dbc5,'DSN=y',5,254,0)\n");
+    EXPECT_EQ(Code("Execute", {statement}), -2) << "its connection is gone";
+    Code("SetLegacyOption", {0});
+    Call("ConnectWithTimeout", {"z", "u", "p", 0});
+    EXPECT_EQ(Current().Taken(), "SQLAllocHandle(2,env4)\nSQLConnect(dbc6,'z',1,'u',1,'p',1)\n");
+}
+
+TEST_F(ScriptedTest, LegacyOptionBeforeTheFirstConnectionMakesTwoEnvironments)
+{
+    Code("SetLegacyOption", {1});
+    Call("DSNConnect", {"y"});
+    EXPECT_EQ(Current().Taken(),
+              "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env1,200,2,0)\nSQLAllocHandle(1,null)\n"
+              "SQLSetEnvAttr(env2,200,2,0)\nSQLAllocHandle(2,env2)\n"
+              "SQLDriverConnect(dbc3,'DSN=y',5,254,0)\n");
+}
+
+TEST_F(ScriptedTest, DisconnectingForgetsStatements)
+{
+    Open();
+    Current().codes["SQLDisconnect"] = SQL_ERROR;
+    EXPECT_EQ(Code("Disconnect", {connection}), 0) << "what matters is that the handle is freed";
+    EXPECT_EQ(Current().Taken(), "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\n");
+    EXPECT_EQ(Code("DropStatement", {statement}), -2);
+    EXPECT_EQ(Code("Disconnect", {connection}), -2);
+}
+
+TEST_F(ScriptedTest, RemovingAConnectionMakesNoCall)
+{
+    Open();
+    TraceOn();
+    EXPECT_EQ(Code("RemoveConnection", {unknown}), 0);
+    EXPECT_EQ(Code("RemoveConnection", {connection}), 0);
+    EXPECT_EQ(Traced(), fmt::format("RemoveConnection BEGIN  handle 0x309\nDisconnect END  0\n"
+                                    "RemoveConnection BEGIN  {}\nDisconnect END  0\n",
+                                    kDbc));
+    EXPECT_EQ(Code("DropStatement", {statement}), -2);
+    EXPECT_EQ(Current().Taken(), "");
+}
+
+TEST_F(ScriptedTest, StatementsThatCannotBeMadeOrFreed)
+{
+    Open();
+    Current().codes["SQLAllocHandle"] = SQL_SUCCESS_WITH_INFO;
+    const Reply none = Call("AllocStatement", {connection});
+    EXPECT_EQ(none.Bytes(), std::string(8, '\0'));
+    EXPECT_EQ(WasError(), -1);
+    Current().codes = {{"SQLFreeHandle", SQLRETURN{SQL_ERROR}}};
+    EXPECT_EQ(Code("DropStatement", {statement}), -1);
+    Current().codes = {};
+    EXPECT_EQ(Code("DropStatement", {statement}), 0) << "it was kept";
+    EXPECT_EQ(Code("DropStatement", {statement}), -2);
+}
+
+TEST_F(ScriptedTest, CollectsEveryRecordOfTheMostSpecificHandle)
+{
+    EXPECT_EQ(List("GetSQLErrors", {"", ""}), "\"\"") << "there is no handle at all yet";
+    EXPECT_EQ(Current().Taken(), "");
+    Open();
+    Current().diagnostics = {
+        {"42000", 1, "a"}, {"42S02", 2, std::string(600, 'b')}, {"01000", 3, ""}};
+    TraceOn();
+    const Reply reply = Call("GetSQLErrors", {connection, statement});
+    const auto lines = DecodeList(reply.List());
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0].payload, "  SQLState: (42000) NativeError: [1] Message: a\r\n");
+    EXPECT_EQ(lines[1].payload,
+              "  SQLState: (42S02) NativeError: [2] Message: " + std::string(511, 'b') + "\r\n");
+    EXPECT_EQ(Current().calls[0], "SQLGetDiagRec(3,stmt3,1,511)");
+    EXPECT_EQ(Traced(), fmt::format("GetSQLErrors BEGIN  {}, {}\nGetSQLErrors END\n", kDbc, kStmt));
+    Current().Taken();
+    Call("GetSQLErrors", {unknown, ""});
+    EXPECT_EQ(Current().calls[0], "SQLGetDiagRec(2,stmt77,1,511)") << "not looked up";
+    Traced();
+    EXPECT_EQ(Call("GetSQLErrors", {connection, unknown}).length, 0U);
+    EXPECT_EQ(Traced(), fmt::format("GetSQLErrors BEGIN  {}, handle 0x309\n"
+                                    "GetSQLErrors END  \"Incorrect HSTMT\"\n",
+                                    kDbc));
+    EXPECT_EQ(WasError(), -1);
+}
+
+TEST_F(ScriptedTest, EndsAnEndlessDriver)
+{
+    Open();
+    Current().diagnostics = {{"42000", 1, "a"}};
+    Current().endless_diagnostics = true;
+    const Reply reply = Call("GetSQLErrors", {connection, statement});
+    EXPECT_EQ(DecodeList(reply.List()).size(), 65'535U);
+}
+
+}  // namespace

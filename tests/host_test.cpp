@@ -1,0 +1,113 @@
+// What a host relies on: the table, loading and unloading, the trace and its exceptions.
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "scripted_fixture.h"
+
+using scripted::Current;
+
+// A host's own functions of the names of entries: the library must not end up in them.
+#pragma GCC visibility push(default)
+extern "C" int ConnectWithTimeout(const char*, const char*, const char*, int, zarray*)
+{
+    ADD_FAILURE() << "the host's ConnectWithTimeout was called";
+    return 0;
+}
+extern "C" int Test(const char*)
+{
+    return -5;
+}
+#pragma GCC visibility pop
+
+namespace {
+
+TEST_F(ScriptedTest, TableIsTheLibrarysOwn)
+{
+    const std::string library = std::filesystem::canonical(ORVELGW_LIBRARY);
+    int rows = 0;
+    for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row, ++rows) {
+        Dl_info info{};
+        ASSERT_NE(dladdr(reinterpret_cast<void*>(row->function), &info), 0) << row->name;
+        EXPECT_EQ(std::filesystem::canonical(info.dli_fname), library) << row->name;
+    }
+    EXPECT_EQ(rows, ORVEL_TABLE_ROWS);
+    EXPECT_EQ(gateway->Find("GetDataEx")->function, gateway->Find("GetDataExW")->function);
+    EXPECT_EQ(Code("Connect", {"d", "u", "p"}), Reply::kUntouched);
+    EXPECT_EQ(Current().calls.size(), 4U) << "the inner entry is the library's";
+}
+
+TEST_F(ScriptedTest, FreshAfterUnloading)
+{
+    Open();
+    EXPECT_EQ(Code("SetLegacyOption", {5}), 5);
+    EXPECT_EQ(Code("GetUV"), 1);
+    EXPECT_EQ(Code("GetGTWVersion"), 10);
+    gateway.reset();
+    EXPECT_EQ(Current().Taken(),
+              "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\nSQLFreeHandle(1,env1)\n");
+    EXPECT_EQ(dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr) << "it is still loaded";
+    gateway.emplace(ORVELGW_LIBRARY);
+    EXPECT_EQ(Code("DropStatement", {statement}), -2);
+    Call("DSNConnect", {"x"});
+    EXPECT_EQ(Current().calls[1], "SQLSetEnvAttr(env4,200,3,0)") << "no option survives";
+}
+
+TEST_F(ScriptedTest, TracesItsOwnSwitches)
+{
+    std::vector<TraceRecord> records;
+    HostServices::Instance().on_record = [&](const TraceRecord& r) { records.push_back(r); };
+    EXPECT_EQ(Code("SetLogOption", {0}), 0);
+    Call("Test", {"hello"});
+    Call("SetUnicodeOption", {3});
+    ASSERT_EQ(records.size(), 2U) << "the switch is off";
+    EXPECT_EQ(records[0].level + records[0].source + records[0].name + ListText(records[0].data),
+              "2GatewaySetLogOption0");
+    EXPECT_EQ(records[1].level + records[1].source + records[1].name + records[1].data,
+              "1GatewayTesthello");
+    records.clear();
+    EXPECT_EQ(Code("SetLogOption", {5}), 5);
+    Call("SetUnicodeOption", {3});
+    Call("SetLegacyOption", {0});
+    Call("GetUV");
+    Call("GetLastSQLCode");
+    std::string names;
+    for (const TraceRecord& record : records) {
+        names += record.name + " " + ListText(record.data) + "\n";
+    }
+    EXPECT_EQ(names,
+              "SetLogOption 5\nSetUnicodeOption 3\nSetLegacyOption 0\nGetUV 1\n"
+              "GetLastSQLCode BEGIN \nGetLastSQLCode END 0\n");
+}
+
+// The guard holds what a host's logging routine throws, but for the last END record.
+TEST_F(ScriptedTest, ContainsWhatTheHostsLogThrows)
+{
+    Open();
+    TraceOn();
+    std::string poison;
+    HostServices::Instance().on_record = [&](const TraceRecord& record) {
+        trace += record.name + "\n";
+        if (record.name == poison) {
+            throw std::runtime_error("log");
+        }
+    };
+    poison = "Execute BEGIN";
+    EXPECT_EQ(Code("Execute", {statement}), Reply::kUntouched);
+    EXPECT_EQ(Current().Taken(), "");
+    EXPECT_EQ(WasError(), -1000);
+    poison = "Execute END";
+    EXPECT_THROW(Code("Execute", {statement}), std::runtime_error);
+    poison = "PrepareHandle END";
+    EXPECT_THROW(Code("Prepare", {statement, "s"}), std::runtime_error);
+    EXPECT_EQ(HostServices::Instance().LongStringsOut(), 0) << "released all the same";
+    poison = "RemoveConnection BEGIN";
+    Traced();
+    EXPECT_EQ(Code("RemoveConnection", {connection}), -1);
+    EXPECT_EQ(WasError(), -1000);
+    EXPECT_EQ(Traced(),
+              "RemoveConnection BEGIN\nRemoveConnection END\nWasError BEGIN\nWasError END\n");
+}
+
+}  // namespace

@@ -1,0 +1,328 @@
+// Statements, columns and rows over the scripted driver manager.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "encoding/ZString.h"
+#include "scripted_fixture.h"
+
+using scripted::Current;
+using scripted::Value;
+using scripted::WideBytes;
+
+namespace {
+
+TEST_F(ScriptedTest, PreparesTextOfAnyWidth)
+{
+    Open();
+    EXPECT_EQ(Code("Prepare", {statement, ""}), 0);
+    EXPECT_EQ(Current().Taken(), "SQLPrepare(stmt3,'',0)\n");
+    EXPECT_EQ(Code("PrepareW", {statement, u""}), 0);
+    EXPECT_EQ(Code("PrepareW", {statement, u"a\u20AC"}), 0);
+    EXPECT_EQ(Code("PrepareW", {statement, std::u16string(32'767, u'x')}), 0);
+    EXPECT_EQ(Current().Taken(),
+              "SQLPrepareW(stmt3,0,0)\nSQLPrepareW(stmt3,2,8364)\n"
+              "SQLPrepareW(stmt3,32767,120)\n");
+    TraceOn();
+    EXPECT_EQ(Code("PrepareW", {statement, std::u16string(32'768, u'x')}), -25);
+    EXPECT_TRUE(Traced().ends_with("PrepareHandleW END  \"Statement too long\"\n"));
+    EXPECT_EQ(WasError(), -1);
+}
+
+TEST_F(ScriptedTest, CountsAreWrittenWhateverTheCode)
+{
+    Open();
+    Current().row_count = 0x1'0000'0005;
+    Current().columns = -1;
+    Current().codes = {{"SQLRowCount", SQLRETURN{-1}}, {"SQLNumResultCols", SQLRETURN{1}}};
+    EXPECT_EQ(Code("RowCount", {statement}), 5);
+    EXPECT_EQ(Code("GetLastSQLCode"), -1);
+    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Code("NumResultCols", {statement}), -1);
+    EXPECT_EQ(Code("GetLastSQLCode"), 1);
+    EXPECT_EQ(WasError(), 0);
+    Call("PreparseSQL", {u"x", 1, ""});
+    EXPECT_EQ(Code("GetLastSQLCode"), 1) << "it resets nothing";
+    Code("SetStmtOption", {statement, 65'536 + 7, -2});
+    EXPECT_EQ(Current().calls.back(), "SQLSetStmtAttr(stmt3,7,-2,0)");
+}
+
+TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
+{
+    Open();
+    const char* header =
+        "\"SqlType\", \"Precision\", \"Scale\", \"Nullable\", \"Datatype\", \"DisplaySize\", "
+        "\"IsMoney?\"";
+    Current().columns = 0;
+    const auto describe = [&] {
+        std::string text;
+        const Reply reply = Call("DescribeColumns", {statement});
+        for (const auto& row : DecodeList(reply.List())) {
+            text += ListText(row.payload) + "\n";
+        }
+        return text;
+    };
+    EXPECT_EQ(describe(), std::string("0, ") + header + "\n");
+    Current().columns = 2;
+    Current().values = {{.length = 300, .bytes = std::string(300, 'n'), .number = 1L << 32},
+                        {.bytes = std::string(40, 't')},
+                        {.number = 9},
+                        {.number = 1},
+                        {.code = SQL_ERROR}};
+    Current().Taken();
+    EXPECT_EQ(describe(), fmt::format("2, {}\n\"{}\", 12, 0, 0, 0, \"{}\", 9, 1\n", header,
+                                      std::string(128, 'n'), std::string(32, 't')));
+    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(
+        Current().Taken(),
+        "SQLNumResultCols(stmt3)\nSQLDescribeCol(stmt3,1,128)\nSQLColAttribute(stmt3,1,14,32)\n"
+        "SQLColAttribute(stmt3,1,6,8)\nSQLColAttribute(stmt3,1,9,8)\n"
+        "SQLDescribeCol(stmt3,2,128)\n");
+    Code("SetUnicodeOption", {1});
+    Current().columns = 1;
+    Current().values = {{.length = 4, .bytes = WideBytes(L"\u00E9b")}, {.bytes = "t"}};
+    EXPECT_EQ(describe(), fmt::format("1, {}\nu\"\u00E9b\", 12, 0, 0, 0, \"t\", 0, 0\n", header));
+    Current().codes["SQLNumResultCols"] = SQL_ERROR;
+    EXPECT_EQ(describe(), "");
+}
+
+TEST_F(ScriptedTest, TakesTextAttributesByTheirLength)
+{
+    Open();
+    struct Case {
+        const char* entry;
+        SQLLEN length;
+        std::string bytes;
+        std::string list;
+    };
+    const std::wstring wide(1024, L'w');
+    const Case cases[] = {
+        {"StrColAttribute", 2, "abc", "\"ab\""},
+        {"StrColAttribute", SQL_NTS, "abc", "\"abc\""},
+        {"StrColAttribute", 0, "abc", "\"\\x00\""},
+        {"StrColAttribute", -4, "abc", ""},
+        {"StrColAttribute", 30'000, std::string(600, 'a'), "\"" + std::string(512, 'a') + "\""},
+        {"StrColAttribute", SQL_NTS, std::string(600, 'a'), "\"" + std::string(512, 'a') + "\""},
+        {"StrColAttributeW", 8, WideBytes(L"ab"), "u\"ab\\x00\\x00\""},
+        {"StrColAttributeW", SQL_NTS, WideBytes(L"ab"), ""},
+        {"StrColAttributeW", 0, "", "\"\\x00\""},
+        {"StrColAttributeW", 32'767, WideBytes(wide), "u\"" + std::string(1024, 'w') + "\""},
+    };
+    Code("SetUnicodeOption", {1});
+    for (const Case& c : cases) {
+        Current().values = {{.length = c.length, .bytes = c.bytes}};
+        EXPECT_EQ(List(c.entry, {statement, 65'537, 65'540}), c.list) << c.entry << c.length;
+        EXPECT_NE(Current().calls.back().find("(stmt3,1,4,"), std::string::npos);
+    }
+}
+
+class RowTest : public ScriptedTest {
+protected:
+    RowTest()
+    {
+        Open();
+        Code("SetUnicodeOption", {1});
+        list_of_one.AppendLong(1);
+    }
+
+    /// The items of the one row that an entry brings when the driver has these values.
+    std::string Items(std::string_view entry, const Argument& argument, std::vector<Value> values)
+    {
+        Current().values.assign(values.begin(), values.end());
+        Current().rows = 1;
+        Current().columns = static_cast<SQLSMALLINT>(values.size());
+        const Reply reply = Call(entry, {statement, argument});
+        return ListText(entry == "FetchRows" ? DecodeList(reply.List()).at(0).payload
+                                             : reply.List());
+    }
+
+    ZString list_of_one;
+};
+
+std::string Narrow(std::size_t n)
+{
+    return "\"" + std::string(n, 'x') + "\"";
+}
+
+std::string Wide(std::size_t n)
+{
+    return "u" + Narrow(n);
+}
+
+struct ItemCase {
+    SQLRETURN code;
+    SQLLEN indicator;
+    std::string narrow_row;    // the item of "GetOneRow" with the legacy option
+    std::string narrow_fetch;  // of "FetchRows" with it
+    std::string wide_all;      // of "GetOneRow", all columns, without it
+    std::string wide_listed;   // of "GetOneRow", listed columns
+    std::string wide_fetch;    // of "FetchRows"
+};
+
+TEST_F(RowTest, ItemsFollowCodeAndIndicator)
+{
+    const std::string null = "\"\"";
+    const std::string empty = "\"\\x00\"";
+    const std::string error = "\"<ERROR>\"";
+    const ItemCase cases[] = {
+        {0, SQL_NULL_DATA, null, null, null, null, null},
+        {0, 0, empty, empty, empty, empty, empty},
+        {SQL_NO_DATA, 8, empty, empty, empty, empty, empty},
+        {SQL_ERROR, SQL_NULL_DATA, error, error, error, error, error},
+        {0, 40, Narrow(40), Narrow(1000), Wide(10), Wide(10), Wide(10)},
+        {1, 999, Narrow(999), Narrow(1000), Wide(249), Wide(249), Wide(249)},
+        {1, 1001, Narrow(1000), Narrow(1000), Wide(250), Wide(250), Wide(250)},
+        {1, 3999, Narrow(1000), Narrow(1000), Wide(999), Wide(250), Wide(999)},
+        {1, 4001, Narrow(1000), Narrow(1000), Wide(1000), Wide(250), Wide(1000)},
+        {1, 70'000, Narrow(1000), Narrow(1000), Wide(1000), Wide(250), Wide(1000)},
+        {1, SQL_NO_TOTAL, Narrow(1000), Narrow(1000), Wide(1000), Wide(250), Wide(1000)},
+        {0, INT64_MIN, Narrow(1000), Narrow(1000), Wide(1000), Wide(250), Wide(1000)},
+    };
+    const std::string wide = WideBytes(std::wstring(2000, L'x'));
+    for (const ItemCase& c : cases) {
+        SCOPED_TRACE(fmt::format("code {} indicator {}", c.code, c.indicator));
+        const Value narrow_value{
+            .code = c.code, .length = c.indicator, .bytes = std::string(2000, 'x')};
+        const Value wide_value{.code = c.code, .length = c.indicator, .bytes = wide};
+        Code("SetLegacyOption", {1});
+        EXPECT_EQ(Items("GetOneRow", "", {narrow_value}), c.narrow_row);
+        EXPECT_EQ(Items("FetchRows", 1, {narrow_value}), c.narrow_fetch);
+        EXPECT_EQ(Code("GetLastSQLCode"), c.code == SQL_NO_DATA ? 0 : c.code);
+        Code("SetLegacyOption", {0});
+        EXPECT_EQ(Items("GetOneRow", "", {wide_value}), c.wide_all);
+        EXPECT_EQ(Items("GetOneRow", list_of_one, {wide_value}), c.wide_listed);
+        EXPECT_EQ(Items("FetchRows", 1, {wide_value}), c.wide_fetch);
+    }
+    Current().Taken();
+    Items("GetOneRow", "", {{}});
+    Items("GetOneRow", list_of_one, {{}});
+    Items("FetchRows", 1, {{}});
+    Code("SetLegacyOption", {1});
+    Items("GetOneRow", "", {{}});
+    Items("FetchRows", 1, {{}});
+    std::string reads;
+    for (const std::string& call : Current().calls) {
+        reads += call.starts_with("SQLGetData") ? call + "\n" : "";
+    }
+    EXPECT_EQ(
+        reads,
+        "SQLGetData(stmt3,1,-8,4000)\nSQLGetData(stmt3,1,-8,2000)\nSQLGetData(stmt3,1,-8,4004)\n"
+        "SQLGetData(stmt3,1,1,1000)\nSQLGetData(stmt3,1,1,1001)\n");
+}
+
+// What a driver manager does to wide text of a narrow driver.
+TEST_F(RowTest, MendsWidenedValues)
+{
+    const auto bytes = [](const std::wstring& text) { return WideBytes(text); };
+    EXPECT_EQ(Items("FetchRows", 1, {{.length = -4}}), "\"\"") << "a NULL, times four";
+    EXPECT_EQ(
+        Items("FetchRows", 1, {{.length = -4, .bytes = bytes(L"x")}}), "u\"x" +
+                                                                           [] {
+                                                                               std::string zeros;
+                                                                               for (int i = 1;
+                                                                                    i < 1000; ++i) {
+                                                                                   zeros += "\\x00";
+                                                                               }
+                                                                               return zeros;
+                                                                           }() +
+                                                                           "\"")
+        << "a value of unknown length";
+    EXPECT_EQ(Items("FetchRows", 1, {{.length = 12, .bytes = bytes(L"\u00E9x")}}), "u\"\u00E9x\"")
+        << "three bytes were two characters";
+    EXPECT_EQ(Items("FetchRows", 1, {{.length = 8}}), "\"\\x00\"") << "characters nobody wrote";
+    // Nothing of one value shows in the next.
+    EXPECT_EQ(Items("FetchRows", 1,
+                    {{.length = 16, .bytes = bytes(L"abcd")},
+                     {.code = 1, .length = 16, .bytes = bytes(L"e")},
+                     {.length = 4, .bytes = bytes(L"f")},
+                     {.length = -1},
+                     {.code = 1, .length = 8}}),
+              "u\"abcd\", u\"e\\x00\\x00\\x00\", u\"f\", \"\", u\"\\x00\\x00\"");
+}
+
+TEST_F(RowTest, WithoutTheOptionTextEndsAtItsTerminator)
+{
+    Code("SetUnicodeOption", {0});
+    const Value cut{.code = 1, .length = 70'000, .bytes = WideBytes(std::wstring(2000, L'x'))};
+    EXPECT_EQ(Items("GetOneRow", list_of_one, {cut}), Narrow(500)) << "the whole buffer";
+    EXPECT_EQ(Items("FetchRows", 1, {{.length = 12, .bytes = WideBytes(L"\u00E9x")}}),
+              "\"\u00E9x\"");
+    std::setlocale(LC_CTYPE, "C");
+    Current().rows = 1;
+    EXPECT_EQ(Call("FetchRows", {statement, 1}).length, 0U);
+    EXPECT_EQ(WasError(), -1000) << "a character that the locale does not have";
+}
+
+TEST_F(RowTest, ReadsListedColumns)
+{
+    Current().columns = 3;
+    Current().values = {{.length = 4, .bytes = WideBytes(L"c")},
+                        {.length = 4, .bytes = WideBytes(L"a")}};
+    ZString numbers;
+    numbers.AppendLong(3);
+    numbers.AppendLong(1);
+    Current().Taken();
+    EXPECT_EQ(List("GetOneRow", {statement, numbers}), "u\"c\", u\"a\"");
+    EXPECT_EQ(Current().Taken(),
+              "SQLNumResultCols(stmt3)\nSQLGetData(stmt3,3,-8,2000)\n"
+              "SQLGetData(stmt3,1,-8,2000)\n");
+    for (const int number : {0, -1, 4}) {
+        ZString more = numbers;
+        more.AppendLong(number);
+        EXPECT_EQ(Call("GetOneRow", {statement, more}).length, 0U);
+        EXPECT_EQ(Code("GetLastSQLCode"), -1);
+        EXPECT_EQ(WasError(), -1);
+    }
+    Current().codes["SQLNumResultCols"] = SQL_SUCCESS_WITH_INFO;
+    for (const auto& [entry, argument] :
+         {std::pair<const char*, Argument>{"GetOneRow", ""}, {"FetchRows", 1}}) {
+        EXPECT_EQ(Call(entry, {statement, argument}).length, 0U) << entry;
+        EXPECT_EQ(Code("GetLastSQLCode"), 1) << entry;
+    }
+}
+
+TEST_F(RowTest, FetchesRowsUntilTheyRunOut)
+{
+    Current().values = {{.length = 4, .bytes = WideBytes(L"v")}};
+    struct Case {
+        int has, wanted, delivered, code, fetches;
+    };
+    for (const auto& [has, wanted, delivered, code, fetches] :
+         {Case{3, 5, 3, 0, 4}, Case{3, 3, 3, 0, 3}, Case{0, 5, 0, 0, 1}, Case{3, 0, 0, 0, 1}}) {
+        Current().rows = has;
+        Current().Taken();
+        EXPECT_EQ(DecodeList(Call("FetchRows", {statement, wanted}).List()).size(),
+                  static_cast<std::size_t>(delivered));
+        EXPECT_EQ(Code("GetLastSQLCode"), code);
+        EXPECT_EQ(std::ranges::count(Current().calls, "SQLFetch(stmt3)"), fetches);
+    }
+    Current().columns = 2;
+    Current().values.push_back({.code = SQL_ERROR});
+    EXPECT_EQ(Items("FetchRows", 1, {{.code = SQL_ERROR}, {.length = 4, .bytes = WideBytes(L"v")}}),
+              "\"<ERROR>\", u\"v\"");
+    EXPECT_EQ(WasError(), 0) << "a later column read well";
+    EXPECT_EQ(Items("FetchRows", 1, {{.length = 4, .bytes = WideBytes(L"v")}, {.code = SQL_ERROR}}),
+              "u\"v\", \"<ERROR>\"");
+    EXPECT_EQ(Code("GetLastSQLCode"), -1);
+    Current().columns = 0;
+    EXPECT_EQ(Call("FetchRows", {statement, 1}).length, 0U);
+    EXPECT_EQ(WasError(), 0);
+}
+
+TEST_F(RowTest, DeliversListsBeyondTheLengthWord)
+{
+    Code("SetLegacyOption", {1});
+    Current().values = {{.length = 1000, .bytes = std::string(1000, 'x')}};
+    constexpr int kRow = 1008;  // 1,000 bytes in an item in a row
+    constexpr int kMost = 3'641'144 / kRow;
+    Current().rows = 10 * kMost;
+    const Reply most = Call("FetchRows", {statement, kMost});
+    EXPECT_EQ(most.length, kMost * kRow % 65'536);
+    EXPECT_EQ(DecodeList(most.List()).size(), static_cast<std::size_t>(kMost));
+    EXPECT_EQ(WasError(), 0);
+    EXPECT_EQ(List("FetchRows", {statement, kMost + 1}), "\"<ERROR:Too much data was requested>\"");
+    EXPECT_EQ(Code("GetLastSQLCode"), -28);
+    EXPECT_EQ(WasError(), -1);
+}
+
+}  // namespace

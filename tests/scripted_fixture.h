@@ -1,0 +1,33 @@
+// The library over the scripted driver manager.
+#pragma once
+
+#include <string>
+
+#include "gateway_fixture.h"
+#include "scripted_odbc.h"
+
+class ScriptedTest : public GatewayTest {
+protected:
+    ScriptedTest() { scripted::Restart(); }
+
+    /// Connects and allocates a statement: connection dbc2, statement stmt3 of environment env1.
+    void Open()
+    {
+        connection = Call("DSNConnect", {"x"}).Bytes();
+        statement = Call("AllocStatement", {connection}).Bytes();
+        scripted::Current().Taken();
+        Traced();
+    }
+    void TraceOn()
+    {
+        Call("SetLogOption", {1});
+        Traced();
+    }
+
+    std::string connection;
+    std::string statement;
+    const std::string unknown = std::string("\x09\x03\0\0\0\0\0\0", 8);
+};
+
+inline constexpr char kDbc[] = "handle 0xca";
+inline constexpr char kStmt[] = "handle 0x12f";
