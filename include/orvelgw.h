@@ -93,23 +93,29 @@ extern "C" {
  *     N   ORVEL_EXSTR *     out   long string of 2-byte characters, in storage of the host
  */
 
+/* C's arrays of no fixed length, which C++ has as an extension. */
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
+
 /* A counted byte string: the length in bytes, then the bytes. */
 typedef struct zarray {
     uint16_t length;
-    __extension__ unsigned char bytes[];
+    unsigned char bytes[];
 } zarray;
 
 /* A counted string of 2-byte characters: the length in characters, then the characters. Each is
  * one UTF-16 unit; the library never combines or makes surrogate pairs. */
 typedef struct zustring {
     uint16_t length;
-    __extension__ uint16_t characters[];
+    uint16_t characters[];
 } zustring;
+
+#pragma GCC diagnostic pop
 
 /* A long string: the length in bytes (in characters for letter N) and the address of the text. */
 typedef struct ORVEL_EXSTR {
     uint32_t length;
-    char *text;
+    char* text;
 } ORVEL_EXSTR;
 
 static_assert(sizeof(zarray) == 2, "the bytes follow the length word directly");
@@ -127,8 +133,8 @@ typedef void (*orvel_function)(void);
 
 /* A row of the callout table, filled by the library. The last row holds three null pointers. */
 typedef struct ORVEL_ZFE {
-    const char *name;        /* external name, by which the host knows the entry */
-    const char *signature;   /* one letter an argument, in argument order */
+    const char* name;        /* external name, by which the host knows the entry */
+    const char* signature;   /* one letter an argument, in argument order */
     orvel_function function; /* int32_t function(arguments of the signature) */
 } ORVEL_ZFE;
 
@@ -155,13 +161,13 @@ enum {
 
 /* HostPushString: adds one string argument to the routine call being prepared. The text need not
  * end in a zero byte and is valid during this call only. The value returned is not used. */
-typedef int32_t (*orvel_push_string)(int32_t length, const char *text);
+typedef int32_t (*orvel_push_string)(int32_t length, const char* text);
 
 /* HostRoutineRef: prepares a call of the routine at a label (the library asks for label "Log" of
  * routine "%ourLog") and stores a number of the host's choice, by which HostCallRoutine knows the
  * call. The value returned is not used. */
-typedef int32_t (*orvel_routine_ref)(int32_t *call, int32_t label_length, const char *label,
-                                     int32_t routine_length, const char *routine);
+typedef int32_t (*orvel_routine_ref)(int32_t* call, int32_t label_length, const char* label,
+                                     int32_t routine_length, const char* routine);
 
 /* HostCallRoutine: performs the prepared call with the arguments pushed since. A trace record is
  * five strings: "", the level ("2", or "1" for "Test"), "Gateway", the record's name, and its data,
@@ -169,11 +175,11 @@ typedef int32_t (*orvel_routine_ref)(int32_t *call, int32_t label_length, const 
 typedef int32_t (*orvel_call_routine)(int32_t call, int32_t argument_count);
 
 /* ReleaseLongString: takes back an input long string (convention 7). */
-typedef void (*orvel_release_long_string)(ORVEL_EXSTR *string);
+typedef void (*orvel_release_long_string)(ORVEL_EXSTR* string);
 
 /* AllocLongString: returns storage for the text of an output long string, length bytes, or null.
  * It may use the 16 bytes at scratch as it likes; the library reads nothing there. */
-typedef char *(*orvel_alloc_long_string)(void *scratch, uint16_t length);
+typedef char* (*orvel_alloc_long_string)(void* scratch, uint16_t length);
 
 static_assert(sizeof(orvel_function) == 8, "a slot is 8 bytes");
 static_assert(ORVEL_SLOT_PUSH_STRING * sizeof(orvel_function) == 128, "HostPushString");
@@ -209,7 +215,7 @@ enum {
  *     callbackp   the host's callback structure; kept and not used, may be null
  *     functabp    the host function table, ORVEL_HOST_SLOTS pointers at least
  */
-const ORVEL_ZFE *GetZFTable(const void *callbackp, const orvel_function *functabp);
+const ORVEL_ZFE* GetZFTable(const void* callbackp, const orvel_function* functabp);
 
 #ifdef __cplusplus
 }

@@ -310,8 +310,8 @@ protected:
     }
     ~Writer() override
     {
-        static const std::int64_t kOff = 0;
-        ZString::FollowUnicodeOption(&kOff);
+        static const std::int64_t off = 0;
+        ZString::FollowUnicodeOption(&off);
     }
 
     std::int64_t unicode = 0;

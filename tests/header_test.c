@@ -1,7 +1,7 @@
 /* The public header is C: it compiles as C11, and its layouts are what its assertions say. */
 #include "orvelgw.h"
 
-const ORVEL_ZFE *orvelgw_header_in_c(const orvel_function *functabp)
+const ORVEL_ZFE* orvelgw_header_in_c(const orvel_function* functabp)
 {
     ORVEL_EXSTR string = {0, NULL};
     const ORVEL_ZFE row = {"Test", "c", NULL};

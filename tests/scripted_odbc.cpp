@@ -54,7 +54,7 @@ Value NextValue()
     if (current.values.empty()) {
         return {};
     }
-    const Value value = current.values.front();
+    Value value = current.values.front();
     if (current.values.size() > 1) {
         current.values.pop_front();
     }

@@ -180,7 +180,7 @@ int ZConstList::uni2_uni4() const
     if (payload_ >= 0 && payload_ + length <= end_ - start_) {
         ::uni2_uni4(start_ + payload_, length, conv_buf1, kCapacity);
     } else {
-        for (int i = 0; i < length / 2; ++i) {
+        for (std::ptrdiff_t i = 0; i < length / 2; ++i) {
             conv_buf1[i] = Byte(payload_ + 2 * i) + 256 * Byte(payload_ + 2 * i + 1);
         }
         conv_buf1[length / 2] = 0;
@@ -195,7 +195,7 @@ int ZConstList::ConvertToUni() const
         text.push_back(static_cast<char>(Byte(at)));
     }
     // What the buffer holds as wide characters.
-    constexpr int kCapacity = sizeof conv_buf / sizeof(wchar_t);
+    constexpr int kCapacity = kConversionBufferSize / sizeof(wchar_t);
     return MultiByteToWideChar(0, 0, text.c_str(), PayloadLength(),
                                reinterpret_cast<wchar_t*>(conv_buf), kCapacity);
 }

@@ -56,7 +56,7 @@ public:
     /// Returns the bytes, or -1 where the locale has no form for a character.
     int ConvertToMB() const;
 
-    int Init() const { return 1; }
+    static int Init() { return 1; }
 
     alignas(wchar_t) static char conv_buf[kConversionBufferSize];
     static wchar_t conv_buf1[kConversionBufferSize];

@@ -9,7 +9,7 @@ namespace {
 
 // Which letters may stand for an argument of a type.
 template <class Argument>
-constexpr std::string_view kLetters = "";
+constexpr std::string_view kLetters{};
 template <>
 constexpr std::string_view kLetters<const char*> = "c";
 template <>

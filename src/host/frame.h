@@ -150,9 +150,9 @@ enum class NoData { kIsError, kIsSuccess, kSetsFlag };
 
 /// What an entry is; a default is what most entries do.
 struct Entry {
-    const char* name;       // of the function: trace records are labelled with it
-    const zarray* handle;   // the handle argument
-    int* result = nullptr;  // the result argument
+    const char* name = "";           // of the function: trace records are labelled with it
+    const zarray* handle = nullptr;  // the handle argument
+    int* result = nullptr;           // the result argument
     Code code = Code::kToResult;
     HandleBytes handle_bytes = HandleBytes::kEight;
     NoData no_data = NoData::kIsError;

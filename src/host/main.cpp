@@ -14,7 +14,7 @@ const orvel_function* orvelfunctabp = nullptr;
 namespace {
 
 // The writer of lists knows no environment; it is told where the switch is before any entry runs.
-[[maybe_unused]] const bool writer_follows_option = [] {
+[[maybe_unused]] const bool kWriterFollowsOption = [] {
     ZString::FollowUnicodeOption(&env.unicode_option);
     return true;
 }();

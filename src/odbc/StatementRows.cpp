@@ -56,14 +56,12 @@ private:
     // Appends the item that needs no value and returns true, or returns false where there is one.
     static bool AppendValueless(SQLRETURN code, SQLLEN indicator, ZString& row)
     {
-        if (code == SQL_NO_DATA) {
+        if (code == SQL_NO_DATA || (Succeeded(code) && indicator == 0)) {
             row.AppendEmptyValue();
         } else if (!Succeeded(code)) {
             row.AppendNTString("<ERROR>");
         } else if (indicator == SQL_NULL_DATA) {
             row.AppendNTString("");
-        } else if (indicator == 0) {
-            row.AppendEmptyValue();
         } else {
             return false;
         }

@@ -9,7 +9,7 @@ WideRead::WideRead(std::span<wchar_t> storage) : storage_(storage)
 
 SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes)
 {
-    constexpr SQLLEN kNullTimesFour = 4 * SQL_NULL_DATA;
+    constexpr SQLLEN kNullTimesFour = 4L * SQL_NULL_DATA;
     constexpr SQLLEN kWidth = sizeof(wchar_t);
 
     std::wmemset(storage_.data(), 0, used_);

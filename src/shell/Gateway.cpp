@@ -205,7 +205,7 @@ Gateway::Gateway(const std::string& path) : library_(dlopen(path.c_str(), RTLD_N
     if (get_table == nullptr) {
         throw LoadError(path + " is not a gateway: it exports no GetZFTable");
     }
-    table_ = get_table(nullptr, HostServices::Instance().Table());
+    table_ = get_table(nullptr, HostServices::Table());
     CheckTable();
 }
 

@@ -24,7 +24,7 @@ HostServices& HostServices::Instance()
     return services;
 }
 
-const orvel_function* HostServices::Table() const
+const orvel_function* HostServices::Table()
 {
     static const auto table = [] {
         std::array<orvel_function, ORVEL_HOST_SLOTS> slots{};

@@ -19,11 +19,12 @@ struct TraceRecord {
 class HostServices {
 public:
     static HostServices& Instance();
+    ~HostServices() = default;
     HostServices(const HostServices&) = delete;
     HostServices& operator=(const HostServices&) = delete;
 
     /// The table for GetZFTable; lives as long as the process.
-    const orvel_function* Table() const;
+    static const orvel_function* Table();
 
     /// Called with every trace record, inside the entry that writes it. May throw.
     std::function<void(const TraceRecord&)> on_record;

@@ -1,0 +1,51 @@
+# What the scripts share; sourced by them.
+# shellcheck shell=bash
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+build_packages="g++ cmake ninja-build pkg-config libiodbc2-dev libcli11-dev libfmt-dev libffi-dev
+    libutf8proc-dev libgtest-dev"
+
+step() {
+    printf '== %s\n' "$*" >&2
+}
+
+# Installs what is missing of the packages named; says and does nothing where nothing is.
+need_packages() {
+    local package missing=()
+    for package in "$@"; do
+        if ! dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
+            missing+=("$package")
+        fi
+    done
+    if [ ${#missing[@]} -eq 0 ]; then
+        return
+    fi
+    step "Installing ${missing[*]}"
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        as_root=(sudo)
+    fi
+    "${as_root[@]}" apt-get update -q >&2
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -q -y --no-install-recommends "${missing[@]}" >&2
+}
+
+# Configures (once; the build notices later changes by itself) and builds: preset, then targets.
+build() {
+    local preset=$1
+    shift
+    # shellcheck disable=SC2086
+    need_packages $build_packages
+    if [ ! -f "build/$preset/build.ninja" ]; then
+        step "Configuring build/$preset"
+        cmake --preset "$preset" >&2
+    fi
+    local wanted=()
+    [ $# -eq 0 ] || wanted=(--target "$@")
+    # A dry run tells whether there is anything to say.
+    if ! ninja -C "build/$preset" -n "$@" | grep -q 'no work to do'; then
+        step "Building build/$preset"
+        cmake --build --preset "$preset" "${wanted[@]}" >&2
+    fi
+}
