@@ -21,7 +21,7 @@
  *
  *  4. Ownership. Arguments belong to the host; the library keeps no pointer to them once the entry
  *     has returned, and changes none but outputs, with one exception: "DSNConnect" and
- *     "DSNConnectWithTimeout" cut a connection string that starts with DRIVER or DSN to 254
+ *     "DSNConnectWithTimeout" cut a connection string of the keyword DRIVER or DSN to 254
  *     characters in place, so that text must be writable. The two pointers given to GetZFTable are
  *     kept: what they point to must live as long as the library is loaded.
  *
@@ -29,18 +29,19 @@
  *     has, and trusts the host to have granted room:
  *         a handle                                    8 bytes behind the length word
  *         "FetchRows"                         3,641,144 bytes
- *         "GetOneRow"                             4,004 bytes a column (in a locale of at most four
- *                                                 bytes a character, such as UTF-8)
+ *         "GetOneRow"                             6,004 bytes a column
  *         "DescribeColumns"                         600 bytes, and as many again a column
- *         "StrColAttribute", "StrColAttributeW"   4,100 bytes
+ *         "StrColAttribute", "StrColAttributeW"   6,200 bytes
  *         "GetSQLErrors"                            600 bytes a diagnostic record
- *     A length word has 16 bits. A "FetchRows" list may be longer: its bytes are all there, the
- *     word holds the length modulo 65,536. A host that zeroes the area before the call finds the
- *     end by walking the elements: no element starts with seven zero bytes.
+ *     A length word has 16 bits. A longer list (of "FetchRows", "GetOneRow", "DescribeColumns"
+ *     or "GetSQLErrors") is there with all its bytes, the word holds the length modulo 65,536. A
+ * host that zeroes the area before the call finds the end by walking the elements: no element
+ * starts with seven zero bytes.
  *
  *  6. Handles. A connection or a statement is the 8 bytes of its ODBC handle, carried as a counted
  *     byte string of length 8. As an input, 8 bytes must be readable behind the length word
- *     whatever the word says. Length 0 as an output means that there is no connection; as an input
+ *     whatever the word says. Length 0 as an output means that there is no connection (where
+ *     there is no statement, "AllocStatement" gives 8 zero bytes); as an input
  *     of "GetSQLErrors" or "Transact" it means that no handle is given.
  *
  *  7. Long strings. An input long string (letter j) is handed back through the host's
@@ -54,7 +55,8 @@
  *
  *  9. Exceptions. Whatever is thrown inside an entry, by a driver or by the host's logging routine,
  *     ends in the exception flag ("WasError" says -1000). Only what the logging routine throws from
- *     an entry's last END record, or from the single record of an option entry, reaches the host.
+ *     an entry's last END record, or from the single record of "Test" and of the option and version
+ *     entries, reaches the host. ReleaseLongString must not throw.
  *
  * 10. Lists. Results of more than one value, and lists as arguments, are the elements below, one
  *     behind the other, without a header or an end mark. A list in a list is a string element that
@@ -171,7 +173,7 @@ typedef int32_t (*orvel_routine_ref)(int32_t* call, int32_t label_length, const 
 
 /* HostCallRoutine: performs the prepared call with the arguments pushed since. A trace record is
  * five strings: "", the level ("2", or "1" for "Test"), "Gateway", the record's name, and its data,
- * a list. The value returned is not used. */
+ * a list (for "Test" a text). The value returned is not used. */
 typedef int32_t (*orvel_call_routine)(int32_t call, int32_t argument_count);
 
 /* ReleaseLongString: takes back an input long string (convention 7). */
@@ -200,7 +202,8 @@ enum {
     ORVEL_TOO_MUCH_DATA = -28       /* "FetchRows": the list would reach 3,641,145 bytes */
 };
 
-/* What "WasError" reports of the call before it; the first that holds. */
+/* What "WasError" reports of the call before it; the first that holds, but no data goes before an
+ * error. */
 enum {
     ORVEL_WAS_EXCEPTION = -1000, /* something was thrown inside the entry */
     ORVEL_WAS_BAD_TYPE = -27,    /* a C type that the entry does not serve */

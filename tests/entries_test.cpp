@@ -24,6 +24,8 @@ struct HandleCase {
     const char* end = answers == Answers::kCode ? "  0" : "";  // END record of a success
     const char* thrown_end = answers == Answers::kOutput ? "" : "  -999999";
     bool on_connection = false;
+
+    friend void PrintTo(const HandleCase& entry, std::ostream* out) { *out << entry.name; }
 };
 
 constexpr auto kCount = Answers::kCount;

@@ -82,6 +82,9 @@ TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
     Current().columns = 1;
     Current().values = {{.length = 4, .bytes = WideBytes(L"\u00E9b")}, {.bytes = "t"}};
     EXPECT_EQ(describe(), fmt::format("1, {}\nu\"\u00E9b\", 12, 0, 0, 0, \"t\", 0, 0\n", header));
+    Current().columns = INT16_MAX;  // a count that a loop's own type must not end at
+    Current().values = {{.length = 0}};
+    EXPECT_EQ(DecodeList(Call("DescribeColumns", {statement}).List()).size(), INT16_MAX + 1U);
     Current().codes["SQLNumResultCols"] = SQL_ERROR;
     EXPECT_EQ(describe(), "");
 }

@@ -51,6 +51,7 @@ TEST(Tool, ExitCodesTellWhatFailed)
     const Case cases[] = {
         {memory + select, 0, "(1 row)"},
         {memory + "-c 'SELECT' " + select, 1, "SQLState: (HY000)"},
+        {memory + "-c 'CREATE TABLE t(a)' -c 'DELETE FROM t' " + select, 0, "(0 rows changed)"},
         {memory, 2, "--command"},
         {select, 2, "--data-source"},
         {memory + select + "--nonsense", 2, "--nonsense"},

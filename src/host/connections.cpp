@@ -79,7 +79,7 @@ extern "C" int DSNConnectWithTimeout(char* connection_string, int timeout, zarra
 {
     const auto prepare = [] {
         RecreateForLegacy();
-        err.Reset();  // last: what ending the old connections set is no outcome of this call
+        err.Reset();  // last here, first in the entry above
     };
     return OpenConnection(
         "DSNConnectWithTimeout", prepare, Traced(connection_string, timeout), connection,
@@ -127,7 +127,7 @@ extern "C" int RemoveConnection(const zarray* connection, int* result)
     if (!done) {
         *result = ORVEL_ERROR;
     }
-    // To a host that reads the log, a removed connection ends as a closed one does.
+    // The record of a removed connection ends as that of a closed one does.
     Trace(End(done ? "Disconnect" : "RemoveConnection"), *result);
     return 0;
 }

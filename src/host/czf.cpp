@@ -49,8 +49,8 @@ consteval const char* Signature(const char* letters)
 
 }  // namespace
 
-// A row as data: a variable of function pointers of one type takes a cast, which a function that
-// made the row could not do at compile time.
+// A macro, since the cast keeps a constexpr function from making the row and the table would no
+// longer be constant data.
 #define ROW(name, signature, function)                                                     \
     {                                                                                      \
         name, Signature<&function>(signature), reinterpret_cast<orvel_function>(&function) \

@@ -4,7 +4,7 @@
 // handle, does its work inside a guard that lets nothing escape, reports the code, and traces END.
 // RunEntry is that frame. An entry names only what is its own: an Entry, the arguments it traces,
 // its work, and where its END record holds more than a code, that record. Entries of another order
-// are built from the same pieces: Guarded, TraceArguments, Trace, HandleOf.
+// are built from the same pieces: Guarded, Traced, Trace, HandleOf.
 #pragma once
 
 #include <algorithm>
@@ -178,7 +178,8 @@ struct Outcome {
     bool unknown_handle = false;
 };
 
-/// Reports an outcome. Returns false where it is a failure, whose END record is then written.
+/// Reports an outcome. Returns false where that took an END record of its own: that of an unknown
+/// handle, and of a failure where the usual record would not tell the code.
 inline bool Report(const Entry& entry, const Outcome& outcome)
 {
     if (entry.code == Code::kToResult) {
@@ -194,14 +195,23 @@ inline bool Report(const Entry& entry, const Outcome& outcome)
         return true;
     }
     err.error = 1;
-    if (!outcome.unknown_handle) {
-        outcome.end_text != nullptr ? Trace(End(entry.name), outcome.end_text)
-                                    : Trace(End(entry.name), int{outcome.code});
-    } else if (entry.unknown_handle_traced) {
-        Trace(End(entry.unknown_handle_label != nullptr ? entry.unknown_handle_label : entry.name),
-              int{outcome.code});
+    if (outcome.unknown_handle) {
+        if (entry.unknown_handle_traced) {
+            Trace(End(entry.unknown_handle_label != nullptr ? entry.unknown_handle_label
+                                                            : entry.name),
+                  static_cast<int>(outcome.code));
+        }
+        return false;
     }
-    return false;
+    if (outcome.end_text != nullptr) {
+        Trace(End(entry.name), outcome.end_text);
+        return false;
+    }
+    if (entry.code != Code::kToResult) {
+        Trace(End(entry.name), static_cast<int>(outcome.code));
+        return false;
+    }
+    return true;
 }
 
 /// The frame. work() does what the entry is for and returns its Outcome; end(record) fills the END
@@ -222,7 +232,8 @@ int RunEntry(const Entry& entry, const Arguments& arguments, Work work, EndRecor
     return 0;
 }
 
-/// The frame's usual END record: the result argument as it stands, nothing where there is none.
+/// The frame's usual END record, of success and failure: the result argument as it stands, nothing
+/// where there is none.
 inline auto UsualEnd(const Entry& entry)
 {
     return [result = entry.code == Code::kToResult ? entry.result : nullptr](ZString& record) {

@@ -103,7 +103,7 @@ extern "C" int StrColAttributeW(const zarray* statement, int column, int field, 
             }
             ZString list;
             if (length > 0) {
-                // Half the bytes are twice the characters: hosts expect the zeros behind the text.
+                // Half the bytes are twice the characters: as many zeros follow the text.
                 const int counted = std::min(length / 2, kCharacters);
                 list.AppendWString(text, static_cast<unsigned long>(counted));
             } else if (length == 0) {

@@ -106,7 +106,7 @@ extern "C" int Execute(const zarray* statement, int* result)
 
 extern "C" int MoreResults(const zarray* statement, int* result)
 {
-    // An unknown handle is traced under the name that hosts look for after an execution.
+    // An unknown handle is traced under the name of the entry that brought the first result.
     return OnStatement({.name = "MoreResults",
                         .handle = statement,
                         .result = result,

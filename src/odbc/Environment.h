@@ -30,9 +30,9 @@ public:
     /// Disconnects everything and frees the environment handle. Returns 0 where there is none.
     SQLRETURN Free();
 
-    /// Connects to a data source by name and registers the connection. Returns its handle, or null
-    /// after recording the first diagnostic record in error. A timeout (seconds) of 0 sets none; a
-    /// null dsn connects to nothing. The reserved handle is not used.
+    /// Connects to a data source by name and registers the connection. Returns its handle, or null,
+    /// for a refused attempt with the first diagnostic record in error. A timeout (seconds) of 0
+    /// sets none; a null dsn connects to nothing. The reserved handle is not used.
     SQLHDBC Connect(const char* dsn, const char* uid, const char* pwd, SQLHANDLE reserved,
                     CError& error, int timeout);
 
@@ -83,5 +83,5 @@ private:
     std::int64_t odbc_version_ = 0;  // 2 or 3 once there is an environment
     SQLHENV handle_ = nullptr;
     std::map<SQLHDBC, CConnection*> connections_;  // each object is deleted here
-    std::map<SQLHSTMT, CStatement*> statements_;   // each object is deleted by its connection
+    std::map<SQLHSTMT, CStatement*> statements_;   // each object is its connection's
 };

@@ -104,7 +104,7 @@ SQLRETURN DescribeEach(SQLHSTMT statement, zarray* output, AppendName append_nam
         const ZString header = Header(count);
         list.AppendString(header.data(), header.size());
     }
-    for (SQLSMALLINT number = 1; Succeeded(code) && number <= count; ++number) {
+    for (int number = 1; Succeeded(code) && number <= count; ++number) {
         const auto column = static_cast<SQLUSMALLINT>(number);
         ZString row;
         code = append_name(statement, column, row);

@@ -18,7 +18,7 @@ namespace {
 constexpr SQLLEN kCharacterBytes = sizeof(wchar_t);
 
 /// How much of a column value a row takes. What doesn't fit stays unread in the driver. The limits
-/// differ between the entries and between all columns and listed ones; hosts rely on each.
+/// differ between the entries and between all columns and listed ones, on purpose.
 struct ValueLimits {
     SQLLEN narrow_buffer;  // bytes offered to the driver
     SQLLEN wide_buffer;    // bytes offered to the driver
@@ -104,7 +104,7 @@ private:
     const ValueLimits& limits_;
     bool narrow_;
     // Each with room for a terminator behind what the driver is offered.
-    std::array<char, kLargestBuffer / kCharacterBytes + 1> narrow_storage_{};
+    std::array<char, kFetchedRows.narrow_buffer + 1> narrow_storage_{};
     std::array<wchar_t, kLargestBuffer / kCharacterBytes + 1> wide_storage_{};
     WideRead wide_;
 };
@@ -151,7 +151,7 @@ SQLRETURN CStatement::ExtendedFetch(unsigned int rows, zarray* output)
     code = SQLFetch(handle_);
     for (unsigned int taken = 0; Succeeded(code) && taken < rows;) {
         row.clear();
-        for (SQLSMALLINT column = 1; column <= count; ++column) {
+        for (int column = 1; column <= count; ++column) {
             code = reader.AppendColumn(static_cast<SQLUSMALLINT>(column), row);
         }
         if (list.size() < kOutputLimit) {  // beyond it the list is thrown away: let it not grow

@@ -25,7 +25,9 @@ SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_
     } else if (indicator_ >= 0 && indicator_ <= buffer_bytes) {
         const auto counted = static_cast<std::size_t>(indicator_ / kWidth);
         used_ = counted + 1;
-        indicator_ = static_cast<SQLLEN>(WrittenCharacters(Text(), counted)) * kWidth;
+        if (counted > 0) {
+            indicator_ = static_cast<SQLLEN>(WrittenCharacters(Text(), counted)) * kWidth;
+        }
     }
     return code;
 }

@@ -206,7 +206,14 @@ Gateway::Gateway(const std::string& path) : library_(dlopen(path.c_str(), RTLD_N
         throw LoadError(path + " is not a gateway: it exports no GetZFTable");
     }
     table_ = get_table(nullptr, HostServices::Table());
-    CheckTable();
+    if (table_ == nullptr) {
+        throw LoadError(path + " has no callout table");
+    }
+    try {
+        CheckTable();
+    } catch (const CallError& error) {
+        throw LoadError(std::string("the callout table is not a gateway's: ") + error.what());
+    }
 }
 
 void Gateway::CheckTable() const
@@ -227,7 +234,8 @@ void Gateway::CheckTable() const
             }
         }
     }
-    if (table_[ORVEL_TABLE_ROWS].name != nullptr) {
+    const ORVEL_ZFE& last = table_[ORVEL_TABLE_ROWS];
+    if (last.name != nullptr || last.signature != nullptr || last.function != nullptr) {
         throw LoadError("the callout table has more than " + std::to_string(ORVEL_TABLE_ROWS) +
                         " rows");
     }

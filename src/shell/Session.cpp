@@ -47,7 +47,7 @@ std::vector<std::string> Diagnostics(const Gateway& gateway, const std::string& 
     return lines;
 }
 
-Cell CellOf(const ListElement& item, bool unicode)
+Cell CellOf(const ListElement& item, bool wide_rows)
 {
     Cell cell;
     if (item.payload.empty()) {
@@ -56,8 +56,8 @@ Cell CellOf(const ListElement& item, bool unicode)
     const bool is_wide = item.type == ListElement::kUnits;
     const bool is_empty = !is_wide && item.payload == std::string_view("\0", 1);
     cell.text = is_empty ? "" : item.Text();
-    // Text is of the wide type with the Unicode option, so there no text looks like this.
-    cell.unreadable = unicode && !is_wide && *cell.text == "<ERROR>";
+    // Where values come as 2-byte strings, no value looks like this.
+    cell.unreadable = wide_rows && !is_wide && *cell.text == "<ERROR>";
     const std::size_t characters = is_wide ? item.payload.size() / 2 : 0;
     // Zeros behind a value fill what iODBC counted and nobody wrote of a value that was cut.
     const auto last = cell.text->find_last_not_of('\0');
@@ -98,11 +98,18 @@ public:
             Fail("the driver has no statement for this connection");
         }
     }
-    ~Statement() { gateway_.Call("DropStatement", {handle_}); }
+    ~Statement()
+    {
+        try {
+            gateway_.Call("DropStatement", {handle_});
+        } catch (...) {
+            // The outcome that is on its way matters more.
+        }
+    }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    void Run(const std::string& sql, bool unicode, ResultSink& sink)
+    void Run(const std::string& sql, bool wide_rows, ResultSink& sink)
     {
         Check("Prepare", gateway_.Call("Prepare", {handle_, sql}).code, sink);
         int32_t code = gateway_.Call("Execute", {handle_}).code;
@@ -110,11 +117,11 @@ public:
             Fail("the statement waits for data at execution");
         }
         if (code == ORVEL_NO_DATA) {  // a searched change that found no row
-            code = ORVEL_SUCCESS;
+            sink.Changed(0);
         }
         for (const char* step = "Execute"; code != ORVEL_NO_DATA; step = "MoreResults") {
             Check(step, code, sink);
-            PassResult(unicode, sink);
+            PassResult(wide_rows, sink);
             code = gateway_.Call("MoreResults", {handle_}).code;
         }
     }
@@ -155,14 +162,14 @@ private:
         }
     }
 
-    void PassResult(bool unicode, ResultSink& sink) const
+    void PassResult(bool wide_rows, ResultSink& sink) const
     {
         const int32_t columns = gateway_.Call("NumResultCols", {handle_}).code;
         CheckFlags("NumResultCols");
         if (columns > 0) {
             sink.Begin(Describe());
             try {
-                PassRows(static_cast<std::size_t>(columns), unicode, sink);
+                PassRows(static_cast<std::size_t>(columns), wide_rows, sink);
             } catch (...) {
                 sink.End();  // the rows that came are not lost
                 throw;
@@ -187,17 +194,17 @@ private:
         return columns;
     }
 
-    void PassRows(std::size_t columns, bool unicode, ResultSink& sink) const
+    void PassRows(std::size_t columns, bool wide_rows, ResultSink& sink) const
     {
         const std::size_t wanted = std::clamp<std::size_t>(
             (kRowsLimit - 1) / (columns * kLargestItem + kRowHeader), 1, kMostRowsAtOnce);
         std::size_t taken = wanted;
         while (taken == wanted) {
-            taken = PassSomeRows(wanted, unicode, sink);
+            taken = PassSomeRows(wanted, wide_rows, sink);
         }
     }
 
-    std::size_t PassSomeRows(std::size_t wanted, bool unicode, ResultSink& sink) const
+    std::size_t PassSomeRows(std::size_t wanted, bool wide_rows, ResultSink& sink) const
     {
         const Reply reply = gateway_.Call("FetchRows", {handle_, static_cast<int32_t>(wanted)});
         Flags("FetchRows");
@@ -209,7 +216,7 @@ private:
         for (const ListElement& row : rows) {
             Row cells;
             for (const ListElement& item : DecodeList(row.payload)) {
-                cells.push_back(CellOf(item, unicode));
+                cells.push_back(CellOf(item, wide_rows));
             }
             sink.Take(std::move(cells));
         }
@@ -226,7 +233,7 @@ private:
 
 Session::Session(const Gateway& gateway, const SessionOptions& options,
                  const std::string& connection_string)
-    : gateway_(gateway), unicode_(options.unicode)
+    : gateway_(gateway), wide_rows_(options.unicode && !options.legacy)
 {
     if (options.log) {
         gateway_.Call("SetLogOption", {1});
@@ -243,10 +250,14 @@ Session::Session(const Gateway& gateway, const SessionOptions& options,
 
 Session::~Session()
 {
-    gateway_.Call("Disconnect", {connection_});
+    try {
+        gateway_.Call("Disconnect", {connection_});
+    } catch (...) {
+        // The outcome that is on its way matters more.
+    }
 }
 
 void Session::Run(const std::string& sql, ResultSink& sink)
 {
-    Statement(gateway_, connection_).Run(sql, unicode_, sink);
+    Statement(gateway_, connection_).Run(sql, wide_rows_, sink);
 }

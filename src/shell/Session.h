@@ -89,6 +89,6 @@ private:
     class Statement;
 
     const Gateway& gateway_;
-    bool unicode_;
+    bool wide_rows_;          // values come as 2-byte strings
     std::string connection_;  // the handle's bytes
 };

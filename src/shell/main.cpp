@@ -1,5 +1,4 @@
 // orvelgw: a host of the gateway for a person.
-#include <fmt/format.h>
 #include <langinfo.h>
 #include <strings.h>
 
@@ -7,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 
@@ -22,7 +22,7 @@ constexpr char kLibraryName[] = "liborvelgw.so";
 
 void Complain(std::string_view what)
 {
-    fmt::print(stderr, "orvelgw: {}\n", what);
+    std::fprintf(stderr, "orvelgw: %.*s\n", static_cast<int>(what.size()), what.data());
 }
 
 // The gateway converts text by the process locale. Of the user's locale only LC_CTYPE is taken:
@@ -58,20 +58,23 @@ void Report(const SqlError& error)
 {
     Complain(error.what());
     for (const std::string& line : error.diagnostics) {
-        fmt::print(stderr, "{}\n", line);
+        std::fprintf(stderr, "%s\n", line.c_str());
     }
 }
 
 ExitCode CarryOut(const CommandLine& command)
 {
     HostServices::Instance().on_record = [](const TraceRecord& record) {
-        fmt::print(stderr, "trace: {}\n", RecordText(record));
+        std::fprintf(stderr, "trace: %s\n", RecordText(record).c_str());
     };
     const Gateway gateway(LibraryPath(command));
     Session session(gateway, command.options, command.connection_string);
     TablePrinter printer(stdout, stderr, command.null_text);
     for (const std::string& statement : command.statements) {
         session.Run(statement, printer);
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw std::runtime_error("the rows could not be written");
     }
     return kDone;
 }
@@ -92,6 +95,9 @@ int main(int count, char** words)
         SetLocale();
         return CarryOut(parsed.command);
     } catch (const LoadError& error) {
+        Complain(error.what());
+        return kLibraryUnusable;
+    } catch (const CallError& error) {
         Complain(error.what());
         return kLibraryUnusable;
     } catch (const ConnectError& error) {

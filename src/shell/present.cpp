@@ -74,6 +74,13 @@ std::string ElementText(const ListElement& element)
     return fmt::format("{}", element.Number());
 }
 
+// Messages are best effort: that nobody can read them must not stop the rows.
+template <class... Arguments>
+void Say(std::FILE* messages, fmt::format_string<Arguments...> format, Arguments&&... arguments)
+{
+    std::fputs(fmt::format(format, std::forward<Arguments>(arguments)...).c_str(), messages);
+}
+
 }  // namespace
 
 std::size_t DisplayWidth(std::string_view text)
@@ -174,9 +181,9 @@ void TablePrinter::Mention(const std::map<std::size_t, Mentioned>& mentioned,
                            const char* what) const
 {
     for (const auto& [column, values] : mentioned) {
-        fmt::print(messages_, "orvelgw: column {}: {} {}, first in row {}, {}\n",
-                   Printable(columns_[column].name), values.count,
-                   values.count == 1 ? "value" : "values", values.first_row, what);
+        Say(messages_, "orvelgw: column {}: {} {}, first in row {}, {}\n",
+            Printable(columns_[column].name), values.count, values.count == 1 ? "value" : "values",
+            values.first_row, what);
     }
 }
 
@@ -196,21 +203,21 @@ void TablePrinter::End()
     std::fflush(data_);
     Mention(cut_, "as long as a row brings (1,000 characters or bytes) and perhaps cut");
     Mention(unreadable_, "not delivered by the driver and shown as <ERROR>");
-    fmt::print(messages_, "({} {})\n", rows_.size(), rows_.size() == 1 ? "row" : "rows");
+    Say(messages_, "({} {})\n", rows_.size(), rows_.size() == 1 ? "row" : "rows");
 }
 
 void TablePrinter::Changed(std::int64_t rows)
 {
     if (rows < 0) {
-        fmt::print(messages_, "(done)\n");
+        std::fputs("(done)\n", messages_);
     } else {
-        fmt::print(messages_, "({} {} changed)\n", rows, rows == 1 ? "row" : "rows");
+        Say(messages_, "({} {} changed)\n", rows, rows == 1 ? "row" : "rows");
     }
 }
 
 void TablePrinter::Warn(const std::vector<std::string>& diagnostics)
 {
     for (const std::string& line : diagnostics) {
-        fmt::print(messages_, "{}\n", line);
+        Say(messages_, "{}\n", line);
     }
 }
