@@ -47,6 +47,10 @@ public:
         : statement_(statement), limits_(limits), narrow_(narrow), wide_(wide_storage_)
     {}
 
+    RowReader(const RowReader&) = delete;  // wide_ looks into wide_storage_
+    RowReader& operator=(const RowReader&) = delete;
+    ~RowReader() = default;
+
     SQLRETURN AppendColumn(SQLUSMALLINT column, ZString& row)
     {
         return narrow_ ? AppendNarrow(column, row) : AppendWide(column, row);

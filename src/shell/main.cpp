@@ -51,7 +51,8 @@ bool WouldBeCut(const std::string& connection_string)
 {
     const char* text = connection_string.c_str();
     return connection_string.size() > Session::kLongestConnectionString &&
-           (strncasecmp(text, "DRIVER", 6) == 0 || strncasecmp(text, "DSN", 3) == 0);
+           (strncasecmp(text, "DRIVER", 6) == 0 || strncasecmp(text, "DSN=", 4) == 0 ||
+            strncasecmp(text, "DSN ", 4) == 0);
 }
 
 void Report(const SqlError& error)
