@@ -99,6 +99,8 @@ TEST_F(ScriptedTest, ContainsWhatTheHostsLogThrows)
     EXPECT_EQ(WasError(), -1000);
     poison = "Execute END";
     EXPECT_THROW(Code("Execute", {statement}), std::runtime_error);
+    poison = "DropStatement END";
+    EXPECT_THROW(Code("DropStatement", {unknown}), std::runtime_error) << "of a failure, too";
     poison = "PrepareHandle END";
     EXPECT_THROW(Code("Prepare", {statement, "s"}), std::runtime_error);
     EXPECT_EQ(HostServices::Instance().LongStringsOut(), 0) << "released all the same";
