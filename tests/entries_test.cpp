@@ -33,6 +33,7 @@ constexpr auto kOutput = Answers::kOutput;
 constexpr char kVa[] = "  \"\\x04\\x01va\"";
 constexpr char kZeros[] = "  \"\\x00\\x00\\x00\\x00\\x00\\x00\\x00\\x00\"";
 
+// clang-format off
 const std::vector<HandleCase> kHandleCases = {
     {"Prepare", {"sel"}, "SQLPrepare", {}, ", \"sel\"", "PrepareHandle"},
     {"PrepareW", {u"ab"}, "SQLPrepareW", {}, ", \"a\\x00\"", "PrepareHandleW"},
@@ -46,37 +47,18 @@ const std::vector<HandleCase> kHandleCases = {
     {"RowCount", {}, "SQLRowCount", kCount},
     {"NumResultCols", {}, "SQLNumResultCols", kCount, "", "NumResultCols", "RowCount"},
     {"DescribeColumns", {}, "SQLNumResultCols", kOutput, "", "DescribeCols"},
-    {.name = "NumColAttribute",
-     .rest = {1, 6},
-     .odbc = "SQLColAttribute",
-     .answers = kOutput,
-     .begin = ", 1, 6",
-     .end = "  7",
-     .thrown_end = "  0"},
-    {.name = "StrColAttribute",
-     .rest = {1, 6},
-     .odbc = "SQLColAttribute",
-     .answers = kOutput,
-     .begin = ", 1, 6",
-     .end = kVa},
-    {.name = "StrColAttributeW",
-     .rest = {1, 6},
-     .odbc = "SQLColAttributeW",
-     .answers = kOutput,
-     .begin = ", 1, 6",
-     .function = "StrColAttribute",
-     .end = kVa},
+    {"NumColAttribute", {1, 6}, "SQLColAttribute", kOutput, ", 1, 6", "NumColAttribute",
+     "NumColAttribute", "  7", "  0"},
+    {"StrColAttribute", {1, 6}, "SQLColAttribute", kOutput, ", 1, 6", "StrColAttribute",
+     "StrColAttribute", kVa},
+    {"StrColAttributeW", {1, 6}, "SQLColAttributeW", kOutput, ", 1, 6", "StrColAttribute",
+     "StrColAttribute", kVa},
     {"GetOneRow", {""}, "SQLGetData", kOutput, ", \"\""},
     {"FetchRows", {1}, "SQLFetch", kOutput, ", 1", "ExtendedFetch"},
-    {.name = "AllocStatement",
-     .odbc = "SQLAllocHandle",
-     .answers = kOutput,
-     .function = "AllocSt",
-     .unknown_label = nullptr,
-     .end = "  handle 0x130",
-     .thrown_end = kZeros,
-     .on_connection = true},
+    {"AllocStatement", {}, "SQLAllocHandle", kOutput, "", "AllocSt", nullptr, "  handle 0x130",
+     kZeros, true},
 };
+// clang-format on
 
 class EachEntry : public ScriptedTest, public testing::WithParamInterface<HandleCase> {
 protected:

@@ -187,30 +187,22 @@ TEST_F(RowTest, ItemsFollowCodeAndIndicator)
         const Value narrow_value{
             .code = c.code, .length = c.indicator, .bytes = std::string(2000, 'x')};
         const Value wide_value{.code = c.code, .length = c.indicator, .bytes = wide};
+        const auto expect = [&](const char* entry, const Argument& argument, const Value& value,
+                                const std::string& item, const char* read) {
+            EXPECT_EQ(Items(entry, argument, {value}), item) << entry;
+            EXPECT_EQ(std::ranges::count(Current().calls, read), 1) << read;
+            EXPECT_EQ(Code("GetLastSQLCode"),
+                      entry[0] == 'F' && c.code == SQL_NO_DATA ? 0 : c.code);
+            Current().Taken();
+        };
         Code("SetLegacyOption", {1});
-        EXPECT_EQ(Items("GetOneRow", "", {narrow_value}), c.narrow_row);
-        EXPECT_EQ(Items("FetchRows", 1, {narrow_value}), c.narrow_fetch);
-        EXPECT_EQ(Code("GetLastSQLCode"), c.code == SQL_NO_DATA ? 0 : c.code);
+        expect("GetOneRow", "", narrow_value, c.narrow_row, "SQLGetData(stmt3,1,1,1000)");
+        expect("FetchRows", 1, narrow_value, c.narrow_fetch, "SQLGetData(stmt3,1,1,1001)");
         Code("SetLegacyOption", {0});
-        EXPECT_EQ(Items("GetOneRow", "", {wide_value}), c.wide_all);
-        EXPECT_EQ(Items("GetOneRow", list_of_one, {wide_value}), c.wide_listed);
-        EXPECT_EQ(Items("FetchRows", 1, {wide_value}), c.wide_fetch);
+        expect("GetOneRow", "", wide_value, c.wide_all, "SQLGetData(stmt3,1,-8,4000)");
+        expect("GetOneRow", list_of_one, wide_value, c.wide_listed, "SQLGetData(stmt3,1,-8,2000)");
+        expect("FetchRows", 1, wide_value, c.wide_fetch, "SQLGetData(stmt3,1,-8,4004)");
     }
-    Current().Taken();
-    Items("GetOneRow", "", {{}});
-    Items("GetOneRow", list_of_one, {{}});
-    Items("FetchRows", 1, {{}});
-    Code("SetLegacyOption", {1});
-    Items("GetOneRow", "", {{}});
-    Items("FetchRows", 1, {{}});
-    std::string reads;
-    for (const std::string& call : Current().calls) {
-        reads += call.starts_with("SQLGetData") ? call + "\n" : "";
-    }
-    EXPECT_EQ(
-        reads,
-        "SQLGetData(stmt3,1,-8,4000)\nSQLGetData(stmt3,1,-8,2000)\nSQLGetData(stmt3,1,-8,4004)\n"
-        "SQLGetData(stmt3,1,1,1000)\nSQLGetData(stmt3,1,1,1001)\n");
 }
 
 // What a driver manager does to wide text of a narrow driver.
@@ -218,18 +210,8 @@ TEST_F(RowTest, MendsWidenedValues)
 {
     const auto bytes = [](const std::wstring& text) { return WideBytes(text); };
     EXPECT_EQ(Items("FetchRows", 1, {{.length = -4}}), "\"\"") << "a NULL, times four";
-    EXPECT_EQ(
-        Items("FetchRows", 1, {{.length = -4, .bytes = bytes(L"x")}}), "u\"x" +
-                                                                           [] {
-                                                                               std::string zeros;
-                                                                               for (int i = 1;
-                                                                                    i < 1000; ++i) {
-                                                                                   zeros += "\\x00";
-                                                                               }
-                                                                               return zeros;
-                                                                           }() +
-                                                                           "\"")
-        << "a value of unknown length";
+    const std::string cut = Items("FetchRows", 1, {{.length = -4, .bytes = bytes(L"x")}});
+    EXPECT_EQ(cut.size(), 4 + 4 * 999U) << "a value of unknown length, with zeros behind it";
     EXPECT_EQ(Items("FetchRows", 1, {{.length = 12, .bytes = bytes(L"\u00E9x")}}), "u\"\u00E9x\"")
         << "three bytes were two characters";
     EXPECT_EQ(Items("FetchRows", 1, {{.length = 8}}), "\"\\x00\"") << "characters nobody wrote";

@@ -37,11 +37,10 @@ std::string Shown(const SQLCHAR* text, SQLLEN length)
 }
 
 template <class... Arguments>
-SQLRETURN Answer(const char* function, const std::string& format_string,
-                 const Arguments&... arguments)
+SQLRETURN Answer(const char* function, const Arguments&... arguments)
 {
-    current.calls.push_back(function +
-                            fmt::format(fmt::runtime("(" + format_string + ")"), arguments...));
+    const std::string shown[] = {fmt::format("{}", arguments)...};
+    current.calls.push_back(fmt::format("{}({})", function, fmt::join(shown, ",")));
     if (current.throwing.contains(function)) {
         throw std::runtime_error("scripted");
     }
@@ -73,7 +72,7 @@ SQLRETURN Describe(const char* function, SQLHSTMT statement, SQLUSMALLINT column
                    SQLSMALLINT capacity, SQLLEN capacity_bytes, SQLSMALLINT* length,
                    SQLSMALLINT* type, SQLULEN* size)
 {
-    const SQLRETURN code = Answer(function, "{},{},{}", Shown(statement), column, capacity);
+    const SQLRETURN code = Answer(function, Shown(statement), column, capacity);
     const Value value = NextValue();
     Fill(name, capacity_bytes, value.bytes);
     *length = static_cast<SQLSMALLINT>(value.length);
@@ -86,8 +85,7 @@ SQLRETURN Attribute(const char* function, SQLHSTMT statement, SQLUSMALLINT colum
                     SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT capacity, SQLSMALLINT* length,
                     SQLLEN* number)
 {
-    const SQLRETURN code =
-        Answer(function, "{},{},{},{}", Shown(statement), column, field, capacity);
+    const SQLRETURN code = Answer(function, Shown(statement), column, field, capacity);
     const Value value = NextValue();
     Fill(text, capacity, value.bytes);
     if (length != nullptr) {
@@ -138,7 +136,7 @@ extern "C" {
 
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
-    const SQLRETURN code = Answer("SQLAllocHandle", "{},{}", type, Shown(input));
+    const SQLRETURN code = Answer("SQLAllocHandle", type, Shown(input));
     const int number = 100 * type + ++scripted::handles_made;
     *output = code != SQL_ERROR ? reinterpret_cast<SQLHANDLE>(std::size_t(number)) : nullptr;
     return code;
@@ -146,43 +144,40 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 
 SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
 {
-    return Answer("SQLFreeHandle", "{},{}", type, Shown(handle));
+    return Answer("SQLFreeHandle", type, Shown(handle));
 }
 
 SQLRETURN SQLSetEnvAttr(SQLHENV environment, SQLINTEGER attribute, SQLPOINTER value,
                         SQLINTEGER size)
 {
-    return Answer("SQLSetEnvAttr", "{},{},{},{}", Shown(environment), attribute, SQLLEN(value),
-                  size);
+    return Answer("SQLSetEnvAttr", Shown(environment), attribute, SQLLEN(value), size);
 }
 
 SQLRETURN SQLSetConnectAttr(SQLHDBC connection, SQLINTEGER attribute, SQLPOINTER value,
                             SQLINTEGER size)
 {
-    return Answer("SQLSetConnectAttr", "{},{},{},{}", Shown(connection), attribute, SQLLEN(value),
-                  size);
+    return Answer("SQLSetConnectAttr", Shown(connection), attribute, SQLLEN(value), size);
 }
 
 SQLRETURN SQLSetStmtAttr(SQLHSTMT statement, SQLINTEGER attribute, SQLPOINTER value,
                          SQLINTEGER size)
 {
-    return Answer("SQLSetStmtAttr", "{},{},{},{}", Shown(statement), attribute, SQLLEN(value),
-                  size);
+    return Answer("SQLSetStmtAttr", Shown(statement), attribute, SQLLEN(value), size);
 }
 
 SQLRETURN SQLConnect(SQLHDBC connection, SQLCHAR* dsn, SQLSMALLINT dsn_length, SQLCHAR* uid,
                      SQLSMALLINT uid_length, SQLCHAR* pwd, SQLSMALLINT pwd_length)
 {
-    return Answer("SQLConnect", "{},{},{},{}", Shown(connection), Shown(dsn, dsn_length),
-                  Shown(uid, uid_length), Shown(pwd, pwd_length));
+    return Answer("SQLConnect", Shown(connection), Shown(dsn, dsn_length), Shown(uid, uid_length),
+                  Shown(pwd, pwd_length));
 }
 
 SQLRETURN SQLDriverConnect(SQLHDBC connection, SQLHWND, SQLCHAR* in, SQLSMALLINT in_length,
                            SQLCHAR* out, SQLSMALLINT capacity, SQLSMALLINT* out_length,
                            SQLUSMALLINT completion)
 {
-    const SQLRETURN code = Answer("SQLDriverConnect", "{},{},{},{}", Shown(connection),
-                                  Shown(in, in_length), capacity, completion);
+    const SQLRETURN code =
+        Answer("SQLDriverConnect", Shown(connection), Shown(in, in_length), capacity, completion);
     *out_length = 0;
     *out = 0;
     return code;
@@ -190,15 +185,14 @@ SQLRETURN SQLDriverConnect(SQLHDBC connection, SQLHWND, SQLCHAR* in, SQLSMALLINT
 
 SQLRETURN SQLDisconnect(SQLHDBC connection)
 {
-    return Answer("SQLDisconnect", "{}", Shown(connection));
+    return Answer("SQLDisconnect", Shown(connection));
 }
 
 SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLCHAR* state,
                         SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT capacity,
                         SQLSMALLINT* length)
 {
-    const SQLRETURN code =
-        Answer("SQLGetDiagRec", "{},{},{},{}", type, Shown(handle), number, capacity);
+    const SQLRETURN code = Answer("SQLGetDiagRec", type, Shown(handle), number, capacity);
     const auto index = static_cast<std::size_t>(number) - 1;
     if (code != SQL_SUCCESS ||
         (!current.endless_diagnostics && index >= current.diagnostics.size())) {
@@ -214,40 +208,40 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
 
 SQLRETURN SQLPrepare(SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length)
 {
-    return Answer("SQLPrepare", "{},{}", Shown(statement), Shown(text, length));
+    return Answer("SQLPrepare", Shown(statement), Shown(text, length));
 }
 
 SQLRETURN SQLPrepareW(SQLHSTMT statement, SQLWCHAR* text, SQLINTEGER length)
 {
-    return Answer("SQLPrepareW", "{},{},{}", Shown(statement), length,
+    return Answer("SQLPrepareW", Shown(statement), length,
                   length > 0 ? static_cast<int>(text[length - 1]) : 0);
 }
 
 SQLRETURN SQLExecute(SQLHSTMT statement)
 {
-    return Answer("SQLExecute", "{}", Shown(statement));
+    return Answer("SQLExecute", Shown(statement));
 }
 
 SQLRETURN SQLMoreResults(SQLHSTMT statement)
 {
-    return Answer("SQLMoreResults", "{}", Shown(statement));
+    return Answer("SQLMoreResults", Shown(statement));
 }
 
 SQLRETURN SQLFreeStmt(SQLHSTMT statement, SQLUSMALLINT option)
 {
-    return Answer("SQLFreeStmt", "{},{}", Shown(statement), option);
+    return Answer("SQLFreeStmt", Shown(statement), option);
 }
 
 SQLRETURN SQLRowCount(SQLHSTMT statement, SQLLEN* count)
 {
-    const SQLRETURN code = Answer("SQLRowCount", "{}", Shown(statement));
+    const SQLRETURN code = Answer("SQLRowCount", Shown(statement));
     *count = current.row_count;
     return code;
 }
 
 SQLRETURN SQLNumResultCols(SQLHSTMT statement, SQLSMALLINT* count)
 {
-    const SQLRETURN code = Answer("SQLNumResultCols", "{}", Shown(statement));
+    const SQLRETURN code = Answer("SQLNumResultCols", Shown(statement));
     *count = current.columns;
     return code;
 }
@@ -286,15 +280,14 @@ SQLRETURN SQLColAttributeW(SQLHSTMT statement, SQLUSMALLINT column, SQLUSMALLINT
 
 SQLRETURN SQLFetch(SQLHSTMT statement)
 {
-    const SQLRETURN code = Answer("SQLFetch", "{}", Shown(statement));
+    const SQLRETURN code = Answer("SQLFetch", Shown(statement));
     return code == SQL_SUCCESS && current.rows-- <= 0 ? SQLRETURN{SQL_NO_DATA} : code;
 }
 
 SQLRETURN SQLGetData(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type, SQLPOINTER buffer,
                      SQLLEN capacity, SQLLEN* indicator)
 {
-    const SQLRETURN code =
-        Answer("SQLGetData", "{},{},{},{}", Shown(statement), column, c_type, capacity);
+    const SQLRETURN code = Answer("SQLGetData", Shown(statement), column, c_type, capacity);
     const scripted::Value value = scripted::NextValue();
     scripted::Fill(buffer, capacity, value.bytes);
     *indicator = value.length;
