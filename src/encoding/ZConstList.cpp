@@ -107,6 +107,16 @@ int ZConstList::PayloadLength() const
     return std::max(prefix - 2, 0);
 }
 
+std::string_view ZConstList::Payload() const
+{
+    const std::ptrdiff_t size = end_ - start_;
+    if (payload_ < 0 || payload_ >= size) {
+        return {};
+    }
+    const auto length = std::clamp<std::ptrdiff_t>(PayloadLength(), 0, size - payload_);
+    return {reinterpret_cast<const char*>(start_ + payload_), static_cast<std::size_t>(length)};
+}
+
 // ORs count bytes together, byte i shifted left by 8i bits. Shifts wrap at the word's width, as the
 // processor's do: elements with more bytes than a word has are read that way.
 std::uint64_t ZConstList::Accumulate(std::ptrdiff_t from, int count, unsigned word_bits) const

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "encoding/conversions.h"
 #include "orvelgw.h"
@@ -47,6 +48,9 @@ public:
     /// Payload bytes of the current element as its prefix claims them; -1 for the long form, which
     /// this reader does not address.
     int PayloadLength() const;
+
+    /// The current element's payload bytes, cut where the list ends; none for the long form.
+    std::string_view Payload() const;
 
     /// Multibyte text from the payload to the first zero, widened into conv_buf. Returns the
     /// characters, or -1 where it is not text of the locale.

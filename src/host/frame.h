@@ -156,8 +156,9 @@ struct Entry {
     Code code = Code::kToResult;
     HandleBytes handle_bytes = HandleBytes::kEight;
     NoData no_data = NoData::kIsError;
-    bool unknown_handle_traced = true;
-    const char* unknown_handle_label = nullptr;  // another function's name in that END record
+    bool failure_end_guarded = code != Code::kToResult;  // the END record of a failing code
+    const char* begin_label = name;                      // its name in the BEGIN record
+    const char* unknown_handle_label = name;  // in the END record of an unknown handle; null: none
 };
 
 /// What the work of an entry came to: a code, and a text where the END record of a failure holds
@@ -178,8 +179,8 @@ struct Outcome {
     bool unknown_handle = false;
 };
 
-/// Reports an outcome. Returns false where that took an END record of its own: that of an unknown
-/// handle, and of a failure where the usual record would not tell the code.
+/// Reports an outcome. Returns false where that took an END record of its own, which the guard
+/// holds: that of an unknown handle, and of a failure where the entry has it so.
 inline bool Report(const Entry& entry, const Outcome& outcome)
 {
     if (entry.code == Code::kToResult) {
@@ -196,10 +197,8 @@ inline bool Report(const Entry& entry, const Outcome& outcome)
     }
     err.error = 1;
     if (outcome.unknown_handle) {
-        if (entry.unknown_handle_traced) {
-            Trace(End(entry.unknown_handle_label != nullptr ? entry.unknown_handle_label
-                                                            : entry.name),
-                  static_cast<int>(outcome.code));
+        if (entry.unknown_handle_label != nullptr) {
+            Trace(End(entry.unknown_handle_label), static_cast<int>(outcome.code));
         }
         return false;
     }
@@ -207,30 +206,44 @@ inline bool Report(const Entry& entry, const Outcome& outcome)
         Trace(End(entry.name), outcome.end_text);
         return false;
     }
-    if (entry.code != Code::kToResult) {
+    if (entry.failure_end_guarded) {
         Trace(End(entry.name), static_cast<int>(outcome.code));
         return false;
     }
     return true;
 }
 
-/// The frame. work() does what the entry is for and returns its Outcome; end(record) fills the END
-/// record of a success, and of a call whose work was cut short by an exception. That record alone
-/// is written outside the guard.
-template <class Arguments, class Work, class EndRecord>
-int RunEntry(const Entry& entry, const Arguments& arguments, Work work, EndRecord end_record)
+/// The frame without a BEGIN record. work() does what the entry is for and returns its Outcome;
+/// end(record) fills the END record of a success, and of a call whose work was cut short by an
+/// exception. That record alone is written outside the guard.
+template <class Work, class EndRecord>
+int RunWithoutBegin(const Entry& entry, Work work, EndRecord end_record)
 {
     bool ended = false;
     err.Reset();
-    Guarded([&] {
-        Trace(Begin(entry.name), arguments);
-        ended = !Report(entry, work());
-    });
+    Guarded([&] { ended = !Report(entry, work()); });
     if (!ended) {
         Trace(End(entry.name), end_record);
     }
     return 0;
 }
+
+/// The frame.
+template <class Arguments, class Work, class EndRecord>
+int RunEntry(const Entry& entry, const Arguments& arguments, Work work, EndRecord end_record)
+{
+    return RunWithoutBegin(
+        entry,
+        [&]() -> Outcome {
+            Trace(Begin(entry.begin_label), arguments);
+            return work();
+        },
+        end_record);
+}
+
+/// The END record of an entry that reports nothing in it.
+inline void NothingAtEnd(ZString& /*record*/)
+{}
 
 /// The frame's usual END record, of success and failure: the result argument as it stands, nothing
 /// where there is none.

@@ -60,3 +60,10 @@ void ReleaseHostString(ORVEL_EXSTR* string)
 {
     HostOperation<orvel_release_long_string>(ORVEL_SLOT_RELEASE_LONG_STRING)(string);
 }
+
+char* AllocHostText(std::uint16_t length)
+{
+    constexpr std::size_t kScratchSize = 16;
+    char scratch[kScratchSize];
+    return HostOperation<orvel_alloc_long_string>(ORVEL_SLOT_ALLOC_LONG_STRING)(scratch, length);
+}

@@ -2,6 +2,8 @@
 // host.
 #pragma once
 
+#include <cstdint>
+
 #include "odbc/Environment.h"
 #include "odbc/Error.h"
 #include "orvelgw.h"
@@ -25,3 +27,19 @@ void WriteHostLog(const char* level, const char* name, const char* data, int len
 
 /// Hands an input long string back to the host.
 void ReleaseHostString(ORVEL_EXSTR* string);
+
+/// Hands an input long string back to the host when the entry ends, whichever way it does.
+class LongStringReturn {
+public:
+    explicit LongStringReturn(ORVEL_EXSTR* string) : string_(string) {}
+    ~LongStringReturn() { ReleaseHostString(string_); }
+    LongStringReturn(const LongStringReturn&) = delete;
+    LongStringReturn& operator=(const LongStringReturn&) = delete;
+
+private:
+    ORVEL_EXSTR* string_;
+};
+
+/// Asks the host for storage of so many bytes for the text of an output long string; null where it
+/// has none.
+char* AllocHostText(std::uint16_t length);

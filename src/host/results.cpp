@@ -9,10 +9,6 @@ using namespace frame;
 
 namespace {
 
-// The END record of an entry that reports nothing in it.
-void NothingAtEnd(ZString& /*record*/)
-{}
-
 // The END record that shows a list as it went out; nothing where an exception kept it from that.
 auto OutputEnd(const zarray* output)
 {

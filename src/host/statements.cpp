@@ -7,18 +7,6 @@ using namespace frame;
 
 namespace {
 
-/// Hands an input long string back to the host when the entry ends, whichever way it does.
-class LongStringReturn {
-public:
-    explicit LongStringReturn(ORVEL_EXSTR* string) : string_(string) {}
-    ~LongStringReturn() { ReleaseHostString(string_); }
-    LongStringReturn(const LongStringReturn&) = delete;
-    LongStringReturn& operator=(const LongStringReturn&) = delete;
-
-private:
-    ORVEL_EXSTR* string_;
-};
-
 // The END record of an entry whose result argument is a count: nothing, as the count is the host's
 // already, or the count as it stands where an exception cut the work short.
 auto CountEnd(const int* count)
@@ -38,7 +26,7 @@ extern "C" int AllocSt(const zarray* connection, zarray* statement)
         {.name = "AllocSt",
          .handle = connection,
          .code = Code::kUnreported,
-         .unknown_handle_traced = false},
+         .unknown_handle_label = nullptr},
         Traced(connection),
         [&](CConnection& owner) {
             CStatement* made = owner.AllocateStatement();

@@ -2,8 +2,12 @@
 
 #include <sqlext.h>
 
+#include <algorithm>
+
+#include "encoding/ZString.h"
 #include "odbc/Environment.h"
 #include "odbc/Statement.h"
+#include "odbc/result.h"
 
 CConnection::CConnection(CEnvironment* environment, SQLHDBC handle)
     : handle_(handle), environment_(environment)
@@ -41,4 +45,24 @@ void CConnection::ReleaseAll()
         environment_->EraseStatement(handle);
     }
     statements_.clear();
+}
+
+SQLRETURN CConnection::GetInfo(std::int64_t type, zarray* output)
+{
+    constexpr SQLSMALLINT kCapacity = 2047;
+    char value[kCapacity + 1] = {};
+    SQLSMALLINT length = 0;
+    const SQLRETURN code =
+        SQLGetInfo(handle_, static_cast<SQLUSMALLINT>(type), value, kCapacity, &length);
+    ZString list;
+    if (!Succeeded(code)) {
+        list.AppendNTString("<ERROR>");
+    } else if (length <= 0) {
+        list.AppendEmptyValue();
+    } else {
+        // The length of a value that was cut is that of the whole.
+        list.AppendString(value, static_cast<unsigned long>(std::min(length, kCapacity)));
+    }
+    list.CopyTo(output);
+    return code;
 }

@@ -3,7 +3,10 @@
 
 #include <sql.h>
 
+#include <cstdint>
 #include <map>
+
+#include "orvelgw.h"
 
 class CEnvironment;
 class CStatement;
@@ -29,6 +32,11 @@ public:
 
     /// Deletes every statement object and takes it out of both maps.
     void ReleaseAll();
+
+    /// Writes one item of driver information as a list of one string: the bytes as the driver gives
+    /// them, one zero byte where it gives none, "<ERROR>" where it fails. Returns SQLGetInfo's
+    /// code.
+    SQLRETURN GetInfo(std::int64_t type, zarray* output);
 
     CEnvironment* Environment() const { return environment_; }
     SQLHDBC Handle() const { return handle_; }

@@ -1,11 +1,89 @@
 // One parameter of a statement.
 #pragma once
 
-/// A bound parameter, owned by its statement.
+#include <sql.h>
+#include <sqlext.h>
+
+#include <vector>
+
+#include "encoding/conversions.h"
+
+class CStatement;
+class ZConstList;
+class ZString;
+
+/// A parameter's description for ODBC and the buffer of its value, which the driver reads and fills
+/// by its address: whatever moves the buffer or changes what it holds wants a new Bind.
 class CParameter {
 public:
-    CParameter() = default;
+    /// A parameter of character input, without a buffer; the setters below complete it.
+    CParameter(CStatement* statement, long number);
+
+    /// A complete description. length is the buffer's (259 bytes at the least, length + 4 from 256
+    /// on) and the first indicator; SQL_LEN_DATA_AT_EXEC(0), -100, asks for data at execution.
+    CParameter(CStatement* statement, int number, int io_type, int c_type, int sql_type,
+               int column_size, int decimal_digits, int length);
+
     virtual ~CParameter() = default;
     CParameter(const CParameter&) = delete;
     CParameter& operator=(const CParameter&) = delete;
+
+    // Each takes its field from the element of the parameter's number; 0 where there is none.
+
+    /// The buffer's length (512 bytes at the least, n + 1 from 512 on) and the first indicator.
+    void SetLenFromList(ZConstList& lengths);
+    /// The SQL type; binary types and SQL_WCHAR bring their C type with them.
+    void SetDTPFromList(ZConstList& sql_types);
+    void SetScaleFromList(ZConstList& scales);
+    void SetIOTypeFromList(ZConstList& io_types);
+    void SetColDefFromList(ZConstList& column_sizes);
+
+    /// Stores the current element as the value, in the C type that suits it. Returns 1 where the
+    /// parameter has to be bound again, else 0. An element of no supported type changes nothing.
+    int SetFromList(ZConstList& value);
+    /// Stores the current element's bytes as they are. As above; but a C type that becomes
+    /// SQL_C_BINARY here reaches the driver only with the next binding.
+    int SetBinaryFromList(ZConstList& value);
+
+    /// SQLBindParameter with the buffer, or with the number as a token where data is to come at
+    /// execution.
+    SQLRETURN Bind();
+
+    /// Appends the value as the driver or the host left it: one element, or nothing for a C type
+    /// without a form here (SQL_C_SBIGINT among them).
+    void AppendValue(ZString& list) const;
+
+    /// Whether the driver holds the token in the place of the buffer.
+    bool IsBoundToToken() const { return is_bound_to_token_; }
+
+    SQLSMALLINT GetCType() const { return c_type_; }
+
+private:
+    bool IsInput() const
+    {
+        return io_type_ == SQL_PARAM_INPUT || io_type_ == SQL_PARAM_INPUT_OUTPUT;
+    }
+    bool MakeRoom(std::size_t wanted, std::size_t size);
+    bool TakeCType(SQLSMALLINT c_type);
+    void Store(const void* value, std::size_t size, std::size_t terminator);
+    bool StoreText(ZConstList& value);
+    bool StoreWideText(ZConstList& value);
+    void StoreInteger(long value);
+    void AppendText(ZString& list) const;
+    void AppendWideText(ZString& list) const;
+    std::size_t ValueLength() const;
+
+    CStatement* statement_;
+    SQLLEN indicator_ = 0;
+    SQLULEN column_size_ = 0;
+    std::vector<char> buffer_;  // its size is what is bound as BufferLength
+    SQLSMALLINT decimal_digits_ = 0;
+    SQLSMALLINT sql_type_ = 0;
+    SQLSMALLINT c_type_ = SQL_C_CHAR;
+    SQLSMALLINT io_type_ = SQL_PARAM_INPUT;
+    long number_;
+    bool is_bound_to_token_ = false;
 };
+
+/// 8-bit text on its way into a parameter as wide characters.
+extern wchar_t wconvbuf[kConversionLimit];

@@ -16,9 +16,6 @@ CStatement::~CStatement()
 
 void CStatement::ReleaseAll()
 {
-    for (CParameter* parameter : parameters_) {
-        delete parameter;
-    }
     parameters_.clear();
 }
 

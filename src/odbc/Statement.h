@@ -1,8 +1,11 @@
-// One statement: what it runs, how its result is described, and the rows it brings.
+// One statement: what it runs and with which parameters, how its result is described, what it
+// brings.
 #pragma once
 
 #include <sql.h>
 
+#include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "orvelgw.h"
@@ -10,6 +13,10 @@
 class CConnection;
 class CParameter;
 class ZConstList;
+
+/// Asks for storage of so many bytes for the text of an output long string; null where there is
+/// none.
+using TextAllocator = char* (*)(std::uint16_t length);
 
 /// An ODBC statement. Codes returned are ODBC's, or the library's own of odbc/result.h. Outputs
 /// (zarray) are filled without a test of their capacity, which is the host's to grant.
@@ -57,11 +64,126 @@ public:
     /// the last code, of a fetch or of the last read.
     SQLRETURN ExtendedFetch(unsigned int rows, zarray* output);
 
+    // Long data. The C type is SQL_C_CHAR, SQL_C_BINARY or SQL_C_WCHAR, which is delivered as
+    // 2-byte characters. A value that doesn't fit is cut; the next read of the column goes on
+    // behind what the driver brought, and SQL_NO_DATA says that nothing is left. NULL has length 0,
+    // an empty text is one zero.
+
+    /// The column's value, or its next piece, of up to 32,766 bytes or 16,383 characters. The count
+    /// of characters is taken from the low 16 bits of their bytes.
+    SQLRETURN GetData(SQLUSMALLINT column, SQLSMALLINT c_type, zarray* output);
+    /// The column's value, or its next piece: the driver is offered so many bytes, and the text of
+    /// the output must hold as many units (bytes, or 2-byte characters), two bytes at the least.
+    /// Throws std::length_error for a negative length.
+    SQLRETURN GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long length, ORVEL_EXSTR* output);
+
+    // Parameters. Numbers count from 1.
+
+    /// Replaces all parameters by one for each element of the lengths; what the other lists lack is
+    /// 0. Ends with the first binding that is not SQL_SUCCESS, and returns its code.
+    SQLRETURN BindParamList(ZConstList& lengths, ZConstList& sql_types, ZConstList& scales,
+                            ZConstList& io_types, ZConstList& column_sizes);
+    /// Makes or replaces one parameter and binds it. kOutOfRange for a number that ODBC can't
+    /// carry.
+    SQLRETURN BindParameter(int number, int io_type, int c_type, int sql_type, int column_size,
+                            int decimal_digits, int length);
+    /// Deletes the parameters and their bindings.
+    SQLRETURN UnbindParameters();
+    /// Stores the first element as the value of a parameter and binds it again where its buffer or
+    /// type changes. kOutOfRange where there is no such parameter, no element, or one of the long
+    /// form (65,535 bytes or more), which the reader can't address.
+    SQLRETURN SetParam(ZConstList& value, long number);
+    /// The same with the element's bytes as they are.
+    SQLRETURN SetParamBinary(ZConstList& value, long number);
+    /// The value of the parameter at an index (from 0) as a list of one element. The text's length
+    /// is taken in 16 bits; it is 0 where there is no storage. kOutOfRange where there is no such
+    /// parameter, with the output untouched.
+    SQLRETURN GetParamList(long index, ORVEL_EXSTR* output, TextAllocator allocate) const;
+    /// Writes the list of parameter descriptions: a header of the count and four titles, then for
+    /// each marker its SQL type, size, decimal digits and nullability. Ends with the first call
+    /// that fails, whose code is returned.
+    SQLRETURN DescribeParams(zarray* output);
+
+    // Catalogs: each is the ODBC function of its name. A null name restricts nothing, one of length
+    // 0 is the empty name; a length is in characters.
+
+    SQLRETURN Tables(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                     SQLSMALLINT schema_length, SQLCHAR* table, SQLSMALLINT table_length,
+                     SQLCHAR* type, SQLSMALLINT type_length);
+    SQLRETURN TablesW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                      SQLSMALLINT schema_length, SQLWCHAR* table, SQLSMALLINT table_length,
+                      SQLWCHAR* type, SQLSMALLINT type_length);
+    SQLRETURN Columns(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                      SQLSMALLINT schema_length, SQLCHAR* table, SQLSMALLINT table_length,
+                      SQLCHAR* column, SQLSMALLINT column_length);
+    SQLRETURN ColumnsW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                       SQLSMALLINT schema_length, SQLWCHAR* table, SQLSMALLINT table_length,
+                       SQLWCHAR* column, SQLSMALLINT column_length);
+    SQLRETURN ColumnPrivileges(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                               SQLSMALLINT schema_length, SQLCHAR* table, SQLSMALLINT table_length,
+                               SQLCHAR* column, SQLSMALLINT column_length);
+    SQLRETURN ColumnPrivilegesW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                                SQLSMALLINT schema_length, SQLWCHAR* table,
+                                SQLSMALLINT table_length, SQLWCHAR* column,
+                                SQLSMALLINT column_length);
+    SQLRETURN TablePrivileges(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                              SQLSMALLINT schema_length, SQLCHAR* table, SQLSMALLINT table_length);
+    SQLRETURN TablePrivilegesW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                               SQLSMALLINT schema_length, SQLWCHAR* table,
+                               SQLSMALLINT table_length);
+    SQLRETURN Procedures(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                         SQLSMALLINT schema_length, SQLCHAR* procedure,
+                         SQLSMALLINT procedure_length);
+    SQLRETURN ProceduresW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                          SQLSMALLINT schema_length, SQLWCHAR* procedure,
+                          SQLSMALLINT procedure_length);
+    SQLRETURN ProcedureColumns(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                               SQLSMALLINT schema_length, SQLCHAR* procedure,
+                               SQLSMALLINT procedure_length, SQLCHAR* column,
+                               SQLSMALLINT column_length);
+    SQLRETURN ProcedureColumnsW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                                SQLSMALLINT schema_length, SQLWCHAR* procedure,
+                                SQLSMALLINT procedure_length, SQLWCHAR* column,
+                                SQLSMALLINT column_length);
+    SQLRETURN PrimaryKeys(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                          SQLSMALLINT schema_length, SQLCHAR* table, SQLSMALLINT table_length);
+    SQLRETURN PrimaryKeysW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                           SQLSMALLINT schema_length, SQLWCHAR* table, SQLSMALLINT table_length);
+    SQLRETURN SpecialColumns(SQLUSMALLINT identifier_type, SQLCHAR* catalog,
+                             SQLSMALLINT catalog_length, SQLCHAR* schema, SQLSMALLINT schema_length,
+                             SQLCHAR* table, SQLSMALLINT table_length, SQLUSMALLINT scope,
+                             SQLUSMALLINT nullable);
+    SQLRETURN SpecialColumnsW(SQLUSMALLINT identifier_type, SQLWCHAR* catalog,
+                              SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                              SQLSMALLINT schema_length, SQLWCHAR* table, SQLSMALLINT table_length,
+                              SQLUSMALLINT scope, SQLUSMALLINT nullable);
+    /// Asks for figures that are accurate (SQL_ENSURE), as StatisticsW does.
+    SQLRETURN Statistics(SQLCHAR* catalog, SQLSMALLINT catalog_length, SQLCHAR* schema,
+                         SQLSMALLINT schema_length, SQLCHAR* table, SQLSMALLINT table_length,
+                         SQLUSMALLINT unique);
+    SQLRETURN StatisticsW(SQLWCHAR* catalog, SQLSMALLINT catalog_length, SQLWCHAR* schema,
+                          SQLSMALLINT schema_length, SQLWCHAR* table, SQLSMALLINT table_length,
+                          SQLUSMALLINT unique);
+    SQLRETURN ForeignKeys(SQLCHAR* pk_catalog, SQLSMALLINT pk_catalog_length, SQLCHAR* pk_schema,
+                          SQLSMALLINT pk_schema_length, SQLCHAR* pk_table,
+                          SQLSMALLINT pk_table_length, SQLCHAR* fk_catalog,
+                          SQLSMALLINT fk_catalog_length, SQLCHAR* fk_schema,
+                          SQLSMALLINT fk_schema_length, SQLCHAR* fk_table,
+                          SQLSMALLINT fk_table_length);
+    SQLRETURN ForeignKeysW(SQLWCHAR* pk_catalog, SQLSMALLINT pk_catalog_length, SQLWCHAR* pk_schema,
+                           SQLSMALLINT pk_schema_length, SQLWCHAR* pk_table,
+                           SQLSMALLINT pk_table_length, SQLWCHAR* fk_catalog,
+                           SQLSMALLINT fk_catalog_length, SQLWCHAR* fk_schema,
+                           SQLSMALLINT fk_schema_length, SQLWCHAR* fk_table,
+                           SQLSMALLINT fk_table_length);
+
     CConnection* Owner() const { return owner_; }
     SQLHSTMT Handle() const { return handle_; }
 
 private:
+    CParameter* ParameterFor(ZConstList& value, long number) const;
+
     CConnection* owner_;
-    std::vector<CParameter*> parameters_;  // owned, in binding order; an element may be null
+    std::vector<std::unique_ptr<CParameter>> parameters_;  // by number - 1; an element may be null
     SQLHSTMT handle_;
 };

@@ -1,0 +1,294 @@
+#include "odbc/Parameter.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+#include <string>
+
+#include "encoding/ZConstList.h"
+#include "encoding/ZString.h"
+#include "odbc/Connection.h"
+#include "odbc/Environment.h"
+#include "odbc/Statement.h"
+#include "odbc/result.h"
+
+wchar_t wconvbuf[kConversionLimit];
+
+namespace {
+
+constexpr std::size_t kSmallestBuffer = 512;
+constexpr std::size_t kWidth = sizeof(wchar_t);
+
+// SQL types that ODBC converts from text without loss, whatever the integer's size.
+bool IsWrittenAsText(SQLSMALLINT sql_type)
+{
+    return sql_type == SQL_NUMERIC || sql_type == SQL_DECIMAL || sql_type == SQL_FLOAT ||
+           sql_type == SQL_REAL || sql_type == SQL_DOUBLE;
+}
+
+// Room for n bytes of a value and what ends it.
+std::size_t BufferSize(std::size_t n, std::size_t with_end)
+{
+    return n < kSmallestBuffer ? kSmallestBuffer : with_end;
+}
+
+template <class Value>
+Value Load(const std::vector<char>& buffer)
+{
+    Value value{};
+    std::memcpy(&value, buffer.data(), std::min(sizeof value, buffer.size()));
+    return value;
+}
+
+// The element of a parameter's number, as an integer; 0 where there is none.
+int IntegerOf(ZConstList& list, long number)
+{
+    return list.MoveTo(number) != 0 ? list.GetInt() : 0;
+}
+
+}  // namespace
+
+CParameter::CParameter(CStatement* statement, long number) : statement_(statement), number_(number)
+{}
+
+CParameter::CParameter(CStatement* statement, int number, int io_type, int c_type, int sql_type,
+                       int column_size, int decimal_digits, int length)
+    : statement_(statement),
+      indicator_(length),
+      column_size_(static_cast<SQLULEN>(column_size)),
+      buffer_(static_cast<std::size_t>(std::max(length, 255)) + 4),
+      decimal_digits_(static_cast<SQLSMALLINT>(decimal_digits)),
+      sql_type_(static_cast<SQLSMALLINT>(sql_type)),
+      c_type_(static_cast<SQLSMALLINT>(c_type)),
+      io_type_(static_cast<SQLSMALLINT>(io_type)),
+      number_(number)
+{}
+
+void CParameter::SetLenFromList(ZConstList& lengths)
+{
+    lengths.MoveTo(number_);
+    const int length = lengths.GetType() == ZConstList::kInteger ? lengths.GetInt() : 0;
+    const auto n = static_cast<std::size_t>(std::max(length, 0));
+    buffer_.assign(BufferSize(n, n + 1), '\0');
+    indicator_ = length;
+}
+
+void CParameter::SetDTPFromList(ZConstList& sql_types)
+{
+    sql_type_ = static_cast<SQLSMALLINT>(IntegerOf(sql_types, number_));
+    if (sql_type_ == SQL_BINARY || sql_type_ == SQL_VARBINARY) {
+        c_type_ = SQL_C_BINARY;
+    } else if (sql_type_ == SQL_WCHAR) {
+        c_type_ = SQL_C_WCHAR;
+    }
+}
+
+void CParameter::SetScaleFromList(ZConstList& scales)
+{
+    decimal_digits_ = static_cast<SQLSMALLINT>(IntegerOf(scales, number_));
+}
+
+void CParameter::SetIOTypeFromList(ZConstList& io_types)
+{
+    io_type_ = static_cast<SQLSMALLINT>(IntegerOf(io_types, number_));
+}
+
+void CParameter::SetColDefFromList(ZConstList& column_sizes)
+{
+    column_size_ = static_cast<SQLULEN>(IntegerOf(column_sizes, number_));
+}
+
+SQLRETURN CParameter::Bind()
+{
+    constexpr SQLULEN kCharacterSize = 512;
+    if (sql_type_ == SQL_CHAR && column_size_ == 0) {
+        column_size_ = kCharacterSize;
+    }
+    const auto number = static_cast<SQLUSMALLINT>(number_);
+    is_bound_to_token_ = indicator_ == SQL_LEN_DATA_AT_EXEC(0);
+    if (is_bound_to_token_) {
+        return SQLBindParameter(statement_->Handle(), number, io_type_, c_type_, sql_type_, 0, 0,
+                                AsPointer(number_), 0, &indicator_);
+    }
+    return SQLBindParameter(statement_->Handle(), number, io_type_, c_type_, sql_type_,
+                            column_size_, decimal_digits_, buffer_.data(),
+                            static_cast<SQLLEN>(buffer_.size()), &indicator_);
+}
+
+// Makes a new buffer of that size where the present one is smaller than what is wanted; returns
+// whether it did.
+bool CParameter::MakeRoom(std::size_t wanted, std::size_t size)
+{
+    if (!buffer_.empty() && buffer_.size() >= wanted) {
+        return false;
+    }
+    buffer_ = std::vector<char>(size);
+    return true;
+}
+
+bool CParameter::TakeCType(SQLSMALLINT c_type)
+{
+    const bool changes = c_type_ != c_type;
+    c_type_ = c_type;
+    return changes;
+}
+
+void CParameter::Store(const void* value, std::size_t size, std::size_t terminator)
+{
+    std::memcpy(buffer_.data(), value, size);
+    std::memset(buffer_.data() + size, 0, terminator);
+}
+
+int CParameter::SetBinaryFromList(ZConstList& value)
+{
+    const auto bytes = value.Payload();
+    // One byte more than what is asked for: the terminator behind a value that just fits.
+    const bool grows = MakeRoom(bytes.size(), BufferSize(bytes.size(), bytes.size() + 1));
+    if (bytes.empty()) {
+        indicator_ = SQL_NULL_DATA;
+        return grows ? 1 : 0;
+    }
+    c_type_ = SQL_C_BINARY;
+    Store(bytes.data(), bytes.size(), bytes.size() < buffer_.size() ? 1 : 0);
+    if (IsInput()) {
+        indicator_ = static_cast<SQLLEN>(bytes.size());
+    }
+    return grows ? 1 : 0;
+}
+
+int CParameter::SetFromList(ZConstList& value)
+{
+    const int category = value.GetType();
+    const std::size_t length = value.Payload().size();
+    bool rebind = MakeRoom(length + 1, BufferSize(length, length + 1));
+    const bool is_text = category == ZConstList::kString || category == ZConstList::kWideString;
+    if (is_text && length == 0) {
+        indicator_ = SQL_NULL_DATA;  // an empty string is a NULL; one zero byte is the empty value
+    } else if (is_text) {
+        rebind |= category == ZConstList::kString ? StoreText(value) : StoreWideText(value);
+        if (IsInput()) {
+            indicator_ = SQL_NTS;
+        }
+    } else if (category == ZConstList::kInteger) {
+        StoreInteger(value.GetLong());
+        rebind = true;
+    } else if (category == ZConstList::kDouble) {
+        const double number = value.GetDouble();
+        rebind |= TakeCType(SQL_C_DOUBLE);
+        Store(&number, sizeof number, 0);
+        indicator_ = 0;
+    }
+    return rebind ? 1 : 0;
+}
+
+bool CParameter::StoreText(ZConstList& value)
+{
+    const auto text = value.Payload();
+    const bool changes = TakeCType(SQL_C_CHAR);
+    if (statement_->Owner()->Environment()->unicode_option == 0) {
+        Store(text.data(), text.size(), 1);
+        return changes;
+    }
+    VYRToWide(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()),
+              wconvbuf, static_cast<int>(std::size(wconvbuf)));
+    c_type_ = SQL_C_WCHAR;
+    const std::size_t bytes = kWidth * text.size();
+    MakeRoom(bytes + kWidth, BufferSize(bytes, bytes + kWidth));
+    Store(wconvbuf, bytes, kWidth);
+    return true;
+}
+
+bool CParameter::StoreWideText(ZConstList& value)
+{
+    value.uni2_uni4();
+    bool rebind = TakeCType(SQL_C_WCHAR);
+    const std::size_t bytes = kWidth * (value.Payload().size() / 2);
+    rebind |= MakeRoom(bytes + kWidth, BufferSize(bytes, bytes + kWidth));
+    Store(ZConstList::conv_buf1, bytes, kWidth);
+    return rebind;
+}
+
+void CParameter::StoreInteger(long value)
+{
+    if (IsWrittenAsText(sql_type_)) {
+        const std::string text = std::to_string(value);
+        c_type_ = SQL_C_CHAR;
+        Store(text.c_str(), text.size(), 1);
+        indicator_ = SQL_NTS;
+        return;
+    }
+    const bool is_wide = sql_type_ == SQL_BIGINT || value < INT32_MIN || value > INT32_MAX;
+    if (!(sql_type_ == SQL_BIGINT && c_type_ == SQL_C_UBIGINT)) {
+        c_type_ = is_wide ? SQL_C_SBIGINT : SQL_C_SLONG;
+    }
+    Store(&value, is_wide ? sizeof(std::int64_t) : sizeof(std::int32_t), 0);
+    indicator_ = 0;
+}
+
+// Bytes of the value by its indicator, within the buffer.
+std::size_t CParameter::ValueLength() const
+{
+    return std::min(static_cast<std::size_t>(std::max<SQLLEN>(indicator_, 0)), buffer_.size());
+}
+
+void CParameter::AppendText(ZString& list) const
+{
+    if (Load<char>(buffer_) == '\0') {
+        list.AppendEmptyValue();
+    } else if (indicator_ == SQL_NTS) {
+        list.AppendString(buffer_.data(), strnlen(buffer_.data(), buffer_.size()));
+    } else {
+        // A copy that ends: text is converted up to its terminator.
+        const std::string text(buffer_.data(), ValueLength());
+        list.AppendConvert(text.c_str(), text.size());
+    }
+}
+
+void CParameter::AppendWideText(ZString& list) const
+{
+    const auto* wide = reinterpret_cast<const wchar_t*>(buffer_.data());
+    if (Load<wchar_t>(buffer_) == 0) {
+        list.AppendEmptyValue();
+        return;
+    }
+    const std::size_t characters =
+        indicator_ == SQL_NTS ? wcsnlen(wide, buffer_.size() / kWidth) : ValueLength() / kWidth;
+    const std::wstring text(wide, characters);
+    list.AppendWString(text.c_str(), text.size());
+}
+
+void CParameter::AppendValue(ZString& list) const
+{
+    if (indicator_ == SQL_DEFAULT_PARAM) {
+        list.push_back('\x01');  // the element of no value
+        return;
+    }
+    if (indicator_ == SQL_NULL_DATA) {
+        list.AppendNTString("");
+        return;
+    }
+    switch (c_type_) {
+        case SQL_C_SLONG:
+            list.AppendLong(Load<std::int32_t>(buffer_));
+            break;
+        case SQL_C_CHAR:
+            AppendText(list);
+            break;
+        case SQL_C_WCHAR:
+            AppendWideText(list);
+            break;
+        case SQL_C_BINARY:
+            list.AppendString(buffer_.data(), ValueLength());
+            break;
+        case SQL_C_DOUBLE: {
+            char text[160];  // 128 digits, and a sign, a point, leading zeros or an exponent
+            std::snprintf(text, sizeof text, "%.*g", 128, Load<double>(buffer_));
+            list.AppendNTString(text);
+            break;
+        }
+        default:
+            break;
+    }
+}
