@@ -3,6 +3,8 @@
 
 #include <vector>
 
+#include "encoding/ZString.h"
+#include "handle_case.h"
 #include "scripted_fixture.h"
 
 using scripted::Current;
@@ -10,28 +12,14 @@ using scripted::WideBytes;
 
 namespace {
 
-/// How an entry answers: by a result code, by a count and a code in the record, by an output.
-enum class Answers { kCode, kCount, kOutput };
-
-struct HandleCase {
-    const char* name = "";
-    std::vector<Argument> rest = {};  // inputs behind the handle
-    const char* odbc = "";            // the call it makes
-    Answers answers = Answers::kCode;
-    const char* begin = "";                // BEGIN record behind the handle
-    const char* function = name;           // its name in the trace
-    const char* unknown_label = function;  // its name there for an unknown handle; none: no record
-    const char* end = answers == Answers::kCode ? "  0" : "";  // END record of a success
-    const char* thrown_end = answers == Answers::kOutput ? "" : "  -999999";
-    bool on_connection = false;
-
-    friend void PrintTo(const HandleCase& entry, std::ostream* out) { *out << entry.name; }
-};
-
 constexpr auto kCount = Answers::kCount;
 constexpr auto kOutput = Answers::kOutput;
 constexpr char kVa[] = "  \"\\x04\\x01va\"";
+constexpr char kFiveTraced[] =
+    R"(, "\x03\x04\x05", "\x03\x04\x05", "\x03\x04\x05", "\x03\x04\x05", "\x03\x04\x05")";
 constexpr char kZeros[] = "  \"\\x00\\x00\\x00\\x00\\x00\\x00\\x00\\x00\"";
+
+const std::string kNumber("\x03\x04\x05", 3);  // the list of the integer 5
 
 // clang-format off
 const std::vector<HandleCase> kHandleCases = {
@@ -55,8 +43,37 @@ const std::vector<HandleCase> kHandleCases = {
      "StrColAttribute", kVa},
     {"GetOneRow", {""}, "SQLGetData", kOutput, ", \"\""},
     {"FetchRows", {1}, "SQLFetch", kOutput, ", 1", "ExtendedFetch"},
-    {"AllocStatement", {}, "SQLAllocHandle", kOutput, "", "AllocSt", nullptr, "  handle 0x130",
-     kZeros, true},
+    {.name = "AllocStatement", .odbc = "SQLAllocHandle", .answers = kOutput, .function = "AllocSt",
+     .unknown_label = nullptr, .end = "  handle 0x130", .thrown_end = kZeros, .on_connection = true,
+     .failed_end = kZeros},
+    {.name = "GetData", .rest = {2, 1}, .odbc = "SQLGetData", .answers = kOutput, .begin = ", 2, 1",
+     .call = "2,1,32766"},
+    {.name = "GetDataW", .rest = {2, -8}, .odbc = "SQLGetData", .answers = kOutput,
+     .begin = ", 2, -8", .call = "2,-8,131064"},
+    {.name = "GetDataEx", .rest = {2, -2, 9}, .odbc = "SQLGetData", .answers = kOutput,
+     .begin = ", 2, -2", .call = "2,-2,9"},
+    {.name = "GetDataExW", .rest = {2, -8, 40}, .odbc = "SQLGetData", .answers = kOutput,
+     .begin = ", 2, -8", .function = "GetDataEx", .call = "2,-8,40"},
+    {.name = "BindParameters", .rest = {kNumber, kNumber, kNumber, kNumber, kNumber},
+     .odbc = "SQLBindParameter", .begin = kFiveTraced, .function = "Bind",
+     .call = "1,5,1,5,5,5,buffer,512,5"},
+    {.name = "BindParameter", .rest = {1, 2, 8, 6, 15, 3, 300}, .odbc = "SQLBindParameter",
+     .begin = ", 1, 2, 8, 6, 15, 3, 300", .call = "1,2,8,6,15,3,buffer,304,300"},
+    {.name = "UnbindParameters", .odbc = "SQLFreeStmt", .function = "UnbindParams", .call = "3"},
+    {.name = "DescribeParameters", .odbc = "SQLNumParams", .answers = kOutput,
+     .function = "DescribeParams", .unknown_label = nullptr},
+    {.name = "PutData", .rest = {"ab"}, .odbc = "SQLPutData", .begin = ", \"ab\"", .call = "'ab',2"},
+    {.name = "PutDataW", .rest = {u"ab"}, .odbc = "SQLPutData", .begin = ", u\"ab\""},
+    {.name = "GetInfo", .rest = {65'553}, .odbc = "SQLGetInfo", .answers = kOutput,
+     .begin = ", 65553", .on_connection = true, .call = "17,2047,0"},
+    {.name = "GetTypeInfo", .rest = {65'532}, .odbc = "SQLGetTypeInfo", .begin = ", 65532",
+     .call = "-4"},
+    {.name = "SetConnectOption", .rest = {65'638, -3}, .odbc = "SQLSetConnectAttr",
+     .begin = ", 65638, -3", .on_connection = true, .call = "65638,-3,0"},
+    {.name = "SetStrConnectOption", .rest = {65'645, "main"}, .odbc = "SQLSetConnectAttr",
+     .begin = ", 65645, \"main\"", .on_connection = true, .call = "109,'main',-3"},
+    {.name = "Transact", .rest = {65'537}, .odbc = "SQLEndTran", .begin = ", 65537",
+     .on_connection = true, .call = nullptr},
 };
 // clang-format on
 
@@ -77,11 +94,17 @@ protected:
         inputs.insert(inputs.end(), entry.rest.begin(), entry.rest.end());
         return Call(entry.name, inputs);
     }
+    /// The handle as a BEGIN record shows it.
+    const char* Known() const
+    {
+        return entry.on_connection ? kDbc : entry.traces_two_handle_bytes ? "\"/\\x01\"" : kStmt;
+    }
     /// The records of a call with the known handle, whose END record holds this.
     std::string Records(const char* end) const
     {
-        return fmt::format("{} BEGIN  {}{}\n{} END{}\n", entry.function,
-                           entry.on_connection ? kDbc : kStmt, entry.begin, entry.function, end);
+        const auto begin = fmt::format("{} BEGIN  {}{}\n", entry.begin_label, Known(), entry.begin);
+        return (entry.begins_only_unknown ? "" : begin) +
+               fmt::format("{} END{}\n", entry.function, end);
     }
     Reply CallKnown() { return CallWith(entry.on_connection ? connection : statement); }
 
@@ -96,8 +119,9 @@ TEST_P(EachEntry, RejectsAnUnknownHandle)
     EXPECT_EQ(Current().Taken(), "") << "nothing reaches the driver";
     const auto end =
         entry.unknown_label != nullptr ? fmt::format("{} END  -2\n", entry.unknown_label) : "";
+    const char* shown = entry.traces_two_handle_bytes ? "\"\\t\\x03\"" : "handle 0x309";
     EXPECT_EQ(Traced(),
-              fmt::format("{} BEGIN  handle 0x309{}\n{}", entry.function, entry.begin, end));
+              fmt::format("{} BEGIN  {}{}\n{}", entry.begin_label, shown, entry.begin, end));
     EXPECT_EQ(WasError(), -1);
     EXPECT_EQ(Code("GetLastSQLCode"), 0);
 }
@@ -121,19 +145,25 @@ TEST_P(EachEntry, ReportsAFailure)
     if (entry.answers == Answers::kCode) {
         EXPECT_EQ(reply.code, -1);
     }
-    // "AllocStatement" has no code to tell, and tells its output.
-    EXPECT_EQ(Traced(), Records(entry.unknown_label != nullptr ? "  -1" : kZeros));
+    EXPECT_EQ(Traced(), Records(entry.failed_end));
     EXPECT_EQ(WasError(), -1);
 }
 
 TEST_P(EachEntry, TracesASuccess)
 {
     CallKnown();
+    if (entry.call != nullptr) {
+        EXPECT_EQ(Current().calls.back(),
+                  fmt::format("{}({},{})", entry.odbc, entry.on_connection ? "dbc2" : "stmt3",
+                              entry.call));
+    }
     EXPECT_EQ(Traced(), Records(entry.end));
     EXPECT_EQ(WasError(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EachEntry, testing::ValuesIn(kHandleCases),
+                         [](const auto& entry) { return entry.param.name; });
+INSTANTIATE_TEST_SUITE_P(Catalogs, EachEntry, testing::ValuesIn(CatalogCases()),
                          [](const auto& entry) { return entry.param.name; });
 
 TEST_F(ScriptedTest, NoDataIsEachEntrysOwn)
@@ -153,14 +183,73 @@ TEST_F(ScriptedTest, NoDataIsEachEntrysOwn)
     EXPECT_EQ(WasError(), -1);
 }
 
-TEST_F(ScriptedTest, HandleBytesCountForSomeEntries)
+// A handle argument whose length word says less than the eight bytes that are there.
+class ShortHandle : public ScriptedTest {
+protected:
+    ShortHandle()
+    {
+        Open();
+        std::memcpy(short_statement + 1, statement.data(), statement.size());
+        std::memcpy(short_connection + 1, connection.data(), connection.size());
+    }
+    template <class... Rest>
+    int RawCode(const char* name, const uint16_t* handle, Rest... rest)
+    {
+        int code = 0;
+        auto* entry =
+            reinterpret_cast<int (*)(const void*, Rest..., int*)>(gateway->Find(name)->function);
+        entry(handle, rest..., &code);
+        return code;
+    }
+
+    uint16_t short_statement[5] = {1};
+    uint16_t short_connection[5] = {};  // its handle has one byte that is not 0
+    const uint16_t none[5] = {};
+};
+
+TEST_F(ShortHandle, IsTakenAsCountedOrWhole)
 {
-    Open();
-    const std::string stale = statement.substr(0, 2);  // shorter: the rest is zero here
-    EXPECT_EQ(Code("Execute", {stale}), 0);
-    Current().columns = 0;
-    Call("GetOneRow", {stale.substr(0, 1), ""});
-    EXPECT_EQ(WasError(), -1) << "one byte does not make the handle";
+    const void* name = none;
+    constexpr int kWhole = 0;
+    constexpr int kCounted = -2;
+    const std::pair<const char*, int> four_names[] = {{"Tables", kCounted},
+                                                      {"TablesW", kWhole},
+                                                      {"Columns", kCounted},
+                                                      {"ColumnsW", kWhole},
+                                                      {"ColumnPrivileges", kCounted},
+                                                      {"ColumnPrivilegesW", kWhole},
+                                                      {"DescribeProcedureColumns", kCounted},
+                                                      {"DescribeProcedureColumnsW", kWhole}};
+    for (const auto& [entry, code] : four_names) {
+        EXPECT_EQ(RawCode(entry, short_statement, name, name, name, name), code) << entry;
+    }
+    const std::pair<const char*, int> three_names[] = {
+        {"TablePrivileges", kCounted},    {"TablePrivilegesW", kWhole},
+        {"DescribeProcedures", kCounted}, {"DescribeProceduresW", kWhole},
+        {"PrimaryKeys", kWhole},          {"PrimaryKeysW", kWhole}};
+    for (const auto& [entry, code] : three_names) {
+        EXPECT_EQ(RawCode(entry, short_statement, name, name, name), code) << entry;
+    }
+    for (const char* entry : {"Statistics", "StatisticsW"}) {
+        EXPECT_EQ(RawCode(entry, short_statement, name, name, name, 0), kWhole) << entry;
+    }
+    for (const char* entry : {"SpecialColumns", "SpecialColumnsW"}) {
+        EXPECT_EQ(RawCode(entry, short_statement, 1, name, name, name, 0, 0), kCounted) << entry;
+    }
+    for (const char* entry : {"ForeignKeys", "ForeignKeysW"}) {
+        EXPECT_EQ(RawCode(entry, short_statement, name, name, name, name, name, name), kWhole);
+    }
+    EXPECT_EQ(RawCode("Execute", short_statement), kWhole);
+    EXPECT_EQ(RawCode("SetConnectOption", short_connection, 1, 1), kCounted);
+    EXPECT_EQ(RawCode("SetStrConnectOption", short_connection, 1, "x"), kWhole);
+    char output[64] = {};
+    const std::pair<const char*, int> reading[] = {{"GetData", -8}, {"GetDataW", 1}};
+    for (const auto& [entry, c_type] : reading) {
+        RawCode(entry, short_statement, 1, c_type, output);
+        EXPECT_EQ(WasError(), -1) << entry;
+    }
+    RawCode("GetOneRow", short_statement, name, output);
+    EXPECT_EQ(WasError(), -1);
     Call("GetOneRow", {statement + "more", ""});
     EXPECT_EQ(WasError(), 0) << "what exceeds 8 bytes is cut";
 }

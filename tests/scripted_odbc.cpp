@@ -36,6 +36,26 @@ std::string Shown(const SQLCHAR* text, SQLLEN length)
     return fmt::format("'{}',{}", whole.size() > 40 ? whole.substr(0, 40) + "..." : whole, length);
 }
 
+// A name of a catalog function, of which only as much is looked at as its length says.
+std::string Name(const SQLCHAR* text, SQLSMALLINT length)
+{
+    return text == nullptr || length >= 0 ? Shown(text, length) : fmt::format("?,{}", length);
+}
+
+std::string Name(const SQLWCHAR* text, SQLSMALLINT length)
+{
+    std::string shown;
+    for (SQLSMALLINT i = 0; text != nullptr && i < length; ++i) {
+        wchar_t unit = 0;
+        std::memcpy(&unit, text + i, sizeof unit);  // the host's own characters lie anywhere
+        const auto code = static_cast<unsigned>(unit);
+        shown += code >= ' ' && code < 0x7F ? std::string(1, static_cast<char>(code))
+                                            : fmt::format("<{:x}>", code);
+    }
+    const auto cut = shown.size() > 40 ? shown.substr(0, 40) + "..." : shown;
+    return text != nullptr ? fmt::format("'{}',{}", cut, length) : fmt::format("null,{}", length);
+}
+
 template <class... Arguments>
 SQLRETURN Answer(const char* function, const Arguments&... arguments)
 {
@@ -128,6 +148,7 @@ void Restart()
 
 using scripted::Answer;
 using scripted::current;
+using scripted::Name;
 using scripted::Shown;
 
 #pragma GCC visibility push(default)
@@ -156,7 +177,9 @@ SQLRETURN SQLSetEnvAttr(SQLHENV environment, SQLINTEGER attribute, SQLPOINTER va
 SQLRETURN SQLSetConnectAttr(SQLHDBC connection, SQLINTEGER attribute, SQLPOINTER value,
                             SQLINTEGER size)
 {
-    return Answer("SQLSetConnectAttr", Shown(connection), attribute, SQLLEN(value), size);
+    const auto shown = size == SQL_NTS ? Shown(static_cast<SQLCHAR*>(value), size)
+                                       : fmt::format("{},{}", SQLLEN(value), size);
+    return Answer("SQLSetConnectAttr", Shown(connection), attribute, shown);
 }
 
 SQLRETURN SQLSetStmtAttr(SQLHSTMT statement, SQLINTEGER attribute, SQLPOINTER value,
@@ -292,6 +315,181 @@ SQLRETURN SQLGetData(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type
     scripted::Fill(buffer, capacity, value.bytes);
     *indicator = value.length;
     return code == SQL_SUCCESS ? value.code : code;
+}
+
+SQLRETURN SQLEndTran(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion)
+{
+    return Answer("SQLEndTran", type, Shown(handle), completion);
+}
+
+SQLRETURN SQLBindParameter(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT io_type,
+                           SQLSMALLINT c_type, SQLSMALLINT sql_type, SQLULEN size,
+                           SQLSMALLINT digits, SQLPOINTER buffer, SQLLEN capacity,
+                           SQLLEN* indicator)
+{
+    current.bound[number] = {buffer, capacity, indicator};
+    const auto address = reinterpret_cast<std::size_t>(buffer);
+    const std::string place = address < 1000 ? std::to_string(address) : "buffer";
+    return Answer("SQLBindParameter", Shown(statement), number, io_type, c_type, sql_type, size,
+                  digits, place, capacity, *indicator);
+}
+
+SQLRETURN SQLNumParams(SQLHSTMT statement, SQLSMALLINT* count)
+{
+    const SQLRETURN code = Answer("SQLNumParams", Shown(statement));
+    *count = current.markers;
+    return code;
+}
+
+SQLRETURN SQLDescribeParam(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT* type,
+                           SQLULEN* size, SQLSMALLINT* digits, SQLSMALLINT* nullable)
+{
+    const SQLRETURN code = Answer("SQLDescribeParam", Shown(statement), number);
+    const scripted::Value value = scripted::NextValue();
+    *type = SQL_WCHAR;
+    *size = static_cast<SQLULEN>(value.number);
+    *digits = 2;
+    *nullable = 1;
+    return code == SQL_SUCCESS ? value.code : code;
+}
+
+SQLRETURN SQLParamData(SQLHSTMT statement, SQLPOINTER* token)
+{
+    const SQLRETURN code = Answer("SQLParamData", Shown(statement));
+    *token = reinterpret_cast<SQLPOINTER>(current.token);
+    return code;
+}
+
+SQLRETURN SQLPutData(SQLHSTMT statement, SQLPOINTER data, SQLLEN length)
+{
+    const auto* bytes = static_cast<const SQLCHAR*>(data);
+    return Answer("SQLPutData", Shown(statement),
+                  length < 0 ? std::to_string(length) : Shown(bytes, length));
+}
+
+SQLRETURN SQLGetInfo(SQLHDBC connection, SQLUSMALLINT type, SQLPOINTER buffer, SQLSMALLINT capacity,
+                     SQLSMALLINT* length)
+{
+    const SQLRETURN code = Answer("SQLGetInfo", Shown(connection), type, capacity, *length);
+    const scripted::Value value = scripted::NextValue();
+    scripted::Fill(buffer, capacity, value.bytes);
+    *length = static_cast<SQLSMALLINT>(value.length);
+    return code;
+}
+
+SQLRETURN SQLGetTypeInfo(SQLHSTMT statement, SQLSMALLINT type)
+{
+    return Answer("SQLGetTypeInfo", Shown(statement), type);
+}
+
+SQLRETURN SQLDataSources(SQLHENV environment, SQLUSMALLINT direction, SQLCHAR* name,
+                         SQLSMALLINT name_capacity, SQLSMALLINT* name_length, SQLCHAR* description,
+                         SQLSMALLINT capacity, SQLSMALLINT* length)
+{
+    const SQLRETURN code =
+        Answer("SQLDataSources", Shown(environment), direction, name_capacity, capacity);
+    const scripted::Value named = scripted::NextValue();
+    scripted::Fill(name, name_capacity, named.bytes);
+    *name_length = static_cast<SQLSMALLINT>(named.length);
+    const scripted::Value described = scripted::NextValue();
+    scripted::Fill(description, capacity, described.bytes);
+    *length = static_cast<SQLSMALLINT>(described.length);
+    return code;
+}
+
+// The catalog functions, whose names are each a pointer and a length.
+#define THREE_NAMES(C) C *a, SQLSMALLINT a_n, C *b, SQLSMALLINT b_n, C *c, SQLSMALLINT c_n
+#define FOUR_NAMES(C) THREE_NAMES(C), C *d, SQLSMALLINT d_n
+#define SHOWN_THREE Name(a, a_n), Name(b, b_n), Name(c, c_n)
+#define SHOWN_FOUR SHOWN_THREE, Name(d, d_n)
+
+SQLRETURN SQLTables(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
+{
+    return Answer("SQLTables", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLTablesW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
+{
+    return Answer("SQLTablesW", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLColumns(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
+{
+    return Answer("SQLColumns", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLColumnsW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
+{
+    return Answer("SQLColumnsW", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLColumnPrivileges(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
+{
+    return Answer("SQLColumnPrivileges", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLColumnPrivilegesW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
+{
+    return Answer("SQLColumnPrivilegesW", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLTablePrivileges(SQLHSTMT statement, THREE_NAMES(SQLCHAR))
+{
+    return Answer("SQLTablePrivileges", Shown(statement), SHOWN_THREE);
+}
+SQLRETURN SQLTablePrivilegesW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR))
+{
+    return Answer("SQLTablePrivilegesW", Shown(statement), SHOWN_THREE);
+}
+SQLRETURN SQLProcedures(SQLHSTMT statement, THREE_NAMES(SQLCHAR))
+{
+    return Answer("SQLProcedures", Shown(statement), SHOWN_THREE);
+}
+SQLRETURN SQLProceduresW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR))
+{
+    return Answer("SQLProceduresW", Shown(statement), SHOWN_THREE);
+}
+SQLRETURN SQLProcedureColumns(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
+{
+    return Answer("SQLProcedureColumns", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLProcedureColumnsW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
+{
+    return Answer("SQLProcedureColumnsW", Shown(statement), SHOWN_FOUR);
+}
+SQLRETURN SQLPrimaryKeys(SQLHSTMT statement, THREE_NAMES(SQLCHAR))
+{
+    return Answer("SQLPrimaryKeys", Shown(statement), SHOWN_THREE);
+}
+SQLRETURN SQLPrimaryKeysW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR))
+{
+    return Answer("SQLPrimaryKeysW", Shown(statement), SHOWN_THREE);
+}
+SQLRETURN SQLSpecialColumns(SQLHSTMT statement, SQLUSMALLINT identifier, THREE_NAMES(SQLCHAR),
+                            SQLUSMALLINT scope, SQLUSMALLINT nullable)
+{
+    return Answer("SQLSpecialColumns", Shown(statement), identifier, SHOWN_THREE, scope, nullable);
+}
+SQLRETURN SQLSpecialColumnsW(SQLHSTMT statement, SQLUSMALLINT identifier, THREE_NAMES(SQLWCHAR),
+                             SQLUSMALLINT scope, SQLUSMALLINT nullable)
+{
+    return Answer("SQLSpecialColumnsW", Shown(statement), identifier, SHOWN_THREE, scope, nullable);
+}
+SQLRETURN SQLStatistics(SQLHSTMT statement, THREE_NAMES(SQLCHAR), SQLUSMALLINT unique,
+                        SQLUSMALLINT accuracy)
+{
+    return Answer("SQLStatistics", Shown(statement), SHOWN_THREE, unique, accuracy);
+}
+SQLRETURN SQLStatisticsW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR), SQLUSMALLINT unique,
+                         SQLUSMALLINT accuracy)
+{
+    return Answer("SQLStatisticsW", Shown(statement), SHOWN_THREE, unique, accuracy);
+}
+SQLRETURN SQLForeignKeys(SQLHSTMT statement, THREE_NAMES(SQLCHAR), SQLCHAR* d, SQLSMALLINT d_n,
+                         SQLCHAR* e, SQLSMALLINT e_n, SQLCHAR* f, SQLSMALLINT f_n)
+{
+    return Answer("SQLForeignKeys", Shown(statement), SHOWN_THREE, Name(d, d_n), Name(e, e_n),
+                  Name(f, f_n));
+}
+SQLRETURN SQLForeignKeysW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR), SQLWCHAR* d, SQLSMALLINT d_n,
+                          SQLWCHAR* e, SQLSMALLINT e_n, SQLWCHAR* f, SQLSMALLINT f_n)
+{
+    return Answer("SQLForeignKeysW", Shown(statement), SHOWN_THREE, Name(d, d_n), Name(e, e_n),
+                  Name(f, f_n));
 }
 
 }  // extern "C"

@@ -30,6 +30,13 @@ struct Diagnostic {
     std::string message;
 };
 
+/// A parameter as SQLBindParameter got it.
+struct BoundParameter {
+    void* buffer = nullptr;
+    SQLLEN size = 0;
+    SQLLEN* indicator = nullptr;
+};
+
 struct Script {
     std::map<std::string, SQLRETURN> codes;  // by function, SQL_SUCCESS where there is none
     std::set<std::string> throwing;          // functions that throw an exception
@@ -39,6 +46,9 @@ struct Script {
     SQLSMALLINT columns = 1;
     int rows = 1;  // that SQLFetch still has
     SQLLEN row_count = 0;
+    SQLSMALLINT markers = 0;  // that SQLNumParams counts
+    SQLLEN token = 0;         // that SQLParamData brings
+    std::map<int, BoundParameter> bound;
     std::vector<std::string> calls;  // "SQLFetch(stmt1)"
 
     /// The calls since the last time they were taken, one a line.

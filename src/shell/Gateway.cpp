@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <ffi.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -28,8 +29,9 @@ bool IsOutput(char letter)
     return kOutputs.find(letter) != std::string_view::npos;
 }
 
-// A counted argument: the length word, the data, and zeros where 8 readable bytes are due.
-std::string Counted(std::size_t count, std::string_view data)
+// A counted argument: the length word, the data, and zeros as far as an entry may read: 8 bytes of
+// a handle, 4 bytes a character of a name that goes out as a wide one.
+std::string Counted(std::size_t count, std::string_view data, std::size_t readable = kHandleSize)
 {
     if (count > UINT16_MAX) {
         throw CallError("an argument of " + std::to_string(count) +
@@ -38,9 +40,7 @@ std::string Counted(std::size_t count, std::string_view data)
     const auto word = static_cast<uint16_t>(count);
     std::string argument(reinterpret_cast<const char*>(&word), sizeof word);
     argument.append(data);
-    if (data.size() < kHandleSize) {
-        argument.append(kHandleSize - data.size(), '\0');
-    }
+    argument.resize(std::max(argument.size(), sizeof word + std::max(readable, kHandleSize)));
     return argument;
 }
 
@@ -78,7 +78,8 @@ public:
                 const auto& units = As<std::u16string>(input, letter);
                 const std::string_view bytes(reinterpret_cast<const char*>(units.data()),
                                              2 * units.size());
-                AddPointer(texts_.emplace_back(Counted(units.size(), bytes)).data());
+                AddPointer(
+                    texts_.emplace_back(Counted(units.size(), bytes, 4 * units.size())).data());
                 break;
             }
             case 'j':

@@ -1,4 +1,4 @@
-// A host's reader of the gateway's lists (orvelgw.h, convention 10). Every byte is checked: what
+// A host's reader and writer of lists (orvelgw.h, convention 10). The reader checks every byte: what
 // comes out of a library that is being debugged is not trusted.
 #pragma once
 
@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 /// A list that breaks its own rules; says where.
@@ -48,6 +49,15 @@ std::vector<ListElement> DecodeList(std::string_view bytes);
 /// The length of a list in a zeroed area, which its length word tells only modulo 65,536: found by
 /// walking the elements to where only zeros follow. Throws ListError where the two disagree.
 std::size_t ListLength(std::string_view zeroed_area, std::uint16_t length_word);
+
+/// A value on its way into a list: NULL, an integer, a double, bytes, 2-byte characters.
+using ListValue = std::variant<std::monostate, std::int64_t, double, std::string, std::u16string>;
+
+/// The list of these values. A NULL is the empty string.
+std::string EncodeList(const std::vector<ListValue>& values);
+
+/// The most payload bytes that the gateway reads of an element that a host sends.
+inline constexpr std::size_t kLongestElement = 65'534;
 
 /// 2-byte characters (low byte first) as UTF-8. Pairs make one character; half a pair is U+FFFD.
 std::string Utf8FromUnits(std::string_view units);
