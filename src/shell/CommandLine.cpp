@@ -5,6 +5,93 @@
 
 #include "shell/version.h"
 
+namespace {
+
+void AddStatementOptions(CLI::App& app, CommandLine& command)
+{
+    app.add_option("-c,--command", command.statements,
+                   "SQL statement to run; several are run in order")
+        ->allow_extra_args(false)
+        ->type_name("SQL");
+    app.add_option("--get", command.get_file,
+                   "Write the first value of the statement's result into a file, of any length")
+        ->type_name("FILE");
+    app.add_option("--null", command.null_text, "What a NULL looks like")
+        ->type_name("TEXT")
+        ->capture_default_str();
+}
+
+// -p and --put give the markers their values together, in the order of their words.
+class MarkerOptions {
+public:
+    explicit MarkerOptions(CLI::App& app)
+        : app_(app),
+          value_(app.add_option("-p,--parameter", values_,
+                                "Value of the statement's next marker: a number, NULL or text "
+                                "(\\NULL and \\5 are text)")
+                     ->allow_extra_args(false)
+                     ->type_name("VALUE")),
+          file_(app.add_option("--put", files_, "The bytes of a file are the next marker's value")
+                    ->allow_extra_args(false)
+                    ->type_name("FILE"))
+    {}
+
+    std::vector<Marker> Markers() const
+    {
+        std::vector<Marker> markers;
+        auto value = values_.begin();
+        auto file = files_.begin();
+        for (const CLI::Option* option : app_.parse_order()) {
+            if (option == value_) {
+                markers.push_back({*value++, false});
+            } else if (option == file_) {
+                markers.push_back({*file++, true});
+            }
+        }
+        return markers;
+    }
+
+private:
+    CLI::App& app_;
+    std::vector<std::string> values_;
+    std::vector<std::string> files_;
+    CLI::Option* value_;
+    CLI::Option* file_;
+};
+
+// What no single option says of itself.
+void CheckTogether(const CommandLine& command, bool calls)
+{
+    const int wanted =
+        (command.statements.empty() ? 0 : 1) + (command.import.empty() ? 0 : 1) + (calls ? 1 : 0);
+    if (wanted != 1) {
+        throw CLI::ValidationError(wanted == 0 ? "one of --command, --import and call is required"
+                                               : "--command, --import and call exclude each other");
+    }
+    if (!command.connection_string && !calls) {
+        throw CLI::ValidationError("--data-source is required");
+    }
+    if (calls && command.call.empty()) {
+        throw CLI::ValidationError("call: the name of an entry is required");
+    }
+    const bool needs_one = !command.markers.empty() || !command.get_file.empty();
+    if (needs_one && command.statements.size() != 1) {
+        throw CLI::ValidationError("--parameter, --put and --get are for a single --command");
+    }
+}
+
+constexpr char kFooter[] =
+    "Rows and results of calls go to stdout, all else to stderr. Exit codes: 0; 1 SQL error, or a\n"
+    "call left an error behind; 2 wrong usage; 3 the gateway can't be loaded; 4 the connection\n"
+    "failed.\n";
+
+constexpr char kCallHelp[] =
+    "Call entries of the gateway: NAME INPUT..., several parted by \"then\". An input is a\n"
+    "number, text, NULL, a list [5, 'text', u'text', NULL], bytes 0x0304, or the handle\n"
+    "@connection or @statement.";
+
+}  // namespace
+
 Parsed ParseCommandLine(int count, const char* const* words)
 {
     Parsed parsed;
@@ -13,29 +100,30 @@ Parsed ParseCommandLine(int count, const char* const* words)
     app.set_version_flag("--version", std::string("orvelgw ") + kVersion);
     app.add_option("-d,--data-source", command.connection_string,
                    "Connection string, or the name of a data source")
-        ->required()
         ->type_name("STRING");
-    app.add_option("-c,--command", command.statements,
-                   "SQL statement to run; several are run in order")
-        ->required()
-        ->allow_extra_args(false)
-        ->type_name("SQL");
+    AddStatementOptions(app, command);
+    const MarkerOptions markers(app);
+    app.add_option("--import", command.import,
+                   "Insert the records of a CSV file into a table; the first names the columns")
+        ->expected(2)
+        ->type_name("FILE TABLE");
     app.add_flag("-u,--unicode", command.options.unicode,
                  "Unicode option: text as 2-byte characters");
     app.add_flag("-l,--legacy", command.options.legacy,
                  "Legacy option: ODBC 2, and row values as narrow text");
     app.add_flag("--trace", command.options.log, "Show the gateway's trace records on stderr");
-    app.add_option("--null", command.null_text, "What a NULL looks like")
-        ->type_name("TEXT")
-        ->capture_default_str();
     app.add_option("--library", command.library,
                    "The gateway to load (default: liborvelgw.so beside this program)")
         ->type_name("FILE");
-    app.footer(
-        "Rows go to stdout, all else to stderr. Exit codes: 0; 1 SQL error; 2 wrong usage;\n"
-        "3 the gateway can't be loaded; 4 the connection failed.\n");
+    CLI::App* call = app.add_subcommand("call", kCallHelp);
+    call->prefix_command();
+    call->add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
+    app.footer(kFooter);
     try {
         app.parse(count, words);
+        command.markers = markers.Markers();
+        command.call = call->remaining();
+        CheckTogether(command, call->parsed());
         parsed.carry_out = true;
     } catch (const CLI::ParseError& error) {
         parsed.exit_code = app.exit(error, std::cout, std::cerr) == 0 ? kDone : kWrongUsage;

@@ -1,17 +1,28 @@
 // The words of the command line.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "shell/Query.h"
 #include "shell/Session.h"
 
+/// What the program is to do: run statements, import a file, or call entries.
 struct CommandLine {
-    std::string connection_string;
-    std::vector<std::string> statements;
-    std::string null_text = "NULL";
-    std::string library;  // empty: the one beside the program, or else the loader's
+    std::optional<std::string> connection_string;
     SessionOptions options;
+    std::string library;  // empty: the one beside the program, or else the loader's
+
+    std::vector<std::string> statements;
+    std::vector<Marker> markers;  // of the one statement, in the order of their words
+    std::string get_file;         // empty: rows are printed
+    std::string null_text = "NULL";
+
+    std::vector<std::string> import;  // a file and a table, or nothing
+
+    std::vector<std::string> call;  // the words of calls, or nothing
+    bool is_hex = false;
 };
 
 /// Exit codes of the program.

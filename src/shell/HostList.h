@@ -1,5 +1,5 @@
-// A host's reader and writer of lists (orvelgw.h, convention 10). The reader checks every byte: what
-// comes out of a library that is being debugged is not trusted.
+// A host's reader and writer of lists (orvelgw.h, convention 10). The reader checks every byte:
+// what comes out of a library that is being debugged is not trusted.
 #pragma once
 
 #include <cstdint>

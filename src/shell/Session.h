@@ -1,8 +1,6 @@
-// A connection through the gateway, and the queries run on it.
+// A connection through the gateway.
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,46 +16,13 @@ struct SqlError : std::runtime_error {
     std::vector<std::string> diagnostics;  // a line a record, as the driver wrote it
 };
 
+/// What "GetSQLErrors" tells of these handles (empty: not given), a line a record.
+std::vector<std::string> DiagnosticLines(const Gateway& gateway, const std::string& connection,
+                                         const std::string& statement);
+
 /// The connection was refused.
 struct ConnectError : SqlError {
     using SqlError::SqlError;
-};
-
-/// A result column, as "DescribeColumns" tells it.
-struct Column {
-    std::string name;
-    std::int64_t sql_type = 0;
-    std::int64_t size = 0;
-    std::int64_t digits = 0;
-    std::int64_t nullable = 0;
-    std::string type_name;
-
-    bool IsNumeric() const;
-};
-
-/// A value of a row.
-struct Cell {
-    std::optional<std::string> text;  // in UTF-8; nothing for NULL
-    bool may_be_cut = false;          // it is as long as a row entry delivers
-    bool unreadable = false;          // the driver failed on it
-};
-
-using Row = std::vector<Cell>;
-
-/// Takes what a query brings, in this order, for each of its results.
-class ResultSink {
-public:
-    virtual ~ResultSink() = default;
-
-    /// A result set begins.
-    virtual void Begin(const std::vector<Column>& columns) = 0;
-    virtual void Take(Row row) = 0;
-    /// The result set has ended, by its last row or by an error that is thrown next.
-    virtual void End() = 0;
-    /// A statement without a result set changed so many rows; -1 where the driver doesn't know.
-    virtual void Changed(std::int64_t rows) = 0;
-    /// The driver succeeded, and has something to say.
-    virtual void Warn(const std::vector<std::string>& diagnostics) = 0;
 };
 
 /// The switches of the gateway that a session sets.
@@ -78,17 +43,41 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    /// Prepares and executes a statement and passes on all it brings. Throws SqlError.
-    void Run(const std::string& sql, ResultSink& sink);
+    /// Calls an entry with this connection as its first argument. Throws SqlError where the entry
+    /// fails.
+    Reply Call(const std::string& entry, const std::vector<Argument>& rest = {}) const;
+
+    /// What the driver has to say of the last call, or of a statement's last call.
+    std::vector<std::string> Diagnostics(const std::string& statement = {}) const;
+
+    const Gateway& Library() const { return gateway_; }
+    const SessionOptions& Options() const { return options_; }
+    const std::string& Connection() const { return connection_; }  // the handle's bytes
 
     /// The longest connection string that reaches the driver whole; longer ones that start with
     /// DRIVER or DSN are cut by the gateway.
     static constexpr std::size_t kLongestConnectionString = 254;
 
 private:
-    class Statement;
-
     const Gateway& gateway_;
-    bool wide_rows_;          // values come as 2-byte strings
-    std::string connection_;  // the handle's bytes
+    SessionOptions options_;
+    std::string connection_;
+};
+
+/// What is done on a connection from here on is kept together, or not at all: undone with this
+/// object unless it was committed. In between the connection doesn't commit by itself.
+class Transaction {
+public:
+    /// Throws SqlError.
+    explicit Transaction(const Session& session);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    /// Throws SqlError.
+    void Commit();
+
+private:
+    const Session& session_;
+    bool is_open_ = true;
 };

@@ -1,20 +1,27 @@
 // orvelgw: a host of the gateway for a person.
 #include <langinfo.h>
 #include <strings.h>
+#include <unistd.h>
 
 #include <clocale>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
 
+#include "shell/Caller.h"
 #include "shell/CommandLine.h"
 #include "shell/Gateway.h"
 #include "shell/HostServices.h"
+#include "shell/Query.h"
 #include "shell/Session.h"
+#include "shell/import.h"
 #include "shell/present.h"
+#include "shell/words.h"
 
 namespace {
 
@@ -63,21 +70,67 @@ void Report(const SqlError& error)
     }
 }
 
+void ShowProgress(std::size_t rows)
+{
+    constexpr std::size_t kStep = 500;
+    if (rows % kStep == 0 && ::isatty(STDERR_FILENO) == 1) {
+        std::fprintf(stderr, "\r%zu rows", rows);
+    }
+}
+
+void Import(const Session& session, const CommandLine& command, ResultSink& sink)
+{
+    const char* start_of_line = ::isatty(STDERR_FILENO) == 1 ? "\r" : "";
+    try {
+        const std::size_t rows =
+            ImportCsv(session, command.import[0], command.import[1], sink, ShowProgress);
+        std::fprintf(stderr, "%s(%zu %s imported)\n", start_of_line, rows,
+                     rows == 1 ? "row" : "rows");
+    } catch (...) {
+        std::fputs(start_of_line, stderr);
+        throw;
+    }
+}
+
+void RunStatements(const Session& session, const CommandLine& command, ResultSink& sink)
+{
+    for (const std::string& statement : command.statements) {
+        Query query(session, statement, sink);
+        query.Bind(command.markers);
+        if (command.get_file.empty()) {
+            query.Run();
+        } else {
+            const auto size = query.RunIntoFile(command.get_file);
+            std::fprintf(stderr, "(%ju %s written to %s)\n", static_cast<std::uintmax_t>(size),
+                         size == 1 ? "byte" : "bytes", command.get_file.c_str());
+        }
+    }
+}
+
 ExitCode CarryOut(const CommandLine& command)
 {
     HostServices::Instance().on_record = [](const TraceRecord& record) {
         std::fprintf(stderr, "trace: %s\n", RecordText(record).c_str());
     };
     const Gateway gateway(LibraryPath(command));
-    Session session(gateway, command.options, command.connection_string);
+    std::optional<Session> session;
+    if (command.connection_string) {
+        session.emplace(gateway, command.options, *command.connection_string);
+    }
     TablePrinter printer(stdout, stderr, command.null_text);
-    for (const std::string& statement : command.statements) {
-        session.Run(statement, printer);
+    ExitCode exit_code = kDone;
+    if (!command.call.empty()) {
+        Caller caller(gateway, session ? &*session : nullptr, command.is_hex, stdout, stderr);
+        exit_code = caller.Run(command.call) ? kDone : kSqlFailed;
+    } else if (!command.import.empty()) {
+        Import(*session, command, printer);
+    } else {
+        RunStatements(*session, command, printer);
     }
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw std::runtime_error("the rows could not be written");
     }
-    return kDone;
+    return exit_code;
 }
 
 }  // namespace
@@ -89,12 +142,15 @@ int main(int count, char** words)
         if (!parsed.carry_out) {
             return parsed.exit_code;
         }
-        if (WouldBeCut(parsed.command.connection_string)) {
+        if (WouldBeCut(parsed.command.connection_string.value_or(""))) {
             Complain("the connection string is longer than the gateway takes, 254 bytes");
             return kWrongUsage;
         }
         SetLocale();
         return CarryOut(parsed.command);
+    } catch (const UsageError& error) {
+        Complain(error.what());
+        return kWrongUsage;
     } catch (const LoadError& error) {
         Complain(error.what());
         return kLibraryUnusable;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "shell/HostServices.h"
-#include "shell/Session.h"
+#include "shell/Query.h"
 
 /// Columns a terminal gives to UTF-8 text. What is not UTF-8 counts one a byte.
 std::size_t DisplayWidth(std::string_view text);

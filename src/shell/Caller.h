@@ -1,0 +1,54 @@
+// Entries of the callout table, called as a person words it.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "shell/Session.h"
+
+/// Calls entries by their external names and shows what comes back: code and output as data, the
+/// error state and the trace as messages.
+///
+/// The words of a call are the entry's name and its inputs, in the order of its signature:
+///   i   a whole number, decimal or hexadecimal (0x..)
+///   c   text, or NULL for no text at all
+///   b   text; [..], a list; 0x.., bytes; @connection or @statement, a handle; NULL, nothing
+///   j   as b
+///   s   text, passed as 2-byte characters
+/// A backslash in front makes what follows it text. "then" begins another call.
+class Caller {
+public:
+    /// session may be null: then only entries that need no connection can be called, or those that
+    /// make one, which is @connection from then on. is_hex shows outputs as bytes, too.
+    Caller(const Gateway& gateway, const Session* session, bool is_hex, std::FILE* data,
+           std::FILE* messages);
+    ~Caller();
+    Caller(const Caller&) = delete;
+    Caller& operator=(const Caller&) = delete;
+
+    /// Returns whether no call left an error behind. Throws UsageError before the first call.
+    bool Run(const std::vector<std::string>& words);
+
+private:
+    struct Wording {
+        const ORVEL_ZFE* entry = nullptr;
+        std::vector<std::string> words;
+    };
+
+    std::vector<Wording> Worded(const std::vector<std::string>& words) const;
+    Argument InputOf(char letter, const std::string& word);
+    std::string BytesOrHandle(const std::string& word);
+    const std::string& Handle(const std::string& name);
+    void KeepHandle(const ORVEL_ZFE& entry, const Reply& reply);
+    bool CallOne(const Wording& wording, bool is_last);
+    void ShowOutput(const ORVEL_ZFE& entry, const Reply& reply) const;
+    bool ShowErrors(bool is_last) const;
+
+    const Gateway& gateway_;
+    bool is_hex_;
+    std::FILE* data_;
+    std::FILE* messages_;
+    std::string connection_;
+    std::string statement_;
+};

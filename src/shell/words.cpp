@@ -1,0 +1,159 @@
+#include "shell/words.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <system_error>
+
+namespace {
+
+std::string_view Trimmed(std::string_view text)
+{
+    constexpr const char* kBlanks = " \t\n";
+    const auto first = text.find_first_not_of(kBlanks);
+    return first == std::string_view::npos
+               ? std::string_view()
+               : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+template <class Number>
+std::optional<Number> Parsed(std::string_view text, auto... base)
+{
+    Number number{};
+    const char* end = text.data() + text.size();
+    const auto [at, error] = std::from_chars(text.data(), end, number, base...);
+    return error == std::errc() && at == end ? std::optional(number) : std::nullopt;
+}
+
+// A number that reads the same when it is written again; 007 and +5 are text.
+std::optional<ListValue> NumberOf(std::string_view word)
+{
+    if (const auto whole = Parsed<std::int64_t>(word); whole && std::to_string(*whole) == word) {
+        return *whole;
+    }
+    if (const auto number = Parsed<double>(word);
+        number && word.find('.') != std::string_view::npos && fmt::format("{}", *number) == word) {
+        return *number;
+    }
+    return std::nullopt;
+}
+
+// The text in quotes at the start of what is left, which it is taken from.
+std::string TakeQuoted(std::string_view& left)
+{
+    std::string text;
+    for (std::size_t at = 1; at < left.size(); ++at) {
+        const bool is_quote = left[at] == '\'';
+        const bool is_doubled = is_quote && left.substr(at + 1, 1) == "'";
+        if (is_quote && !is_doubled) {
+            left.remove_prefix(at + 1);
+            return text;
+        }
+        text.push_back(left[at]);
+        at += is_doubled ? 1 : 0;
+    }
+    throw UsageError(fmt::format("{} does not end in a quote", left));
+}
+
+// The item without quotes at the start of what is left, which it is taken from.
+ListValue TakeBare(std::string_view& left)
+{
+    const auto item = Trimmed(left.substr(0, left.find(',')));
+    left.remove_prefix(std::min(left.find(','), left.size()));
+    if (item == "NULL") {
+        return {};
+    }
+    if (auto number = NumberOf(item)) {
+        return *std::move(number);
+    }
+    throw UsageError(fmt::format("{} is no number, NULL or text in quotes", item));
+}
+
+ListValue TakeItem(std::string_view& left)
+{
+    if (left.starts_with('\'')) {
+        return TakeQuoted(left);
+    }
+    if (left.starts_with("u'")) {
+        left.remove_prefix(1);
+        return UnitsFromUtf8(TakeQuoted(left));
+    }
+    return TakeBare(left);
+}
+
+}  // namespace
+
+ListValue TextValue(std::string_view text, TextForm form)
+{
+    if (form == TextForm::kUnits) {
+        return text.empty() ? std::u16string(1, u'\0') : UnitsFromUtf8(text);
+    }
+    return text.empty() ? std::string(1, '\0') : std::string(text);
+}
+
+ListValue ValueOf(std::string_view word, TextForm form)
+{
+    if (word == "NULL") {
+        return {};
+    }
+    if (const auto number = NumberOf(word)) {
+        return *number;
+    }
+    return TextValue(word.substr(word.starts_with('\\') ? 1 : 0), form);
+}
+
+std::string ListOf(std::string_view word)
+{
+    if (!word.starts_with('[') || !word.ends_with(']')) {
+        throw UsageError(fmt::format("{} is not a list in brackets", word));
+    }
+    std::vector<ListValue> values;
+    std::string_view left = Trimmed(word.substr(1, word.size() - 2));
+    while (!left.empty()) {
+        values.push_back(TakeItem(left));
+        left = Trimmed(left);
+        if (left.empty()) {
+            break;
+        }
+        if (!left.starts_with(',') || left.size() == 1) {
+            throw UsageError(
+                fmt::format("{}: an item or a comma is missing before {}]", word, left));
+        }
+        left = Trimmed(left.substr(1));
+    }
+    return EncodeList(values);
+}
+
+std::string BytesOf(std::string_view digits)
+{
+    std::string compact;
+    for (const char digit : digits) {
+        if (digit != ' ') {
+            compact.push_back(digit);
+        }
+    }
+    constexpr int kHexadecimal = 16;
+    std::string bytes;
+    for (std::size_t at = 0; at < compact.size(); at += 2) {
+        const auto byte =
+            Parsed<std::uint8_t>(std::string_view(compact).substr(at, 2), kHexadecimal);
+        if (!byte || at + 1 == compact.size()) {
+            throw UsageError(fmt::format("{} are not pairs of hexadecimal digits", digits));
+        }
+        bytes.push_back(static_cast<char>(*byte));
+    }
+    return bytes;
+}
+
+std::int32_t IntegerOf(std::string_view word)
+{
+    constexpr int kHexadecimal = 16;
+    const auto number = word.starts_with("0x") ? Parsed<std::int32_t>(word.substr(2), kHexadecimal)
+                                               : Parsed<std::int32_t>(word);
+    if (!number) {
+        throw UsageError(fmt::format("{} is not a whole number of 32 bits", word));
+    }
+    return *number;
+}
