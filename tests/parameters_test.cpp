@@ -216,6 +216,30 @@ TEST_F(ParameterTest, BinaryValuesAreTakenAsTheyAre)
     EXPECT_EQ(WasError(), -1);
 }
 
+// What a driver refused to let go stays in memory: the sanitizers see whether it does.
+TEST_F(ParameterTest, BuffersOutliveARefusedBinding)
+{
+    const auto refuse = [](const char* function) {
+        Current().codes = {{function, SQLRETURN{SQL_ERROR}}};
+    };
+    BindOne(1, 12);
+    Set(Element("kept"));
+    const auto held = Current().bound.at(1);
+    const auto still_held = [&] {
+        return std::string(static_cast<char*>(held.buffer), 4) == "kept" && *held.indicator == -3;
+    };
+    refuse("SQLBindParameter");
+    EXPECT_EQ(Set(Element(std::string(600, 't'))), -1);
+    EXPECT_TRUE(still_held());
+    EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 9999, 12, 0, 0, 0}), -1);
+    EXPECT_TRUE(still_held());
+    refuse("SQLFreeStmt");
+    EXPECT_EQ(Code("UnbindParameters", {statement}), -1);
+    EXPECT_TRUE(still_held());
+    EXPECT_EQ(Code("BindParameters", {statement, "", "", "", "", ""}), 0);
+    EXPECT_TRUE(still_held());
+}
+
 // The driver holds the number where the value's address belongs.
 TEST_F(ParameterTest, ValueInPlaceOfDataAtExecutionIsBound)
 {
@@ -244,13 +268,15 @@ TEST_F(ParameterTest, OutputsFollowTheirCType)
         {1, "ab", SQL_DEFAULT_PARAM, "none", "none"},
         {1, "ab", SQL_NULL_DATA, "\"\"", "\"\""},
         {1, "abc", 2, "\"ab\"", "u\"ab\""},
-        {1, "\xC3\xA9z", 2, "\"\u00E9\"", "u\"\u00E9\\x00\""},
+        {1, "\xC3\xA9", 2, "\"\u00E9\"", "u\"\u00E9\\x00\""},
+        {1, "\xC3\xA9z", 2, "\"\u00E9\"", "u\"\u00E9z\""},
         {1, "abc", SQL_NTS, "\"abc\"", "\"abc\""},
         {1, full, SQL_NTS, "\"" + full + "\"", "\"" + full + "\""},
         {1, full, 5000, "\"" + full + "\"", "u\"" + full + "\""},
         {1, "abc", -4, "\"\"", "u\"\""},
         {1, "", 2, empty, empty},
-        {-8, wide, 4, "\"\u00E9\"", "u\"\u00E9\""},
+        {-8, wide, 4, "\"\u00E9x\"", "u\"\u00E9\""},  // multibyte text goes up to its end
+        {-8, wide, -4, "\"\"", "u\"\""},
         {-8, wide, SQL_NTS, "\"\u00E9x\"", "u\"\u00E9x\""},
         {-8, full_wide, 1L << 40, "\"" + std::string(64, 'w') + "\"",
          "u\"" + std::string(64, 'w') + "\""},

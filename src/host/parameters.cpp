@@ -75,26 +75,31 @@ extern "C" int GetParam(const zarray* statement, int number, ORVEL_EXSTR* output
 
 extern "C" int ParamData(const zarray* statement, zarray* output)
 {
-    // The code is an element of the list, of an unknown handle, too. Only that one is an error
-    // here.
+    // The code is an element of the list, and only that of an unknown handle is an error here.
     ZString list;
+    const auto end = [&list](ZString& record) { record = list; };
     return RunEntry(
-        {.name = "ParamData", .handle = statement, .code = Code::kUnreported}, Traced(statement),
-        [&] {
+        {.name = "ParamData",
+         .handle = statement,
+         .code = Code::kUnreported,
+         .unknown_handle_label = nullptr},
+        Traced(statement),
+        [&]() -> Outcome {
             const CStatement* executed = env.GetStatementPointer(HandleOf(statement));
             if (executed == nullptr) {
                 list.AppendLong(ORVEL_UNKNOWN_HANDLE);
                 list.AppendNTString("");
-                err.error = 1;
-            } else {
-                SQLPOINTER token = nullptr;
-                list.AppendLong(SQLParamData(executed->Handle(), &token));
-                list.AppendLong(static_cast<long>(reinterpret_cast<std::intptr_t>(token)));
+                list.CopyTo(output);
+                Trace(End("ParamData"), end);
+                return Outcome::UnknownHandle();
             }
+            SQLPOINTER token = nullptr;
+            list.AppendLong(SQLParamData(executed->Handle(), &token));
+            list.AppendLong(static_cast<long>(reinterpret_cast<std::intptr_t>(token)));
             list.CopyTo(output);
             return SQLRETURN{SQL_SUCCESS};
         },
-        [&](ZString& record) { record = list; });
+        end);
 }
 
 namespace {

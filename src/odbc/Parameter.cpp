@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <utility>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
@@ -106,15 +107,23 @@ SQLRETURN CParameter::Bind()
     if (sql_type_ == SQL_CHAR && column_size_ == 0) {
         column_size_ = kCharacterSize;
     }
-    const auto number = static_cast<SQLUSMALLINT>(number_);
     is_bound_to_token_ = indicator_ == SQL_LEN_DATA_AT_EXEC(0);
-    if (is_bound_to_token_) {
-        return SQLBindParameter(statement_->Handle(), number, io_type_, c_type_, sql_type_, 0, 0,
-                                AsPointer(number_), 0, &indicator_);
+    const SQLRETURN code = is_bound_to_token_
+                               ? BindTo(0, 0, AsPointer(number_), 0)
+                               : BindTo(column_size_, decimal_digits_, buffer_.data(),
+                                        static_cast<SQLLEN>(buffer_.size()));
+    if (Succeeded(code)) {
+        outgrown_.clear();
     }
-    return SQLBindParameter(statement_->Handle(), number, io_type_, c_type_, sql_type_,
-                            column_size_, decimal_digits_, buffer_.data(),
-                            static_cast<SQLLEN>(buffer_.size()), &indicator_);
+    return code;
+}
+
+SQLRETURN CParameter::BindTo(SQLULEN column_size, SQLSMALLINT decimal_digits, SQLPOINTER place,
+                             SQLLEN size)
+{
+    return SQLBindParameter(statement_->Handle(), static_cast<SQLUSMALLINT>(number_), io_type_,
+                            c_type_, sql_type_, column_size, decimal_digits, place, size,
+                            &indicator_);
 }
 
 // Makes a new buffer of that size where the present one is smaller than what is wanted; returns
@@ -124,7 +133,8 @@ bool CParameter::MakeRoom(std::size_t wanted, std::size_t size)
     if (!buffer_.empty() && buffer_.size() >= wanted) {
         return false;
     }
-    buffer_ = std::vector<char>(size);
+    std::vector<char> larger(size);
+    outgrown_.push_back(std::exchange(buffer_, std::move(larger)));
     return true;
 }
 
@@ -240,9 +250,9 @@ void CParameter::AppendText(ZString& list) const
     } else if (indicator_ == SQL_NTS) {
         list.AppendString(buffer_.data(), strnlen(buffer_.data(), buffer_.size()));
     } else {
-        // A copy that ends: text is converted up to its terminator.
-        const std::string text(buffer_.data(), ValueLength());
-        list.AppendConvert(text.c_str(), text.size());
+        // A copy that ends: text is converted up to its terminator, whatever its length.
+        const std::string text(buffer_.data(), indicator_ < 0 ? 0 : buffer_.size());
+        list.AppendConvert(text.c_str(), ValueLength());
     }
 }
 
@@ -253,10 +263,10 @@ void CParameter::AppendWideText(ZString& list) const
         list.AppendEmptyValue();
         return;
     }
-    const std::size_t characters =
-        indicator_ == SQL_NTS ? wcsnlen(wide, buffer_.size() / kWidth) : ValueLength() / kWidth;
-    const std::wstring text(wide, characters);
-    list.AppendWString(text.c_str(), text.size());
+    const std::size_t room = buffer_.size() / kWidth;
+    const bool is_terminated = indicator_ == SQL_NTS;
+    const std::wstring text(wide, is_terminated || indicator_ >= 0 ? room : 0);
+    list.AppendWString(text.c_str(), is_terminated ? wcsnlen(wide, room) : ValueLength() / kWidth);
 }
 
 void CParameter::AppendValue(ZString& list) const

@@ -63,6 +63,8 @@ private:
     {
         return io_type_ == SQL_PARAM_INPUT || io_type_ == SQL_PARAM_INPUT_OUTPUT;
     }
+    SQLRETURN BindTo(SQLULEN column_size, SQLSMALLINT decimal_digits, SQLPOINTER place,
+                     SQLLEN size);
     bool MakeRoom(std::size_t wanted, std::size_t size);
     bool TakeCType(SQLSMALLINT c_type);
     void Store(const void* value, std::size_t size, std::size_t terminator);
@@ -76,7 +78,8 @@ private:
     CStatement* statement_;
     SQLLEN indicator_ = 0;
     SQLULEN column_size_ = 0;
-    std::vector<char> buffer_;  // its size is what is bound as BufferLength
+    std::vector<char> buffer_;                 // its size is what is bound as BufferLength
+    std::vector<std::vector<char>> outgrown_;  // of which the driver may still hold one
     SQLSMALLINT decimal_digits_ = 0;
     SQLSMALLINT sql_type_ = 0;
     SQLSMALLINT c_type_ = SQL_C_CHAR;

@@ -17,6 +17,7 @@ CStatement::~CStatement()
 void CStatement::ReleaseAll()
 {
     parameters_.clear();
+    retired_.clear();
 }
 
 SQLRETURN CStatement::Prepare(char* text, int length)

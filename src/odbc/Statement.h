@@ -185,5 +185,7 @@ private:
 
     CConnection* owner_;
     std::vector<std::unique_ptr<CParameter>> parameters_;  // by number - 1; an element may be null
+    // Replaced, but the driver may hold their buffers: it refused what was to replace them.
+    std::vector<std::unique_ptr<CParameter>> retired_;
     SQLHSTMT handle_;
 };

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <new>
 #include <stdexcept>
-#include <string>
 
 #include "encoding/conversions.h"
 #include "odbc/Statement.h"
@@ -50,6 +50,25 @@ int StoreUnits(char* units, const wchar_t* text, SQLLEN characters)
     return uni4_uni2_no_swap(text, static_cast<int>(characters),
                              reinterpret_cast<unsigned short*>(units), static_cast<int>(bytes));
 }
+
+/// Zero bytes for a piece of any length; of a large one, only the pages that are used are made.
+class Staging {
+public:
+    explicit Staging(std::size_t size) : bytes_(static_cast<char*>(std::calloc(size, 1)))
+    {
+        if (bytes_ == nullptr) {
+            throw std::bad_alloc();
+        }
+    }
+    ~Staging() { std::free(bytes_); }
+    Staging(const Staging&) = delete;
+    Staging& operator=(const Staging&) = delete;
+
+    char* Bytes() const { return bytes_; }
+
+private:
+    char* bytes_;
+};
 
 }  // namespace
 
@@ -100,18 +119,16 @@ SQLRETURN CStatement::GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long le
     const SQLLEN unit = is_wide ? kWidth : 1;
     const SQLLEN staged = unit * length;
     const auto with_end = static_cast<std::size_t>(length) + 1;
-    std::unique_ptr<wchar_t[]> wide_staging;
-    std::string staging;
+    const Staging staging(with_end * static_cast<std::size_t>(unit));
+    auto* wide_text = reinterpret_cast<wchar_t*>(staging.Bytes());
     Outcome read{};
     if (is_wide) {
-        wide_staging = std::make_unique_for_overwrite<wchar_t[]>(with_end);
-        WideRead wide({wide_staging.get(), with_end});
+        WideRead wide(WideRead::ZeroFilled{{wide_text, with_end}});
         // Offered as many bytes as units are wanted: the driver fills a quarter of the buffer.
         read.code = wide.Read(handle_, column, length);
         read.indicator = wide.Indicator();
     } else {
-        staging.resize(with_end);
-        read.code = SQLGetData(handle_, column, c_type, staging.data(), length, &read.indicator);
+        read.code = SQLGetData(handle_, column, c_type, staging.Bytes(), length, &read.indicator);
     }
     if (read.HasValue() && read.IsEmptyText(c_type)) {
         StoreEmptyText(output->text, output->length);
@@ -120,10 +137,10 @@ SQLRETURN CStatement::GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long le
                                  ? staged
                                  : std::min(read.indicator, staged);
         if (is_wide) {
-            output->length = static_cast<std::uint32_t>(
-                StoreUnits(output->text, wide_staging.get(), bytes / kWidth));
+            output->length =
+                static_cast<std::uint32_t>(StoreUnits(output->text, wide_text, bytes / kWidth));
         } else {
-            std::memcpy(output->text, staging.data(), static_cast<std::size_t>(bytes));
+            std::memcpy(output->text, staging.Bytes(), static_cast<std::size_t>(bytes));
             output->length = static_cast<std::uint32_t>(bytes);
         }
     }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
@@ -23,8 +25,13 @@ SQLRETURN BindAgain(CParameter& parameter, int changed)
 
 SQLRETURN CStatement::UnbindParameters()
 {
-    ReleaseAll();
-    return SQLFreeStmt(handle_, SQL_RESET_PARAMS);
+    std::move(parameters_.begin(), parameters_.end(), std::back_inserter(retired_));
+    parameters_.clear();
+    const SQLRETURN code = SQLFreeStmt(handle_, SQL_RESET_PARAMS);
+    if (Succeeded(code)) {
+        retired_.clear();
+    }
+    return code;
 }
 
 SQLRETURN CStatement::BindParamList(ZConstList& lengths, ZConstList& sql_types, ZConstList& scales,
@@ -56,9 +63,14 @@ SQLRETURN CStatement::BindParameter(int number, int io_type, int c_type, int sql
         parameters_.resize(size);
     }
     auto& place = parameters_[size - 1];
-    place = std::make_unique<CParameter>(this, number, io_type, c_type, sql_type, column_size,
-                                         decimal_digits, length);
-    return place->Bind();
+    auto replaced =
+        std::exchange(place, std::make_unique<CParameter>(this, number, io_type, c_type, sql_type,
+                                                          column_size, decimal_digits, length));
+    const SQLRETURN code = place->Bind();
+    if (!Succeeded(code)) {
+        retired_.push_back(std::move(replaced));
+    }
+    return code;
 }
 
 // The parameter that takes the first element of a value list; null where one of them is missing,

@@ -23,6 +23,12 @@ public:
     /// Reads into storage, which is zero-filled here and must outlive this object. Its last
     /// character is never offered to the driver: what is read always ends in a zero.
     explicit WideRead(std::span<wchar_t> storage);
+    /// The same for storage that is zero-filled already: of a large one, only what is used is
+    /// touched.
+    struct ZeroFilled {
+        std::span<wchar_t> storage;
+    };
+    explicit WideRead(ZeroFilled zeros) : storage_(zeros.storage) {}
 
     /// SQLGetData with SQL_C_WCHAR; buffer_bytes (within the storage, less its last character) is
     /// what the driver is offered. Returns its code.

@@ -45,7 +45,32 @@ enum SqlType : std::int32_t {
     kBigintType = -5,
     kWideVarcharType = -9
 };
-constexpr std::int32_t kAtExecution = -100;
+constexpr std::int32_t kAtExecution = -100;        // SQL_LEN_DATA_AT_EXEC(0)
+constexpr std::int32_t kNeedLongDataLength = 111;  // SQL_NEED_LONG_DATA_LEN
+
+/// Keeps the Unicode option off while text goes into parameters as bytes.
+class OptionOff {
+public:
+    explicit OptionOff(const Session& session)
+        : session_(session), is_off_(session.Options().unicode && !session.WideParameters())
+    {
+        Switch(0);
+    }
+    ~OptionOff() { Switch(1); }
+    OptionOff(const OptionOff&) = delete;
+    OptionOff& operator=(const OptionOff&) = delete;
+
+private:
+    void Switch(std::int32_t option) const
+    {
+        if (is_off_) {
+            session_.Library().Call("SetUnicodeOption", {option});
+        }
+    }
+
+    const Session& session_;
+    bool is_off_;
+};
 
 bool Failed(std::int32_t code)
 {
@@ -185,26 +210,44 @@ void Query::BindOne(std::size_t number, std::int32_t c_type, std::int32_t sql_ty
 
 void Query::Bind(const std::vector<Marker>& markers)
 {
-    markers_ = markers;
-    const auto form = session_.Options().unicode ? TextForm::kUnits : TextForm::kBytes;
+    const auto form = session_.WideParameters() ? TextForm::kUnits : TextForm::kBytes;
     for (std::size_t number = 1; number <= markers.size(); ++number) {
-        const Marker& marker = markers[number - 1];
-        if (marker.is_file) {
-            std::error_code error;
-            const auto size = std::filesystem::file_size(marker.word, error);
-            if (error) {
-                throw SqlError(fmt::format("{}: {}", marker.word, error.message()), {});
-            }
-            const auto shown = static_cast<std::int32_t>(std::min<std::uintmax_t>(size, INT32_MAX));
-            BindOne(number, kBinaryCType, kLongVarbinaryType, shown, kAtExecution);
+        const auto& [word, is_file] = markers[number - 1];
+        if (is_file) {
+            BindFile(number, word);
         } else {
-            const ListValue value = ValueOf(marker.word, form);
-            const auto size =
-                static_cast<std::int32_t>(std::max<std::size_t>(marker.word.size(), 1));
+            const ListValue value = ValueOf(word, form);
+            const auto size = static_cast<std::int32_t>(std::max<std::size_t>(word.size(), 1));
             BindOne(number, kCharacterCType, std::visit(TypeOf{}, value), size, size);
             Set(number, value);
         }
     }
+}
+
+void Query::BindFile(std::size_t number, const std::string& file)
+{
+    std::error_code error;
+    const auto size = std::filesystem::file_size(file, error);
+    if (error) {
+        throw SqlError(fmt::format("{}: {}", file, error.message()), {});
+    }
+    if (size == 0) {
+        throw SqlError(file + ": an empty file can't be sent, as an empty piece is a NULL", {});
+    }
+    constexpr std::uintmax_t kMostAnnounced = INT32_MAX + kAtExecution;
+    const auto shown = static_cast<std::int32_t>(std::min(size, kMostAnnounced));
+    const bool is_announced = size <= kMostAnnounced && WantsLengths();
+    BindOne(number, kBinaryCType, kLongVarbinaryType, shown,
+            kAtExecution - (is_announced ? shown : 0));
+    files_.push_back(file);
+}
+
+// Some drivers take no data at execution whose whole length they were not told: SQLite's 0.9998
+// makes it empty.
+bool Query::WantsLengths() const
+{
+    const Reply reply = session_.Call("GetInfo", {kNeedLongDataLength});
+    return DecodeList(reply.List()).at(0).payload == "Y";
 }
 
 void Query::Bind(const std::vector<ParameterShape>& shapes)
@@ -236,6 +279,7 @@ void Query::Set(std::size_t number, const ListValue& value)
                                    number, kLongestElement),
                        {});
     }
+    const OptionOff off(session_);
     Check("SetParameter", Call("SetParameter", {list, static_cast<std::int32_t>(number)}).code);
 }
 
@@ -253,22 +297,22 @@ void Query::Execute()
     }
 }
 
-// Gives the driver each file that it asks for. Returns the code of the execution.
+// Gives the driver each file that it asks for, which it does in the order of the markers. Returns
+// the code of the execution.
 std::int32_t Query::SendFiles()
 {
     for (;;) {
         const Reply reply = Call("ParamData");
-        const auto answer = DecodeList(reply.List());
+        const auto code = static_cast<std::int32_t>(DecodeList(reply.List()).at(0).Integer());
         Flags("ParamData");
-        const auto code = static_cast<std::int32_t>(answer.at(0).Integer());
         if (code != ORVEL_NEED_DATA) {
             return code;
         }
-        const std::int64_t number = answer.at(1).Integer();
-        if (number < 1 || number > static_cast<std::int64_t>(markers_.size())) {
-            Fail(fmt::format("the driver asks for the data of a parameter {}", number));
+        if (files_.empty()) {
+            Fail("the driver asks for data that nobody has");
         }
-        SendFile(markers_[static_cast<std::size_t>(number) - 1].word);
+        SendFile(files_.front());
+        files_.pop_front();
     }
 }
 
@@ -280,11 +324,8 @@ void Query::SendFile(const std::string& file)
     do {
         in.read(piece.data(), static_cast<std::streamsize>(piece.size()));
         const auto size = static_cast<std::size_t>(in.gcount());
-        if (in.bad() || (size == 0 && sent == 0)) {
-            // An empty piece is how a host says NULL.
-            throw SqlError(fmt::format("{}: {}", file,
-                                       in.eof() ? "an empty file can't be sent" : SystemMessage()),
-                           {});
+        if (in.fail() && !in.eof()) {
+            throw SqlError(fmt::format("{}: {}", file, SystemMessage()), {});
         }
         if (size > 0 && Failed(Call("PutData", {piece.substr(0, size)}).code)) {
             Fail(fmt::format("{}: the driver refused the data behind byte {}{}", file, sent,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -67,7 +68,8 @@ public:
     Query(const Query&) = delete;
     Query& operator=(const Query&) = delete;
 
-    /// Gives every marker its value, in order. Files are read when the statement runs.
+    /// Gives every marker its value, in order. Files are read when the statement runs, which it can
+    /// once.
     void Bind(const std::vector<Marker>& markers);
 
     /// Describes every parameter at once, for values that Set brings later.
@@ -98,6 +100,8 @@ private:
     void BindOne(std::size_t number, std::int32_t c_type, std::int32_t sql_type, std::int32_t size,
                  std::int32_t length);
     std::int32_t ExecuteCode();
+    void BindFile(std::size_t number, const std::string& file);
+    bool WantsLengths() const;
     std::int32_t SendFiles();
     void SendFile(const std::string& file);
     void PassResult();
@@ -107,6 +111,6 @@ private:
 
     const Session& session_;
     ResultSink& sink_;
-    std::vector<Marker> markers_;
+    std::deque<std::string> files_;  // that the driver is still to ask for
     std::string handle_;
 };

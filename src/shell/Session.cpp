@@ -1,12 +1,13 @@
 #include "shell/Session.h"
 
 #include "shell/HostList.h"
+#include "shell/driver_kind.h"
 
 namespace {
 
 constexpr std::int32_t kAutocommit = 102;  // SQL_ATTR_AUTOCOMMIT
-constexpr std::int32_t kRollback = 0;
-constexpr std::int32_t kCommit = 1;
+constexpr std::int32_t kCommit = 0;
+constexpr std::int32_t kRollback = 1;
 
 // The gateway's lines end as its line format says; a person's terminal adds its own ends.
 std::string WithoutLineEnd(std::string line)
@@ -34,7 +35,7 @@ std::vector<std::string> DiagnosticLines(const Gateway& gateway, const std::stri
 
 Session::Session(const Gateway& gateway, const SessionOptions& options,
                  const std::string& connection_string)
-    : gateway_(gateway), options_(options)
+    : gateway_(gateway), options_(options), wide_parameters_(options.unicode)
 {
     if (options.log) {
         gateway_.Call("SetLogOption", {1});
@@ -47,6 +48,7 @@ Session::Session(const Gateway& gateway, const SessionOptions& options,
         throw ConnectError(tried ? "the connection failed" : "there is no ODBC environment",
                            Diagnostics());
     }
+    wide_parameters_ = options.unicode && !DriverIsNarrow();
 }
 
 Session::~Session()

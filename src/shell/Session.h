@@ -52,6 +52,12 @@ public:
 
     const Gateway& Library() const { return gateway_; }
     const SessionOptions& Options() const { return options_; }
+
+    /// Whether text goes into parameters as 2-byte characters. It does not, even with the Unicode
+    /// option, where the driver is narrow: iODBC 3.52.9 cuts wide parameters of text outside ASCII,
+    /// taking characters for bytes (tests/sqlite_test.cpp, WideParameter.IsCutByTheDriverManager).
+    bool WideParameters() const { return wide_parameters_; }
+
     const std::string& Connection() const { return connection_; }  // the handle's bytes
 
     /// The longest connection string that reaches the driver whole; longer ones that start with
@@ -62,6 +68,7 @@ private:
     const Gateway& gateway_;
     SessionOptions options_;
     std::string connection_;
+    bool wide_parameters_;
 };
 
 /// What is done on a connection from here on is kept together, or not at all: undone with this

@@ -98,7 +98,7 @@ std::size_t ImportCsv(const Session& session, const std::string& file, const std
     Transaction transaction(session);
     Query insert(session, insertion.sql, sink);
     insert.Bind(insertion.parameters);
-    const auto form = session.Options().unicode ? TextForm::kUnits : TextForm::kBytes;
+    const auto form = session.WideParameters() ? TextForm::kUnits : TextForm::kBytes;
     std::size_t rows = 0;
     while (const auto record = reader.Next()) {
         if (record->size() != titles->size()) {
