@@ -26,17 +26,23 @@
  *     kept: what they point to must live as long as the library is loaded.
  *
  *  5. Outputs carry no capacity. The library writes the length word and as many bytes as the value
- *     has, and trusts the host to have granted room:
- *         a handle                                    8 bytes behind the length word
- *         "FetchRows"                         3,641,144 bytes
- *         "GetOneRow"                             6,004 bytes a column
- *         "DescribeColumns"                         600 bytes, and as many again a column
- *         "StrColAttribute", "StrColAttributeW"   6,200 bytes
- *         "GetSQLErrors"                            600 bytes a diagnostic record
- *     A length word has 16 bits. A longer list (of "FetchRows", "GetOneRow", "DescribeColumns"
- *     or "GetSQLErrors") is there with all its bytes, the word holds the length modulo 65,536. A
- * host that zeroes the area before the call finds the end by walking the elements: no element
- * starts with seven zero bytes.
+ *     has, and trusts the host to have granted room behind the length word:
+ *         a handle                                      8 bytes
+ *         "FetchRows"                           3,641,144 bytes
+ *         "GetOneRow"                               6,004 bytes a column
+ *         "GetData", "GetDataW"                    32,766 bytes
+ *         "GetDataEx", "GetDataExW"                as many units as asked for, 2 bytes at the least
+ *         "DescribeColumns"                           600 bytes, and as many again a column
+ *         "DescribeParameters"                         50 bytes, and 20 a marker
+ *         "StrColAttribute", "StrColAttributeW"     6,200 bytes
+ *         "GetInfo"                                 2,051 bytes
+ *         "DataSources"                               520 bytes
+ *         "NumColAttribute", "ParamData"               12 bytes
+ *         "GetSQLErrors"                              600 bytes a diagnostic record
+ *     A length word has 16 bits. A longer list (of "FetchRows", "GetOneRow", "DescribeColumns",
+ *     "DescribeParameters" or "GetSQLErrors") is there with all its bytes, the word holds the
+ *     length modulo 65,536. A host that zeroes the area before the call finds the end by walking
+ *     the elements: no element starts with seven zero bytes.
  *
  *  6. Handles. A connection or a statement is the 8 bytes of its ODBC handle, carried as a counted
  *     byte string of length 8. As an input, 8 bytes must be readable behind the length word
@@ -46,17 +52,24 @@
  *
  *  7. Long strings. An input long string (letter j) is handed back through the host's
  *     ReleaseLongString, exactly once for each call, on every path and after the call's last trace
- *     record; the host must not use it afterwards. The text of an output long string is storage of
- *     the host.
+ *     record; the host must not use it afterwards. Of an output long string the host supplies the
+ *     text's storage before it calls "GetDataEx" or "GetDataExW"; "GetParameter" asks for it
+ *     through AllocLongString and sets the pointer, and sets length 0 where it gets none.
  *
- *  8. Text. 8-bit text is passed to the driver as it stands. Wherever the library converts between
- *     wide and multibyte text it follows LC_CTYPE of the process, which it never sets: the host
- *     does, and C.UTF-8 is the least that carries text outside ASCII.
+ *  8. Text. 8-bit text is passed to the driver as it stands, with one exception: with the Unicode
+ *     option "SetParameter" widens it as Latin-1. Wherever the library converts between wide and
+ *     multibyte text it follows LC_CTYPE of the process, which it never sets: the host does, and
+ *     C.UTF-8 is the least that carries text outside ASCII. A wide name of a catalog entry (letter
+ *     s) may be read beyond its end: 4 bytes are looked at by "DescribeProceduresW" and
+ *     "DescribeProcedureColumnsW", and 4 bytes a character by drivers where a name goes out as it
+ *     lies in the host's memory: in "StatisticsW", and the catalog of "DescribeProceduresW" where
+ *     it starts with two zero characters. So many must be readable.
  *
  *  9. Exceptions. Whatever is thrown inside an entry, by a driver or by the host's logging routine,
  *     ends in the exception flag ("WasError" says -1000). Only what the logging routine throws from
- *     an entry's last END record, or from the single record of "Test" and of the option and version
- *     entries, reaches the host. ReleaseLongString must not throw.
+ *     an entry's last END record, from the single record of "Test" and of the option and version
+ *     entries, from BEGIN of "DataSources", or from any record of "GetTypeInfo" but that of a
+ *     failure, reaches the host. ReleaseLongString must not throw.
  *
  * 10. Lists. Results of more than one value, and lists as arguments, are the elements below, one
  *     behind the other, without a header or an end mark. A list in a list is a string element that
@@ -91,8 +104,8 @@ extern "C" {
  *     i   int32_t           in    by value
  *     P   int32_t *         out   the result code; kept as it is where an entry says so
  *     j   ORVEL_EXSTR *     in    long string, released by the library (convention 7)
- *     J   ORVEL_EXSTR *     out   long string of bytes, in storage of the host
- *     N   ORVEL_EXSTR *     out   long string of 2-byte characters, in storage of the host
+ *     J   ORVEL_EXSTR *     out   long string of bytes (convention 7)
+ *     N   ORVEL_EXSTR *     out   long string of 2-byte characters (convention 7)
  */
 
 /* C's arrays of no fixed length, which C++ has as an extension. */
@@ -196,7 +209,8 @@ enum {
     ORVEL_SUCCESS_WITH_INFO = 1,
     ORVEL_NEED_DATA = 99,
     ORVEL_NO_DATA = 100,
-    ORVEL_ERROR = -1,               /* also a parameter or column number out of range */
+    ORVEL_ERROR = -1,               /* also: no such parameter or column; a value or a catalog
+                                       name that can't be passed */
     ORVEL_UNKNOWN_HANDLE = -2,      /* no connection or statement of this library */
     ORVEL_STATEMENT_TOO_LONG = -25, /* "PrepareW": 32,768 characters or more */
     ORVEL_TOO_MUCH_DATA = -28       /* "FetchRows": the list would reach 3,641,145 bytes */

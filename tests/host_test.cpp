@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <fstream>
+#include <set>
 
 #include "scripted_fixture.h"
 
@@ -36,6 +38,25 @@ TEST_F(ScriptedTest, TableIsTheLibrarysOwn)
     EXPECT_EQ(gateway->Find("GetDataEx")->function, gateway->Find("GetDataExW")->function);
     EXPECT_EQ(Code("Connect", {"d", "u", "p"}), Reply::kUntouched);
     EXPECT_EQ(Current().calls.size(), 4U) << "the inner entry is the library's";
+}
+
+// The page for those who write a host names every row of the table, and no other.
+TEST_F(ScriptedTest, PageOfCalloutsIsInStep)
+{
+    std::set<std::string> rows;
+    for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row) {
+        Dl_info info{};
+        ASSERT_NE(dladdr(reinterpret_cast<void*>(row->function), &info), 0);
+        rows.insert(fmt::format("### \"{}\" {} `{}`", row->name, row->signature, info.dli_sname));
+    }
+    std::set<std::string> sections;
+    std::ifstream page(ORVELGW_CALLOUTS);
+    for (std::string line; std::getline(page, line);) {
+        if (line.starts_with("### ")) {
+            EXPECT_TRUE(sections.insert(line).second) << line;
+        }
+    }
+    EXPECT_EQ(sections, rows);
 }
 
 TEST_F(ScriptedTest, FreshAfterUnloading)

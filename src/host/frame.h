@@ -4,7 +4,7 @@
 // handle, does its work inside a guard that lets nothing escape, reports the code, and traces END.
 // RunEntry is that frame. An entry names only what is its own: an Entry, the arguments it traces,
 // its work, and where its END record holds more than a code, that record. Entries of another order
-// are built from the same pieces: Guarded, Traced, Trace, HandleOf.
+// are built from the same pieces: RunWithoutBegin, Guarded, Report, Traced, Trace, HandleOf.
 #pragma once
 
 #include <algorithm>
