@@ -123,7 +123,7 @@ TEST_F(LongDataTest, OtherCTypesAreRefused)
 TEST_F(LongDataTest, MendsWidenedValues)
 {
     const auto text = [&](const scripted::Value& value) {
-        const std::string counted = Utf8FromUnits(Read("GetDataW", {-8}, value).Bytes());
+        std::string counted = Utf8FromUnits(Read("GetDataW", {-8}, value).Bytes());
         EXPECT_EQ(Utf8FromUnits(Read("GetDataExW", {-8, 400}, value).Bytes()), counted);
         return counted;
     };

@@ -155,6 +155,76 @@ using scripted::Shown;
 
 extern "C" {
 
+// A function that brings nothing but its code.
+#define RECORDED(function, parameters, ...)    \
+    SQLRETURN function parameters              \
+    {                                          \
+        return Answer(#function, __VA_ARGS__); \
+    }
+
+RECORDED(SQLFreeHandle, (SQLSMALLINT type, SQLHANDLE handle), type, Shown(handle))
+RECORDED(SQLSetEnvAttr, (SQLHENV e, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size),
+         Shown(e), attribute, SQLLEN(value), size)
+RECORDED(SQLSetStmtAttr, (SQLHSTMT s, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size),
+         Shown(s), attribute, SQLLEN(value), size)
+RECORDED(SQLConnect,
+         (SQLHDBC c, SQLCHAR* dsn, SQLSMALLINT dsn_length, SQLCHAR* uid, SQLSMALLINT uid_length,
+          SQLCHAR* pwd, SQLSMALLINT pwd_length),
+         Shown(c), Shown(dsn, dsn_length), Shown(uid, uid_length), Shown(pwd, pwd_length))
+RECORDED(SQLDisconnect, (SQLHDBC c), Shown(c))
+RECORDED(SQLPrepare, (SQLHSTMT s, SQLCHAR* text, SQLINTEGER length), Shown(s), Shown(text, length))
+RECORDED(SQLPrepareW, (SQLHSTMT s, SQLWCHAR* text, SQLINTEGER length), Shown(s), length,
+         length > 0 ? static_cast<int>(text[length - 1]) : 0)
+RECORDED(SQLExecute, (SQLHSTMT s), Shown(s))
+RECORDED(SQLMoreResults, (SQLHSTMT s), Shown(s))
+RECORDED(SQLFreeStmt, (SQLHSTMT s, SQLUSMALLINT option), Shown(s), option)
+RECORDED(SQLEndTran, (SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion), type,
+         Shown(handle), completion)
+RECORDED(SQLGetTypeInfo, (SQLHSTMT s, SQLSMALLINT type), Shown(s), type)
+
+// The catalog functions, whose names are each a pointer and a length.
+#define THREE_NAMES(C) C *a, SQLSMALLINT a_n, C *b, SQLSMALLINT b_n, C *c, SQLSMALLINT c_n
+#define FOUR_NAMES(C) THREE_NAMES(C), C *d, SQLSMALLINT d_n
+#define SHOWN_THREE Name(a, a_n), Name(b, b_n), Name(c, c_n)
+#define SHOWN_FOUR SHOWN_THREE, Name(d, d_n)
+
+RECORDED(SQLTables, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLTablesW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLColumns, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLColumnsW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLColumnPrivileges, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLColumnPrivilegesW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLTablePrivileges, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
+RECORDED(SQLTablePrivilegesW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
+RECORDED(SQLProcedures, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
+RECORDED(SQLProceduresW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
+RECORDED(SQLProcedureColumns, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLProcedureColumnsW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
+RECORDED(SQLPrimaryKeys, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
+RECORDED(SQLPrimaryKeysW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
+RECORDED(SQLSpecialColumns,
+         (SQLHSTMT s, SQLUSMALLINT identifier, THREE_NAMES(SQLCHAR), SQLUSMALLINT scope,
+          SQLUSMALLINT nullable),
+         Shown(s), identifier, SHOWN_THREE, scope, nullable)
+RECORDED(SQLSpecialColumnsW,
+         (SQLHSTMT s, SQLUSMALLINT identifier, THREE_NAMES(SQLWCHAR), SQLUSMALLINT scope,
+          SQLUSMALLINT nullable),
+         Shown(s), identifier, SHOWN_THREE, scope, nullable)
+RECORDED(SQLStatistics,
+         (SQLHSTMT s, THREE_NAMES(SQLCHAR), SQLUSMALLINT unique, SQLUSMALLINT accuracy), Shown(s),
+         SHOWN_THREE, unique, accuracy)
+RECORDED(SQLStatisticsW,
+         (SQLHSTMT s, THREE_NAMES(SQLWCHAR), SQLUSMALLINT unique, SQLUSMALLINT accuracy), Shown(s),
+         SHOWN_THREE, unique, accuracy)
+RECORDED(SQLForeignKeys,
+         (SQLHSTMT s, THREE_NAMES(SQLCHAR), SQLCHAR* d, SQLSMALLINT d_n, SQLCHAR* e,
+          SQLSMALLINT e_n, SQLCHAR* f, SQLSMALLINT f_n),
+         Shown(s), SHOWN_THREE, Name(d, d_n), Name(e, e_n), Name(f, f_n))
+RECORDED(SQLForeignKeysW,
+         (SQLHSTMT s, THREE_NAMES(SQLWCHAR), SQLWCHAR* d, SQLSMALLINT d_n, SQLWCHAR* e,
+          SQLSMALLINT e_n, SQLWCHAR* f, SQLSMALLINT f_n),
+         Shown(s), SHOWN_THREE, Name(d, d_n), Name(e, e_n), Name(f, f_n))
+
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
     const SQLRETURN code = Answer("SQLAllocHandle", type, Shown(input));
@@ -163,36 +233,12 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
     return code;
 }
 
-SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
-{
-    return Answer("SQLFreeHandle", type, Shown(handle));
-}
-
-SQLRETURN SQLSetEnvAttr(SQLHENV environment, SQLINTEGER attribute, SQLPOINTER value,
-                        SQLINTEGER size)
-{
-    return Answer("SQLSetEnvAttr", Shown(environment), attribute, SQLLEN(value), size);
-}
-
 SQLRETURN SQLSetConnectAttr(SQLHDBC connection, SQLINTEGER attribute, SQLPOINTER value,
                             SQLINTEGER size)
 {
     const auto shown = size == SQL_NTS ? Shown(static_cast<SQLCHAR*>(value), size)
                                        : fmt::format("{},{}", SQLLEN(value), size);
     return Answer("SQLSetConnectAttr", Shown(connection), attribute, shown);
-}
-
-SQLRETURN SQLSetStmtAttr(SQLHSTMT statement, SQLINTEGER attribute, SQLPOINTER value,
-                         SQLINTEGER size)
-{
-    return Answer("SQLSetStmtAttr", Shown(statement), attribute, SQLLEN(value), size);
-}
-
-SQLRETURN SQLConnect(SQLHDBC connection, SQLCHAR* dsn, SQLSMALLINT dsn_length, SQLCHAR* uid,
-                     SQLSMALLINT uid_length, SQLCHAR* pwd, SQLSMALLINT pwd_length)
-{
-    return Answer("SQLConnect", Shown(connection), Shown(dsn, dsn_length), Shown(uid, uid_length),
-                  Shown(pwd, pwd_length));
 }
 
 SQLRETURN SQLDriverConnect(SQLHDBC connection, SQLHWND, SQLCHAR* in, SQLSMALLINT in_length,
@@ -204,11 +250,6 @@ SQLRETURN SQLDriverConnect(SQLHDBC connection, SQLHWND, SQLCHAR* in, SQLSMALLINT
     *out_length = 0;
     *out = 0;
     return code;
-}
-
-SQLRETURN SQLDisconnect(SQLHDBC connection)
-{
-    return Answer("SQLDisconnect", Shown(connection));
 }
 
 SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLCHAR* state,
@@ -227,32 +268,6 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
     scripted::Fill(text, capacity, record.message + '\0');  // a long one is not terminated
     *length = static_cast<SQLSMALLINT>(record.message.size());
     return SQL_SUCCESS;
-}
-
-SQLRETURN SQLPrepare(SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length)
-{
-    return Answer("SQLPrepare", Shown(statement), Shown(text, length));
-}
-
-SQLRETURN SQLPrepareW(SQLHSTMT statement, SQLWCHAR* text, SQLINTEGER length)
-{
-    return Answer("SQLPrepareW", Shown(statement), length,
-                  length > 0 ? static_cast<int>(text[length - 1]) : 0);
-}
-
-SQLRETURN SQLExecute(SQLHSTMT statement)
-{
-    return Answer("SQLExecute", Shown(statement));
-}
-
-SQLRETURN SQLMoreResults(SQLHSTMT statement)
-{
-    return Answer("SQLMoreResults", Shown(statement));
-}
-
-SQLRETURN SQLFreeStmt(SQLHSTMT statement, SQLUSMALLINT option)
-{
-    return Answer("SQLFreeStmt", Shown(statement), option);
 }
 
 SQLRETURN SQLRowCount(SQLHSTMT statement, SQLLEN* count)
@@ -317,11 +332,6 @@ SQLRETURN SQLGetData(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type
     return code == SQL_SUCCESS ? value.code : code;
 }
 
-SQLRETURN SQLEndTran(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion)
-{
-    return Answer("SQLEndTran", type, Shown(handle), completion);
-}
-
 SQLRETURN SQLBindParameter(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT io_type,
                            SQLSMALLINT c_type, SQLSMALLINT sql_type, SQLULEN size,
                            SQLSMALLINT digits, SQLPOINTER buffer, SQLLEN capacity,
@@ -377,11 +387,6 @@ SQLRETURN SQLGetInfo(SQLHDBC connection, SQLUSMALLINT type, SQLPOINTER buffer, S
     return code;
 }
 
-SQLRETURN SQLGetTypeInfo(SQLHSTMT statement, SQLSMALLINT type)
-{
-    return Answer("SQLGetTypeInfo", Shown(statement), type);
-}
-
 SQLRETURN SQLDataSources(SQLHENV environment, SQLUSMALLINT direction, SQLCHAR* name,
                          SQLSMALLINT name_capacity, SQLSMALLINT* name_length, SQLCHAR* description,
                          SQLSMALLINT capacity, SQLSMALLINT* length)
@@ -395,101 +400,6 @@ SQLRETURN SQLDataSources(SQLHENV environment, SQLUSMALLINT direction, SQLCHAR* n
     scripted::Fill(description, capacity, described.bytes);
     *length = static_cast<SQLSMALLINT>(described.length);
     return code;
-}
-
-// The catalog functions, whose names are each a pointer and a length.
-#define THREE_NAMES(C) C *a, SQLSMALLINT a_n, C *b, SQLSMALLINT b_n, C *c, SQLSMALLINT c_n
-#define FOUR_NAMES(C) THREE_NAMES(C), C *d, SQLSMALLINT d_n
-#define SHOWN_THREE Name(a, a_n), Name(b, b_n), Name(c, c_n)
-#define SHOWN_FOUR SHOWN_THREE, Name(d, d_n)
-
-SQLRETURN SQLTables(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
-{
-    return Answer("SQLTables", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLTablesW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
-{
-    return Answer("SQLTablesW", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLColumns(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
-{
-    return Answer("SQLColumns", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLColumnsW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
-{
-    return Answer("SQLColumnsW", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLColumnPrivileges(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
-{
-    return Answer("SQLColumnPrivileges", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLColumnPrivilegesW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
-{
-    return Answer("SQLColumnPrivilegesW", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLTablePrivileges(SQLHSTMT statement, THREE_NAMES(SQLCHAR))
-{
-    return Answer("SQLTablePrivileges", Shown(statement), SHOWN_THREE);
-}
-SQLRETURN SQLTablePrivilegesW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR))
-{
-    return Answer("SQLTablePrivilegesW", Shown(statement), SHOWN_THREE);
-}
-SQLRETURN SQLProcedures(SQLHSTMT statement, THREE_NAMES(SQLCHAR))
-{
-    return Answer("SQLProcedures", Shown(statement), SHOWN_THREE);
-}
-SQLRETURN SQLProceduresW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR))
-{
-    return Answer("SQLProceduresW", Shown(statement), SHOWN_THREE);
-}
-SQLRETURN SQLProcedureColumns(SQLHSTMT statement, FOUR_NAMES(SQLCHAR))
-{
-    return Answer("SQLProcedureColumns", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLProcedureColumnsW(SQLHSTMT statement, FOUR_NAMES(SQLWCHAR))
-{
-    return Answer("SQLProcedureColumnsW", Shown(statement), SHOWN_FOUR);
-}
-SQLRETURN SQLPrimaryKeys(SQLHSTMT statement, THREE_NAMES(SQLCHAR))
-{
-    return Answer("SQLPrimaryKeys", Shown(statement), SHOWN_THREE);
-}
-SQLRETURN SQLPrimaryKeysW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR))
-{
-    return Answer("SQLPrimaryKeysW", Shown(statement), SHOWN_THREE);
-}
-SQLRETURN SQLSpecialColumns(SQLHSTMT statement, SQLUSMALLINT identifier, THREE_NAMES(SQLCHAR),
-                            SQLUSMALLINT scope, SQLUSMALLINT nullable)
-{
-    return Answer("SQLSpecialColumns", Shown(statement), identifier, SHOWN_THREE, scope, nullable);
-}
-SQLRETURN SQLSpecialColumnsW(SQLHSTMT statement, SQLUSMALLINT identifier, THREE_NAMES(SQLWCHAR),
-                             SQLUSMALLINT scope, SQLUSMALLINT nullable)
-{
-    return Answer("SQLSpecialColumnsW", Shown(statement), identifier, SHOWN_THREE, scope, nullable);
-}
-SQLRETURN SQLStatistics(SQLHSTMT statement, THREE_NAMES(SQLCHAR), SQLUSMALLINT unique,
-                        SQLUSMALLINT accuracy)
-{
-    return Answer("SQLStatistics", Shown(statement), SHOWN_THREE, unique, accuracy);
-}
-SQLRETURN SQLStatisticsW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR), SQLUSMALLINT unique,
-                         SQLUSMALLINT accuracy)
-{
-    return Answer("SQLStatisticsW", Shown(statement), SHOWN_THREE, unique, accuracy);
-}
-SQLRETURN SQLForeignKeys(SQLHSTMT statement, THREE_NAMES(SQLCHAR), SQLCHAR* d, SQLSMALLINT d_n,
-                         SQLCHAR* e, SQLSMALLINT e_n, SQLCHAR* f, SQLSMALLINT f_n)
-{
-    return Answer("SQLForeignKeys", Shown(statement), SHOWN_THREE, Name(d, d_n), Name(e, e_n),
-                  Name(f, f_n));
-}
-SQLRETURN SQLForeignKeysW(SQLHSTMT statement, THREE_NAMES(SQLWCHAR), SQLWCHAR* d, SQLSMALLINT d_n,
-                          SQLWCHAR* e, SQLSMALLINT e_n, SQLWCHAR* f, SQLSMALLINT f_n)
-{
-    return Answer("SQLForeignKeysW", Shown(statement), SHOWN_THREE, Name(d, d_n), Name(e, e_n),
-                  Name(f, f_n));
 }
 
 }  // extern "C"

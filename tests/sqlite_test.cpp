@@ -172,7 +172,7 @@ protected:
     }
     std::string Fetched()
     {
-        const std::string text =
+        std::string text =
             ListText(DecodeList(Call("FetchRows", {statement, 1}).List()).at(0).payload);
         EXPECT_EQ(Code("CloseCursor", {statement}), 0);
         return text;

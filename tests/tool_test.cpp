@@ -37,6 +37,36 @@ Finished RunTool(const std::string& words, const std::string& environment = "")
     return run;
 }
 
+/// A folder of a test's own, with a database in it.
+class ToolFiles : public testing::Test {
+protected:
+    ToolFiles() { std::filesystem::create_directory(folder); }
+    ~ToolFiles() override { std::filesystem::remove_all(folder); }
+
+    std::string File(const char* name) const { return (folder / name).string(); }
+    std::string Written(const char* name, const std::string& bytes) const
+    {
+        std::ofstream(File(name), std::ios::binary) << bytes;
+        return File(name);
+    }
+    std::string Database() const
+    {
+        return "-d 'DRIVER={SQLite3};Database=" + File("test.db") + "' ";
+    }
+    /// Runs SQL that has to succeed and returns its rows, titles left out.
+    std::string Sql(const std::string& sql, const std::string& words = "") const
+    {
+        const Finished run = RunTool(Database() + words + " -c \"" + sql + "\"");
+        EXPECT_EQ(run.exit_code, 0) << run.messages;
+        const auto titles = run.data.find('\n');
+        return run.data.empty() ? "" : run.data.substr(run.data.find('\n', titles + 1) + 1);
+    }
+    Finished Tool(const std::string& words) const { return RunTool(Database() + words); }
+
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("orvelgw-tool-" + std::to_string(::getpid()));
+};
+
 constexpr char kMemory[] = "-d 'DRIVER={SQLite3};Database=:memory:' ";
 
 TEST(Tool, ExitCodesTellWhatFailed)
@@ -54,6 +84,22 @@ TEST(Tool, ExitCodesTellWhatFailed)
         {memory + "-c 'CREATE TABLE t(a)' -c 'DELETE FROM t' " + select, 0, "(0 rows changed)"},
         {memory, 2, "--command"},
         {select, 2, "--data-source"},
+        {memory + select + "--import a b", 2, "exclude each other"},
+        {memory + select + select + "-p 5", 2, "single --command"},
+        {memory + "-c 'SELECT ?' --put /nowhere", 1, "/nowhere: No such file"},
+        {memory + "-c 'SELECT ?'", 1, "unbound parameters"},
+        {memory + "-c 'SELECT 1 WHERE 1 = 0' --get /nowhere", 1, "no row"},
+        {memory + "-c 'CREATE TABLE t(a)' --get /nowhere", 1, "no result"},
+        {memory + select + "--get /no/such/file", 1, "/no/such/file.part"},
+        {memory + "call", 2, "the name of an entry"},
+        {memory + "call Nonsense", 2, "no entry has the name Nonsense"},
+        {memory + "call Execute", 2, "Execute takes 1 inputs, not 0: its signature is bP"},
+        {memory + "call Transact @connection x", 2, "x is not a whole number"},
+        {memory + "call GetUV then", 2, "behind the last"},
+        {memory + "call PutData @statement '[5'", 2, "[5 is not a list in brackets"},
+        {memory + "call PutData @statement '[five]'", 2, "five is no number, NULL or text"},
+        {memory + "call PutData @statement '0x0'", 2, "hexadecimal"},
+        {"call Execute @statement", 2, "there is no connection"},
         {memory + select + "--nonsense", 2, "--nonsense"},
         {"-d 'DRIVER={SQLite3};Database=" + std::string(250, 'x') + "' " + select, 2, "254"},
         {memory + select + "--library /nowhere.so", 3, "/nowhere.so"},
@@ -106,6 +152,130 @@ TEST(Tool, ShowsTheTrace)
          {"trace: SetUnicodeOption  1\n", "trace: Execute END  0\n", ", \"SELECT 'é'\"\n"}) {
         EXPECT_NE(run.messages.find(line), std::string::npos) << run.messages;
     }
+}
+
+TEST(Tool, GivesMarkersTheirValues)
+{
+    const std::string sql =
+        "-c \"SELECT ? AS a, ? AS b, ? AS c, typeof(?) AS d, typeof(?) AS e, "
+        "typeof(?) AS f, typeof(?) AS g\" "
+        "-p 'Ω é' -p NULL -p '' -p 5000000000 -p 0.5 -p '\\5' -p 007";
+    for (const char* mode : {" -u ", " "}) {
+        EXPECT_EQ(RunTool(kMemory + std::string(mode) + sql).data,
+                  "a   | b    | c | d       | e    | f    | g\n"
+                  "----+------+---+---------+------+------+-----\n"
+                  "Ω é | NULL |   | integer | real | text | text\n");
+    }
+}
+
+TEST_F(ToolFiles, CarriesFilesThereAndBack)
+{
+    Sql("CREATE TABLE t(id INTEGER, data BLOB, note TEXT)");
+    std::string bytes;
+    for (int i = 0; i < 2'000'000; ++i) {
+        bytes.push_back(static_cast<char>(i * 7L * i >> 7));
+    }
+    const std::string large = Written("large", bytes);
+    const std::string small = Written("small", std::string("\0x", 2));
+    Sql("INSERT INTO t VALUES (?, ?, ?)", "-p 1 --put " + large + " -p 'é\n'");
+    Sql("INSERT INTO t VALUES (?, ?, ?)", "-p 2 --put " + small + " --put " + large);
+    const auto get = [&](const std::string& sql) {
+        Written("out", "overwritten");
+        EXPECT_EQ(Sql(sql, "--get " + File("out")), "");
+        return Slurp(File("out"));
+    };
+    EXPECT_TRUE(get("SELECT data FROM t WHERE id = 1") == bytes);
+    EXPECT_TRUE(get("SELECT data FROM t WHERE id = 2") == Slurp(small));
+    EXPECT_EQ(get("SELECT note FROM t WHERE id = 1"), "é\n");
+    EXPECT_EQ(get("SELECT ''"), "");
+    EXPECT_EQ(get("SELECT NULL"), "");
+    const std::string empty = Written("empty", "");
+    EXPECT_EQ(Tool("-c 'INSERT INTO t(data) VALUES (?)' --put " + empty).exit_code, 1);
+    EXPECT_EQ(Tool("-c 'SELECT missing' --get " + File("out")).exit_code, 1);
+    EXPECT_EQ(Slurp(File("out")), "") << "what was there is not lost to a failure";
+    EXPECT_EQ(Sql("SELECT count(*) FROM t"), "       2\n");
+}
+
+TEST_F(ToolFiles, ImportsAllRecordsOrNone)
+{
+    Sql("CREATE TABLE t(id INTEGER NOT NULL, name VARCHAR(10), \\\"a b\\\" DECIMAL(8,2))");
+    const std::string good = Written("good.csv",
+                                     "\xEF\xBB\xBF"
+                                     "ID,a b,name\r\n"
+                                     "1,1.5,\"Å, \"\"x\"\"\n\"\r\n\r\n"
+                                     "9007199254740993,,\"\"\r\n3, 7 ,NULL");
+    const Finished run = Tool("--import " + good + " t");
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run.data, "");
+    EXPECT_EQ(run.messages, "(3 rows imported)\n");
+    EXPECT_EQ(Tool("-u --import " + good + " t").messages, "(3 rows imported)\n");
+    const std::string rows =
+        "               1 | Å, \"x\"\\n | 1.5\n"
+        "9007199254740993 |          | NULL\n"
+        "               3 | NULL     | 7\n";
+    EXPECT_EQ(Sql("SELECT id, name, \\\"a b\\\" FROM t", "--null NULL"), rows + rows);
+    const std::string before = Sql("SELECT count(*) FROM t");
+    struct Case {
+        std::string file;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"id,name\n5,x\n6\n", "record 3 has 1 fields where 2 columns are named"},
+        {"id,title\n5,x\n", "t has no column title"},
+        {"id,name\n5,x\n,y\n", "record 3: Execute failed"},
+        {"id,name\n5,x\n6,a\"b\n", "record 3: a quote that does not belong there"},
+        {"id,name\n5,x\n6,\"b\n", "record 3: a quote that does not belong there"},
+        {"id,name\n5," + std::string(70'000, 'x'), "record 2: parameter 2: a value of more than"},
+        {"", "no record with the names of columns"},
+    };
+    for (const Case& c : cases) {
+        const Finished bad = Tool("--import " + Written("bad.csv", c.file) + " t");
+        EXPECT_EQ(bad.exit_code, 1);
+        EXPECT_NE(bad.messages.find(c.message), std::string::npos) << bad.messages;
+    }
+    EXPECT_EQ(Tool("--import /nowhere.csv t").exit_code, 1);
+    EXPECT_EQ(Tool("--import " + good + " nowhere").exit_code, 1);
+    EXPECT_EQ(Sql("SELECT count(*) FROM t"), before);
+}
+
+TEST_F(ToolFiles, CallsAnyEntry)
+{
+    Sql("CREATE TABLE t(id INTEGER, name VARCHAR(10))");
+    const auto call = [&](const std::string& words) { return Tool("call " + words); };
+    const Finished columns = call(
+        "Columns @statement '' NULL t % then Fetch @statement "
+        "then FetchRows @statement 10");
+    EXPECT_EQ(columns.exit_code, 0) << columns.messages;
+    EXPECT_NE(columns.data.find("Columns: result 0\nFetch: result 0\nFetchRows\n  \""),
+              std::string::npos)
+        << columns.data;
+    EXPECT_NE(columns.data.find("\"t\", \"name\""), std::string::npos);
+    for (const char* line : {"trace: Columns BEGIN  handle 0x", ", \"\", \"\", \"t\", \"%\"\n",
+                             "error state: WasError 0, GetLastSQLCode 0\n"}) {
+        EXPECT_NE(columns.messages.find(line), std::string::npos) << columns.messages;
+    }
+    const Finished values = call(
+        "--hex Prepare @statement 'SELECT ?, 5' then BindParameter @statement 1 1 1 12 9 0 0 "
+        "then SetParameter @statement \"['it''s']\" 1 then Execute @statement "
+        "then Fetch @statement then GetOneRow @statement '[2, 1]' "
+        "then GetParameter @statement 1 then GetData @statement 2 0x4");
+    EXPECT_EQ(values.data,
+              "Prepare: result 0\nBindParameter: result 0\nSetParameter: result 0\n"
+              "Execute: result 0\nFetch: result 0\n"
+              "GetOneRow\n  \"5\", \"it's\"\n  03 01 35 06 01 69 74 27 73\n"
+              "GetParameter\n  \"it's\"\n  06 01 69 74 27 73\nGetData\n  (nothing)\n");
+    EXPECT_EQ(values.exit_code, 1) << "a C type that is not served";
+    EXPECT_NE(values.messages.find("WasError -27"), std::string::npos);
+    const Finished failed = call("Prepare @statement 'SELECT missing'");
+    EXPECT_EQ(failed.exit_code, 1);
+    EXPECT_NE(failed.messages.find("no such column: missing"), std::string::npos);
+    const Finished alone = RunTool(
+        "call DSNConnect 'DRIVER={SQLite3};Database=:memory:' then GetInfo @connection 17 "
+        "then AllocStatement @connection then TablesW @statement '' '' 0x1F600é '' "
+        "then GetSQLErrors @connection @statement then Connect NULL NULL NULL");
+    EXPECT_NE(alone.data.find("GetInfo\n  \"SQLite\"\n"), std::string::npos) << alone.data;
+    EXPECT_NE(alone.data.find("GetSQLErrors\n  \"\"\n"), std::string::npos) << alone.data;
+    EXPECT_NE(alone.messages.find("u\"0x1F600é\""), std::string::npos) << "text is no bytes";
 }
 
 }  // namespace

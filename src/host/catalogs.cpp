@@ -17,9 +17,9 @@ namespace {
 constexpr std::size_t kAsCounted = SIZE_MAX;
 
 struct Member {
-    const char* name;                // of the function, in its records
-    std::size_t traced;              // bytes of the handle in the BEGIN record
-    HandleBytes looked_up;           // bytes of the handle in the look-up
+    const char* name = "";           // of the function, in its records
+    std::size_t traced = 0;          // bytes of the handle in the BEGIN record
+    HandleBytes looked_up{};         // bytes of the handle in the look-up
     const char* begin_label = name;  // another name in the BEGIN record
 };
 
@@ -147,7 +147,7 @@ private:
     // The conversion writes up to two characters more than the capacity that it is told.
     static constexpr int kCapacity = 512;
 
-    SQLWCHAR buffer_[kCapacity + 2];
+    SQLWCHAR buffer_[kCapacity + 2] = {};
     SQLWCHAR* text_ = nullptr;
     SQLSMALLINT length_;
     bool fits_ = true;

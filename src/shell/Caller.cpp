@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "shell/HostList.h"
 #include "shell/HostServices.h"
@@ -58,6 +59,36 @@ std::string Hex(std::string_view bytes)
     return hex;
 }
 
+std::string Unescaped(const std::string& word)
+{
+    return word.substr(word.starts_with('\\') ? 1 : 0);
+}
+
+std::string BytesInput(const std::string& word)
+{
+    if (word.starts_with('[')) {
+        return ListOf(word);
+    }
+    if (word.starts_with("0x")) {
+        return BytesOf(std::string_view(word).substr(2));
+    }
+    return word == "NULL" ? "" : Unescaped(word);
+}
+
+Argument ValueInput(char letter, const std::string& word)
+{
+    switch (letter) {
+        case 'i':
+            return IntegerOf(word);
+        case 'c':
+            return word == "NULL" ? Argument() : Argument(Unescaped(word));
+        case 's':
+            return UnitsFromUtf8(word == "NULL" ? "" : Unescaped(word));
+        default:
+            return BytesInput(word);
+    }
+}
+
 // The bytes of an output; of a list all, of which the length word may tell only the low 16 bits.
 std::string_view OutputBytes(const Reply& reply, char letter, Content content)
 {
@@ -108,32 +139,56 @@ Caller::~Caller()
     }
 }
 
-std::vector<Caller::Wording> Caller::Worded(const std::vector<std::string>& words) const
+/// One call as it was worded, with all that can be known before it.
+struct Caller::Call {
+    struct Input {
+        Argument value;
+        std::string handle_name;  // empty: the value is the input
+    };
+
+    Call(const ORVEL_ZFE& row, std::vector<std::string>::const_iterator word) : entry(row)
+    {
+        for (const char letter : std::string_view(entry.signature)) {
+            if (IsInput(letter)) {
+                inputs.push_back(InputOf(letter, *word++));
+            }
+        }
+    }
+
+    static Input InputOf(char letter, const std::string& word)
+    {
+        const bool is_bytes = letter == 'b' || letter == 'j';
+        if (is_bytes && (word == kConnection || word == kStatement)) {
+            return {{}, word};
+        }
+        return {ValueInput(letter, word), ""};
+    }
+
+    const ORVEL_ZFE& entry;
+    std::vector<Input> inputs;
+};
+
+std::vector<Caller::Call> Caller::Worded(const std::vector<std::string>& words) const
 {
-    std::vector<Wording> calls;
+    std::vector<Call> calls;
     for (auto word = words.begin(); word != words.end();) {
         const auto end = std::find(word, words.end(), "then");
-        if (word == end) {
-            throw UsageError("a call without a name");
+        const ORVEL_ZFE* entry = word != end ? gateway_.Find(*word) : nullptr;
+        if (entry == nullptr) {
+            throw UsageError(word != end ? "no entry has the name " + *word
+                                         : "no call comes before \"then\"");
         }
-        Wording call{gateway_.Find(*word), {word + 1, end}};
-        if (call.entry == nullptr) {
-            throw UsageError("no entry has the name " + *word);
-        }
-        const std::string_view signature = call.entry->signature;
-        const auto inputs = static_cast<std::size_t>(std::ranges::count_if(signature, &IsInput));
-        if (call.words.size() != inputs) {
+        const std::string_view signature = entry->signature;
+        const auto inputs = std::ranges::count_if(signature, &IsInput);
+        if (end - word - 1 != inputs) {
             throw UsageError(fmt::format("{} takes {} inputs, not {}: its signature is {}", *word,
-                                         inputs, call.words.size(), signature));
+                                         inputs, end - word - 1, signature));
         }
-        calls.push_back(std::move(call));
+        calls.emplace_back(*entry, word + 1);
         if (end != words.end() && end + 1 == words.end()) {
-            throw UsageError("nothing comes behind the last \"then\"");
+            throw UsageError("no call comes behind the last \"then\"");
         }
         word = end == words.end() ? end : end + 1;
-    }
-    if (calls.empty()) {
-        throw UsageError("which entry is to be called?");
     }
     return calls;
 }
@@ -150,39 +205,6 @@ const std::string& Caller::Handle(const std::string& name)
         statement_ = gateway_.Call("AllocStatement", {connection_}).Bytes();
     }
     return statement_;
-}
-
-std::string Caller::BytesOrHandle(const std::string& word)
-{
-    if (word == kConnection || word == kStatement) {
-        return Handle(word);
-    }
-    if (word.starts_with('[')) {
-        return ListOf(word);
-    }
-    if (word.starts_with("0x")) {
-        return BytesOf(std::string_view(word).substr(2));
-    }
-    return word == "NULL" ? "" : word.substr(word.starts_with('\\') ? 1 : 0);
-}
-
-Argument Caller::InputOf(char letter, const std::string& word)
-{
-    switch (letter) {
-        case 'i':
-            return IntegerOf(word);
-        case 'c':
-            if (word == "NULL") {
-                return std::monostate{};
-            }
-            return word.substr(word.starts_with('\\') ? 1 : 0);
-        case 's':
-            return word == "NULL" ? std::u16string()
-                                  : UnitsFromUtf8(std::string_view(word).substr(
-                                        word.starts_with('\\') ? 1 : 0));
-        default:
-            return BytesOrHandle(word);
-    }
 }
 
 // A handle that a call made is the one that later words name.
@@ -231,21 +253,17 @@ bool Caller::ShowErrors(bool is_last) const
     return flags == ORVEL_WAS_SUCCESS || flags == ORVEL_WAS_NO_DATA;
 }
 
-bool Caller::CallOne(const Wording& wording, bool is_last)
+bool Caller::Carry(const Call& call, bool is_last)
 {
     std::vector<Argument> inputs;
-    auto word = wording.words.begin();
-    for (const char letter : std::string_view(wording.entry->signature)) {
-        if (IsInput(letter)) {
-            inputs.push_back(InputOf(letter, *word++));
-        }
+    for (const auto& [value, handle_name] : call.inputs) {
+        inputs.push_back(handle_name.empty() ? value : Argument(Handle(handle_name)));
     }
+    const Reply reply = gateway_.Call(call.entry.name, inputs);
     auto& on_record = HostServices::Instance().on_record;
-    const auto show_record = on_record;
-    const Reply reply = gateway_.Call(wording.entry->name, inputs);
-    on_record = nullptr;  // what is asked next is not the person's call
-    KeepHandle(*wording.entry, reply);
-    ShowOutput(*wording.entry, reply);
+    const auto show_record = std::exchange(on_record, nullptr);  // what follows nobody asked for
+    KeepHandle(call.entry, reply);
+    ShowOutput(call.entry, reply);
     const bool is_good = ShowErrors(is_last);
     on_record = show_record;
     return is_good;
@@ -256,8 +274,8 @@ bool Caller::Run(const std::vector<std::string>& words)
     const auto calls = Worded(words);
     gateway_.Call("SetLogOption", {1});
     bool is_good = true;
-    for (const Wording& call : calls) {
-        is_good = CallOne(call, &call == &calls.back()) && is_good;
+    for (const Call& call : calls) {
+        is_good = Carry(call, &call == &calls.back()) && is_good;
     }
     return is_good;
 }

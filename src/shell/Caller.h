@@ -31,17 +31,12 @@ public:
     bool Run(const std::vector<std::string>& words);
 
 private:
-    struct Wording {
-        const ORVEL_ZFE* entry = nullptr;
-        std::vector<std::string> words;
-    };
+    struct Call;
 
-    std::vector<Wording> Worded(const std::vector<std::string>& words) const;
-    Argument InputOf(char letter, const std::string& word);
-    std::string BytesOrHandle(const std::string& word);
+    std::vector<Call> Worded(const std::vector<std::string>& words) const;
     const std::string& Handle(const std::string& name);
     void KeepHandle(const ORVEL_ZFE& entry, const Reply& reply);
-    bool CallOne(const Wording& wording, bool is_last);
+    bool Carry(const Call& call, bool is_last);
     void ShowOutput(const ORVEL_ZFE& entry, const Reply& reply) const;
     bool ShowErrors(bool is_last) const;
 
