@@ -77,8 +77,8 @@ SQLRETURN CStatement::GetData(SQLUSMALLINT column, SQLSMALLINT c_type, zarray* o
     auto* text = reinterpret_cast<char*>(output->bytes);
     output->length = 0;
     if (c_type == SQL_C_WCHAR) {
-        std::array<wchar_t, kWideBuffer / kWidth + 1> storage;
-        WideRead wide(storage);
+        std::array<wchar_t, kWideBuffer / kWidth + 1> storage{};
+        WideRead wide(WideRead::ZeroFilled{storage});
         const SQLRETURN code = wide.Read(handle_, column, kWideBuffer);
         const Outcome read{code, wide.Indicator()};
         if (read.HasValue() && read.IsEmptyText(c_type)) {

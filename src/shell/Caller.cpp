@@ -235,6 +235,7 @@ void Caller::ShowOutput(const ORVEL_ZFE& entry, const Reply& reply) const
         }
     }
     std::fputs(shown.c_str(), data_);
+    std::fflush(data_);  // in its place among the messages
 }
 
 // Only after the last call are the diagnostics read: that clears the error state, which the next
