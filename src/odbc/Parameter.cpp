@@ -6,7 +6,6 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
-#include <utility>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
@@ -133,8 +132,8 @@ bool CParameter::MakeRoom(std::size_t wanted, std::size_t size)
     if (!buffer_.empty() && buffer_.size() >= wanted) {
         return false;
     }
-    std::vector<char> larger(size);
-    outgrown_.push_back(std::exchange(buffer_, std::move(larger)));
+    outgrown_.emplace_back(size);
+    buffer_.swap(outgrown_.back());
     return true;
 }
 

@@ -63,12 +63,13 @@ SQLRETURN CStatement::BindParameter(int number, int io_type, int c_type, int sql
         parameters_.resize(size);
     }
     auto& place = parameters_[size - 1];
-    auto replaced =
-        std::exchange(place, std::make_unique<CParameter>(this, number, io_type, c_type, sql_type,
-                                                          column_size, decimal_digits, length));
+    retired_.emplace_back();
+    place.swap(retired_.back());
+    place = std::make_unique<CParameter>(this, number, io_type, c_type, sql_type, column_size,
+                                         decimal_digits, length);
     const SQLRETURN code = place->Bind();
-    if (!Succeeded(code)) {
-        retired_.push_back(std::move(replaced));
+    if (Succeeded(code)) {
+        retired_.pop_back();
     }
     return code;
 }
