@@ -91,16 +91,21 @@ TEST(Tool, ExitCodesTellWhatFailed)
         {memory + "-c 'SELECT ?'", 1, "unbound parameters"},
         {memory + "-c 'SELECT 1 WHERE 1 = 0' --get /nowhere", 1, "no row"},
         {memory + "-c 'CREATE TABLE t(a)' --get /nowhere", 1, "no result"},
-        {memory + select + "--get /no/such/file", 1, "/no/such/file.part"},
+        {memory + select + "--get /no/such/file", 1, "/no/such/file: No such file"},
         {memory + "call", 2, "the name of an entry"},
         {memory + "call Nonsense", 2, "no entry has the name Nonsense"},
         {memory + "call Execute", 2, "Execute takes 1 inputs, not 0: its signature is bP"},
         {memory + "call Transact @connection x", 2, "x is not a whole number"},
         {memory + "call GetUV then", 2, "behind the last"},
+        {memory + "call Test NULL", 0, "trace: Test  \"\"\n"},
+        {"call GetUV then Execute @statement", 2, "there is no connection"},
+        {memory + "-c 'SELECT ?, ?' -p 1", 1, "has 2 markers, and 1 value is given"},
+        {memory + "-c 'SELECT 1' -p 1 -p 2", 1, "has 0 markers, and 2 values are given"},
+        {memory + select + "--null= ", 0, "(1 row)"},
+        {memory + select + "--get=", 1, "No such file"},
         {memory + "call PutData @statement '[5'", 2, "[5 is not a list in brackets"},
         {memory + "call PutData @statement '[five]'", 2, "five is no number, NULL or text"},
         {memory + "call PutData @statement '0x0'", 2, "hexadecimal"},
-        {"call Execute @statement", 2, "there is no connection"},
         {memory + select + "--nonsense", 2, "--nonsense"},
         {"-d 'DRIVER={SQLite3};Database=" + std::string(250, 'x') + "' " + select, 2, "254"},
         {memory + select + "--library /nowhere.so", 3, "/nowhere.so"},
@@ -150,7 +155,7 @@ TEST(Tool, GivesMarkersTheirValues)
     const std::string sql =
         "-c \"SELECT ? AS a, ? AS b, ? AS c, typeof(?) AS d, typeof(?) AS e, "
         "typeof(?) AS f, typeof(?) AS g\" "
-        "-p 'Ω é' -p NULL -p '' -p 5000000000 -p 0.5 -p '\\5' -p 007";
+        "-p 'Ω é' -p NULL -p '' -p 5000000000 -p 1.50 -p '\\5' -p 007";
     for (const char* mode : {" -u ", " "}) {
         EXPECT_EQ(RunTool(kMemory + std::string(mode) + sql).data,
                   "a   | b    | c | d       | e    | f    | g\n"
@@ -180,10 +185,20 @@ TEST_F(ToolFiles, CarriesFilesThereAndBack)
     EXPECT_EQ(get("SELECT note FROM t WHERE id = 1"), "é\n");
     EXPECT_EQ(get("SELECT ''"), "");
     EXPECT_EQ(get("SELECT NULL"), "");
+    Sql("INSERT INTO t(id, note) VALUES (3, ?)", "--put " + large);
+    EXPECT_TRUE(get("SELECT note FROM t WHERE id = 3") == bytes) << "bytes in a text column";
+    Sql("DELETE FROM t WHERE id = 3");
+    std::filesystem::create_symlink(File("out"), File("link"));
+    Sql("SELECT 'linked'", "--get " + File("link"));
+    EXPECT_EQ(Slurp(File("out")), "linked");
+    EXPECT_TRUE(std::filesystem::is_symlink(File("link")));
+    Sql("SELECT 'x'", "--get /dev/null");
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    EXPECT_EQ(Tool("-c 'INSERT INTO t(id) VALUES (9) RETURNING id' --get /no/such").exit_code, 1);
     const std::string empty = Written("empty", "");
     EXPECT_EQ(Tool("-c 'INSERT INTO t(data) VALUES (?)' --put " + empty).exit_code, 1);
     EXPECT_EQ(Tool("-c 'SELECT missing' --get " + File("out")).exit_code, 1);
-    EXPECT_EQ(Slurp(File("out")), "") << "what was there is not lost to a failure";
+    EXPECT_EQ(Slurp(File("out")), "linked") << "what was there is not lost to a failure";
     EXPECT_EQ(Sql("SELECT count(*) FROM t"), "       2\n");
 }
 
@@ -205,19 +220,24 @@ TEST_F(ToolFiles, ImportsAllRecordsOrNone)
         "9007199254740993 |          | NULL\n"
         "               3 | NULL     | 7\n";
     EXPECT_EQ(Sql("SELECT id, name, \\\"a b\\\" FROM t", "--null NULL"), rows + rows);
+    Sql("CREATE TABLE bytes(b BLOB)");
+    EXPECT_EQ(Tool("--import " + Written("b.csv", "b\nabc\n\"\xFF\"\n") + " bytes").exit_code, 0);
+    EXPECT_EQ(Sql("SELECT hex(b) FROM bytes"), "616263\nFF\n");
     const std::string before = Sql("SELECT count(*) FROM t");
     struct Case {
         std::string file;
         const char* message;
     };
     const Case cases[] = {
-        {"id,name\n5,x\n6\n", "record 3 has 1 fields where 2 columns are named"},
-        {"id,title\n5,x\n", "t has no column title"},
+        {"id,name\n5,x\n6\n", "record 3 has not as many fields (1) as columns are named (2)"},
+        {"id,title\n5,x\n", "t has no column \"title\""},
         {"id,name\n5,x\n,y\n", "record 3: Execute failed"},
         {"id,name\n5,x\n6,a\"b\n", "record 3: a quote that does not belong there"},
         {"id,name\n5,x\n6,\"b\n", "record 3: a quote that does not belong there"},
         {"id,name\n5," + std::string(70'000, 'x'), "record 2: parameter 2: a value of more than"},
         {"", "no record with the names of columns"},
+        {"id,ID\n5,6\n", "two fields are for the column id"},
+        {std::string("id,name\n5,a\0b\n", 14), "record 2: a zero byte"},
     };
     for (const Case& c : cases) {
         const Finished bad = Tool("--import " + Written("bad.csv", c.file) + " t");
@@ -257,7 +277,20 @@ TEST_F(ToolFiles, CallsAnyEntry)
               "GetParameter\n  \"it's\"\n  06 01 69 74 27 73\nGetData\n  (nothing)\n");
     EXPECT_EQ(values.exit_code, 1) << "a C type that is not served";
     EXPECT_NE(values.messages.find("WasError -27"), std::string::npos);
-    const Finished failed = call("Prepare @statement 'SELECT missing'");
+    const Finished late = call(
+        "Prepare @statement 'INSERT INTO t(name) VALUES (?)' then "
+        "BindParameter @statement 1 1 -2 -4 2 0 -102 then Execute @statement then "
+        "ParamData @statement then PutData @statement 0x4142 then ParamData @statement then "
+        "MoreResults @statement then GetDataEx @statement 1 -2 60000000 then "
+        "DropStatement @statement then Prepare @statement 'SELECT 1'");
+    EXPECT_NE(late.data.find("Execute: result 99\n"), std::string::npos);
+    EXPECT_NE(late.data.find("DropStatement: result 0\nPrepare: result 0\n"), std::string::npos);
+    EXPECT_EQ(call("Prepare @statement 'SELECT 1' then Execute @statement then Fetch @statement "
+                   "then Fetch @statement then MoreResults @statement")
+                  .exit_code,
+              0)
+        << "that nothing is left is no failure";
+    const Finished failed = call("Prepare @statement 'SELECT missing' then GetUV");
     EXPECT_EQ(failed.exit_code, 1);
     EXPECT_NE(failed.messages.find("no such column: missing"), std::string::npos);
     const Finished alone = RunTool(

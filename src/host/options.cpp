@@ -61,6 +61,7 @@ extern "C" int GetGTWVersion(int* value)
 
 extern "C" int Test(const char* text)
 {
-    WriteHostLog("1", "Test", text, static_cast<int>(std::strlen(text)));
+    const char* shown = text != nullptr ? text : "";
+    WriteHostLog("1", "Test", shown, static_cast<int>(std::strlen(shown)));
     return 0;
 }

@@ -13,13 +13,23 @@
 
 namespace {
 
-constexpr std::string_view kOutputs = "BSJNP";
 constexpr std::string_view kConnection = "@connection";
 constexpr std::string_view kStatement = "@statement";
 
 bool IsInput(char letter)
 {
-    return kOutputs.find(letter) == std::string_view::npos;
+    return !IsOutput(letter);
+}
+
+bool MakesConnection(std::string_view name)
+{
+    return name.find("Connect") != std::string_view::npos && !name.starts_with("Set");
+}
+
+// Whether an entry tells of the call before it, whose error state has to be left as it is.
+bool ReadsErrors(std::string_view name)
+{
+    return name == "WasError" || name == "GetLastSQLCode" || name == "GetSQLErrors";
 }
 
 char OutputLetter(const ORVEL_ZFE& entry)
@@ -42,7 +52,7 @@ Content ContentOf(std::string_view name)
     if (name.starts_with("GetData")) {
         return Content::kData;
     }
-    if (name.find("Connect") != std::string_view::npos || name == "AllocStatement") {
+    if (MakesConnection(name) || name == "AllocStatement") {
         return Content::kHandle;
     }
     const bool holds_lists =
@@ -164,6 +174,11 @@ struct Caller::Call {
         return {ValueInput(letter, word), ""};
     }
 
+    bool Names(std::string_view handle) const
+    {
+        return std::ranges::find(inputs, handle, &Input::handle_name) != inputs.end();
+    }
+
     const ORVEL_ZFE& entry;
     std::vector<Input> inputs;
 };
@@ -171,6 +186,7 @@ struct Caller::Call {
 std::vector<Caller::Call> Caller::Worded(const std::vector<std::string>& words) const
 {
     std::vector<Call> calls;
+    bool has_connection = !connection_.empty();
     for (auto word = words.begin(); word != words.end();) {
         const auto end = std::find(word, words.end(), "then");
         const ORVEL_ZFE* entry = word != end ? gateway_.Find(*word) : nullptr;
@@ -184,7 +200,11 @@ std::vector<Caller::Call> Caller::Worded(const std::vector<std::string>& words) 
             throw UsageError(fmt::format("{} takes {} inputs, not {}: its signature is {}", *word,
                                          inputs, end - word - 1, signature));
         }
-        calls.emplace_back(*entry, word + 1);
+        const Call& call = calls.emplace_back(*entry, word + 1);
+        if (!has_connection && (call.Names(kConnection) || call.Names(kStatement))) {
+            throw UsageError(*word + ": there is no connection; name a data source with -d");
+        }
+        has_connection = has_connection || MakesConnection(*word);
         if (end != words.end() && end + 1 == words.end()) {
             throw UsageError("no call comes behind the last \"then\"");
         }
@@ -193,12 +213,10 @@ std::vector<Caller::Call> Caller::Worded(const std::vector<std::string>& words) 
     return calls;
 }
 
+// Empty where the call that was to make it did not, or it is gone.
 const std::string& Caller::Handle(const std::string& name)
 {
-    if (connection_.empty()) {
-        throw UsageError(name + ": there is no connection; name a data source with -d");
-    }
-    if (name == kConnection) {
+    if (name == kConnection || connection_.empty()) {
         return connection_;
     }
     if (statement_.empty()) {
@@ -207,12 +225,21 @@ const std::string& Caller::Handle(const std::string& name)
     return statement_;
 }
 
-// A handle that a call made is the one that later words name.
-void Caller::KeepHandle(const ORVEL_ZFE& entry, const Reply& reply)
+// A handle that a call made is the one that later words name, until a call ends it.
+void Caller::FollowHandles(const ORVEL_ZFE& entry, const Reply& reply)
 {
     const std::string_view name = entry.name;
-    if (ContentOf(name) == Content::kHandle && OutputLetter(entry) == 'B' && reply.length != 0) {
-        (name == "AllocStatement" ? statement_ : connection_) = reply.Bytes();
+    const bool is_ended = reply.code == ORVEL_SUCCESS || reply.code == ORVEL_SUCCESS_WITH_INFO;
+    if (name == "AllocStatement") {
+        statement_ = reply.Bytes();
+    } else if (name == "DropStatement" && is_ended) {
+        statement_.clear();
+    } else if ((name == "Disconnect" || name == "RemoveConnection") && is_ended) {
+        connection_.clear();
+        statement_.clear();
+    } else if (MakesConnection(name)) {
+        connection_ = reply.Bytes();
+        statement_.clear();
     }
 }
 
@@ -238,23 +265,28 @@ void Caller::ShowOutput(const ORVEL_ZFE& entry, const Reply& reply) const
     std::fflush(data_);  // in its place among the messages
 }
 
-// Only after the last call are the diagnostics read: that clears the error state, which the next
-// call may be there to ask for.
-bool Caller::ShowErrors(bool is_last) const
+// The diagnostics are those of the handles that the call named. Reading them clears the error
+// state, so they are left where the next call asks for it.
+bool Caller::ShowErrors(const Call& call, const Reply& reply, bool reads_errors) const
 {
     const std::int32_t flags = gateway_.Call("WasError").code;
     const std::int32_t code = gateway_.Call("GetLastSQLCode").code;
     std::fputs(fmt::format("error state: WasError {}, GetLastSQLCode {}\n", flags, code).c_str(),
                messages_);
-    if (flags != ORVEL_WAS_SUCCESS && flags != ORVEL_WAS_NO_DATA && is_last) {
-        for (const std::string& line : DiagnosticLines(gateway_, connection_, statement_)) {
+    if (flags == ORVEL_WAS_SUCCESS || flags == ORVEL_WAS_NO_DATA) {
+        return true;
+    }
+    if (!reads_errors) {
+        const std::string& statement = call.Names(kStatement) ? statement_ : std::string();
+        for (const std::string& line : DiagnosticLines(gateway_, connection_, statement)) {
             std::fputs((Printable(line) + "\n").c_str(), messages_);
         }
     }
-    return flags == ORVEL_WAS_SUCCESS || flags == ORVEL_WAS_NO_DATA;
+    return flags == ORVEL_WAS_ERROR &&
+           (reply.code == ORVEL_NEED_DATA || reply.code == ORVEL_NO_DATA || code == ORVEL_NO_DATA);
 }
 
-bool Caller::Carry(const Call& call, bool is_last)
+bool Caller::Carry(const Call& call, bool reads_errors)
 {
     std::vector<Argument> inputs;
     for (const auto& [value, handle_name] : call.inputs) {
@@ -263,9 +295,9 @@ bool Caller::Carry(const Call& call, bool is_last)
     const Reply reply = gateway_.Call(call.entry.name, inputs);
     auto& on_record = HostServices::Instance().on_record;
     const auto show_record = std::exchange(on_record, nullptr);  // what follows nobody asked for
-    KeepHandle(call.entry, reply);
     ShowOutput(call.entry, reply);
-    const bool is_good = ShowErrors(is_last);
+    const bool is_good = ShowErrors(call, reply, reads_errors);
+    FollowHandles(call.entry, reply);
     on_record = show_record;
     return is_good;
 }
@@ -275,8 +307,9 @@ bool Caller::Run(const std::vector<std::string>& words)
     const auto calls = Worded(words);
     gateway_.Call("SetLogOption", {1});
     bool is_good = true;
-    for (const Call& call : calls) {
-        is_good = Carry(call, &call == &calls.back()) && is_good;
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        const bool reads_errors = i + 1 < calls.size() && ReadsErrors(calls[i + 1].entry.name);
+        is_good = Carry(calls[i], reads_errors) && is_good;
     }
     return is_good;
 }

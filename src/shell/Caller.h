@@ -11,7 +11,7 @@
 /// error state and the trace as messages.
 ///
 /// The words of a call are the entry's name and its inputs, in the order of its signature:
-///   i   a whole number, decimal or hexadecimal (0x..)
+///   i   a whole number of 32 bits, decimal or hexadecimal (0x..)
 ///   c   text, or NULL for no text at all
 ///   b   text; [..], a list; 0x.., bytes; @connection or @statement, a handle; NULL, nothing
 ///   j   as b
@@ -27,7 +27,8 @@ public:
     Caller(const Caller&) = delete;
     Caller& operator=(const Caller&) = delete;
 
-    /// Returns whether no call left an error behind. Throws UsageError before the first call.
+    /// Returns whether no call failed; that data is wanted or that none is left is no failure.
+    /// Throws UsageError before the first call.
     bool Run(const std::vector<std::string>& words);
 
 private:
@@ -35,10 +36,10 @@ private:
 
     std::vector<Call> Worded(const std::vector<std::string>& words) const;
     const std::string& Handle(const std::string& name);
-    void KeepHandle(const ORVEL_ZFE& entry, const Reply& reply);
-    bool Carry(const Call& call, bool is_last);
+    void FollowHandles(const ORVEL_ZFE& entry, const Reply& reply);
+    bool Carry(const Call& call, bool reads_errors);
     void ShowOutput(const ORVEL_ZFE& entry, const Reply& reply) const;
-    bool ShowErrors(bool is_last) const;
+    bool ShowErrors(const Call& call, const Reply& reply, bool reads_errors) const;
 
     const Gateway& gateway_;
     bool is_hex_;

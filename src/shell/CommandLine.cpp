@@ -1,6 +1,7 @@
 #include "shell/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 
 #include "shell/version.h"
@@ -74,21 +75,45 @@ void CheckTogether(const CommandLine& command, bool calls)
     if (calls && command.call.empty()) {
         throw CLI::ValidationError("call: the name of an entry is required");
     }
-    const bool needs_one = !command.markers.empty() || !command.get_file.empty();
+    const bool needs_one = !command.markers.empty() || command.get_file;
     if (needs_one && command.statements.size() != 1) {
         throw CLI::ValidationError("--parameter, --put and --get are for a single --command");
     }
 }
 
 constexpr char kFooter[] =
-    "Rows and results of calls go to stdout, all else to stderr. Exit codes: 0; 1 SQL error, or a\n"
-    "call left an error behind; 2 wrong usage; 3 the gateway can't be loaded; 4 the connection\n"
-    "failed.\n";
+    "Rows and results of calls go to stdout, all else to stderr. Exit codes: 0; 1 SQL error, a "
+    "file\n"
+    "that can't be read or written, or a call that failed; 2 wrong usage; 3 the gateway can't be\n"
+    "loaded; 4 the connection failed.\n";
 
 constexpr char kCallHelp[] =
     "Call entries of the gateway: NAME INPUT..., several parted by \"then\". An input is a\n"
     "number, text, NULL, a list [5, 'text', u'text', NULL], bytes 0x0304, or the handle\n"
     "@connection or @statement.";
+
+}  // namespace
+
+namespace {
+
+// The words in reverse order, as the parser takes them, a value of none (--null=) as one of its
+// own.
+std::vector<std::string> Reversed(int count, const char* const* words)
+{
+    std::vector<std::string> reversed;
+    bool are_options = true;
+    for (int i = 1; i < count; ++i) {
+        const std::string word = words[i];
+        are_options = are_options && word != "call";
+        const bool has_no_value = are_options && word.starts_with("--") && word.ends_with('=');
+        reversed.push_back(has_no_value ? word.substr(0, word.size() - 1) : word);
+        if (has_no_value) {
+            reversed.emplace_back();
+        }
+    }
+    std::ranges::reverse(reversed);
+    return reversed;
+}
 
 }  // namespace
 
@@ -120,7 +145,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
     call->add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
     app.footer(kFooter);
     try {
-        app.parse(count, words);
+        app.parse(Reversed(count, words));
         command.markers = markers.Markers();
         command.call = call->remaining();
         CheckTogether(command, call->parsed());

@@ -15,8 +15,8 @@ struct CommandLine {
     std::string library;  // empty: the one beside the program, or else the loader's
 
     std::vector<std::string> statements;
-    std::vector<Marker> markers;  // of the one statement, in the order of their words
-    std::string get_file;         // empty: rows are printed
+    std::vector<Marker> markers;          // of the one statement, in the order of their words
+    std::optional<std::string> get_file;  // nothing: rows are printed
     std::string null_text = "NULL";
 
     std::vector<std::string> import;  // a file and a table, or nothing

@@ -87,5 +87,11 @@ std::optional<CsvReader::Record> CsvReader::Next()
     Record record = std::move(complete_.front());
     complete_.pop_front();
     ++number_;
+    for (const Field& field : record) {
+        if (field && field->find('\0') != std::string::npos) {
+            throw CsvError(fmt::format("{}: record {}: a zero byte, at which a value would end",
+                                       file_, number_));
+        }
+    }
     return record;
 }

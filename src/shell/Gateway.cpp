@@ -18,16 +18,14 @@ namespace {
 constexpr std::string_view kInputs = "cbsij";
 constexpr std::string_view kOutputs = "BSJNP";
 
+// The least that an output long string has room for, in units.
+constexpr std::size_t kLeastUnits = 2;
+
 // Room for the largest output there is: 65,535 diagnostic records of 600 bytes. Only pages that are
 // written to become memory.
 constexpr std::size_t kOutputSize = std::size_t{65'536} * 600;
 
 constexpr std::size_t kHandleSize = 8;
-
-bool IsOutput(char letter)
-{
-    return kOutputs.find(letter) != std::string_view::npos;
-}
 
 // A counted argument: the length word, the data, and zeros as far as an entry may read: 8 bytes of
 // a handle, 4 bytes a character of a name that goes out as a wide one.
@@ -96,12 +94,17 @@ public:
             AddPointer(&reply_.code);
             return;
         }
-        reply_.area_.reset(static_cast<char*>(std::calloc(kOutputSize, 1)));
+        const bool is_long_string = letter == 'J' || letter == 'N';
+        reply_.unit_ = letter == 'S' || letter == 'N' ? 2 : 1;
+        // A long string's units are asked for by the integer before it.
+        reply_.size_ = is_long_string
+                           ? std::max(kOutputSize, (asked_for_ + kLeastUnits) * reply_.unit_)
+                           : kOutputSize;
+        reply_.area_.reset(static_cast<char*>(std::calloc(reply_.size_, 1)));
         if (reply_.area_ == nullptr) {
             throw std::bad_alloc();
         }
-        reply_.size_ = kOutputSize;
-        if (letter == 'J' || letter == 'N') {
+        if (is_long_string) {
             output_string_.text = reply_.area_.get();
             AddPointer(&output_string_);
         } else {
@@ -109,7 +112,6 @@ public:
             reply_.size_ -= reply_.offset_;
             AddPointer(reply_.area_.get());
         }
-        reply_.unit_ = letter == 'S' || letter == 'N' ? 2 : 1;
     }
 
     Reply Call(orvel_function function)
@@ -154,6 +156,7 @@ private:
 
     void AddInteger(int32_t integer)
     {
+        asked_for_ = static_cast<std::size_t>(std::max(integer, 0));
         types_.push_back(&ffi_type_sint32);
         values_.push_back({.integer = integer});
     }
@@ -177,6 +180,7 @@ private:
     std::deque<std::string> texts_;
     std::deque<LongString> long_strings_;
     ORVEL_EXSTR output_string_{};
+    std::size_t asked_for_ = 0;
     Reply reply_;
     std::vector<ffi_type*> types_;
     std::vector<Value> values_;
@@ -190,6 +194,11 @@ void Reply::Free::operator()(char* area) const
 std::string_view Reply::List() const
 {
     return Area().substr(0, ListLength(Area(), static_cast<uint16_t>(length)));
+}
+
+bool IsOutput(char letter)
+{
+    return kOutputs.find(letter) != std::string_view::npos;
 }
 
 void Gateway::Unload::operator()(void* library) const

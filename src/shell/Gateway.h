@@ -24,6 +24,9 @@ struct CallError : std::runtime_error {
 /// nothing or text; b and j text; s 2-byte characters; i an integer.
 using Argument = std::variant<std::monostate, int32_t, std::string, std::u16string>;
 
+/// Whether a letter of a signature is an output.
+bool IsOutput(char letter);
+
 /// What an entry gave back.
 class Reply {
 public:

@@ -30,7 +30,6 @@ struct ListElement {
     unsigned char type = kNoValue;
     std::string_view payload;
 
-    bool IsString() const { return type == kBytes || type == kUnits; }
     bool IsInteger() const { return type == kNonNegative || type == kNegative; }
 
     /// The value of an integer; throws ListError for another type or more than 8 bytes.

@@ -76,17 +76,12 @@ ORVEL_EXSTR HostServices::NewLongString(const std::string& text)
 
 void HostServices::ReleaseLongString(ORVEL_EXSTR* string)
 {
-    FreeText(*string);
+    std::free(string->text);
+    *string = {0, nullptr};
     --Instance().long_strings_out_;
 }
 
 char* HostServices::AllocLongString(void* /*scratch*/, uint16_t length)
 {
     return static_cast<char*>(std::malloc(std::size_t{length} + 1));
-}
-
-void HostServices::FreeText(ORVEL_EXSTR& string)
-{
-    std::free(string.text);
-    string = {0, nullptr};
 }

@@ -35,9 +35,6 @@ public:
     /// Long strings made and not yet taken back: 0 between calls.
     int LongStringsOut() const { return long_strings_out_; }
 
-    /// Frees the text of an output long string, which AllocLongString or the caller made.
-    static void FreeText(ORVEL_EXSTR& string);
-
 private:
     HostServices() = default;
 

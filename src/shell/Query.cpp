@@ -36,6 +36,8 @@ constexpr std::int32_t kInput = 1;
 constexpr std::int32_t kCharacterCType = 1;
 constexpr std::int32_t kBinaryCType = -2;
 enum SqlType : std::int32_t {
+    kLongVarcharType = -1,
+    kCharType = 1,
     kIntegerType = 4,
     kDoubleType = 8,
     kVarcharType = 12,
@@ -103,8 +105,8 @@ Cell CellOf(const ListElement& item, bool wide_rows)
     const bool is_wide = item.type == ListElement::kUnits;
     const bool is_empty = !is_wide && item.payload == std::string_view("\0", 1);
     cell.text = is_empty ? "" : item.Text();
-    // Where values come as 2-byte strings, no value looks like this.
-    cell.unreadable = wide_rows && !is_wide && *cell.text == "<ERROR>";
+    // Where values come as 2-byte strings, no value looks like this; elsewhere one may.
+    cell.unreadable = !(wide_rows && is_wide) && *cell.text == "<ERROR>";
     const std::size_t characters = is_wide ? item.payload.size() / 2 : 0;
     // Zeros behind a value fill what iODBC counted and nobody wrote of a value that was cut.
     const auto last = cell.text->find_last_not_of('\0');
@@ -121,8 +123,7 @@ Column ColumnOf(std::string_view description)
     if (items.size() != kItems) {
         throw ListError("a column description of " + std::to_string(items.size()) + " items");
     }
-    return {items[0].Text(),    items[1].Integer(), items[2].Integer(),
-            items[3].Integer(), items[4].Integer(), items[5].Text()};
+    return {items[0].Text(), items[1].Integer(), items[2].Integer(), items[3].Integer()};
 }
 
 }  // namespace
@@ -131,6 +132,11 @@ bool Column::IsNumeric() const
 {
     // SQL_NUMERIC to SQL_DOUBLE, SQL_BIGINT and SQL_TINYINT.
     return (sql_type >= 2 && sql_type <= 8) || sql_type == -5 || sql_type == -6;
+}
+
+bool Column::IsBinary() const
+{
+    return sql_type == kBinaryType || sql_type == kVarbinaryType || sql_type == kLongVarbinaryType;
 }
 
 Query::Query(const Session& session, const std::string& sql, ResultSink& sink)
@@ -210,6 +216,10 @@ void Query::BindOne(std::size_t number, std::int32_t c_type, std::int32_t sql_ty
 
 void Query::Bind(const std::vector<Marker>& markers)
 {
+    if (markers.empty()) {
+        return;  // a driver finds out by itself what is missing
+    }
+    CheckMarkers(markers.size());
     const auto form = session_.WideParameters() ? TextForm::kUnits : TextForm::kBytes;
     for (std::size_t number = 1; number <= markers.size(); ++number) {
         const auto& [word, is_file] = markers[number - 1];
@@ -224,12 +234,31 @@ void Query::Bind(const std::vector<Marker>& markers)
     }
 }
 
+// A driver may not count them.
+void Query::CheckMarkers(std::size_t given) const
+{
+    const Reply reply = Call("DescribeParameters");
+    const auto list = DecodeList(reply.List());
+    if (list.empty()) {
+        return;
+    }
+    const std::int64_t markers = DecodeList(list[0].payload).at(0).Integer();
+    if (markers != static_cast<std::int64_t>(given)) {
+        throw SqlError(fmt::format("the statement has {} {}, and {} {} given", markers,
+                                   markers == 1 ? "marker" : "markers", given,
+                                   given == 1 ? "value is" : "values are"),
+                       {});
+    }
+}
+
 void Query::BindFile(std::size_t number, const std::string& file)
 {
     std::error_code error;
-    const auto size = std::filesystem::file_size(file, error);
-    if (error) {
-        throw SqlError(fmt::format("{}: {}", file, error.message()), {});
+    const bool is_file = std::filesystem::is_regular_file(file, error);
+    const auto size = is_file ? std::filesystem::file_size(file, error) : 0;
+    if (error || !is_file) {
+        throw SqlError(fmt::format("{}: {}", file, error ? error.message() : "not a regular file"),
+                       {});
     }
     if (size == 0) {
         throw SqlError(file + ": an empty file can't be sent, as an empty piece is a NULL", {});
@@ -239,7 +268,7 @@ void Query::BindFile(std::size_t number, const std::string& file)
     const bool is_announced = size <= kMostAnnounced && WantsLengths();
     BindOne(number, kBinaryCType, kLongVarbinaryType, shown,
             kAtExecution - (is_announced ? shown : 0));
-    files_.push_back(file);
+    files_.push_back({file, size});
 }
 
 // Some drivers take no data at execution whose whole length they were not told: SQLite's 0.9998
@@ -258,8 +287,12 @@ void Query::Bind(const std::vector<ParameterShape>& shapes)
     std::vector<ListValue> directions;
     std::vector<ListValue> sizes;
     for (const ParameterShape& shape : shapes) {
+        if (shape.is_binary) {
+            binary_.insert(lengths.size() + 1);
+        }
         lengths.emplace_back(0);
-        types.emplace_back(shape.sql_type);
+        // The one long type for which "BindParameters" chooses the binary C type.
+        types.emplace_back(shape.is_binary ? std::int64_t{kVarbinaryType} : shape.sql_type);
         digits.emplace_back(shape.digits);
         directions.emplace_back(kInput);
         sizes.emplace_back(shape.size);
@@ -279,8 +312,16 @@ void Query::Set(std::size_t number, const ListValue& value)
                                    number, kLongestElement),
                        {});
     }
+    const bool is_binary = binary_.contains(number);
+    if (is_binary) {
+        // SQLite's driver 0.9998 keeps the length of a binary parameter from its first execution
+        // until it is bound anew (tests/tool_test.cpp, ToolFiles.ImportsAllRecordsOrNone).
+        const auto size = static_cast<std::int32_t>(list.size());
+        BindOne(number, kBinaryCType, kVarbinaryType, size, size);
+    }
     const OptionOff off(session_);
-    Check("SetParameter", Call("SetParameter", {list, static_cast<std::int32_t>(number)}).code);
+    const std::string entry = is_binary ? "SetParameterBinary" : "SetParameter";
+    Check(entry, Call(entry, {list, static_cast<std::int32_t>(number)}).code);
 }
 
 std::int32_t Query::ExecuteCode()
@@ -316,23 +357,26 @@ std::int32_t Query::SendFiles()
     }
 }
 
-void Query::SendFile(const std::string& file)
+// Sends as many bytes as were announced, neither more nor fewer.
+void Query::SendFile(const File& file)
 {
-    std::ifstream in(file, std::ios::binary);
-    std::string piece(kPutSize, '\0');
-    std::uint64_t sent = 0;
-    do {
-        in.read(piece.data(), static_cast<std::streamsize>(piece.size()));
-        const auto size = static_cast<std::size_t>(in.gcount());
-        if (in.fail() && !in.eof()) {
-            throw SqlError(fmt::format("{}: {}", file, SystemMessage()), {});
+    std::ifstream in(file.name, std::ios::binary);
+    std::string piece;
+    for (std::uintmax_t sent = 0; sent < file.size; sent += piece.size()) {
+        piece.resize(std::min<std::uintmax_t>(kPutSize, file.size - sent));
+        if (!in.read(piece.data(), static_cast<std::streamsize>(piece.size()))) {
+            throw SqlError(fmt::format("{}: {}", file.name,
+                                       in.eof() ? "it became shorter meanwhile" : SystemMessage()),
+                           {});
         }
-        if (size > 0 && Failed(Call("PutData", {piece.substr(0, size)}).code)) {
-            Fail(fmt::format("{}: the driver refused the data behind byte {}{}", file, sent,
+        if (Failed(Call("PutData", {piece}).code)) {
+            Fail(fmt::format("{}: the driver refused the data behind byte {}{}", file.name, sent,
                              sent > 0 ? "; some drivers take one piece only" : ""));
         }
-        sent += size;
-    } while (in);
+    }
+    if (in.peek() != std::ifstream::traits_type::eof()) {
+        throw SqlError(file.name + ": it became longer meanwhile", {});
+    }
 }
 
 void Query::Run()
@@ -415,6 +459,7 @@ std::size_t Query::PassSomeRows(std::size_t wanted)
 
 std::uint64_t Query::RunIntoFile(const std::string& file)
 {
+    OutputFile out(file);
     Execute();
     const auto columns = Describe();
     if (columns.empty()) {
@@ -425,43 +470,34 @@ std::uint64_t Query::RunIntoFile(const std::string& file)
         throw SqlError("the result has no row to write into a file", {});
     }
     Check("Fetch", fetched);
+    // Bytes as they are of what is text in bytes, too; what is neither is made text by the driver.
     const auto type = columns.front().sql_type;
-    const bool is_binary =
-        type == kBinaryType || type == kVarbinaryType || type == kLongVarbinaryType;
-    const std::string part = file + ".part";
-    std::ofstream out(part, std::ios::binary | std::ios::trunc);
-    try {
-        const std::uint64_t size = ReadPieces(is_binary ? kBinaryCType : kCharacterCType, out);
-        out.close();
-        if (!out) {
-            throw SqlError(fmt::format("{}: {}", part, SystemMessage()), {});
-        }
-        std::filesystem::rename(part, file);
-        return size;
-    } catch (...) {
-        std::remove(part.c_str());
-        throw;
-    }
+    const bool is_bytes = columns.front().IsBinary() || type == kCharType || type == kVarcharType ||
+                          type == kLongVarcharType;
+    const std::uint64_t size = ReadPieces(is_bytes ? kBinaryCType : kCharacterCType, out);
+    out.Keep();
+    return size;
 }
 
-std::uint64_t Query::ReadPieces(std::int32_t c_type, std::ostream& out)
+std::uint64_t Query::ReadPieces(std::int32_t c_type, OutputFile& out)
 {
     std::uint64_t size = 0;
     for (std::int32_t code = ORVEL_SUCCESS_WITH_INFO; code == ORVEL_SUCCESS_WITH_INFO;) {
         const Reply reply = Call("GetDataEx", {1, c_type, kGetSize});
         Flags("GetDataEx");
         code = session_.Library().Call("GetLastSQLCode").code;
-        if (Failed(code) && code != ORVEL_NO_DATA) {
+        auto piece = reply.Bytes();
+        const bool is_stuck = code == ORVEL_SUCCESS_WITH_INFO && piece.empty();
+        if ((Failed(code) && code != ORVEL_NO_DATA) || is_stuck) {
             Fail("GetDataEx failed with code " + std::to_string(code));
         }
-        auto piece = reply.Bytes();
         // Text that was cut ends in its terminator; empty text is a terminator alone.
         const bool has_terminator =
             code == ORVEL_SUCCESS_WITH_INFO || piece == std::string_view("\0", 1);
         if (c_type == kCharacterCType && has_terminator && piece.ends_with('\0')) {
             piece.remove_suffix(1);
         }
-        out.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+        out.Write(piece);
         size += piece.size();
     }
     return size;

@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "shell/HostList.h"
+#include "shell/OutputFile.h"
 #include "shell/Session.h"
 
 /// A result column, as "DescribeColumns" tells it.
@@ -16,17 +18,16 @@ struct Column {
     std::int64_t sql_type = 0;
     std::int64_t size = 0;
     std::int64_t digits = 0;
-    std::int64_t nullable = 0;
-    std::string type_name;
 
     bool IsNumeric() const;
+    bool IsBinary() const;
 };
 
 /// A value of a row.
 struct Cell {
     std::optional<std::string> text;  // in UTF-8; nothing for NULL
     bool may_be_cut = false;          // it is as long as a row entry delivers
-    bool unreadable = false;          // the driver failed on it
+    bool unreadable = false;          // the driver failed on it, or it looks as if
 };
 
 using Row = std::vector<Cell>;
@@ -58,6 +59,7 @@ struct ParameterShape {
     std::int64_t sql_type = 0;
     std::int64_t size = 0;
     std::int64_t digits = 0;
+    bool is_binary = false;
 };
 
 /// A prepared statement, dropped with this object. Whatever fails throws SqlError.
@@ -72,7 +74,8 @@ public:
     /// once.
     void Bind(const std::vector<Marker>& markers);
 
-    /// Describes every parameter at once, for values that Set brings later.
+    /// Describes every parameter at once, for values that Set brings later. Those of binary types
+    /// take their bytes as they are.
     void Bind(const std::vector<ParameterShape>& shapes);
 
     /// Stores the value of a parameter, numbered from 1, for this execution and those after it.
@@ -88,10 +91,15 @@ public:
     std::vector<Column> Describe() const;
 
     /// Executes and writes the first column of the first row into a file, piece by piece. Returns
-    /// its bytes. A file of that name is replaced once all have come.
+    /// its bytes. Throws FileError, too.
     std::uint64_t RunIntoFile(const std::string& file);
 
 private:
+    struct File {
+        std::string name;
+        std::uintmax_t size = 0;
+    };
+
     Reply Call(const std::string& entry, const std::vector<Argument>& rest = {}) const;
     [[noreturn]] void Fail(const std::string& what) const;
     std::int32_t Flags(const std::string& entry) const;
@@ -100,17 +108,19 @@ private:
     void BindOne(std::size_t number, std::int32_t c_type, std::int32_t sql_type, std::int32_t size,
                  std::int32_t length);
     std::int32_t ExecuteCode();
+    void CheckMarkers(std::size_t given) const;
     void BindFile(std::size_t number, const std::string& file);
     bool WantsLengths() const;
     std::int32_t SendFiles();
-    void SendFile(const std::string& file);
+    void SendFile(const File& file);
     void PassResult();
     void PassRows(std::size_t columns);
     std::size_t PassSomeRows(std::size_t wanted);
-    std::uint64_t ReadPieces(std::int32_t c_type, std::ostream& out);
+    std::uint64_t ReadPieces(std::int32_t c_type, OutputFile& out);
 
     const Session& session_;
     ResultSink& sink_;
-    std::deque<std::string> files_;  // that the driver is still to ask for
+    std::deque<File> files_;        // that the driver is still to ask for
+    std::set<std::size_t> binary_;  // numbers of the parameters that take bytes as they are
     std::string handle_;
 };

@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <set>
 
 #include "shell/CsvReader.h"
 #include "shell/words.h"
@@ -37,7 +38,7 @@ const Column& ColumnNamed(const std::vector<Column>& columns, const std::string&
         });
     }
     if (found == columns.end()) {
-        throw SqlError(fmt::format("{} has no column {}", table, name), {});
+        throw SqlError(fmt::format("{} has no column \"{}\"", table, name), {});
     }
     return *found;
 }
@@ -65,21 +66,30 @@ Insertion InsertionOf(const Session& session, const std::string& table,
     Insertion insertion;
     std::string names;
     std::string markers;
+    std::set<std::string> named;
     for (const CsvReader::Field& title : titles) {
         const Column& column = ColumnNamed(columns, title.value_or(""), table);
+        if (!named.insert(column.name).second) {
+            throw SqlError("two fields are for the column " + column.name, {});
+        }
         names += (names.empty() ? "" : ", ") + Quoted(column.name, quote_text);
         markers += markers.empty() ? "?" : ", ?";
-        insertion.parameters.push_back(
-            {column.sql_type, std::max<std::int64_t>(column.size, 1), column.digits});
+        insertion.parameters.push_back({column.sql_type, std::max<std::int64_t>(column.size, 1),
+                                        column.digits, column.IsBinary()});
     }
     insertion.sql = fmt::format("INSERT INTO {} ({}) VALUES ({})", table, names, markers);
     return insertion;
 }
 
-void InsertRow(Query& insert, const CsvReader::Record& record, TextForm form)
+void InsertRow(Query& insert, const CsvReader::Record& record,
+               const std::vector<ParameterShape>& parameters, TextForm form)
 {
     for (std::size_t i = 0; i < record.size(); ++i) {
-        insert.Set(i + 1, record[i] ? TextValue(*record[i], form) : ListValue());
+        const auto& field = record[i];
+        const bool is_binary = parameters[i].is_binary;
+        insert.Set(i + 1, !field      ? ListValue()
+                          : is_binary ? ListValue(*field)
+                                      : TextValue(*field, form));
     }
     insert.Execute();
 }
@@ -102,14 +112,17 @@ std::size_t ImportCsv(const Session& session, const std::string& file, const std
     std::size_t rows = 0;
     while (const auto record = reader.Next()) {
         if (record->size() != titles->size()) {
-            throw CsvError(fmt::format("{}: record {} has {} fields where {} columns are named",
-                                       file, reader.Number(), record->size(), titles->size()));
+            throw CsvError(
+                fmt::format("{}: record {} has not as many fields ({}) as columns are named ({})",
+                            file, reader.Number(), record->size(), titles->size()));
         }
         try {
-            InsertRow(insert, *record, form);
+            InsertRow(insert, *record, insertion.parameters, form);
         } catch (const SqlError& error) {
             throw SqlError(fmt::format("{}: record {}: {}", file, reader.Number(), error.what()),
                            error.diagnostics);
+        } catch (const UsageError& error) {
+            throw CsvError(fmt::format("{}: record {}: {}", file, reader.Number(), error.what()));
         }
         on_progress(++rows);
     }

@@ -29,7 +29,7 @@ constexpr char kLibraryName[] = "liborvelgw.so";
 
 void Complain(std::string_view what)
 {
-    std::fprintf(stderr, "orvelgw: %.*s\n", static_cast<int>(what.size()), what.data());
+    std::fprintf(stderr, "orvelgw: %s\n", Printable(what).c_str());
 }
 
 // The gateway converts text by the process locale. Of the user's locale only LC_CTYPE is taken:
@@ -66,7 +66,7 @@ void Report(const SqlError& error)
 {
     Complain(error.what());
     for (const std::string& line : error.diagnostics) {
-        std::fprintf(stderr, "%s\n", line.c_str());
+        std::fprintf(stderr, "%s\n", Printable(line).c_str());
     }
 }
 
@@ -97,13 +97,14 @@ void RunStatements(const Session& session, const CommandLine& command, ResultSin
     for (const std::string& statement : command.statements) {
         Query query(session, statement, sink);
         query.Bind(command.markers);
-        if (command.get_file.empty()) {
+        if (!command.get_file) {
             query.Run();
-        } else {
-            const auto size = query.RunIntoFile(command.get_file);
-            std::fprintf(stderr, "(%ju %s written to %s)\n", static_cast<std::uintmax_t>(size),
-                         size == 1 ? "byte" : "bytes", command.get_file.c_str());
+            continue;
         }
+        const auto size = query.RunIntoFile(*command.get_file);
+        std::fprintf(stderr, "(%ju %s written to %s%s)\n", static_cast<std::uintmax_t>(size),
+                     size == 1 ? "byte" : "bytes", command.get_file->c_str(),
+                     size == 0 ? ": NULL, or an empty value" : "");
     }
 }
 

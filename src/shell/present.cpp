@@ -34,12 +34,10 @@ bool IsControl(utf8proc_int32_t point)
 std::string Quoted(std::string_view text)
 {
     std::string quoted = "\"";
-    for (const char c : Printable(text)) {
-        if (c == '"') {
-            quoted.push_back('\\');
-        }
-        quoted.push_back(c);
-    }
+    EachCharacter(text, [&](std::string_view bytes, utf8proc_int32_t point) {
+        quoted += point == '"' || point == '\\' ? "\\" : "";
+        quoted += Printable(bytes);
+    });
     return quoted + '"';
 }
 
@@ -128,7 +126,8 @@ std::string ListText(std::string_view bytes)
 
 std::string RecordText(const TraceRecord& record)
 {
-    const std::string data = ListText(record.data);
+    const bool is_text = record.level == "1";  // of "Test"
+    const std::string data = is_text ? Quoted(record.data) : ListText(record.data);
     return Printable(record.name) + (data.empty() ? "" : "  " + data);
 }
 
@@ -202,7 +201,7 @@ void TablePrinter::End()
     }
     std::fflush(data_);
     Mention(cut_, "as long as a row brings (1,000 characters or bytes) and perhaps cut");
-    Mention(unreadable_, "not delivered by the driver and shown as <ERROR>");
+    Mention(unreadable_, "read <ERROR>, as does what the driver fails to deliver");
     Say(messages_, "({} {})\n", rows_.size(), rows_.size() == 1 ? "row" : "rows");
 }
 

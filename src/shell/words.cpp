@@ -27,17 +27,21 @@ std::optional<Number> Parsed(std::string_view text, auto... base)
     return error == std::errc() && at == end ? std::optional(number) : std::nullopt;
 }
 
-// A number that reads the same when it is written again; 007 and +5 are text.
+// A whole number that reads the same when it is written again (007 and +5 are text), or digits on
+// both sides of a point, so few that a double holds them all.
 std::optional<ListValue> NumberOf(std::string_view word)
 {
     if (const auto whole = Parsed<std::int64_t>(word); whole && std::to_string(*whole) == word) {
         return *whole;
     }
-    if (const auto number = Parsed<double>(word);
-        number && word.find('.') != std::string_view::npos && fmt::format("{}", *number) == word) {
-        return *number;
-    }
-    return std::nullopt;
+    const auto digits = word.substr(word.starts_with('-') ? 1 : 0);
+    const auto point = digits.find('.');
+    constexpr std::size_t kMostDigits = 15;
+    const bool is_decimal = point != std::string_view::npos && point > 0 &&
+                            point + 1 < digits.size() && digits.size() <= kMostDigits + 1 &&
+                            digits.find_first_not_of("0123456789.") == std::string_view::npos;
+    const auto number = is_decimal ? Parsed<double>(word) : std::nullopt;
+    return number ? std::optional<ListValue>(*number) : std::nullopt;
 }
 
 // The text in quotes at the start of what is left, which it is taken from.
@@ -88,7 +92,12 @@ ListValue TakeItem(std::string_view& left)
 ListValue TextValue(std::string_view text, TextForm form)
 {
     if (form == TextForm::kUnits) {
-        return text.empty() ? std::u16string(1, u'\0') : UnitsFromUtf8(text);
+        auto units = text.empty() ? std::u16string(1, u'\0') : UnitsFromUtf8(text);
+        const std::string_view bytes(reinterpret_cast<const char*>(units.data()), 2 * units.size());
+        if (!text.empty() && Utf8FromUnits(bytes) != text) {
+            throw UsageError(fmt::format("\"{}\" is not UTF-8", text));
+        }
+        return units;
     }
     return text.empty() ? std::string(1, '\0') : std::string(text);
 }
@@ -150,10 +159,12 @@ std::string BytesOf(std::string_view digits)
 std::int32_t IntegerOf(std::string_view word)
 {
     constexpr int kHexadecimal = 16;
-    const auto number = word.starts_with("0x") ? Parsed<std::int32_t>(word.substr(2), kHexadecimal)
-                                               : Parsed<std::int32_t>(word);
-    if (!number) {
-        throw UsageError(fmt::format("{} is not a whole number of 32 bits", word));
+    if (word.starts_with("0x")) {
+        if (const auto bits = Parsed<std::uint32_t>(word.substr(2), kHexadecimal)) {
+            return static_cast<std::int32_t>(*bits);
+        }
+    } else if (const auto number = Parsed<std::int32_t>(word)) {
+        return *number;
     }
-    return *number;
+    throw UsageError(fmt::format("{} is not a whole number of 32 bits", word));
 }

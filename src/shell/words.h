@@ -15,11 +15,12 @@ struct UsageError : std::runtime_error {
 /// How text goes into a list: as it is, in UTF-8, or as 2-byte characters.
 enum class TextForm { kBytes, kUnits };
 
-/// Text as a value. Empty text is one zero, since an empty string is what a NULL looks like.
+/// Text as a value. Empty text is one zero, since an empty string is what a NULL looks like. Throws
+/// UsageError for 2-byte characters of what is not UTF-8.
 ListValue TextValue(std::string_view text, TextForm form);
 
-/// The value of a word: NULL; a whole number of up to 64 bits; a number with a point that a double
-/// holds exactly as written; or text. A backslash in front makes what follows it text, whatever it
+/// The value of a word: NULL; a whole number of 64 bits; a number with a point, of up to 15 digits;
+/// or text. A backslash in front makes what follows it text, whatever it
 /// looks like.
 ListValue ValueOf(std::string_view word, TextForm form);
 
