@@ -12,7 +12,7 @@ using namespace frame;
 
 namespace {
 
-// ---- what differs between members
+// What differs between members.
 
 constexpr std::size_t kAsCounted = SIZE_MAX;
 
@@ -81,8 +81,6 @@ void Append(ZString& record, Unconverted argument)
 {
     frame::Append(record, argument.name);
 }
-
-// ---- arguments as ODBC takes them
 
 /// A number, in 16 bits.
 class Number {
@@ -189,8 +187,6 @@ WideName ForOdbc(ZeroStart argument)
     return WideName(argument.name);
 }
 
-// ---- the family
-
 // Calls the member's operation; kOutOfRange without a call where a name can't be passed.
 template <class Operation, class... Converted>
 SQLRETURN CallWith(CStatement& queried, Operation operation, const Converted&... converted)
@@ -230,8 +226,6 @@ int Query(const Member& member, const zarray* statement, int* result, Operation 
 }
 
 }  // namespace
-
-// ---- the members
 
 extern "C" int Tables(const zarray* statement, const zarray* catalog, const zarray* schema,
                       const zarray* table, const zarray* table_type, int* result)

@@ -20,7 +20,7 @@
 
 namespace frame {
 
-// ---- elements of a trace record, by the type of an argument
+// Append adds an argument to a trace record, as its type is shown there.
 
 /// The first bytes of an argument, where a record doesn't hold as many as the argument counts.
 struct LeadingBytes {
@@ -101,8 +101,6 @@ void Trace(Label label, const Arguments&... arguments)
     }
 }
 
-// ---- handles
-
 /// How many bytes of a handle argument make the handle: 8 whatever it counts, or as many as it
 /// counts (8 at the most; the rest of the handle is zero).
 enum class HandleBytes { kEight, kCounted };
@@ -124,8 +122,6 @@ inline void StoreHandle(zarray* output, SQLHANDLE handle)
     output->length = sizeof handle;
 }
 
-// ---- the guard
-
 /// Runs work. Whatever it throws ends here, as the exception flag; then returns false.
 template <class Work>
 bool Guarded(Work work)
@@ -138,8 +134,6 @@ bool Guarded(Work work)
         return false;
     }
 }
-
-// ---- the frame
 
 /// Where the code of the work goes: into the result argument, into the error record for
 /// "GetLastSQLCode", or nowhere but the error flag.

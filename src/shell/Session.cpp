@@ -2,12 +2,9 @@
 
 #include "shell/HostList.h"
 #include "shell/driver_kind.h"
+#include "shell/odbc_numbers.h"
 
 namespace {
-
-constexpr std::int32_t kAutocommit = 102;  // SQL_ATTR_AUTOCOMMIT
-constexpr std::int32_t kCommit = 0;
-constexpr std::int32_t kRollback = 1;
 
 // The gateway's lines end as its line format says; a person's terminal adds its own ends.
 std::string WithoutLineEnd(std::string line)

@@ -7,11 +7,10 @@
 #include <set>
 
 #include "shell/CsvReader.h"
+#include "shell/odbc_numbers.h"
 #include "shell/words.h"
 
 namespace {
-
-constexpr std::int32_t kIdentifierQuote = 29;  // SQL_IDENTIFIER_QUOTE_CHAR
 
 // A name as the data source wants it, whatever its characters. A data source without quotes has a
 // blank for one.

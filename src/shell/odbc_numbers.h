@@ -1,0 +1,36 @@
+// ODBC's numbers, which a host passes and receives as they are. A host needs no header of ODBC.
+#pragma once
+
+#include <cstdint>
+
+#include "orvelgw.h"
+
+enum SqlType : std::int32_t {
+    kCharType = 1,
+    kIntegerType = 4,
+    kDoubleType = 8,
+    kVarcharType = 12,
+    kLongVarcharType = -1,
+    kBinaryType = -2,
+    kVarbinaryType = -3,
+    kLongVarbinaryType = -4,
+    kBigintType = -5,
+    kTinyintType = -6,
+    kWideVarcharType = -9
+};
+
+enum CType : std::int32_t { kCharacterCType = 1, kBinaryCType = -2 };
+
+inline constexpr std::int32_t kInput = 1;             // SQL_PARAM_INPUT
+inline constexpr std::int32_t kAtExecution = -100;    // SQL_LEN_DATA_AT_EXEC(0)
+inline constexpr std::int32_t kAutocommit = 102;      // SQL_ATTR_AUTOCOMMIT
+inline constexpr std::int32_t kCommit = 0;            // SQL_COMMIT
+inline constexpr std::int32_t kRollback = 1;          // SQL_ROLLBACK
+inline constexpr std::int32_t kIdentifierQuote = 29;  // SQL_IDENTIFIER_QUOTE_CHAR
+inline constexpr std::int32_t kNeedLongDataLength = 111;
+
+/// Whether a result code is neither SQL_SUCCESS nor SQL_SUCCESS_WITH_INFO.
+inline bool Failed(std::int32_t code)
+{
+    return code != ORVEL_SUCCESS && code != ORVEL_SUCCESS_WITH_INFO;
+}
