@@ -1,0 +1,76 @@
+#include "narrow/RealDriver.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace {
+
+constexpr std::string_view kPrefix = "narrow-";
+
+// The driver's calls of ODBC functions are to stay inside it, where a program or a driver manager
+// has functions of the same names. AddressSanitizer refuses the flag.
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kLoadFlags = RTLD_NOW | RTLD_LOCAL;
+#else
+constexpr int kLoadFlags = RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND;
+#endif
+
+std::filesystem::path OwnFile()
+{
+    Dl_info info{};
+    const auto* here = reinterpret_cast<const void*>(&OwnFile);
+    return dladdr(here, &info) != 0 ? info.dli_fname : "";
+}
+
+}  // namespace
+
+const RealDriver& RealDriver::Instance()
+{
+    static const RealDriver driver;
+    return driver;
+}
+
+RealDriver::RealDriver()
+{
+    const auto shim = OwnFile();
+    const std::string name = shim.filename();
+    if (!name.starts_with(kPrefix) || name.size() == kPrefix.size()) {
+        failure_ =
+            shim.string() + ": a driver is named by a link to it, such as narrow-libmaodbc.so";
+        return;
+    }
+    const std::string real = name.substr(kPrefix.size());
+    Try(shim.parent_path() / real, shim);
+    if (!IsLoaded()) {
+        Try(std::filesystem::path(ORVELGW_DRIVER_FOLDER) / real, shim);
+    }
+}
+
+void RealDriver::Try(const std::string& file, const std::string& shim)
+{
+    std::error_code none;
+    std::string reason;
+    if (std::filesystem::equivalent(file, shim, none)) {
+        reason = file + ": this is the shim itself";
+    } else {
+        library_.reset(dlopen(file.c_str(), kLoadFlags));
+        reason = IsLoaded() ? file + ": no ODBC driver, as it has no SQLConnect" : dlerror();
+        if (IsLoaded() && Find("SQLConnect") == nullptr) {
+            library_.reset();
+        }
+    }
+    failure_ += (failure_.empty() ? "" : "; ") + reason;
+}
+
+void* RealDriver::Find(const char* function) const
+{
+    return IsLoaded() ? dlsym(library_.get(), function) : nullptr;
+}
+
+void RealDriver::Unload::operator()(void* library) const
+{
+    dlclose(library);
+}
