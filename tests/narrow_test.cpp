@@ -1,0 +1,93 @@
+// The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "gateway_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class NarrowShim : public GatewayTest {
+protected:
+    NarrowShim() { fs::create_directory(folder); }
+    ~NarrowShim() override { fs::remove_all(folder); }
+
+    /// A link to the shim, or a copy, in a folder of the test's. Two links are one to the loader.
+    std::string Link(const std::string& name) const
+    {
+        const auto link = folder / name;
+        fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), link);
+        return link;
+    }
+    std::string Copy(const std::string& name) const
+    {
+        fs::copy_file(ORVELGW_NARROW_SHIM, folder / name);
+        return folder / name;
+    }
+    std::string Self() const
+    {
+        std::string shim = Copy("narrow-self.so");
+        fs::create_symlink(shim, folder / "self.so");
+        return shim;
+    }
+    std::string Connect(const std::string& driver) const
+    {
+        return std::string(Call("DSNConnect", {"DRIVER=" + driver + ";Database=:memory:"}).Bytes());
+    }
+
+    const fs::path folder =
+        fs::temp_directory_path() / ("orvelgw-narrow-" + std::to_string(::getpid()));
+};
+
+TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)
+{
+    const std::string driver = Link("narrow-libsqlite3odbc.so");
+    for (const int legacy : {0, 1}) {  // ODBC 3 and ODBC 2
+        Code("SetLegacyOption", {legacy});
+        const std::string connection = Connect(driver);
+        ASSERT_EQ(connection.size(), 8U) << List("GetSQLErrors", {"", ""});
+        const std::string statement(Call("AllocStatement", {connection}).Bytes());
+        EXPECT_EQ(Code("Prepare", {statement, "SELECT ? AS \"é\", NULL, 5"}), 0);
+        EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 1, 12, 9, 0, 0}), 0);
+        EXPECT_EQ(Code("SetParameter", {statement, EncodeList({"Ω"}), 1}), 0);
+        EXPECT_EQ(Code("Execute", {statement}), 0);
+        const Reply rows = Call("FetchRows", {statement, 9});
+        EXPECT_EQ(ListText(DecodeList(rows.List()).at(0).payload), "\"Ω\", \"\", \"5\"");
+        EXPECT_EQ(Code("SetConnectOption", {connection, 102, 0}), 0);
+        EXPECT_EQ(Code("Transact", {connection, 1}), 0);
+        EXPECT_EQ(Code("SetConnectOption", {connection, 102, 1}), 0);
+        EXPECT_EQ(Code("CloseCursor", {statement}), 0);
+        EXPECT_EQ(Code("Prepare", {statement, "SELECT * FROM nowhere"}), -1);
+        EXPECT_NE(List("GetSQLErrors", {connection, statement}).find("no such table"),
+                  std::string::npos);
+        EXPECT_EQ(Code("DropStatement", {statement}), 0);
+        EXPECT_EQ(Code("Disconnect", {connection}), 0);
+    }
+}
+
+TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
+{
+    fs::create_symlink("/lib/x86_64-linux-gnu/libm.so.6", folder / "libm.so.6");
+    const std::pair<std::string, std::string> cases[] = {
+        {Copy("narrow-nothing.so"), (folder / "nothing.so").string() + ": cannot open"},
+        {Copy("narrow-nothing2.so"), "/odbc/nothing2.so: cannot open"},
+        {Copy("narrow-libm.so.6"), "libm.so.6: no ODBC driver, as it has no SQLConnect"},
+        {Self(), "self.so: this is the shim itself"},
+        {Copy("shim.so"), "shim.so: a driver is named by a link to it"},
+        {Copy("narrow-"), "a driver is named by a link to it"},
+    };
+    for (const auto& [driver, reason] : cases) {
+        for (const int legacy : {0, 1, 0}) {
+            Code("SetLegacyOption", {legacy});
+            EXPECT_EQ(Connect(driver), "");
+            EXPECT_EQ(WasError(), -1);
+            const std::string line = List("GetSQLErrors", {"", ""});
+            EXPECT_NE(line.find("(IM003)"), std::string::npos) << line;
+            EXPECT_NE(line.find(reason), std::string::npos) << line;
+        }
+    }
+}
+
+}  // namespace
