@@ -23,7 +23,7 @@ bool IsInput(char letter)
 
 bool MakesConnection(std::string_view name)
 {
-    return name.find("Connect") != std::string_view::npos && !name.starts_with("Set");
+    return name.starts_with("Connect") || name.starts_with("DSNConnect");
 }
 
 // Whether an entry tells of the call before it, whose error state has to be left as it is.
