@@ -1,4 +1,5 @@
 // The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -65,6 +66,17 @@ TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)
         EXPECT_EQ(Code("DropStatement", {statement}), 0);
         EXPECT_EQ(Code("Disconnect", {connection}), 0);
     }
+}
+
+TEST_F(NarrowShim, ExportsWhatEveryDriverHas)
+{
+    void* shim = dlopen(ORVELGW_NARROW_SHIM, RTLD_LAZY);
+    for (const char* absent : {"SQLConnectW", "SQLBindParam", "SQLSetParam", "SQLError",
+                               "SQLColAttributes", "SQLTransact", "SQLSetConnectOption"}) {
+        EXPECT_EQ(dlsym(shim, absent), nullptr) << absent;
+    }
+    EXPECT_NE(dlsym(shim, "SQLDriverConnect"), nullptr);
+    dlclose(shim);
 }
 
 TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
