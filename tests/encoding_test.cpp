@@ -5,37 +5,15 @@
 #include <clocale>
 #include <cmath>
 #include <random>
-#include <sstream>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
 #include "encoding/conversions.h"
 #include "shell/HostList.h"
+#include "shell/present.h"
+#include "shell/words.h"
 
 namespace {
-
-std::string FromHex(const std::string& hex)
-{
-    std::istringstream in(hex);
-    std::string bytes;
-    for (unsigned byte = 0; in >> std::hex >> byte;) {
-        bytes.push_back(static_cast<char>(byte));
-    }
-    return bytes;
-}
-
-std::string ToHex(const std::string& bytes, std::size_t most = 16)
-{
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string hex;
-    for (const char c : bytes.substr(0, most)) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex += hex.empty() ? "" : " ";
-        hex += kDigits[byte / 16];
-        hex += kDigits[byte % 16];
-    }
-    return hex;
-}
 
 /// A reader over bytes in storage of exactly their size, so that a sanitizer sees a step outside.
 class Reader {
@@ -134,7 +112,7 @@ TEST(ZConstList, ReadsValues)
     };
     for (const ReadCase& c : cases) {
         SCOPED_TRACE(c.bytes);
-        Reader reader(FromHex(c.bytes));
+        Reader reader(BytesOf(c.bytes));
         EXPECT_EQ(reader.list.GetType(), 0) << "nothing is current before the first move";
         ASSERT_EQ(reader.list.MoveTo(1), 1);
         EXPECT_EQ(reader.list.GetType(), c.type);
@@ -147,7 +125,7 @@ TEST(ZConstList, ReadsValues)
 
 TEST(ZConstList, Walks)
 {
-    Reader reader(FromHex("03 04 05 04 01 41 42 06 02 41 00 42 00"));
+    Reader reader(BytesOf("03 04 05 04 01 41 42 06 02 41 00 42 00"));
     ZConstList& list = reader.list;
     EXPECT_EQ(list.MoveTo(3), 1);
     EXPECT_EQ(list.GetType(), ZConstList::kWideString);
@@ -171,7 +149,7 @@ TEST(ZConstList, Walks)
 
 TEST(ZConstList, EmptyElementAnswersForTheNextByte)
 {
-    Reader reader(FromHex("01 03 04 07"));
+    Reader reader(BytesOf("01 03 04 07"));
     ASSERT_EQ(reader.list.MoveTo(1), 1);
     EXPECT_EQ(reader.list.GetType(), ZConstList::kUnsupported);
     EXPECT_EQ(reader.list.PayloadLength(), 0);
@@ -213,11 +191,11 @@ TEST(ZConstList, LongPrefixesStepShort)
 TEST(ZConstList, ConvertsMultibyteAndWidePayloads)
 {
     std::setlocale(LC_CTYPE, "C.UTF-8");
-    Reader multibyte(FromHex("04 01 C3 A9"));  // the list's end is the text's
+    Reader multibyte(BytesOf("04 01 C3 A9"));  // the list's end is the text's
     ASSERT_EQ(multibyte.list.MoveTo(1), 1);
     EXPECT_EQ(multibyte.list.ConvertToUni(), 1);
     EXPECT_EQ(*reinterpret_cast<const wchar_t*>(ZConstList::conv_buf), 0xE9);
-    Reader wide(FromHex("0A 01 E9 00 00 00 00 00 00 00"));
+    Reader wide(BytesOf("0A 01 E9 00 00 00 00 00 00 00"));
     ASSERT_EQ(wide.list.MoveTo(1), 1);
     EXPECT_EQ(wide.list.ConvertToMB(), 2);
     EXPECT_STREQ(ZConstList::conv_buf, "\u00E9");
@@ -292,7 +270,7 @@ TEST(ZString, WritesEachForm)
         SCOPED_TRACE(c.what);
         ZString list;
         c.write(list);
-        EXPECT_EQ(ToHex(list, FromHex(c.starts).size()), c.starts);
+        EXPECT_EQ(HexText(list.substr(0, BytesOf(c.starts).size())), c.starts);
         EXPECT_EQ(list.size(), c.size);
         EXPECT_EQ(DecodeList(list).size(), 1U);
         std::string area = list + std::string(16, '\0');
@@ -324,7 +302,7 @@ TEST_F(Writer, WideTextFollowsTheOption)
     list.AppendWString(L"", 0);
     unicode = 5;
     list.AppendWString(L"\u00C5\U0001F600", 2);
-    EXPECT_EQ(ToHex(list, 99), "08 01 C3 85 F0 9F 98 80 02 01 06 02 C5 00 00 F6");
+    EXPECT_EQ(HexText(list), "08 01 C3 85 F0 9F 98 80 02 01 06 02 C5 00 00 F6");
 }
 
 TEST_F(Writer, MultibyteTextFollowsTheOption)
@@ -334,7 +312,7 @@ TEST_F(Writer, MultibyteTextFollowsTheOption)
     list.AppendConvert("wxyz", 4);  // leaves its traces in the buffer
     list.clear();
     list.AppendConvert("\u00C5b", 3);
-    EXPECT_EQ(ToHex(list, 99), "08 02 C5 00 62 00 00 00") << "the tail is zeros";
+    EXPECT_EQ(HexText(list), "08 02 C5 00 62 00 00 00") << "the tail is zeros";
 }
 
 TEST_F(Writer, RefusesWhatItCannotConvert)
@@ -354,16 +332,16 @@ TEST_F(Writer, RefusesWhatItCannotConvert)
 TEST(HostList, RefusesBrokenLists)
 {
     for (const char* bytes : {"05 01 41", "00 05 00 01", "00 00 00 00 00 00 00", "00", "02"}) {
-        EXPECT_THROW(DecodeList(FromHex(bytes)), ListError) << bytes;
+        EXPECT_THROW(DecodeList(BytesOf(bytes)), ListError) << bytes;
     }
-    EXPECT_THROW(ListLength(FromHex("03 04 05 00 00"), 4), ListError);
+    EXPECT_THROW(ListLength(BytesOf("03 04 05 00 00"), 4), ListError);
     EXPECT_THROW((ListElement{ListElement::kBytes, "5"}.Integer()), ListError);
     EXPECT_THROW((ListElement{ListElement::kNonNegative, "5"}.Number()), ListError);
 }
 
 TEST(HostList, ReadsNumbersAndText)
 {
-    const std::string list = FromHex(
+    const std::string list = BytesOf(
         "01 04 07 FF F1 0A 08 00 00 00 00 00 00 00 40 06 05 00 00 00 80 08 02 3D D8 00 DE 3D D8");
     const auto elements = DecodeList(list);
     ASSERT_EQ(elements.size(), 5U);

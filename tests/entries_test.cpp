@@ -19,7 +19,8 @@ constexpr char kNumAttribute[] = "NumColAttribute";
 constexpr char kStrAttribute[] = "StrColAttribute";
 constexpr char kZeros[] = "  \"\\x00\\x00\\x00\\x00\\x00\\x00\\x00\\x00\"";
 
-const std::string kNumber("\x03\x04\x05", 3);  // the list of the integer 5
+const std::string kNumber = EncodeList({5});
+const std::string kLongBytes = EncodeList({std::string(600, 'x')});  // more than a buffer holds
 
 // clang-format off
 const std::vector<HandleCase> kHandleCases = {
@@ -51,6 +52,8 @@ const std::vector<HandleCase> kHandleCases = {
      .odbc = "SQLBindParameter", .function = "Bind", .call = "1,5,1,5,5,5,buffer,512,5"},
     {.name = "BindParameter", .rest = {1, 2, 8, 6, 15, 3, 300}, .odbc = "SQLBindParameter",
      .call = "1,2,8,6,15,3,buffer,304,300"},
+    {"SetParameter", {kNumber, 1}, "SQLBindParameter", {}, {}, "SetParam"},
+    {"SetParameterBinary", {kLongBytes, 1}, "SQLBindParameter", {}, {}, "SetParamBinary"},
     {.name = "UnbindParameters", .odbc = "SQLFreeStmt", .function = "UnbindParams", .call = "3"},
     {"DescribeParameters", {}, "SQLNumParams", kOutput, {}, "DescribeParams", nullptr},
     {.name = "PutData", .rest = {"ab"}, .odbc = "SQLPutData", .call = "'ab',2"},
@@ -71,18 +74,16 @@ protected:
     EachEntry()
     {
         Open();
+        if (entry.rest.size() == 2 && entry.odbc == std::string_view("SQLBindParameter")) {
+            Call("BindParameter", {statement, 1, 1, 1, 12, 0, 0, 0});  // for a value to be set
+        }
         const std::string_view odbc = entry.odbc;
         const bool is_wide = odbc == "SQLColAttributeW" || odbc == "SQLGetData";
         Current().values = {{.length = 2, .bytes = is_wide ? WideBytes(L"va") : "va", .number = 7}};
         TraceOn();
         Current().Taken();
     }
-    Reply CallWith(const std::string& handle)
-    {
-        std::vector<Argument> inputs{handle};
-        inputs.insert(inputs.end(), entry.rest.begin(), entry.rest.end());
-        return Call(entry.name, inputs);
-    }
+    Reply CallWith(const std::string& handle) { return CallOn(handle, entry.name, entry.rest); }
     /// The BEGIN record of a call, of whose handle is shown what is given.
     std::string Begin(const char* handle) const
     {
@@ -181,7 +182,7 @@ TEST_F(ScriptedTest, ContainsWhatADriverThrowsInItsOtherCalls)
     const Case cases[] = {
         {"BindParameters", {kNumber, "", "", "", ""}, "SQLFreeStmt"},
         {"SetParameter", {kNumber, 1}, "SQLBindParameter"},
-        {"SetParameterBinary", {EncodeList({std::string(600, 'x')}), 1}, "SQLBindParameter"},
+        {"SetParameterBinary", {kLongBytes, 1}, "SQLBindParameter"},
         {"DescribeParameters", {}, "SQLDescribeParam"},
         {"DescribeColumns", {}, "SQLDescribeCol"},
         {"DescribeColumns", {}, "SQLColAttribute"},
@@ -193,10 +194,8 @@ TEST_F(ScriptedTest, ContainsWhatADriverThrowsInItsOtherCalls)
     Current().markers = 1;
     EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 1, 12, 0, 0, 0}), 0);
     for (const Case& c : cases) {
-        std::vector<Argument> inputs{statement};
-        inputs.insert(inputs.end(), c.rest.begin(), c.rest.end());
         Current().throwing = {c.odbc};
-        EXPECT_EQ(Call(c.entry, inputs).code, Reply::kUntouched) << c.entry;
+        EXPECT_EQ(CallOn(statement, c.entry, c.rest).code, Reply::kUntouched) << c.entry;
         EXPECT_EQ(WasError(), -1000) << c.entry << c.odbc;
         Current().throwing = {};
         EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 1, 12, 0, 0, 0}), 0);

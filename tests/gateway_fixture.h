@@ -36,6 +36,11 @@ protected:
     {
         return gateway->Call(name, inputs);
     }
+    Reply CallOn(const std::string& handle, std::string_view name,
+                 const std::vector<Argument>& rest) const
+    {
+        return gateway->CallOn(handle, name, rest);
+    }
     int32_t Code(std::string_view name, const std::vector<Argument>& inputs = {}) const
     {
         return Call(name, inputs).code;

@@ -17,10 +17,8 @@ protected:
     Reply Read(const char* entry, const std::vector<Argument>& rest,
                const scripted::Value& value) const
     {
-        std::vector<Argument> inputs{statement, 1};
-        inputs.insert(inputs.end(), rest.begin(), rest.end());
         Current().values = {value};
-        return Call(entry, inputs);
+        return CallOn(statement, entry, rest);
     }
 };
 
@@ -82,9 +80,9 @@ TEST_F(LongDataTest, LengthsFollowCodeAndIndicator)
             EXPECT_EQ(rest, std::string(1000, '\0')) << "zeros where the driver wrote nothing";
             EXPECT_EQ(Code("GetLastSQLCode"), c.code);
         };
-        expect(Read("GetData", {c.c_type}, value), c.counted, c.filled);
-        expect(Read("GetDataEx", {c.c_type, 100}, value), c.long_counted, c.long_filled);
-        expect(Read("GetDataExW", {c.c_type, 100}, value), c.long_counted, c.long_filled);
+        expect(Read("GetData", {1, c.c_type}, value), c.counted, c.filled);
+        expect(Read("GetDataEx", {1, c.c_type, 100}, value), c.long_counted, c.long_filled);
+        expect(Read("GetDataExW", {1, c.c_type, 100}, value), c.long_counted, c.long_filled);
     }
 }
 
@@ -92,9 +90,9 @@ TEST_F(LongDataTest, EmptyTextIsOneZero)
 {
     for (const auto& [c_type, length] : {std::pair{1, 1U}, {-8, 1U}, {-2, 0U}}) {
         for (const char* entry : {"GetData", "GetDataW"}) {
-            EXPECT_EQ(Read(entry, {c_type}, {}).length, length) << entry << c_type;
+            EXPECT_EQ(Read(entry, {1, c_type}, {}).length, length) << entry << c_type;
         }
-        EXPECT_EQ(Read("GetDataEx", {c_type, 10}, {}).length, length);
+        EXPECT_EQ(Read("GetDataEx", {1, c_type, 10}, {}).length, length);
     }
 }
 
@@ -103,7 +101,7 @@ TEST_F(LongDataTest, OtherCTypesAreRefused)
     TraceOn();
     for (const int c_type : {4, 0, 99, 65'537, -65'544}) {
         for (const char* entry : {"GetData", "GetDataW", "GetDataEx"}) {
-            std::vector<Argument> rest{c_type};
+            std::vector<Argument> rest{1, c_type};
             if (std::string_view(entry) == "GetDataEx") {
                 rest.emplace_back(10);
             }
@@ -115,7 +113,7 @@ TEST_F(LongDataTest, OtherCTypesAreRefused)
         }
     }
     EXPECT_EQ(Current().Taken(), "");
-    EXPECT_EQ(Read("GetDataEx", {1, -1}, {.length = 5}).length, 0U) << "a negative length";
+    EXPECT_EQ(Read("GetDataEx", {1, 1, -1}, {.length = 5}).length, 0U) << "a negative length";
     EXPECT_EQ(WasError(), -1000);
 }
 
@@ -123,8 +121,8 @@ TEST_F(LongDataTest, OtherCTypesAreRefused)
 TEST_F(LongDataTest, MendsWidenedValues)
 {
     const auto text = [&](const scripted::Value& value) {
-        std::string counted = Utf8FromUnits(Read("GetDataW", {-8}, value).Bytes());
-        EXPECT_EQ(Utf8FromUnits(Read("GetDataExW", {-8, 400}, value).Bytes()), counted);
+        std::string counted = Utf8FromUnits(Read("GetDataW", {1, -8}, value).Bytes());
+        EXPECT_EQ(Utf8FromUnits(Read("GetDataExW", {1, -8, 400}, value).Bytes()), counted);
         return counted;
     };
     EXPECT_EQ(text({.length = -4}), "") << "a NULL, times four";

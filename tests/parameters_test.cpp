@@ -30,15 +30,6 @@ protected:
     static SQLLEN Indicator() { return *Current().bound.at(1).indicator; }
 };
 
-std::string Hex(std::string_view bytes)
-{
-    std::string hex;
-    for (const char byte : bytes) {
-        hex += fmt::format("{:02x}", static_cast<unsigned char>(byte));
-    }
-    return hex;
-}
-
 std::string Element(const ListValue& value)
 {
     return EncodeList({value});
@@ -157,7 +148,8 @@ TEST_F(ParameterTest, ValuesChooseTheirCType)
          "-8 259 -3", WideBytes({L'a', 0}), SQL_NTS},
     };
     for (const ValueCase& c : cases) {
-        SCOPED_TRACE(fmt::format("value {} for C type {}", Hex(c.value.substr(0, 20)), c.c_type));
+        SCOPED_TRACE(
+            fmt::format("value {} for C type {}", HexText(c.value.substr(0, 20)), c.c_type));
         BindOne(c.c_type, c.sql_type);
         Code("SetUnicodeOption", {c.unicode});
         EXPECT_EQ(Set(c.value), 0);
@@ -174,7 +166,7 @@ TEST_F(ParameterTest, ValuesChooseTheirCType)
             bound = fmt::format("{} {} {}", c_type, capacity, indicator);
         }
         EXPECT_EQ(bound, c.bound);
-        EXPECT_EQ(Hex(Buffer(c.bytes.size())), Hex(c.bytes));
+        EXPECT_EQ(HexText(Buffer(c.bytes.size())), HexText(c.bytes));
         EXPECT_EQ(Indicator(), c.indicator);
     }
 }
@@ -203,7 +195,7 @@ TEST_F(ParameterTest, BinaryValuesAreTakenAsTheyAre)
         BindOne(1, 12);
         EXPECT_EQ(Set(c.value, 1, "SetParameterBinary"), 0);
         EXPECT_EQ(Current().Taken(), c.bound) << "a new C type alone binds nothing";
-        EXPECT_EQ(Hex(Buffer(c.bytes.size())), Hex(c.bytes));
+        EXPECT_EQ(HexText(Buffer(c.bytes.size())), HexText(c.bytes));
         EXPECT_EQ(Indicator(), c.indicator);
     }
     ASSERT_EQ(Code("BindParameter", {statement, 1, 4, 1, 12, 10, 2, 7}), 0);
@@ -307,6 +299,9 @@ TEST_F(ParameterTest, OutputsFollowTheirCType)
     TraceOn();
     Call("GetParameter", {statement, 1});
     EXPECT_EQ(Traced(), fmt::format("GetParam BEGIN  {}, 1\nGetParam END\n", kStmt));
+    EXPECT_EQ(Call("GetParameter", {unknown, 1}).length, 0U);
+    EXPECT_EQ(Traced(), "GetParam BEGIN  handle 0x309, 1\nGetParam END  -2\n");
+    EXPECT_EQ(WasError(), -1);
 }
 
 TEST_F(ParameterTest, OutputsAreCutToSixteenBits)
@@ -315,7 +310,7 @@ TEST_F(ParameterTest, OutputsAreCutToSixteenBits)
     std::memset(Current().bound.at(1).buffer, 'x', 70'000);
     const Reply reply = Call("GetParameter", {statement, 1});
     EXPECT_EQ(reply.length, (70'000 + 8) % 65'536U);
-    EXPECT_EQ(Hex(reply.Bytes().substr(0, 9)), "000000711101000178");
+    EXPECT_EQ(HexText(reply.Bytes().substr(0, 9)), "00 00 00 71 11 01 00 01 78");
 }
 
 TEST_F(ParameterTest, DataAtExecution)
@@ -323,7 +318,7 @@ TEST_F(ParameterTest, DataAtExecution)
     TraceOn();
     Current().codes["SQLParamData"] = SQL_NEED_DATA;
     Current().token = 2;
-    EXPECT_EQ(Hex(Call("ParamData", {statement}).Bytes()), "030463030402");
+    EXPECT_EQ(HexText(Call("ParamData", {statement}).Bytes()), "03 04 63 03 04 02");
     EXPECT_EQ(WasError(), 0) << "the code is the host's to look at";
     EXPECT_TRUE(
         Traced().starts_with(fmt::format("ParamData BEGIN  {}\nParamData END  99, 2\n", kStmt)));
@@ -332,7 +327,7 @@ TEST_F(ParameterTest, DataAtExecution)
     EXPECT_EQ(WasError(), 0);
     EXPECT_EQ(Code("GetLastSQLCode"), 0);
     Traced();
-    EXPECT_EQ(Hex(Call("ParamData", {unknown}).Bytes()), "0305fe0201");
+    EXPECT_EQ(HexText(Call("ParamData", {unknown}).Bytes()), "03 05 FE 02 01");
     EXPECT_EQ(Traced(), "ParamData BEGIN  handle 0x309\nParamData END  -2, \"\"\n");
     EXPECT_EQ(WasError(), -1);
     Current().throwing = {"SQLParamData"};
@@ -355,13 +350,9 @@ TEST_F(ParameterTest, DataAtExecution)
 TEST_F(ParameterTest, DescribesMarkersUntilOneFails)
 {
     const Reply header = Call("DescribeParameters", {statement});
-    EXPECT_EQ(Hex(header.Bytes()),
-              "2901"
-              "0204"
-              "090153716c54797065"
-              "0b01507265636973696f6e"
-              "07015363616c65"
-              "0a014e756c6c61626c65");
+    EXPECT_EQ(HexText(header.Bytes()),
+              "29 01 02 04 09 01 53 71 6C 54 79 70 65 0B 01 50 72 65 63 69 73 69 6F 6E "
+              "07 01 53 63 61 6C 65 0A 01 4E 75 6C 6C 61 62 6C 65");
     Current().markers = 3;
     Current().values = {{.number = 0x1'0000'0007}, {.code = SQL_ERROR}};
     const Reply reply = Call("DescribeParameters", {statement});

@@ -253,17 +253,15 @@ TEST_F(Parameters, OfMegabytesComeBackInPieces)
         const char* entry;
         std::vector<Argument> rest;
     };
-    for (const Way& way : {Way{"GetData", {-2}}, Way{"GetDataEx", {-2, 1'000'003}}}) {
+    for (const Way& way : {Way{"GetData", {1, -2}}, Way{"GetDataEx", {1, -2, 1'000'003}}}) {
         Run("SELECT b FROM t");
         ASSERT_EQ(Code("Fetch", {statement}), 0);
-        std::vector<Argument> inputs{statement, 1};
-        inputs.insert(inputs.end(), way.rest.begin(), way.rest.end());
         std::string all;
         do {
-            all += Call(way.entry, inputs).Bytes();
+            all += CallOn(statement, way.entry, way.rest).Bytes();
         } while (Code("GetLastSQLCode") == 1);
         EXPECT_TRUE(all == blob) << way.entry << all.size();
-        Call(way.entry, inputs);
+        CallOn(statement, way.entry, way.rest);
         EXPECT_EQ(Code("GetLastSQLCode"), 100) << "nothing is left";
         EXPECT_EQ(Code("CloseCursor", {statement}), 0);
     }
@@ -307,9 +305,7 @@ TEST_F(SqliteTest, CatalogsAndInformation)
         {"GetTypeInfo", {4}, 1, "\"integer\""},
     };
     for (const Case& c : cases) {
-        std::vector<Argument> inputs{statement};
-        inputs.insert(inputs.end(), c.rest.begin(), c.rest.end());
-        ASSERT_EQ(Code(c.entry, inputs), 0) << c.entry;
+        ASSERT_EQ(CallOn(statement, c.entry, c.rest).code, 0) << c.entry;
         const Reply reply = Call("FetchRows", {statement, 100});
         const auto rows = DecodeList(reply.List());
         EXPECT_EQ(rows.size(), c.rows) << c.entry;

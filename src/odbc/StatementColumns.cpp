@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "encoding/ZString.h"
+#include "odbc/Shape.h"
 #include "odbc/Statement.h"
 #include "odbc/WideRead.h"
 #include "odbc/result.h"
@@ -13,31 +14,16 @@ namespace {
 
 constexpr SQLSMALLINT kNameCapacity = 128;  // characters, terminator included
 
-struct ColumnShape {
-    SQLSMALLINT type = 0;
-    SQLULEN size = 0;
-    SQLSMALLINT digits = 0;
-    SQLSMALLINT nullable = 0;
-};
-
-void AppendShape(ZString& row, const ColumnShape& shape)
-{
-    row.AppendLong(shape.type);
-    row.AppendLong(static_cast<long>(shape.size));
-    row.AppendLong(shape.digits);
-    row.AppendLong(shape.nullable);
-}
-
 SQLRETURN AppendNarrowName(SQLHSTMT statement, SQLUSMALLINT column, ZString& row)
 {
     SQLCHAR name[kNameCapacity + 1] = {};
     SQLSMALLINT length = 0;
-    ColumnShape shape;
+    Shape shape;
     const SQLRETURN code = SQLDescribeCol(statement, column, name, kNameCapacity, &length,
                                           &shape.type, &shape.size, &shape.digits, &shape.nullable);
     if (Succeeded(code)) {
         row.AppendNTString(reinterpret_cast<const char*>(name));
-        AppendShape(row, shape);
+        shape.AppendTo(row);
     }
     return code;
 }
@@ -46,14 +32,14 @@ SQLRETURN AppendWideName(SQLHSTMT statement, SQLUSMALLINT column, ZString& row)
 {
     SQLWCHAR name[kNameCapacity + 1] = {};
     SQLSMALLINT length = 0;
-    ColumnShape shape;
+    Shape shape;
     const SQLRETURN code =
         SQLDescribeColW(statement, column, name, kNameCapacity, &length, &shape.type, &shape.size,
                         &shape.digits, &shape.nullable);
     if (Succeeded(code)) {
         const auto counted = std::clamp<SQLSMALLINT>(length, 0, kNameCapacity);
         row.AppendWString(name, WrittenCharacters(name, static_cast<std::size_t>(counted)));
-        AppendShape(row, shape);
+        shape.AppendTo(row);
     }
     return code;
 }

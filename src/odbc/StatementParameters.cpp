@@ -9,6 +9,7 @@
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
 #include "odbc/Parameter.h"
+#include "odbc/Shape.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -134,18 +135,12 @@ SQLRETURN CStatement::DescribeParams(zarray* output)
         list.AppendString(row.data(), row.size());
     }
     for (int number = 1; Succeeded(code) && number <= count; ++number) {
-        SQLSMALLINT type = 0;
-        SQLULEN size = 0;
-        SQLSMALLINT digits = 0;
-        SQLSMALLINT nullable = 0;
-        code = SQLDescribeParam(handle_, static_cast<SQLUSMALLINT>(number), &type, &size, &digits,
-                                &nullable);
+        Shape shape;
+        code = SQLDescribeParam(handle_, static_cast<SQLUSMALLINT>(number), &shape.type,
+                                &shape.size, &shape.digits, &shape.nullable);
         if (Succeeded(code)) {
             row.clear();
-            row.AppendLong(type);
-            row.AppendLong(static_cast<long>(size));
-            row.AppendLong(digits);
-            row.AppendLong(nullable);
+            shape.AppendTo(row);
             list.AppendString(row.data(), row.size());
         }
     }

@@ -60,20 +60,6 @@ Content ContentOf(std::string_view name)
     return holds_lists ? Content::kLists : Content::kList;
 }
 
-std::string Hex(std::string_view bytes)
-{
-    std::string hex;
-    for (const char byte : bytes) {
-        hex += fmt::format("{}{:02X}", hex.empty() ? "" : " ", static_cast<unsigned char>(byte));
-    }
-    return hex;
-}
-
-std::string Unescaped(const std::string& word)
-{
-    return word.substr(word.starts_with('\\') ? 1 : 0);
-}
-
 std::string BytesInput(const std::string& word)
 {
     if (word.starts_with('[')) {
@@ -82,7 +68,7 @@ std::string BytesInput(const std::string& word)
     if (word.starts_with("0x")) {
         return BytesOf(std::string_view(word).substr(2));
     }
-    return word == "NULL" ? "" : Unescaped(word);
+    return std::string(word == "NULL" ? "" : Unescaped(word));
 }
 
 Argument ValueInput(char letter, const std::string& word)
@@ -91,7 +77,7 @@ Argument ValueInput(char letter, const std::string& word)
         case 'i':
             return IntegerOf(word);
         case 'c':
-            return word == "NULL" ? Argument() : Argument(Unescaped(word));
+            return word == "NULL" ? Argument() : Argument(std::string(Unescaped(word)));
         case 's':
             return UnitsFromUtf8(word == "NULL" ? "" : Unescaped(word));
         default:
@@ -258,7 +244,7 @@ void Caller::ShowOutput(const ORVEL_ZFE& entry, const Reply& reply) const
         shown +=
             fmt::format("  {}\n", bytes.empty() ? "(nothing)" : OutputText(bytes, letter, content));
         if (is_hex_ && !bytes.empty()) {
-            shown += fmt::format("  {}\n", Hex(bytes));
+            shown += fmt::format("  {}\n", HexText(bytes));
         }
     }
     std::fputs(shown.c_str(), data_);

@@ -265,6 +265,13 @@ const ORVEL_ZFE* Gateway::Find(std::string_view name) const
     return nullptr;
 }
 
+Reply Gateway::CallOn(const std::string& handle, std::string_view name,
+                      std::vector<Argument> rest) const
+{
+    rest.insert(rest.begin(), handle);
+    return Call(name, rest);
+}
+
 Reply Gateway::Call(std::string_view name, const std::vector<Argument>& inputs) const
 {
     const ORVEL_ZFE* row = Find(name);

@@ -77,6 +77,10 @@ public:
     /// and whatever the host's logging routine throws from a last END record.
     Reply Call(std::string_view name, const std::vector<Argument>& inputs = {}) const;
 
+    /// The same with a handle in front of the other inputs.
+    Reply CallOn(const std::string& handle, std::string_view name,
+                 std::vector<Argument> rest = {}) const;
+
 private:
     struct Unload {
         void operator()(void* library) const;

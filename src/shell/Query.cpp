@@ -68,7 +68,7 @@ bool Column::IsBinary() const
     return sql_type == kBinaryType || sql_type == kVarbinaryType || sql_type == kLongVarbinaryType;
 }
 
-Query::Query(const Session& session, const std::string& sql, ResultSink& sink)
+Query::Query(const Session& session, ResultSink& sink)
     : session_(session),
       sink_(sink),
       handle_(session.Library().Call("AllocStatement", {session.Connection()}).Bytes())
@@ -76,12 +76,13 @@ Query::Query(const Session& session, const std::string& sql, ResultSink& sink)
     if (handle_ == std::string(handle_.size(), '\0')) {
         throw SqlError("the driver has no statement for this connection", session.Diagnostics());
     }
-    try {
-        Check("Prepare", Call("Prepare", {sql}).code);
-    } catch (...) {
-        session.Library().Call("DropStatement", {handle_});
-        throw;
-    }
+}
+
+// From here on the statement is there to be dropped, whatever preparing comes to.
+Query::Query(const Session& session, const std::string& sql, ResultSink& sink)
+    : Query(session, sink)
+{
+    Check("Prepare", Call("Prepare", {sql}).code);
 }
 
 Query::~Query()
@@ -95,9 +96,7 @@ Query::~Query()
 
 Reply Query::Call(const std::string& entry, const std::vector<Argument>& rest) const
 {
-    std::vector<Argument> inputs{handle_};
-    inputs.insert(inputs.end(), rest.begin(), rest.end());
-    return session_.Library().Call(entry, inputs);
+    return session_.Library().CallOn(handle_, entry, rest);
 }
 
 void Query::Fail(const std::string& what) const

@@ -100,6 +100,7 @@ private:
         std::uintmax_t size = 0;
     };
 
+    Query(const Session& session, ResultSink& sink);
     Reply Call(const std::string& entry, const std::vector<Argument>& rest = {}) const;
     [[noreturn]] void Fail(const std::string& what) const;
     std::int32_t Flags(const std::string& entry) const;

@@ -59,9 +59,7 @@ Session::~Session()
 
 Reply Session::Call(const std::string& entry, const std::vector<Argument>& rest) const
 {
-    std::vector<Argument> inputs{connection_};
-    inputs.insert(inputs.end(), rest.begin(), rest.end());
-    Reply reply = gateway_.Call(entry, inputs);
+    Reply reply = gateway_.CallOn(connection_, entry, rest);
     if (gateway_.Call("WasError").code != ORVEL_WAS_SUCCESS) {
         throw SqlError(entry + " failed", Diagnostics());
     }

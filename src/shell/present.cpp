@@ -124,6 +124,15 @@ std::string ListText(std::string_view bytes)
     return text;
 }
 
+std::string HexText(std::string_view bytes)
+{
+    std::string hex;
+    for (const char byte : bytes) {
+        hex += fmt::format("{}{:02X}", hex.empty() ? "" : " ", static_cast<unsigned char>(byte));
+    }
+    return hex;
+}
+
 std::string RecordText(const TraceRecord& record)
 {
     const bool is_text = record.level == "1";  // of "Test"

@@ -19,6 +19,9 @@ std::string Printable(std::string_view text);
 /// A list as a person reads it: 5, "text", u"2-byte text", handle 0x55d0c8a3f2b0.
 std::string ListText(std::string_view bytes);
 
+/// Bytes as pairs of hexadecimal digits: 03 04 FF.
+std::string HexText(std::string_view bytes);
+
 /// A trace record in one line.
 std::string RecordText(const TraceRecord& record);
 

@@ -89,6 +89,11 @@ ListValue TakeItem(std::string_view& left)
 
 }  // namespace
 
+std::string_view Unescaped(std::string_view word)
+{
+    return word.substr(word.starts_with('\\') ? 1 : 0);
+}
+
 ListValue TextValue(std::string_view text, TextForm form)
 {
     if (form == TextForm::kUnits) {
@@ -110,7 +115,7 @@ ListValue ValueOf(std::string_view word, TextForm form)
     if (const auto number = NumberOf(word)) {
         return *number;
     }
-    return TextValue(word.substr(word.starts_with('\\') ? 1 : 0), form);
+    return TextValue(Unescaped(word), form);
 }
 
 std::string ListOf(std::string_view word)

@@ -15,6 +15,9 @@ struct UsageError : std::runtime_error {
 /// How text goes into a list: as it is, in UTF-8, or as 2-byte characters.
 enum class TextForm { kBytes, kUnits };
 
+/// A word without the backslash in front that makes text of it.
+std::string_view Unescaped(std::string_view word);
+
 /// Text as a value. Empty text is one zero, since an empty string is what a NULL looks like. Throws
 /// UsageError for 2-byte characters of what is not UTF-8.
 ListValue TextValue(std::string_view text, TextForm form);
