@@ -232,7 +232,9 @@ void CParameter::StoreInteger(long value)
     if (!(sql_type_ == SQL_BIGINT && c_type_ == SQL_C_UBIGINT)) {
         c_type_ = is_wide ? SQL_C_SBIGINT : SQL_C_SLONG;
     }
-    Store(&value, is_wide ? sizeof(std::int64_t) : sizeof(std::int32_t), 0);
+    // All 64 bits, whatever the C type: Virtuoso's driver 7.2.5 reads as many of SQL_C_SLONG
+    // (tests/sources, Values.ThereAndBack). The first 32 are the value for those that keep to it.
+    Store(&value, sizeof value, 0);
     indicator_ = 0;
 }
 

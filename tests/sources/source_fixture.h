@@ -1,0 +1,88 @@
+// A connection to each of the sources in turn.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "gateway_fixture.h"
+#include "sources/Source.h"
+
+class SourceTest : public GatewayTest, public testing::WithParamInterface<Source> {
+public:
+    static std::string NameOf(const testing::TestParamInfo<Source>& source)
+    {
+        return source.param.name;
+    }
+
+protected:
+    /// Skips the test, with the reason, where the source lacks a behaviour; returns whether.
+    static bool Lacks(const std::string& behaviour)
+    {
+        const auto lack = GetParam().lacks.find(behaviour);
+        if (lack == GetParam().lacks.end()) {
+            return false;
+        }
+        [&] { GTEST_SKIP() << GetParam().name << " " << behaviour << ": " << lack->second; }();
+        return true;
+    }
+
+    std::string Connected() const
+    {
+        std::string handle(Call("DSNConnect", {GetParam().ConnectionString()}).Bytes());
+        EXPECT_EQ(handle.size(), 8U) << List("GetSQLErrors", {"", ""});
+        return handle;
+    }
+};
+
+/// The same with a connection and a statement.
+class ConnectedTest : public SourceTest {
+protected:
+    ConnectedTest() : connection(Connected())
+    {
+        statement = Call("AllocStatement", {connection}).Bytes();
+    }
+    ~ConnectedTest() override
+    {
+        EXPECT_EQ(Code("DropStatement", {statement}), 0);
+        EXPECT_EQ(Code("Disconnect", {connection}), 0);
+    }
+
+    std::string Errors() const { return List("GetSQLErrors", {connection, statement}); }
+
+    void Run(const std::string& sql) const
+    {
+        ASSERT_EQ(Code("Prepare", {statement, sql}), 0) << sql << Errors();
+        const int code = Code("Execute", {statement});
+        ASSERT_TRUE(code == 0 || code == 100) << sql << code << Errors();
+    }
+
+    /// Makes a table anew.
+    void Make(const std::string& table, const std::string& columns) const
+    {
+        if (Code("Prepare", {statement, "DROP TABLE " + table}) == 0) {
+            Code("Execute", {statement});
+        }
+        Run("CREATE TABLE " + table + "(" + columns + ")");
+    }
+
+    /// The rows of the open cursor, a line each; closes it.
+    std::string Rows() const
+    {
+        std::string text;
+        const Reply reply = Call("FetchRows", {statement, 1000});
+        EXPECT_EQ(WasError(), 0) << Errors();
+        for (const ListElement& row : DecodeList(reply.List())) {
+            text += ListText(row.payload) + "\n";
+        }
+        EXPECT_EQ(Code("CloseCursor", {statement}), 0);
+        return text;
+    }
+    std::string Rows(const std::string& sql) const
+    {
+        Run(sql);
+        return Rows();
+    }
+
+    std::string connection;
+    std::string statement;
+};
