@@ -69,7 +69,8 @@
  *     ends in the exception flag ("WasError" says -1000). Only what the logging routine throws from
  *     an entry's last END record, from the single record of "Test" and of the option and version
  *     entries, from BEGIN of "DataSources", or from any record of "GetTypeInfo" but that of a
- *     failure, reaches the host. ReleaseLongString must not throw.
+ *     failure, reaches the host. ReleaseLongString must not throw. A server that is gone is an
+ *     error of the call: a SIGPIPE from a driver's write to it is taken back before the call ends.
  *
  * 10. Lists. Results of more than one value, and lists as arguments, are the elements below, one
  *     behind the other, without a header or an end mark. A list in a list is a string element that

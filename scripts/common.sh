@@ -10,6 +10,14 @@ step() {
     printf '== %s\n' "$*" >&2
 }
 
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
 # Installs what is missing of the packages named; says and does nothing where nothing is.
 need_packages() {
     local package missing=()
@@ -22,12 +30,8 @@ need_packages() {
         return
     fi
     step "Installing ${missing[*]}"
-    local as_root=()
-    if [ "$(id -u)" -ne 0 ]; then
-        as_root=(sudo)
-    fi
-    "${as_root[@]}" apt-get update -q >&2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    as_root apt-get update -q >&2
+    as_root env DEBIAN_FRONTEND=noninteractive \
         apt-get install -q -y --no-install-recommends "${missing[@]}" >&2
 }
 

@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -100,6 +101,44 @@ TEST_F(ScriptedTest, TracesItsOwnSwitches)
     EXPECT_EQ(names,
               "SetLogOption 5\nSetUnicodeOption 3\nSetLegacyOption 0\nGetUV 1\n"
               "GetLastSQLCode BEGIN \nGetLastSQLCode END 0\n");
+}
+
+bool IsPending(int signal)
+{
+    sigset_t pending;
+    sigpending(&pending);
+    return sigismember(&pending, signal) == 1;
+}
+
+// A SIGPIPE would end this program.
+TEST_F(ScriptedTest, OutlivesALostServer)
+{
+    Open();
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, nullptr, &before);
+    for (const char* function : {"SQLExecute", "SQLGetDiagRec", "SQLDataSources"}) {
+        Current().losing_servers.insert(function);
+    }
+    EXPECT_EQ(Code("Execute", {statement}), 0);
+    Call("GetSQLErrors", {connection, statement});
+    Call("DataSources", {2});
+    sigset_t after;
+    pthread_sigmask(SIG_BLOCK, nullptr, &after);
+    EXPECT_EQ(sigismember(&after, SIGPIPE), sigismember(&before, SIGPIPE));
+
+    sigset_t broken_pipe;
+    sigemptyset(&broken_pipe);
+    sigaddset(&broken_pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
+    EXPECT_EQ(Code("Execute", {statement}), 0);
+    EXPECT_FALSE(IsPending(SIGPIPE));
+    std::raise(SIGPIPE);
+    EXPECT_EQ(Code("Execute", {statement}), 0);
+    EXPECT_TRUE(IsPending(SIGPIPE)) << "the host's own";
+    int taken = 0;
+    sigwait(&broken_pipe, &taken);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    Current().losing_servers = {"SQLDisconnect"};  // by the library's end, too
 }
 
 // The guard holds what a host's logging routine throws, but for the last END record.

@@ -5,6 +5,7 @@
 #include <sqlucode.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -61,6 +62,9 @@ SQLRETURN Answer(const char* function, const Arguments&... arguments)
 {
     const std::string shown[] = {fmt::format("{}", arguments)...};
     current.calls.push_back(fmt::format("{}({})", function, fmt::join(shown, ",")));
+    if (current.losing_servers.contains(function)) {
+        std::raise(SIGPIPE);
+    }
     if (current.throwing.contains(function)) {
         throw std::runtime_error("scripted");
     }

@@ -40,6 +40,7 @@ struct BoundParameter {
 struct Script {
     std::map<std::string, SQLRETURN> codes;  // by function, SQL_SUCCESS where there is none
     std::set<std::string> throwing;          // functions that throw an exception
+    std::set<std::string> losing_servers;    // functions that write to a server that is gone
     std::deque<Value> values;                // taken in order; the last one stays
     std::vector<Diagnostic> diagnostics;     // of whatever handle
     bool endless_diagnostics = false;

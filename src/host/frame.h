@@ -15,6 +15,7 @@
 #include "encoding/ZString.h"
 #include "host/main.h"
 #include "odbc/Connection.h"
+#include "odbc/LostServerGuard.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -122,10 +123,12 @@ inline void StoreHandle(zarray* output, SQLHANDLE handle)
     output->length = sizeof handle;
 }
 
-/// Runs work. Whatever it throws ends here, as the exception flag; then returns false.
+/// Runs work. Whatever it throws ends here, as the exception flag; then returns false. A server
+/// that is lost in it is an error of the work's.
 template <class Work>
 bool Guarded(Work work)
 {
+    const LostServerGuard guard;
     try {
         work();
         return true;

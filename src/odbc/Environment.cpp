@@ -8,6 +8,7 @@
 
 #include "odbc/Connection.h"
 #include "odbc/Error.h"
+#include "odbc/LostServerGuard.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -34,6 +35,7 @@ std::string Keyword(const char* connection_string)
 
 CEnvironment::~CEnvironment()
 {
+    const LostServerGuard guard;
     try {
         Free();
     } catch (...) {

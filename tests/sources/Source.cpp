@@ -1,30 +1,39 @@
 #include "sources/Source.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 
 namespace {
 
-// The folder that scripts/with-servers names.
-std::string ServerFile(const std::string& path)
+std::string ServersFolder()
 {
     const char* folder = std::getenv("ORVELGW_SERVERS");
     if (folder == nullptr) {
-        throw std::runtime_error("run by scripts/with-servers");
+        throw std::runtime_error("scripts/with-servers runs this");
     }
-    return std::string(folder) + "/" + path;
+    return folder;
 }
 
 Source Sqlite()
 {
     Source source;
     source.name = "sqlite";
-    source.driver = "DRIVER={SQLite3};Database=/tmp/x.db";
-    source.lacks = {{"users", "a file has no users"}, {"a server", "a file needs none"}};
+    source.product = "SQLite";
+    source.driver = "DRIVER={SQLite3};Database=";
+    source.lacks = {{"users", "a file has no users"}, {"a server", "a file needs none"},
+                    {"several results", "libsqlite3odbc.so 0.9998 takes one statement"},
+                    {"procedures", "SQLite has none"},
+                    {"table privileges", "SQLite has none"},
+                    {"column privileges", "SQLite has none"}};
+    source.dialect.duplicate = {"(HY000)", "[19]", "UNIQUE constraint failed: t.a"};
     source.differs = {{"decimal", "12345678901234.1"},  // SQLite keeps it as a double
                       {"integer for a decimal", "-7"},
-                      {"large double", "1.0e+300"}};
+                      {"large double", "1.0e+300"},
+                      {"column c", "\"c\", 12, 20, 0, "},  // no types but those of its names
+                      {"special columns", "_ROWID_"}};
     return source;
 }
 
@@ -32,11 +41,20 @@ Source PostgreSql()
 {
     Source source;
     source.name = "postgresql";
+    source.product = "PostgreSQL";
     source.driver = "DRIVER={PostgreSQL};Database=postgres;";
     source.server = "Servername=127.0.0.1;Port=";
     source.user = "orvel";
     source.password = "secret";
     source.types.long_binary = "BYTEA";
+    source.lacks = {{"special columns", "psqlodbca.so 13.02 names no key"}};
+    source.differs = {{"column c", "\"c\", 2, 20, 6, "}};  // numeric and decimal are one
+    source.dialect.call_two_results = "SELECT 1; SELECT 'two'";
+    source.dialect.duplicate = {"(23505)", "t_pkey", "Key (a)=(1) already exists"};
+    source.dialect.procedure =
+        "CREATE OR REPLACE FUNCTION twice(a INTEGER, OUT b INTEGER) AS 'SELECT 2 * a' LANGUAGE SQL";
+    source.dialect.many_rows = "SELECT generate_series(1, 100000)";
+    source.dialect.reading_row_by_row = ";UseDeclareFetch=1;Fetch=100";
     return source;
 }
 
@@ -44,6 +62,7 @@ Source MariaDb()
 {
     Source source;
     source.name = "mariadb";
+    source.product = "MariaDB";
     source.driver = "DRIVER={MariaDB};Database=orvel;Charset=utf8mb4;";
     source.server = "Server=127.0.0.1;Port=";
     source.user = "orvel";
@@ -55,6 +74,14 @@ Source MariaDb()
     source.differs = {{"large double", "1e300"}};
     source.types.long_text = "LONGTEXT";
     source.types.long_binary = "LONGBLOB";
+    source.dialect.two_results =
+        "CREATE OR REPLACE PROCEDURE two() BEGIN SELECT 1; SELECT 'two'; END";
+    source.dialect.call_two_results = "{call two()}";
+    source.dialect.duplicate = {"(23000)", "[1062]", "Duplicate entry '1'"};
+    source.dialect.procedure =
+        "CREATE OR REPLACE PROCEDURE twice(IN a INTEGER, OUT b INTEGER) SET b = 2 * a";
+    source.dialect.many_rows = "SELECT seq FROM seq_1_to_100000";
+    source.dialect.reads_ahead = true;
     return source;
 }
 
@@ -62,6 +89,8 @@ Source Virtuoso()
 {
     Source source;
     source.name = "virtuoso";
+    source.rounds_of_killing = 3;  // it takes seconds to start
+    source.product = "OpenLink Virtuoso";
     source.driver = "DRIVER={Virtuoso};";
     source.server = "HOST=127.0.0.1:";
     source.user = "dba";
@@ -80,10 +109,23 @@ Source Virtuoso()
         // It keeps the halves of a pair, of which the gateway makes one in no mode.
         {"😀b", "😀b"},
         {"not as bytes", "😀b"},
+        {"column a", "\"A\", 4, 10, 0, "},
+        {"column b", "\"B\", -9, 100, 0, "},
+        {"column c", "\"C\", 3, 20, 6, "},
     };
     source.types.text = "NVARCHAR(100)";
     source.types.long_text = "LONG NVARCHAR";
     source.types.long_binary = "LONG VARBINARY";
+    source.folds_to_capitals = true;
+    source.dialect.two_results =
+        "CREATE PROCEDURE two() { DECLARE a VARCHAR; result_names(a); result('1'); end_result(); "
+        "result('two'); }";
+    source.dialect.call_two_results = "{call two()}";
+    source.dialect.duplicate = {"(23000)", "SR175", "index T on table DB.DBA.T"};
+    source.dialect.procedure =
+        "CREATE PROCEDURE twice(IN a INTEGER, OUT b INTEGER) { b := 2 * a; }";
+    source.dialect.many_rows =
+        "SELECT TOP 100000 a.COL_ID FROM SYS_COLS a, SYS_COLS b, SYS_COLS c";
     return source;
 }
 
@@ -97,13 +139,27 @@ std::string Source::ConnectionString(int port) const
 std::string Source::ConnectionString(int port, const std::string& its_password) const
 {
     if (server.empty()) {
-        return driver;
+        return driver + ServersFolder() + "/sqlite.db";
     }
     std::string number = std::to_string(port);
     if (port == 0) {
-        std::ifstream(ServerFile(name + "/port")) >> number;
+        std::ifstream(ServerFile("port")) >> number;
     }
     return driver + server + number + ";UID=" + user + ";PWD=" + its_password;
+}
+
+std::string Source::Name(std::string its_name) const
+{
+    if (folds_to_capitals) {
+        std::ranges::transform(its_name, its_name.begin(),
+                               [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    }
+    return its_name;
+}
+
+std::string Source::ServerFile(const std::string& file) const
+{
+    return ServersFolder() + "/" + name + "/" + file;
 }
 
 const std::vector<Source>& Sources()

@@ -8,13 +8,6 @@ namespace {
 
 class Values : public ConnectedTest {
 protected:
-    /// What is expected of a named case: what was sent, or what the source makes of it.
-    static std::string Expected(const std::string& name, const std::string& sent)
-    {
-        const auto differs = GetParam().differs.find(name);
-        return differs == GetParam().differs.end() ? sent : differs->second;
-    }
-
     /// Sends one value into column v of table t, made for it.
     void Send(const ListValue& value, int sql_type, const std::string& column_type)
     {
@@ -100,7 +93,7 @@ TEST_P(Values, OfTextInEveryMode)
 TEST_P(Values, OfWideTextToNarrowDrivers)
 {
     if (Lacks("narrow driver")) {
-        return;
+        GTEST_SKIP();
     }
     Make("t", "v " + GetParam().types.text);
     ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?)"}), 0) << Errors();
@@ -117,11 +110,9 @@ protected:
     {
         Make("t", "v " + column_type);
         ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?)"}), 0) << Errors();
-        const Reply wants = Call("GetInfo", {connection, 111});
-        const bool is_announced = DecodeList(wants.List()).at(0).payload == "Y";
         const int size = static_cast<int>(bytes.size());
         ASSERT_EQ(Code("BindParameter", {statement, 1, 1, c_type, sql_type, size, 0,
-                                         is_announced ? -100 - size : -100}),
+                                         WantsLengths() ? -100 - size : -100}),
                   0);
         ASSERT_EQ(Code("Execute", {statement}), 99) << Errors();
         EXPECT_EQ(List("ParamData", {statement}).substr(0, 4), "99, ");
