@@ -46,8 +46,10 @@ protected:
 /// The same with a connection and a statement.
 class ConnectedTest : public SourceTest {
 protected:
-    ConnectedTest() : connection(Connected())
+    explicit ConnectedTest(bool legacy = false)
     {
+        Code("SetLegacyOption", {legacy ? 1 : 0});
+        connection = Connected();
         statement = Call("AllocStatement", {connection}).Bytes();
     }
     ~ConnectedTest() override

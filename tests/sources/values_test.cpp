@@ -103,6 +103,38 @@ TEST_P(Values, OfWideTextToNarrowDrivers)
     EXPECT_EQ(Rows("SELECT v FROM t"), "\"Ω\"\n");
 }
 
+// The same defect cuts the text of "PrepareW".
+TEST_P(Values, OfStatementsInWideText)
+{
+    const std::string literal = GetParam().is_narrow ? "'Ωz'" : "N'Ωz'";
+    ASSERT_EQ(Code("PrepareW", {statement, UnitsFromUtf8("SELECT " + literal + " -- cut")}), 0);
+    ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
+    EXPECT_EQ(Rows(), "\"Ωz\"\n");
+    const bool is_prepared = Code("PrepareW", {statement, UnitsFromUtf8("SELECT " + literal)}) == 0;
+    EXPECT_EQ(is_prepared && Code("Execute", {statement}) == 0, !GetParam().is_narrow) << Errors();
+}
+
+/// With the legacy option: ODBC 2, and text as the driver has its bytes.
+class LegacyValues : public ConnectedTest {
+protected:
+    LegacyValues() : ConnectedTest(true) {}
+};
+
+TEST_P(LegacyValues, ThereAndBack)
+{
+    Make("t", "a INTEGER, v " + GetParam().types.text);
+    ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?, ?)"}), 0) << Errors();
+    ASSERT_EQ(Code("BindParameters", {statement, EncodeList({10, 100}), EncodeList({4, 12}),
+                                      EncodeList({0, 0}), EncodeList({1, 1}), EncodeList({10, 100})}),
+              0);
+    for (const char* text : {"Åéb", "Ω日本😀", ""}) {
+        ASSERT_EQ(Code("SetParameter", {statement, EncodeList({7}), 1}), 0);
+        ASSERT_EQ(Code("SetParameter", {statement, EncodeList({text}), 2}), 0);
+        ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
+    }
+    EXPECT_EQ(Rows("SELECT a, v FROM t"), "\"7\", \"Åéb\"\n\"7\", \"Ω日本😀\"\n\"7\", \"\"\n");
+}
+
 /// Sends and reads values of megabytes.
 class LongValues : public ConnectedTest {
 protected:
@@ -181,6 +213,7 @@ TEST_P(LongValues, OfTextInPieces)
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, Values, testing::ValuesIn(Sources()), SourceTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(Sources, LegacyValues, testing::ValuesIn(Sources()), SourceTest::NameOf);
 INSTANTIATE_TEST_SUITE_P(Sources, LongValues, testing::ValuesIn(Sources()), SourceTest::NameOf);
 
 }  // namespace
