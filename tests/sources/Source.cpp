@@ -109,6 +109,8 @@ Source Virtuoso()
         // It keeps the halves of a pair, of which the gateway makes one in no mode.
         {"😀b", "😀b"},
         {"not as bytes", "😀b"},
+        // An UPDATE stores the bytes of UTF-8 as characters, unless it casts: CAST(? AS NVARCHAR).
+        {"updated text", "Î©b"},
         {"column a", "\"A\", 4, 10, 0, "},
         {"column b", "\"B\", -9, 100, 0, "},
         {"column c", "\"C\", 3, 20, 6, "},

@@ -88,6 +88,18 @@ TEST_P(Values, OfTextInEveryMode)
     }
 }
 
+TEST_P(Values, OfTextInUpdates)
+{
+    SendText("x");
+    ASSERT_EQ(Code("Prepare", {statement, "UPDATE t SET v = ?"}), 0);
+    const bool is_narrow = GetParam().is_narrow;
+    ASSERT_EQ(Code("BindParameter", {statement, 1, 1, 1, is_narrow ? 12 : -9, 26, 0, 100}), 0);
+    const ListValue text = is_narrow ? ListValue("Ωb") : ListValue(u"Ωb");
+    ASSERT_EQ(Code("SetParameter", {statement, EncodeList({text}), 1}), 0);
+    ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
+    EXPECT_EQ(Rows("SELECT v FROM t"), "\"" + Expected("updated text", "Ωb") + "\"\n");
+}
+
 // iODBC 3.52.9 takes characters for bytes where it converts a wide parameter for a narrow driver:
 // what is stored ends too early, and in the middle of a character.
 TEST_P(Values, OfWideTextToNarrowDrivers)
