@@ -2,40 +2,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
+#include "run_tool.h"
+
 namespace {
-
-/// A run of the program.
-struct Finished {
-    int exit_code;
-    std::string data;      // stdout
-    std::string messages;  // stderr
-};
-
-std::string Slurp(const std::filesystem::path& path)
-{
-    std::ifstream in(path);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-Finished RunTool(const std::string& words, const std::string& environment = "")
-{
-    const auto base =
-        std::filesystem::temp_directory_path() / ("orvelgw-" + std::to_string(::getpid()));
-    const std::string out = base.string() + ".out";
-    const std::string messages = base.string() + ".err";
-    const int status = std::system(
-        (environment + " " ORVELGW_TOOL " " + words + " >" + out + " 2>" + messages).c_str());
-    Finished run{WEXITSTATUS(status), Slurp(out), Slurp(messages)};
-    std::filesystem::remove(out);
-    std::filesystem::remove(messages);
-    return run;
-}
 
 /// A folder of a test's own, with a database in it.
 class ToolFiles : public testing::Test {
@@ -93,6 +66,9 @@ TEST(Tool, ExitCodesTellWhatFailed)
         {memory + "-c 'CREATE TABLE t(a)' --get /nowhere", 1, "no result"},
         {memory + select + "--get /no/such/file", 1, "/no/such/file: No such file"},
         {memory + "call", 2, "the name of an entry"},
+        {memory + "doctor -u", 2, "tries every mode by itself"},
+        {memory + select + "doctor", 2, "exclude each other"},
+        {"doctor", 2, "--data-source"},
         {memory + "call Nonsense", 2, "no entry has the name Nonsense"},
         {memory + "call Execute", 2, "Execute takes 1 inputs, not 0: its signature is bP"},
         {memory + "call Transact @connection x", 2, "x is not a whole number"},

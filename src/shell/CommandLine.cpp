@@ -63,17 +63,23 @@ private:
 // What no single option says of itself.
 void CheckTogether(const CommandLine& command, bool calls)
 {
-    const int wanted =
-        (command.statements.empty() ? 0 : 1) + (command.import.empty() ? 0 : 1) + (calls ? 1 : 0);
+    const int wanted = (command.statements.empty() ? 0 : 1) + (command.import.empty() ? 0 : 1) +
+                       (calls ? 1 : 0) + (command.diagnose ? 1 : 0);
     if (wanted != 1) {
-        throw CLI::ValidationError(wanted == 0 ? "one of --command, --import and call is required"
-                                               : "--command, --import and call exclude each other");
+        throw CLI::ValidationError(wanted == 0
+                                       ? "one of --command, --import, call and doctor is required"
+                                       : "--command, --import, call and doctor exclude each other");
     }
     if (!command.connection_string && !calls) {
         throw CLI::ValidationError("--data-source is required");
     }
     if (calls && command.call.empty()) {
         throw CLI::ValidationError("call: the name of an entry is required");
+    }
+    if (command.diagnose &&
+        (command.options.unicode || command.options.legacy || command.options.log)) {
+        throw CLI::ValidationError(
+            "doctor tries every mode by itself: --unicode, --legacy and --trace are not for it");
     }
     const bool needs_one = !command.markers.empty() || command.get_file;
     if (needs_one && command.statements.size() != 1) {
@@ -82,19 +88,19 @@ void CheckTogether(const CommandLine& command, bool calls)
 }
 
 constexpr char kFooter[] =
-    "Rows and results of calls go to stdout, all else to stderr. Exit codes: 0; 1 SQL error, a "
-    "file\n"
-    "that can't be read or written, or a call that failed; 2 wrong usage; 3 the gateway can't be\n"
-    "loaded; 4 the connection failed.\n";
+    "Rows, results of calls and the doctor's report go to stdout, all else to stderr. Exit codes:\n"
+    "0; 1 SQL error, a file that can't be read or written, a call that failed, or text that is\n"
+    "right in no mode; 2 wrong usage; 3 the gateway can't be loaded; 4 the connection failed.\n";
 
 constexpr char kCallHelp[] =
     "Call entries of the gateway: NAME INPUT..., several parted by \"then\". An input is a\n"
     "number, text, NULL, a list [5, 'text', u'text', NULL], bytes 0x0304, or the handle\n"
     "@connection or @statement.";
 
-}  // namespace
-
-namespace {
+constexpr char kDoctorHelp[] =
+    "Say what there is between here and the data source (-d): library, driver manager, driver\n"
+    "and its kind, connection, what comes back of NULL, text and long text in each mode; where\n"
+    "the connection fails, why.";
 
 // The words in reverse order, as the parser takes them, a value of none (--null=) as one of its
 // own.
@@ -143,11 +149,13 @@ Parsed ParseCommandLine(int count, const char* const* words)
     CLI::App* call = app.add_subcommand("call", kCallHelp);
     call->prefix_command();
     call->add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
+    const CLI::App* doctor = app.add_subcommand("doctor", kDoctorHelp)->fallthrough();
     app.footer(kFooter);
     try {
         app.parse(Reversed(count, words));
         command.markers = markers.Markers();
         command.call = call->remaining();
+        command.diagnose = doctor->parsed();
         CheckTogether(command, call->parsed());
         parsed.carry_out = true;
     } catch (const CLI::ParseError& error) {

@@ -8,7 +8,7 @@
 #include "shell/Query.h"
 #include "shell/Session.h"
 
-/// What the program is to do: run statements, import a file, or call entries.
+/// What the program is to do: run statements, import a file, call entries, or diagnose.
 struct CommandLine {
     std::optional<std::string> connection_string;
     SessionOptions options;
@@ -23,6 +23,8 @@ struct CommandLine {
 
     std::vector<std::string> call;  // the words of calls, or nothing
     bool is_hex = false;
+
+    bool diagnose = false;
 };
 
 /// Exit codes of the program.

@@ -90,6 +90,8 @@ public:
     /// The columns of the result.
     std::vector<Column> Describe() const;
 
+    const std::string& Handle() const { return handle_; }  // its bytes
+
     /// Executes and writes the first column of the first row into a file, piece by piece. Returns
     /// its bytes. Throws FileError, too.
     std::uint64_t RunIntoFile(const std::string& file);

@@ -4,12 +4,27 @@
 #include <link.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <memory>
-#include <string>
 #include <string_view>
 #include <vector>
 
+#include "shell/run_apart.h"
+
 namespace {
+
+// The driver's calls of ODBC functions are to stay inside it, since the driver manager that came
+// with the gateway has functions of the same names. AddressSanitizer refuses the flag.
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kLoadFlags = RTLD_LAZY | RTLD_LOCAL;
+#else
+constexpr int kLoadFlags = RTLD_LAZY | RTLD_LOCAL | RTLD_DEEPBIND;
+#endif
+
+constexpr int kSecondsToLoad = 10;
+
+using Library = std::unique_ptr<void, int (*)(void*)>;
 
 std::vector<std::string> LoadedObjects()
 {
@@ -23,20 +38,123 @@ std::vector<std::string> LoadedObjects()
     return names;
 }
 
-// Whether the object itself, not one that it needs, has a function of that name.
+// Whether the library itself, not one that it needs, has a function of that name.
+bool Defines(void* library, const char* function)
+{
+    const link_map* map = nullptr;
+    const void* address = library != nullptr ? dlsym(library, function) : nullptr;
+    Dl_info info{};
+    return address != nullptr && dladdr(address, &info) != 0 &&
+           dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 &&
+           std::string_view(map->l_name) == info.dli_fname;
+}
+
 bool Defines(const std::string& object, const char* function)
 {
-    const std::unique_ptr<void, int (*)(void*)> loaded(
-        dlopen(object.c_str(), RTLD_LAZY | RTLD_NOLOAD), &dlclose);
-    const void* address = loaded != nullptr ? dlsym(loaded.get(), function) : nullptr;
-    Dl_info info{};
-    return address != nullptr && dladdr(address, &info) != 0 && object == info.dli_fname;
+    const Library loaded(dlopen(object.c_str(), RTLD_LAZY | RTLD_NOLOAD), &dlclose);
+    return Defines(loaded.get(), function);
 }
 
 bool IsDriver(const std::string& object)
 {
     return !object.empty() && object.find("libiodbc") == std::string::npos &&
            Defines(object, "SQLFetch");
+}
+
+template <class Function>
+Function Find(void* driver, const char* name)
+{
+    return reinterpret_cast<Function>(dlsym(driver, name));
+}
+
+using AllocHandle = std::int16_t (*)(std::int16_t type, void* input, void** output);
+using SetEnvAttr = std::int16_t (*)(void* env, std::int32_t what, void* value, std::int32_t size);
+using GetInfoW = std::int16_t (*)(void* connection, std::uint16_t what, void* value,
+                                  std::int16_t capacity, std::int16_t* size);
+using GetConnectAttrW = std::int16_t (*)(void* connection, std::int32_t what, void* value,
+                                         std::int32_t capacity, std::int32_t* size);
+using GetDiagRecW = std::int16_t (*)(std::int16_t type, void* handle, std::int16_t number,
+                                     void* state, std::int32_t* native, void* message,
+                                     std::int16_t capacity, std::int16_t* size);
+
+constexpr std::int16_t kEnvironment = 1;    // SQL_HANDLE_ENV
+constexpr std::int16_t kConnection = 2;     // SQL_HANDLE_DBC
+constexpr std::int32_t kOdbcVersion = 200;  // SQL_ATTR_ODBC_VERSION
+constexpr std::uintptr_t kVersion3 = 3;     // SQL_OV_ODBC3
+constexpr std::uint16_t kNoSuchInfo = 32767;
+constexpr std::int32_t kNoSuchAttribute = 32767;
+
+// An unconnected connection of the driver itself, or null.
+void* NewConnection(void* driver)
+{
+    const auto allocate = Find<AllocHandle>(driver, "SQLAllocHandle");
+    const auto set = Find<SetEnvAttr>(driver, "SQLSetEnvAttr");
+    void* environment = nullptr;
+    void* connection = nullptr;
+    if (allocate != nullptr && allocate(kEnvironment, nullptr, &environment) == 0) {
+        if (set != nullptr) {
+            set(environment, kOdbcVersion, reinterpret_cast<void*>(kVersion3), 0);
+        }
+        allocate(kConnection, environment, &connection);
+    }
+    return connection;
+}
+
+// How far apart the first characters of the connection's SQLSTATE stand; 0 where there is none.
+int DiagnosedWidth(void* driver, void* connection)
+{
+    constexpr std::int16_t kMessageCharacters = 512;
+    std::array<char, 256> state{};
+    std::array<char, std::size_t{kMessageCharacters} * 8> message{};
+    std::int32_t native = 0;
+    std::int16_t size = 0;
+    const auto diagnose = Find<GetDiagRecW>(driver, "SQLGetDiagRecW");
+    if (diagnose != nullptr) {
+        diagnose(kConnection, connection, 1, state.data(), &native, message.data(),
+                 kMessageCharacters, &size);
+    }
+    if (state[0] == '\0' || state[1] != '\0') {
+        return 0;
+    }
+    return state[2] != '\0' ? 2 : (state[3] == '\0' && state[4] != '\0' ? 4 : 0);
+}
+
+// Asks an unconnected driver for what it doesn't have, so that it has something to diagnose.
+int MeasuredWidth(void* driver)
+{
+    std::array<char, 1024> value{};
+    void* connection = NewConnection(driver);
+    if (connection == nullptr) {
+        return 0;
+    }
+    if (const auto info = Find<GetInfoW>(driver, "SQLGetInfoW"); info != nullptr) {
+        std::int16_t size = 0;
+        info(connection, kNoSuchInfo, value.data(), value.size() / 2, &size);
+    }
+    const int width = DiagnosedWidth(driver, connection);
+    const auto attribute = Find<GetConnectAttrW>(driver, "SQLGetConnectAttrW");
+    if (width != 0 || attribute == nullptr) {
+        return width;
+    }
+    std::int32_t size = 0;
+    attribute(connection, kNoSuchAttribute, value.data(), value.size() / 2, &size);
+    return DiagnosedWidth(driver, connection);
+}
+
+// Says U and a reason, D (no driver), N, or W and then the width.
+void Examine(const std::string& file, const Say& say)
+{
+    void* driver = dlopen(file.c_str(), kLoadFlags);
+    if (driver == nullptr) {
+        say(std::string("U") + dlerror());
+    } else if (!Defines(driver, "SQLConnect") && !Defines(driver, "SQLConnectW")) {
+        say("D");
+    } else if (!Defines(driver, "SQLConnectW")) {
+        say("N");
+    } else {
+        say("W");
+        say(std::to_string(MeasuredWidth(driver)));
+    }
 }
 
 }  // namespace
@@ -46,4 +164,30 @@ bool DriverIsNarrow()
     const auto objects = LoadedObjects();
     const auto driver = std::ranges::find_if(objects, &IsDriver);
     return driver != objects.end() && !Defines(*driver, "SQLConnectW");
+}
+
+DriverKind KindOfDriver(const std::string& file)
+{
+    const Apart apart = RunApart(kSecondsToLoad, [&](const Say& say) { Examine(file, say); });
+    DriverKind kind;
+    if (apart.said.empty()) {
+        kind.reason = apart.end == Apart::kOutOfTime ? "loading it does not end"
+                                                     : "loading it crashes: " + apart.reason;
+        return kind;
+    }
+    switch (apart.said.front()) {
+        case 'U':
+            kind.reason = apart.said.substr(1);
+            break;
+        case 'D':
+            kind.form = DriverKind::kNoDriver;
+            break;
+        case 'N':
+            kind.form = DriverKind::kNarrow;
+            break;
+        default:
+            kind.form = DriverKind::kWide;
+            kind.character_width = apart.said == "W2" ? 2 : (apart.said == "W4" ? 4 : 0);
+    }
+    return kind;
 }

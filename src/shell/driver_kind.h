@@ -1,6 +1,20 @@
-// What kind of driver is loaded in this process.
+// What kind of driver a file or this process has.
 #pragma once
+
+#include <string>
 
 /// Whether the ODBC driver of the connection has narrow functions only, so that the driver manager
 /// converts all wide text on its way. False where no driver is found.
 bool DriverIsNarrow();
+
+/// What a driver file is, found out by loading it in a process of its own.
+struct DriverKind {
+    enum Form { kUnloadable, kNoDriver, kNarrow, kWide };
+
+    Form form = kUnloadable;
+    std::string reason;       // why it can't be loaded
+    int character_width = 0;  // of its wide functions, in bytes; 0: it doesn't tell
+};
+
+/// Throws std::system_error where there is no process to be had.
+DriverKind KindOfDriver(const std::string& file);

@@ -19,6 +19,7 @@
 #include "shell/HostServices.h"
 #include "shell/Query.h"
 #include "shell/Session.h"
+#include "shell/doctor/Doctor.h"
 #include "shell/import.h"
 #include "shell/present.h"
 #include "shell/words.h"
@@ -108,7 +109,7 @@ void RunStatements(const Session& session, const CommandLine& command, ResultSin
     }
 }
 
-ExitCode CarryOut(const CommandLine& command)
+ExitCode CarryOutThroughGateway(const CommandLine& command)
 {
     HostServices::Instance().on_record = [](const TraceRecord& record) {
         std::fprintf(stderr, "trace: %s\n", RecordText(record).c_str());
@@ -128,8 +129,16 @@ ExitCode CarryOut(const CommandLine& command)
     } else {
         RunStatements(*session, command, printer);
     }
+    return exit_code;
+}
+
+ExitCode CarryOut(const CommandLine& command)
+{
+    const ExitCode exit_code =
+        command.diagnose ? Doctor(LibraryPath(command), *command.connection_string, stdout).Run()
+                         : CarryOutThroughGateway(command);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        throw std::runtime_error("the rows could not be written");
+        throw std::runtime_error("the output could not be written");
     }
     return exit_code;
 }

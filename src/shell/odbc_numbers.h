@@ -19,7 +19,7 @@ enum SqlType : std::int32_t {
     kWideVarcharType = -9
 };
 
-enum CType : std::int32_t { kCharacterCType = 1, kBinaryCType = -2 };
+enum CType : std::int32_t { kCharacterCType = 1, kBinaryCType = -2, kWideCType = -8 };
 
 inline constexpr std::int32_t kInput = 1;             // SQL_PARAM_INPUT
 inline constexpr std::int32_t kAtExecution = -100;    // SQL_LEN_DATA_AT_EXEC(0)
@@ -28,6 +28,10 @@ inline constexpr std::int32_t kCommit = 0;            // SQL_COMMIT
 inline constexpr std::int32_t kRollback = 1;          // SQL_ROLLBACK
 inline constexpr std::int32_t kIdentifierQuote = 29;  // SQL_IDENTIFIER_QUOTE_CHAR
 inline constexpr std::int32_t kNeedLongDataLength = 111;
+inline constexpr std::int32_t kDriverName = 6;
+inline constexpr std::int32_t kDriverVersion = 7;
+inline constexpr std::int32_t kDbmsName = 17;
+inline constexpr std::int32_t kDbmsVersion = 18;
 
 /// Whether a result code is neither SQL_SUCCESS nor SQL_SUCCESS_WITH_INFO.
 inline bool Failed(std::int32_t code)

@@ -1,42 +1,12 @@
 // Connecting to every source, and being refused.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <iostream>
 
+#include "LocalPort.h"
 #include "sources/source_fixture.h"
 
 namespace {
-
-/// A port of loopback where nobody answers: either nobody listens, or somebody says nothing.
-class DeadPort {
-public:
-    explicit DeadPort(bool listens) : socket_(::socket(AF_INET, SOCK_STREAM, 0))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        auto* any = reinterpret_cast<sockaddr*>(&address);
-        EXPECT_EQ(::bind(socket_, any, size), 0);
-        EXPECT_EQ(listens ? ::listen(socket_, 100) : 0, 0);
-        EXPECT_EQ(::getsockname(socket_, any, &size), 0);
-        number = ntohs(address.sin_port);
-    }
-    ~DeadPort() { ::close(socket_); }
-    DeadPort(const DeadPort&) = delete;
-    DeadPort& operator=(const DeadPort&) = delete;
-
-    int number = 0;
-
-private:
-    int socket_;
-};
 
 std::ptrdiff_t OpenFiles()
 {
@@ -55,7 +25,6 @@ protected:
             EXPECT_EQ(WasError(), -1);
             const std::string line = List("GetSQLErrors", {"", ""});
             EXPECT_NE(line.find(why), std::string::npos) << line;
-            std::cout << line << "\n";
             EXPECT_EQ(List("GetSQLErrors", {"", ""}), "\"\"") << "told once";
             files = i == 0 ? OpenFiles() : files;
         }
@@ -79,7 +48,6 @@ TEST_P(Connecting, ByName)
     for (Reply reply = Call("DataSources", {2}); reply.length > 0; reply = Call("DataSources", {1})) {
         sources += ListText(reply.List()) + "\n";
     }
-    std::cout << sources;
     EXPECT_NE(sources.find("\"" + name + "\", "), std::string::npos) << sources;
 }
 
@@ -98,7 +66,7 @@ TEST_P(Connecting, ToAServerThatIsDown)
     if (Lacks("a server")) {
         GTEST_SKIP();
     }
-    const DeadPort closed(false);
+    const LocalPort closed(LocalPort::kNobody);
     ExpectRefusals("DSNConnect", {GetParam().ConnectionString(closed.number)}, "SQLState");
     EXPECT_EQ(Code("Disconnect", {Connected()}), 0);
 }
@@ -108,12 +76,11 @@ TEST_P(Connecting, ToASilentListener)
     if (Lacks("a server") || Lacks("login timeout")) {
         GTEST_SKIP();
     }
-    const DeadPort silent(true);
+    const LocalPort silent(LocalPort::kSilent);
     const auto start = std::chrono::steady_clock::now();
     ExpectRefusals("DSNConnectWithTimeout", {GetParam().ConnectionString(silent.number), 2},
                    "SQLState", 1);
     const auto waited = std::chrono::steady_clock::now() - start;
-    std::cout << std::chrono::duration_cast<std::chrono::milliseconds>(waited).count() << " ms\n";
     EXPECT_GE(waited, std::chrono::milliseconds(1500));
     EXPECT_LE(waited, std::chrono::seconds(10));
 }

@@ -1,0 +1,55 @@
+// Where a connection string leads, before anything connects.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "shell/doctor/ConnectionString.h"
+#include "shell/doctor/Profiles.h"
+
+/// The driver file that the driver manager opens for a connection string, and why that one.
+class DataSource {
+public:
+    enum Fault {
+        kNone,
+        kUnknownSource,  // the configuration has no such data source
+        kNoDriver,       // the data source names no driver
+        kUnknownDriver,  // no driver has the name, and no file
+        kBraces,         // a file in braces, which belong to its name
+        kMissingFile
+    };
+
+    DataSource(const ConnectionString& string, const Profiles& profiles);
+
+    /// The file, empty where none is named.
+    const std::string& DriverFile() const { return file_; }
+
+    Fault WhatIsWrong() const { return fault_; }
+
+    /// The name that leads nowhere, of a fault.
+    const std::string& Name() const { return name_; }
+
+    /// How the file was found, a step a line.
+    const std::vector<std::string>& Steps() const { return steps_; }
+
+    /// The section of the data source, empty where none is used, and its file.
+    const std::string& Section() const { return section_; }
+    const std::string& SectionFile() const { return section_file_; }
+
+    /// What the string says of a key, or else the data source.
+    std::string Value(std::string_view key) const;
+
+private:
+    void Find();
+    void Follow(const std::string& driver);
+
+    const ConnectionString& string_;
+    const Profiles& profiles_;
+    std::string section_;
+    std::string section_file_;
+    std::string file_;
+    std::string name_;
+    Fault fault_ = kNone;
+    std::vector<std::string> steps_;
+};

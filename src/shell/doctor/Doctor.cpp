@@ -1,0 +1,284 @@
+#include "shell/doctor/Doctor.h"
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+#include <langinfo.h>
+
+#include <clocale>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "shell/Session.h"
+#include "shell/doctor/Shim.h"
+#include "shell/doctor/driver_manager.h"
+#include "shell/doctor/round_trips.h"
+#include "shell/doctor/server.h"
+#include "shell/version.h"
+
+namespace {
+
+std::string FileOf(const void* address)
+{
+    Dl_info info{};
+    std::error_code none;
+    const std::string file = dladdr(address, &info) != 0 ? info.dli_fname : "";
+    const auto resolved = std::filesystem::canonical(file, none);
+    return none ? file : resolved.string();
+}
+
+std::string KindText(const DriverKind& kind)
+{
+    switch (kind.form) {
+        case DriverKind::kUnloadable:
+            return kind.reason;
+        case DriverKind::kNoDriver:
+            return "no ODBC functions";
+        case DriverKind::kNarrow:
+            return "narrow functions only; the driver manager converts wide text";
+        case DriverKind::kWide:
+            break;
+    }
+    return kind.character_width == 0
+               ? "wide functions, of characters that it doesn't tell the width of"
+               : fmt::format("wide functions, of {}-byte characters", kind.character_width);
+}
+
+bool IsUsable(const DriverKind& kind)
+{
+    return kind.form == DriverKind::kNarrow || kind.form == DriverKind::kWide;
+}
+
+const char* KindVerdict(const DriverKind& kind)
+{
+    switch (kind.form) {
+        case DriverKind::kUnloadable:
+            return "unloadable";
+        case DriverKind::kNoDriver:
+            return "no driver";
+        case DriverKind::kNarrow:
+            return "right";
+        case DriverKind::kWide:
+            break;
+    }
+    return kind.character_width == 4 ? "right"
+                                     : (kind.character_width == 2 ? "misused" : "unknown");
+}
+
+}  // namespace
+
+Doctor::Doctor(std::string library, const std::string& data_source, std::FILE* out)
+    : library_(std::move(library)),
+      text_(data_source),
+      string_(data_source),
+      source_(string_, profiles_),
+      report_(out)
+{}
+
+ExitCode Doctor::Run()
+{
+    try {
+        ReportLibrary();
+    } catch (const LoadError& error) {
+        report_.Line("library", "unusable", error.what());
+        report_.Advise("ldd tells which libraries it lacks; --library names another");
+        return kLibraryUnusable;
+    }
+    ReportLocale();
+    ReportSource();
+    ReportDriver();
+    if (source_.WhatIsWrong() == DataSource::kNone) {
+        kind_ = KindOfDriver(source_.DriverFile());
+        ReportKind();
+    }
+    ModeTrial trial = TryMode(*gateway_, kModes[0].options, text_);
+    ReportConnection("connection", trial);
+    if (trial.is_connected) {
+        if (IsMisused()) {
+            AdviseShim();
+        }
+        return TryRoundTrips(std::move(trial));
+    }
+    ReportCauses(trial);
+    return kConnectionFailed;
+}
+
+void Doctor::ReportLibrary()
+{
+    gateway_.emplace(library_);
+    library_ = FileOf(reinterpret_cast<const void*>(gateway_->Table()->function));
+    report_.Line("library", "right",
+                 fmt::format("{}, interface {}, package {}", library_,
+                             gateway_->Call("GetGTWVersion").code, kVersion));
+    const DriverManager manager = LoadedDriverManager();
+    if (manager.file.empty()) {
+        report_.Line("driver manager", "missing", "no libiodbc is in the process");
+    } else {
+        report_.Line("driver manager", manager.version.empty() ? "unknown" : "right",
+                     "iODBC " + manager.version + ", " + manager.file);
+    }
+}
+
+void Doctor::ReportLocale() const
+{
+    const std::string encoding = nl_langinfo(CODESET);
+    const std::string locale = std::setlocale(LC_CTYPE, nullptr);
+    report_.Line("LC_CTYPE", encoding == "UTF-8" ? "right" : "narrow", locale + ", " + encoding);
+    if (encoding != "UTF-8") {
+        report_.Advise("text that " + encoding +
+                       " lacks is lost between wide and 8-bit: take a UTF-8 locale");
+    }
+}
+
+void Doctor::ReportSource() const
+{
+    report_.Line("data source",
+                 source_.WhatIsWrong() == DataSource::kUnknownSource ? "unknown" : "found",
+                 string_.Masked());
+    if (!profiles_.IsThere()) {
+        report_.More("odbc.ini and odbcinst.ini are not read: libiodbcinst.so.2 can't be loaded");
+    }
+    for (const std::string& step : source_.Steps()) {
+        report_.More(step);
+    }
+}
+
+void Doctor::ReportDriver()
+{
+    const auto fault = source_.WhatIsWrong();
+    if (fault == DataSource::kUnknownSource || fault == DataSource::kNoDriver) {
+        report_.Line("driver", "unknown", "none is named");
+        return;
+    }
+    report_.Line("driver", fault == DataSource::kNone ? "found" : "missing", source_.DriverFile());
+    const auto behind = Shim::DriverBehind(source_.DriverFile());
+    if (fault == DataSource::kNone && behind) {
+        behind_ = KindOfDriver(*behind);
+        report_.Line("behind the shim", IsUsable(*behind_) ? "found" : KindVerdict(*behind_),
+                     behind->string());
+        report_.More(KindText(*behind_));
+    }
+}
+
+void Doctor::ReportKind() const
+{
+    report_.Line("kind", KindVerdict(kind_), KindText(kind_));
+    if (IsMisused()) {
+        report_.More("this driver manager takes them for 4-byte ones; the cure is the shim");
+    } else if (kind_.form == DriverKind::kWide && kind_.character_width == 0) {
+        report_.Advise(
+            "the driver manager takes them for 4-byte characters; garbled diagnostics "
+            "mean 2-byte ones, for which there is liborvelnarrow.so");
+    }
+}
+
+void Doctor::AdviseShim() const
+{
+    const Shim shim(library_, source_.DriverFile());
+    if (!shim.IsBuilt()) {
+        report_.Advise(shim.File().string() + " is not there; cmake --build makes it");
+    }
+    if (!shim.IsLinked()) {
+        report_.Advise(fmt::format("ln -s {} {}", shim.File().string(), shim.Link().string()));
+    }
+    report_.Advise(string_.Has("DRIVER")
+                       ? fmt::format("DRIVER={} instead", shim.Link().string())
+                       : fmt::format("Driver = {} in [{}] of {}", shim.Link().string(),
+                                     source_.Section(), source_.SectionFile()));
+}
+
+void Doctor::ReportConnection(const char* subject, const ModeTrial& trial) const
+{
+    if (trial.is_connected) {
+        report_.Line(subject, "right", trial.product);
+    } else {
+        report_.Line(subject, trial.refusal, trial.diagnostics);
+    }
+}
+
+void Doctor::ReportCause(const char* subject, const Cause& cause) const
+{
+    report_.Line(subject, cause.word, cause.what);
+    for (const std::string& advice : cause.advice) {
+        report_.Advise(advice);
+    }
+}
+
+std::optional<ModeTrial> Doctor::TryShim() const
+{
+    const Shim shim(library_, source_.DriverFile());
+    if (!shim.IsBuilt()) {
+        return std::nullopt;
+    }
+    const TrialLink link(shim, source_.DriverFile());
+    const std::string through = string_.Through(link.File());
+    if (through.size() > Session::kLongestConnectionString) {
+        return std::nullopt;
+    }
+    return TryMode(*gateway_, kModes[0].options, through);
+}
+
+// The cause that shows first, and behind a misused driver the next one.
+void Doctor::ReportCauses(const ModeTrial& trial) const
+{
+    if (const auto cause = CauseInFiles(source_, kind_, profiles_)) {
+        ReportCause("cause", *cause);
+    } else if (behind_ && !IsUsable(*behind_)) {
+        ReportCause("cause", {KindVerdict(*behind_),
+                              "behind the shim: " + KindText(*behind_),
+                              {"install the driver's package, or correct the link's name"}});
+    } else if (!IsMisused()) {
+        ReportCause("cause", CauseBeyondDriver(trial));
+    } else {
+        const auto shimmed = TryShim();
+        std::optional<Cause> next;
+        if (shimmed) {
+            ReportConnection("with the shim", *shimmed);
+            if (!shimmed->is_connected) {
+                next = CauseBeyondDriver(*shimmed);
+            }
+        }
+        ReportCause(
+            "cause",
+            {"misused", "its wide functions take 2-byte characters, and get 4-byte ones", {}});
+        AdviseShim();
+        if (next) {
+            ReportCause("  behind it", *next);
+        }
+    }
+}
+
+Cause Doctor::CauseBeyondDriver(const ModeTrial& trial) const
+{
+    if (const auto server = ServerOf(source_, ProductOf(source_.DriverFile()))) {
+        const Reach reach = TryToReach(*server);
+        const bool is_reached = reach.outcome == Reach::kListens;
+        report_.Line("server", is_reached ? "right" : "unreached",
+                     server->Text() + ": " + (is_reached ? "somebody listens" : reach.reason));
+        if (auto cause = CauseInNetwork(*server, reach)) {
+            return *cause;
+        }
+    }
+    return trial.refusal == "refused" ? CauseInWords(trial.diagnostics)
+                                      : Cause{trial.refusal, trial.diagnostics.front(), {}};
+}
+
+ExitCode Doctor::TryRoundTrips(ModeTrial first) const
+{
+    RoundTrips trips;
+    trips.trials.push_back(std::move(first));
+    for (std::size_t mode = 1; mode < std::size(kModes); ++mode) {
+        trips.trials.push_back(TryMode(*gateway_, kModes[mode].options, text_));
+    }
+    ModeTrial encoded;
+    const Product* product = ProductOf(source_.DriverFile());
+    const std::string with_key =
+        product != nullptr ? text_ + ";" + product->encoding : std::string();
+    if (product != nullptr && with_key.size() <= Session::kLongestConnectionString &&
+        WantsEncoding(trips.trials)) {
+        trips.encoding_key = product->encoding;
+        encoded = TryMode(*gateway_, kModes[0].options, with_key);
+        trips.with_encoding = &encoded;
+    }
+    return ReportRoundTrips(trips, report_) ? kDone : kSqlFailed;
+}

@@ -1,0 +1,47 @@
+// The shim of the narrow functions, as a cure for a driver.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+/// The shim, and the link to it by which it finds one driver.
+class Shim {
+public:
+    /// library: the gateway's file, beside which the shim lies.
+    Shim(const std::filesystem::path& library, const std::filesystem::path& driver);
+
+    /// Whether the shim is there.
+    bool IsBuilt() const;
+
+    const std::filesystem::path& File() const { return shim_; }
+
+    /// Where the link belongs: beside the library, or beside a driver that lies in a folder of its
+    /// own.
+    const std::filesystem::path& Link() const { return link_; }
+    bool IsLinked() const;
+
+    /// Whether a driver file is a link to the shim or a copy: the driver behind it, as the shim
+    /// looks for it. It need not be there.
+    static std::optional<std::filesystem::path> DriverBehind(const std::filesystem::path& driver);
+
+private:
+    std::filesystem::path shim_;
+    std::filesystem::path link_;
+};
+
+/// A link to the shim in a folder of its own, which goes with this object. Throws
+/// std::filesystem::filesystem_error.
+class TrialLink {
+public:
+    TrialLink(const Shim& shim, const std::filesystem::path& driver);
+    ~TrialLink();
+    TrialLink(const TrialLink&) = delete;
+    TrialLink& operator=(const TrialLink&) = delete;
+
+    std::filesystem::path File() const { return link_; }
+
+private:
+    std::filesystem::path folder_;
+    std::filesystem::path link_;
+};

@@ -1,0 +1,123 @@
+// A driver that has wide functions, of characters of type CHARACTER, and the narrow ones that the
+// shim shows. It refuses every connection, or with TEST_DRIVER=connect every statement, with
+// TEST_DRIVER=wide when it is connected by a wide function, too; it crashes as it is asked for its
+// diagnostics with TEST_DRIVER=crash.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#define EXPORTED extern "C" __attribute__((visibility("default"))) std::int16_t
+
+namespace {
+
+constexpr std::int16_t kError = -1;
+constexpr std::int16_t kNoData = 100;
+
+std::string_view Told()
+{
+    const char* told = std::getenv("TEST_DRIVER");
+    return told != nullptr ? told : "";
+}
+
+// So many zeros end a text for a reader of wider characters, too.
+constexpr int kZeros = 4;
+
+template <class Character>
+void Put(std::string_view text, Character* to, int zeros = kZeros)
+{
+    std::fill_n(std::ranges::copy(text, to).out, zeros, 0);
+}
+
+template <class Character>
+std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* native,
+                      Character* message, std::int16_t capacity, std::int16_t* length)
+{
+    constexpr std::string_view kMessage = "Login failed, or FROM is missing";
+    if (Told() == "crash") {
+        std::abort();
+    }
+    if (number != 1 || capacity < static_cast<std::int16_t>(kMessage.size() + kZeros)) {
+        return kNoData;
+    }
+    Put("28000", state, 1);
+    Put(kMessage, message);
+    *native = 7;
+    *length = static_cast<std::int16_t>(kMessage.size());
+    return 0;
+}
+
+}  // namespace
+
+EXPORTED SQLAllocHandle(std::int16_t type, void* /*input*/, void** output)
+{
+    *output = reinterpret_cast<void*>(static_cast<std::intptr_t>(type) * 16);
+    return 0;
+}
+
+EXPORTED SQLFreeHandle(std::int16_t /*type*/, void* /*handle*/)
+{
+    return 0;
+}
+
+EXPORTED SQLSetEnvAttr(void* /*env*/, std::int32_t /*what*/, void* /*value*/, std::int32_t /*size*/)
+{
+    return 0;
+}
+
+EXPORTED SQLGetInfoW(void* /*connection*/, std::uint16_t /*what*/, void* /*value*/,
+                     std::int16_t /*capacity*/, std::int16_t* /*size*/)
+{
+    return kError;
+}
+
+EXPORTED SQLConnectW()
+{
+    return kError;
+}
+
+EXPORTED SQLConnect()
+{
+    return kError;
+}
+
+EXPORTED SQLDriverConnectW(void* /*connection*/, void* /*window*/, const CHARACTER* /*in*/,
+                           std::int16_t /*in_length*/, CHARACTER* completed, std::int16_t capacity,
+                           std::int16_t* length, std::uint16_t /*completion*/)
+{
+    if (capacity < kZeros) {
+        return kError;
+    }
+    Put("", completed);
+    *length = 0;
+    return Told() == "wide" ? 0 : kError;
+}
+
+EXPORTED SQLDriverConnect()
+{
+    return Told() == "connect" ? 0 : kError;
+}
+
+EXPORTED SQLDisconnect(void* /*connection*/)
+{
+    return 0;
+}
+
+EXPORTED SQLPrepare()
+{
+    return kError;
+}
+
+EXPORTED SQLGetDiagRec(std::int16_t /*type*/, void* /*handle*/, std::int16_t number, char* state,
+                       std::int32_t* native, char* message, std::int16_t capacity,
+                       std::int16_t* length)
+{
+    return Diagnose(number, state, native, message, capacity, length);
+}
+
+EXPORTED SQLGetDiagRecW(std::int16_t /*type*/, void* /*handle*/, std::int16_t number,
+                        CHARACTER* state, std::int32_t* native, CHARACTER* message,
+                        std::int16_t capacity, std::int16_t* length)
+{
+    return Diagnose(number, state, native, message, capacity, length);
+}
