@@ -1,0 +1,95 @@
+// What the doctor says of every source: of one that is there, and of one that can't be reached.
+#include <cstdlib>
+#include <filesystem>
+
+#include "LocalPort.h"
+#include "run_tool.h"
+#include "sources/source_fixture.h"
+
+namespace {
+
+/// The doctor's report begins every line with a subject and a verdict.
+void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
+{
+    for (const std::string& start : starts) {
+        EXPECT_NE(("\n" + run.data).find("\n" + start), std::string::npos)
+            << start << "\n" << run.data << run.messages;
+    }
+}
+
+Finished Diagnosed(const std::string& connection_string)
+{
+    return RunTool("doctor -d '" + connection_string + "'");
+}
+
+class Diagnosis : public SourceTest {};
+
+TEST_P(Diagnosis, OfASourceThatIsThere)
+{
+    const Finished run = Diagnosed(GetParam().ConnectionString());
+    EXPECT_EQ(run.exit_code, GetParam().is_narrow ? 0 : 1);
+    const std::string right = "right      right      ";
+    std::vector<std::string> lines = {
+        "driver          found", "kind            right",
+        "connection      right      " + GetParam().product,
+        "  NULL and empty text         " + right + "right",
+        "  é Ω 日 as a parameter       " + (GetParam().is_narrow ? right : "garbled    right      ") +
+            "right",
+        "  long text whole             " +
+            (GetParam().is_narrow ? right + "right" : "garbled    right      garbled")};
+    ExpectLines(run, lines);
+}
+
+TEST_P(Diagnosis, OfAWrongPassword)
+{
+    if (Lacks("users")) {
+        GTEST_SKIP();
+    }
+    const Finished run = Diagnosed(GetParam().ConnectionString(0, "wrong"));
+    EXPECT_EQ(run.exit_code, 4);
+    ExpectLines(run, {"connection      refused    SQLState:", "server          right",
+                      "cause           refused    the server is there, and refuses the user"});
+}
+
+TEST_P(Diagnosis, OfAServerThatIsDown)
+{
+    if (Lacks("a server")) {
+        GTEST_SKIP();
+    }
+    const LocalPort closed(LocalPort::kNobody);
+    const Finished run = Diagnosed(GetParam().ConnectionString(closed.number));
+    EXPECT_EQ(run.exit_code, 4);
+    ExpectLines(run, {"connection      refused    SQLState:", "server          unreached",
+                      "cause           stopped    nobody listens at 127.0.0.1 port " +
+                          std::to_string(closed.number)});
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, Diagnosis, testing::ValuesIn(Sources()), SourceTest::NameOf);
+
+// The drivers of 2-byte wide characters that Debian has, as they come.
+TEST(MisusedDrivers, AreNamedWithTheirCure)
+{
+    const LocalPort closed(LocalPort::kNobody);
+    const std::string postgresql = Sources().at(1).ConnectionString();
+    const struct {
+        const char* file;
+        std::string rest;
+        std::string shimmed;
+    } cases[] = {
+        {"psqlodbcw.so", postgresql.substr(postgresql.find(';')), "right      PostgreSQL"},
+        {"libmaodbc.so", ";Server=127.0.0.1;Port=" + std::to_string(closed.number), "refused"},
+        {"libtdsodbc.so", ";Server=127.0.0.1;Port=" + std::to_string(closed.number), "refused"},
+    };
+    for (const auto& c : cases) {
+        const Finished run = Diagnosed("DRIVER=" ORVELGW_DRIVER_FOLDER "/" + std::string(c.file) + c.rest);
+        EXPECT_EQ(run.exit_code, 4);
+        ExpectLines(run, {"kind            misused    wide functions, of 2-byte characters",
+                          "connection      refused", "with the shim   " + c.shimmed,
+                          "cause           misused",
+                          std::string("                -> DRIVER=") +
+                              std::filesystem::path(ORVELGW_NARROW_SHIM).parent_path().string() +
+                              "/narrow-" + c.file});
+    }
+}
+
+}  // namespace
