@@ -55,8 +55,8 @@ public:
 
     /// Whether text goes into parameters as 2-byte characters. It does not, even with the Unicode
     /// option, where the driver is narrow: iODBC 3.52.9 cuts wide parameters of text outside ASCII,
-    /// taking characters for bytes (tests/sqlite_test.cpp,
-    /// Parameters.OfWideTextAreCutByTheDriverManager).
+    /// taking characters for bytes (tests/sources,
+    /// Values.OfWideTextToNarrowDrivers).
     bool WideParameters() const { return wide_parameters_; }
 
     const std::string& Connection() const { return connection_; }  // the handle's bytes

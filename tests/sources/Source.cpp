@@ -6,133 +6,6 @@
 #include <fstream>
 #include <stdexcept>
 
-namespace {
-
-std::string ServersFolder()
-{
-    const char* folder = std::getenv("ORVELGW_SERVERS");
-    if (folder == nullptr) {
-        throw std::runtime_error("scripts/with-servers runs this");
-    }
-    return folder;
-}
-
-Source Sqlite()
-{
-    Source source;
-    source.name = "sqlite";
-    source.product = "SQLite";
-    source.driver = "DRIVER={SQLite3};Database=";
-    source.lacks = {{"users", "a file has no users"}, {"a server", "a file needs none"},
-                    {"several results", "libsqlite3odbc.so 0.9998 takes one statement"},
-                    {"procedures", "SQLite has none"},
-                    {"table privileges", "SQLite has none"},
-                    {"column privileges", "SQLite has none"}};
-    source.dialect.duplicate = {"(HY000)", "[19]", "UNIQUE constraint failed: t.a"};
-    source.differs = {{"decimal", "12345678901234.1"},  // SQLite keeps it as a double
-                      {"integer for a decimal", "-7"},
-                      {"large double", "1.0e+300"},
-                      {"column c", "\"c\", 12, 20, 0, "},  // no types but those of its names
-                      {"special columns", "_ROWID_"}};
-    return source;
-}
-
-Source PostgreSql()
-{
-    Source source;
-    source.name = "postgresql";
-    source.product = "PostgreSQL";
-    source.driver = "DRIVER={PostgreSQL};Database=postgres;";
-    source.server = "Servername=127.0.0.1;Port=";
-    source.user = "orvel";
-    source.password = "secret";
-    source.types.long_binary = "BYTEA";
-    source.lacks = {{"special columns", "psqlodbca.so 13.02 names no key"}};
-    source.differs = {{"column c", "\"c\", 2, 20, 6, "}};  // numeric and decimal are one
-    source.dialect.call_two_results = "SELECT 1; SELECT 'two'";
-    source.dialect.duplicate = {"(23505)", "t_pkey", "Key (a)=(1) already exists"};
-    source.dialect.procedure =
-        "CREATE OR REPLACE FUNCTION twice(a INTEGER, OUT b INTEGER) AS 'SELECT 2 * a' LANGUAGE SQL";
-    source.dialect.many_rows = "SELECT generate_series(1, 100000)";
-    source.dialect.reading_row_by_row = ";UseDeclareFetch=1;Fetch=100";
-    return source;
-}
-
-Source MariaDb()
-{
-    Source source;
-    source.name = "mariadb";
-    source.product = "MariaDB";
-    source.driver = "DRIVER={MariaDB};Database=orvel;Charset=utf8mb4;";
-    source.server = "Server=127.0.0.1;Port=";
-    source.user = "orvel";
-    source.password = "secret";
-    source.types.moment = "DATETIME(6)";
-    source.lacks = {{"login timeout",
-                     "libmaodbc.so 3.1.15 leaves SQL_ATTR_LOGIN_TIMEOUT aside; its own keyword "
-                     "CONN_TIMEOUT does it"}};
-    source.differs = {{"large double", "1e300"}};
-    source.types.long_text = "LONGTEXT";
-    source.types.long_binary = "LONGBLOB";
-    source.dialect.two_results =
-        "CREATE OR REPLACE PROCEDURE two() BEGIN SELECT 1; SELECT 'two'; END";
-    source.dialect.call_two_results = "{call two()}";
-    source.dialect.duplicate = {"(23000)", "[1062]", "Duplicate entry '1'"};
-    source.dialect.procedure =
-        "CREATE OR REPLACE PROCEDURE twice(IN a INTEGER, OUT b INTEGER) SET b = 2 * a";
-    source.dialect.many_rows = "SELECT seq FROM seq_1_to_100000";
-    source.dialect.reads_ahead = true;
-    return source;
-}
-
-Source Virtuoso()
-{
-    Source source;
-    source.name = "virtuoso";
-    source.rounds_of_killing = 3;  // it takes seconds to start
-    source.product = "OpenLink Virtuoso";
-    source.driver = "DRIVER={Virtuoso};";
-    source.server = "HOST=127.0.0.1:";
-    source.user = "dba";
-    source.password = "dba";
-    source.is_narrow = false;
-    source.types.moment = "DATETIME";
-    source.lacks = {{"login timeout",
-                     "virtodbcu_r.so 7.2.5 leaves SQL_ATTR_LOGIN_TIMEOUT aside and waits on"},
-                    {"narrow driver", "virtodbcu_r.so is a Unicode driver"}};
-    source.differs = {
-        {"integer for a decimal", "-7"},
-        {"date", "2024-02-29 00:00:00"},
-        // virtodbcu_r.so 7.2.5 makes 0 of every SQL_C_SBIGINT.
-        {"lowest of 64 bits", "0"},
-        {"highest of 64 bits", "0"},
-        // It keeps the halves of a pair, of which the gateway makes one in no mode.
-        {"😀b", "😀b"},
-        {"not as bytes", "😀b"},
-        // An UPDATE stores the bytes of UTF-8 as characters, unless it casts: CAST(? AS NVARCHAR).
-        {"updated text", "Î©b"},
-        {"column a", "\"A\", 4, 10, 0, "},
-        {"column b", "\"B\", -9, 100, 0, "},
-        {"column c", "\"C\", 3, 20, 6, "},
-    };
-    source.types.text = "NVARCHAR(100)";
-    source.types.long_text = "LONG NVARCHAR";
-    source.types.long_binary = "LONG VARBINARY";
-    source.folds_to_capitals = true;
-    source.dialect.two_results =
-        "CREATE PROCEDURE two() { DECLARE a VARCHAR; result_names(a); result('1'); end_result(); "
-        "result('two'); }";
-    source.dialect.call_two_results = "{call two()}";
-    source.dialect.duplicate = {"(23000)", "SR175", "index T on table DB.DBA.T"};
-    source.dialect.procedure =
-        "CREATE PROCEDURE twice(IN a INTEGER, OUT b INTEGER) { b := 2 * a; }";
-    source.dialect.many_rows =
-        "SELECT TOP 100000 a.COL_ID FROM SYS_COLS a, SYS_COLS b, SYS_COLS c";
-    return source;
-}
-
-}  // namespace
-
 std::string Source::ConnectionString(int port) const
 {
     return ConnectionString(port, password);
@@ -141,7 +14,7 @@ std::string Source::ConnectionString(int port) const
 std::string Source::ConnectionString(int port, const std::string& its_password) const
 {
     if (server.empty()) {
-        return driver + ServersFolder() + "/sqlite.db";
+        return driver;
     }
     std::string number = std::to_string(port);
     if (port == 0) {
@@ -161,12 +34,112 @@ std::string Source::Name(std::string its_name) const
 
 std::string Source::ServerFile(const std::string& file) const
 {
-    return ServersFolder() + "/" + name + "/" + file;
+    const char* folder = std::getenv("ORVELGW_SERVERS");
+    if (folder == nullptr) {
+        throw std::runtime_error("scripts/with-servers runs this");
+    }
+    return std::string(folder) + "/" + name + "/" + file;
 }
 
 const std::vector<Source>& Sources()
 {
-    static const std::vector<Source> sources = {Sqlite(), PostgreSql(), MariaDb(), Virtuoso()};
+    static const std::vector<Source> sources = {
+        {
+            .name = "sqlite",
+            .product = "SQLite",
+            .driver = "DRIVER={SQLite3};Database=sources_test.db",
+            .dialect = {.duplicate = {"(HY000)", "[19]", "UNIQUE constraint failed: t.a"}},
+            .lacks = {{"users", "a file has no users"},
+                      {"a server", "a file needs none"},
+                      {"several results", "libsqlite3odbc.so 0.9998 takes one statement"},
+                      {"procedures", "SQLite has none"},
+                      {"privileges", "SQLite has none"}},
+            .differs = {{"decimal", "12345678901234.1"},  // SQLite keeps it as a double
+                        {"integer for a decimal", "-7"},
+                        {"large double", "1.0e+300"},
+                        {"column c", R"("c", 12, 20, 0, )"},
+                        {"special columns", "_ROWID_"}},
+        },
+        {
+            .name = "postgresql",
+            .product = "PostgreSQL",
+            .driver = "DRIVER={PostgreSQL};Database=postgres;",
+            .server = "Servername=127.0.0.1;Port=",
+            .user = "orvel",
+            .password = "secret",
+            .types = {.long_binary = "BYTEA"},
+            .dialect = {.call_two_results = "SELECT 1; SELECT 'two'",
+                        .procedure = "CREATE OR REPLACE FUNCTION twice(a INTEGER, OUT b INTEGER) "
+                                     "AS 'SELECT 2 * a' LANGUAGE SQL",
+                        .duplicate = {"(23505)", "t_pkey", "Key (a)=(1) already exists"},
+                        .many_rows = "SELECT generate_series(1, 100000)",
+                        .reading_row_by_row = ";UseDeclareFetch=1;Fetch=100"},
+            .lacks = {{"special columns", "psqlodbca.so 13.02 names no key"}},
+            .differs = {{"column c", R"("c", 2, 20, 6, )"}},  // numeric and decimal are one
+        },
+        {
+            .name = "mariadb",
+            .product = "MariaDB",
+            .driver = "DRIVER={MariaDB};Database=orvel;Charset=utf8mb4;",
+            .server = "Server=127.0.0.1;Port=",
+            .user = "orvel",
+            .password = "secret",
+            .types = {.moment = "DATETIME(6)", .long_text = "LONGTEXT", .long_binary = "LONGBLOB"},
+            .dialect = {.two_results =
+                            "CREATE OR REPLACE PROCEDURE two() BEGIN SELECT 1; SELECT 'two'; END",
+                        .call_two_results = "{call two()}",
+                        .procedure = "CREATE OR REPLACE PROCEDURE twice(IN a INTEGER, "
+                                     "OUT b INTEGER) SET b = 2 * a",
+                        .duplicate = {"(23000)", "[1062]", "Duplicate entry '1'"},
+                        .many_rows = "SELECT seq FROM seq_1_to_100000",
+                        .reads_ahead = true},
+            .lacks = {{"login timeout",
+                       "libmaodbc.so 3.1.15 leaves SQL_ATTR_LOGIN_TIMEOUT aside; its own keyword "
+                       "CONN_TIMEOUT does it"}},
+            .differs = {{"large double", "1e300"}},
+        },
+        {
+            .name = "virtuoso",
+            .product = "OpenLink Virtuoso",
+            .driver = "DRIVER={Virtuoso};",
+            .server = "HOST=127.0.0.1:",
+            .user = "dba",
+            .password = "dba",
+            .is_narrow = false,
+            .folds_to_capitals = true,
+            .rounds_of_killing = 3,  // it takes seconds to start
+            .types = {.moment = "DATETIME",
+                      .text = "NVARCHAR(100)",
+                      .long_text = "LONG NVARCHAR",
+                      .long_binary = "LONG VARBINARY"},
+            .dialect = {.two_results = "CREATE PROCEDURE two() { DECLARE a VARCHAR; "
+                                       "result_names(a); result('1'); end_result(); "
+                                       "result('two'); }",
+                        .call_two_results = "{call two()}",
+                        .procedure = "CREATE PROCEDURE twice(IN a INTEGER, OUT b INTEGER) "
+                                     "{ b := 2 * a; }",
+                        .duplicate = {"(23000)", "SR175", "index T on table DB.DBA.T"},
+                        .many_rows = "SELECT TOP 100000 a.COL_ID "
+                                     "FROM SYS_COLS a, SYS_COLS b, SYS_COLS c"},
+            .lacks = {{"login timeout",
+                       "virtodbcu_r.so 7.2.5 leaves SQL_ATTR_LOGIN_TIMEOUT aside and waits on"},
+                      {"narrow driver", "virtodbcu_r.so is a Unicode driver"}},
+            .differs = {{"integer for a decimal", "-7"},
+                        {"date", "2024-02-29 00:00:00"},
+                        // virtodbcu_r.so 7.2.5 makes 0 of every SQL_C_SBIGINT.
+                        {"lowest of 64 bits", "0"},
+                        {"highest of 64 bits", "0"},
+                        // It keeps the halves of a pair, of which the gateway makes one in no mode.
+                        {"😀b", "😀b"},
+                        {"not as bytes", "😀b"},
+                        // An UPDATE stores the bytes of UTF-8 as characters, unless it casts:
+                        // CAST(? AS NVARCHAR).
+                        {"updated text", "Î©b"},
+                        {"column a", R"("A", 4, 10, 0, )"},
+                        {"column b", R"("B", -9, 100, 0, )"},
+                        {"column c", R"("C", 3, 20, 6, )"}},
+        },
+    };
     return sources;
 }
 

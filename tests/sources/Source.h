@@ -16,35 +16,34 @@ struct TypeNames {
 
 /// SQL that every source words in its own way; empty where it has no such thing.
 struct Dialect {
-    std::string two_results;       // makes what brings a row of 1, then one of two
-    std::string call_two_results;  // calls it
-    std::string procedure;         // makes twice(a, b), which sets b to 2 a
-    std::vector<std::string> duplicate;  // parts of what is said of a second row of a primary key
-    std::string many_rows;          // a query of 100,000 rows
-    std::string reading_row_by_row; // for the connection string
-    bool reads_ahead = false;       // a whole result, before the first row is fetched
+    std::string two_results = {};             // makes what brings a row of 1, then one of two
+    std::string call_two_results = {};        // calls it
+    std::string procedure = {};               // makes twice(a, b), which sets b to 2 a
+    std::vector<std::string> duplicate = {};  // what is said of a second row of a primary key
+    std::string many_rows = {};               // a query of 100,000 rows
+    std::string reading_row_by_row = {};      // for the connection string
+    bool reads_ahead = false;                 // a whole result, before the first row is fetched
 };
 
 /// One source. scripts/with-servers makes a data source of the same name.
 struct Source {
     std::string name;
     std::string product;
-    std::string driver;  // with what says which database, for a connection string
-    std::string server;  // what says where, up to its port; empty: it is a file
-    std::string user;
-    std::string password;
-
-    int rounds_of_killing = 20;
-    bool is_narrow = true;  // the driver manager converts all wide text
+    std::string driver;       // with what says which database, for a connection string
+    std::string server = {};  // what says where, up to its port; empty: it is a file
+    std::string user = {};
+    std::string password = {};
+    bool is_narrow = true;           // the driver manager converts all wide text
     bool folds_to_capitals = false;  // names in SQL, unless they are quoted
-    TypeNames types;
-    Dialect dialect;
+    int rounds_of_killing = 20;
+    TypeNames types = {};
+    Dialect dialect = {};
 
     /// Behaviours that the source or its driver does not have, and why not.
-    std::map<std::string, std::string> lacks;
+    std::map<std::string, std::string> lacks = {};
 
-    /// What comes back of some values in the place of what was sent.
-    std::map<std::string, std::string> differs;
+    /// What comes back in some cases in the place of what is usual.
+    std::map<std::string, std::string> differs = {};
 
     /// A connection string; port 0 is the one its server listens at.
     std::string ConnectionString(int port = 0) const;
@@ -52,12 +51,13 @@ struct Source {
     std::string ConnectionString(int port, const std::string& its_password) const;
 
     /// A name of SQL as the catalog has it.
-    std::string Name(std::string name) const;
+    std::string Name(std::string its_name) const;
 
     /// A file of the server's folder.
     std::string ServerFile(const std::string& file) const;
 };
 
+/// SQLite, PostgreSQL, MariaDB through the shim, Virtuoso.
 const std::vector<Source>& Sources();
 
 void PrintTo(const Source& source, std::ostream* out);

@@ -9,8 +9,9 @@ protected:
     {
         Drop("child");
         Make("parent", "id INTEGER NOT NULL PRIMARY KEY, name " + GetParam().types.text);
-        Make("child", "id INTEGER, parent_id INTEGER, "
-                      "FOREIGN KEY (parent_id) REFERENCES parent(id)");
+        Make("child",
+             "id INTEGER, parent_id INTEGER, "
+             "FOREIGN KEY (parent_id) REFERENCES parent(id)");
         Run("CREATE UNIQUE INDEX child_id ON child(id)");
         if (!GetParam().dialect.procedure.empty()) {
             Run(GetParam().dialect.procedure);
@@ -46,10 +47,10 @@ const CatalogCase kCases[] = {
     {"statistics", "Statistics", {"", "", "child", 0}, {"child_id"}},
     {"special columns", "SpecialColumns", {1, "", "", "parent", 0, 1}, {"id"}},
     {"special columns", "SpecialColumnsW", {1, u"", u"", u"parent", 0, 1}, {"id"}},
-    {"table privileges", "TablePrivileges", {"", "", "parent"}, {"\"SELECT\""}},
-    {"table privileges", "TablePrivilegesW", {u"", u"", u"parent"}, {"\"SELECT\""}},
-    {"column privileges", "ColumnPrivileges", {"", "", "parent", "id"}, {"id", "\"SELECT\""}},
-    {"column privileges", "ColumnPrivilegesW", {u"", u"", u"parent", u"%"}, {"name", "\"SELECT\""}},
+    {"privileges", "TablePrivileges", {"", "", "parent"}, {"\"SELECT\""}},
+    {"privileges", "TablePrivilegesW", {u"", u"", u"parent"}, {"\"SELECT\""}},
+    {"privileges", "ColumnPrivileges", {"", "", "parent", "id"}, {"id", "\"SELECT\""}},
+    {"privileges", "ColumnPrivilegesW", {u"", u"", u"parent", u"%"}, {"name", "\"SELECT\""}},
     {"procedures", "DescribeProcedures", {"", "", "twice"}, {"twice"}},
     {"procedures", "DescribeProceduresW", {u"", u"", u"twice"}, {"twice"}},
     {"procedures", "DescribeProcedureColumns", {"", "", "twice", ""}, {"a", "b"}},
@@ -94,6 +95,10 @@ TEST_P(Catalogs, TellOfTypesAndTheSource)
     EXPECT_NE(rows.find(", \"4\", "), std::string::npos) << rows;
     constexpr int kProductName = 17;
     EXPECT_EQ(List("GetInfo", {connection, kProductName}), "\"" + GetParam().product + "\"");
+    constexpr int kCursorCommitBehavior = 23;
+    EXPECT_EQ(Call("GetInfo", {connection, kCursorCommitBehavior}).List().substr(0, 2),
+              std::string("\x04\x01"))
+        << "two bytes of a number";
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, Catalogs, testing::ValuesIn(Sources()), SourceTest::NameOf);

@@ -39,13 +39,13 @@ TEST_P(Connecting, ByName)
     for (const std::string& handle :
          {std::string(Call("Connect", {name, user, password}).Bytes()),
           std::string(Call("ConnectWithTimeout", {name, user, password, 5}).Bytes()),
-          std::string(
-              Call("DSNConnect", {name + ";UID=" + user + ";PWD=" + password}).Bytes())}) {
+          std::string(Call("DSNConnect", {name + ";UID=" + user + ";PWD=" + password}).Bytes())}) {
         ASSERT_EQ(handle.size(), 8U) << List("GetSQLErrors", {"", ""});
         EXPECT_EQ(Code("Disconnect", {handle}), 0);
     }
     std::string sources;
-    for (Reply reply = Call("DataSources", {2}); reply.length > 0; reply = Call("DataSources", {1})) {
+    for (Reply reply = Call("DataSources", {2}); reply.length > 0;
+         reply = Call("DataSources", {1})) {
         sources += ListText(reply.List()) + "\n";
     }
     EXPECT_NE(sources.find("\"" + name + "\", "), std::string::npos) << sources;
@@ -85,7 +85,6 @@ TEST_P(Connecting, ToASilentListener)
     EXPECT_LE(waited, std::chrono::seconds(10));
 }
 
-INSTANTIATE_TEST_SUITE_P(Sources, Connecting, testing::ValuesIn(Sources()),
-                         SourceTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(Sources, Connecting, testing::ValuesIn(Sources()), SourceTest::NameOf);
 
 }  // namespace

@@ -13,7 +13,8 @@ void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
 {
     for (const std::string& start : starts) {
         EXPECT_NE(("\n" + run.data).find("\n" + start), std::string::npos)
-            << start << "\n" << run.data << run.messages;
+            << start << "\n"
+            << run.data << run.messages;
     }
 }
 
@@ -30,11 +31,12 @@ TEST_P(Diagnosis, OfASourceThatIsThere)
     EXPECT_EQ(run.exit_code, GetParam().is_narrow ? 0 : 1);
     const std::string right = "right      right      ";
     std::vector<std::string> lines = {
-        "driver          found", "kind            right",
+        "driver          found",
+        "kind            right",
         "connection      right      " + GetParam().product,
         "  NULL and empty text         " + right + "right",
-        "  é Ω 日 as a parameter       " + (GetParam().is_narrow ? right : "garbled    right      ") +
-            "right",
+        "  é Ω 日 as a parameter       " +
+            (GetParam().is_narrow ? right : "garbled    right      ") + "right",
         "  long text whole             " +
             (GetParam().is_narrow ? right + "right" : "garbled    right      garbled")};
     ExpectLines(run, lines);
@@ -81,7 +83,8 @@ TEST(MisusedDrivers, AreNamedWithTheirCure)
         {"libtdsodbc.so", ";Server=127.0.0.1;Port=" + std::to_string(closed.number), "refused"},
     };
     for (const auto& c : cases) {
-        const Finished run = Diagnosed("DRIVER=" ORVELGW_DRIVER_FOLDER "/" + std::string(c.file) + c.rest);
+        const Finished run =
+            Diagnosed("DRIVER=" ORVELGW_DRIVER_FOLDER "/" + std::string(c.file) + c.rest);
         EXPECT_EQ(run.exit_code, 4);
         ExpectLines(run, {"kind            misused    wide functions, of 2-byte characters",
                           "connection      refused", "with the shim   " + c.shimmed,

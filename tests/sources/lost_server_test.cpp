@@ -53,9 +53,9 @@ protected:
 
     std::string Connect() const
     {
-        return std::string(
-            Call("DSNConnect", {GetParam().ConnectionString() + GetParam().dialect.reading_row_by_row})
-                .Bytes());
+        return std::string(Call("DSNConnect", {GetParam().ConnectionString() +
+                                               GetParam().dialect.reading_row_by_row})
+                               .Bytes());
     }
 };
 

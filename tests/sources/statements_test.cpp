@@ -72,13 +72,17 @@ TEST_P(Statements, RunAgainWithOtherParameters)
 {
     Make("t", "a INTEGER PRIMARY KEY, b " + GetParam().types.text + ", c DOUBLE PRECISION");
     ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?, ?, ?)"}), 0);
+    const Reply markers = Call("DescribeParameters", {statement});
+    EXPECT_EQ(DecodeList(markers.List()).size(), 4U) << "their number, and each";
     ASSERT_EQ(Code("BindParameters",
                    {statement, EncodeList({10, 10, 10}), EncodeList({4, 12, 8}),
                     EncodeList({0, 0, 0}), EncodeList({1, 1, 1}), EncodeList({10, 700, 15})}),
               0);
     for (int row = 1; row <= 5; ++row) {
         Set(row, 1);
-        Set(row % 2 == 0 ? ListValue() : ListValue(std::string(20U * static_cast<unsigned>(row), 'x')), 2);
+        Set(row % 2 == 0 ? ListValue()
+                         : ListValue(std::string(20U * static_cast<unsigned>(row), 'x')),
+            2);
         Set(row / 4.0, 3);
         ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
     }
@@ -97,9 +101,9 @@ TEST_P(Statements, GiveOutputParametersBack)
     ASSERT_EQ(Code("Prepare", {statement, "{call twice(?, ?)}"}), 0) << Errors();
     constexpr int kInput = 1;
     constexpr int kOutput = 4;
-    ASSERT_EQ(Code("BindParameters", {statement, EncodeList({10, 10}), EncodeList({4, 4}),
-                                      EncodeList({0, 0}), EncodeList({kInput, kOutput}),
-                                      EncodeList({10, 10})}),
+    ASSERT_EQ(Code("BindParameters",
+                   {statement, EncodeList({10, 10}), EncodeList({4, 4}), EncodeList({0, 0}),
+                    EncodeList({kInput, kOutput}), EncodeList({10, 10})}),
               0);
     for (const int a : {21, -5}) {
         Set(a, 1);

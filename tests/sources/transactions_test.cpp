@@ -5,7 +5,8 @@ namespace {
 
 class Transactions : public ConnectedTest {
 protected:
-    Transactions() : observer(Connected()), its_statement(Call("AllocStatement", {observer}).Bytes())
+    Transactions()
+        : observer(Connected()), its_statement(Call("AllocStatement", {observer}).Bytes())
     {
         Make("t", "a INTEGER");
         SetAutocommit(0);

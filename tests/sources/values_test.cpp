@@ -136,9 +136,10 @@ TEST_P(LegacyValues, ThereAndBack)
 {
     Make("t", "a INTEGER, v " + GetParam().types.text);
     ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?, ?)"}), 0) << Errors();
-    ASSERT_EQ(Code("BindParameters", {statement, EncodeList({10, 100}), EncodeList({4, 12}),
-                                      EncodeList({0, 0}), EncodeList({1, 1}), EncodeList({10, 100})}),
-              0);
+    ASSERT_EQ(
+        Code("BindParameters", {statement, EncodeList({10, 100}), EncodeList({4, 12}),
+                                EncodeList({0, 0}), EncodeList({1, 1}), EncodeList({10, 100})}),
+        0);
     for (const char* text : {"Åéb", "Ω日本😀", ""}) {
         ASSERT_EQ(Code("SetParameter", {statement, EncodeList({7}), 1}), 0);
         ASSERT_EQ(Code("SetParameter", {statement, EncodeList({text}), 2}), 0);
@@ -178,7 +179,8 @@ protected:
         while (code == 1) {
             all += CallOn(statement, entry, rest).Bytes();
             code = Code("GetLastSQLCode");
-            const std::size_t end = is_text && code == 1 ? all.find_last_not_of('\0') + 1 : all.size();
+            const std::size_t end =
+                is_text && code == 1 ? all.find_last_not_of('\0') + 1 : all.size();
             all.resize(entry == "GetDataExW" ? (end + 1) / 2 * 2 : end);
         }
         EXPECT_EQ(code, 0) << Errors();
@@ -220,7 +222,7 @@ TEST_P(LongValues, OfTextInPieces)
         Send({reinterpret_cast<const char*>(wide.data()), sizeof(wchar_t) * wide.size()}, -8, -10,
              GetParam().types.long_text);
         const std::string back = Utf8FromUnits(Read("GetDataExW", {1, -8, 1'000'003}, true));
-        EXPECT_TRUE(back == text) << back.size() << " " << text.size() << " " << (std::ranges::mismatch(back,text).in1-back.begin());
+        EXPECT_TRUE(back == text) << back.size();
     }
 }
 
