@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 
+#include "shell/HostList.h"
 #include "shell/Query.h"
 #include "shell/odbc_numbers.h"
 
@@ -45,12 +46,10 @@ public:
     std::vector<Row> rows;
 };
 
-Row RowOf(const Session& session, const std::string& sql, std::size_t cells,
-          const std::vector<Marker>& markers = {})
+Row RowOf(const Session& session, const std::string& sql, std::size_t cells)
 {
     Rows rows;
     Query query(session, sql, rows);
-    query.Bind(markers);
     query.Run();
     return rows.First(cells);
 }
@@ -80,9 +79,21 @@ Finding Literal(const Session& session, const std::string& prefix, const std::st
     return JudgeCell(text, RowOf(session, "SELECT " + prefix + "'" + text + "'", 1)[0]);
 }
 
+// With the Unicode option text goes as 2-byte characters, as a host sends it: the tool's own
+// parameters keep clear of narrow drivers.
 Finding Parameter(const Session& session, const std::string& text)
 {
-    return JudgeCell(text, RowOf(session, "SELECT ?", 1, {{text, false}})[0]);
+    Rows rows;
+    Query query(session, "SELECT ?", rows);
+    if (session.Options().unicode) {
+        const auto size = static_cast<std::int64_t>(text.size());
+        query.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
+        query.Set(1, UnitsFromUtf8(text));
+    } else {
+        query.Bind({Marker{text, false}});
+    }
+    query.Run();
+    return JudgeCell(text, rows.First(1)[0]);
 }
 
 std::string LongText()
