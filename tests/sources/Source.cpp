@@ -69,8 +69,8 @@ const std::vector<Source>& Sources()
             .password = "secret",
             .types = {.long_binary = "BYTEA"},
             .dialect = {.call_two_results = "SELECT 1; SELECT 'two'",
-                        .procedure = "CREATE OR REPLACE FUNCTION twice(a INTEGER, OUT b INTEGER) "
-                                     "AS 'SELECT 2 * a' LANGUAGE SQL",
+                        .procedure = "CREATE OR REPLACE FUNCTION twice(a INTEGER, OUT b INTEGER, "
+                                     "INOUT c INTEGER) AS 'SELECT 2 * a, c + a' LANGUAGE SQL",
                         .duplicate = {"(23505)", "t_pkey", "Key (a)=(1) already exists"},
                         .many_rows = "SELECT generate_series(1, 100000)",
                         .reading_row_by_row = ";UseDeclareFetch=1;Fetch=100"},
@@ -89,7 +89,7 @@ const std::vector<Source>& Sources()
                             "CREATE OR REPLACE PROCEDURE two() BEGIN SELECT 1; SELECT 'two'; END",
                         .call_two_results = "{call two()}",
                         .procedure = "CREATE OR REPLACE PROCEDURE twice(IN a INTEGER, "
-                                     "OUT b INTEGER) SET b = 2 * a",
+                                     "OUT b INTEGER, INOUT c INTEGER) SET b = 2 * a, c = c + a",
                         .duplicate = {"(23000)", "[1062]", "Duplicate entry '1'"},
                         .many_rows = "SELECT seq FROM seq_1_to_100000",
                         .reads_ahead = true},
@@ -116,8 +116,8 @@ const std::vector<Source>& Sources()
                                        "result_names(a); result('1'); end_result(); "
                                        "result('two'); }",
                         .call_two_results = "{call two()}",
-                        .procedure = "CREATE PROCEDURE twice(IN a INTEGER, OUT b INTEGER) "
-                                     "{ b := 2 * a; }",
+                        .procedure = "CREATE PROCEDURE twice(IN a INTEGER, OUT b INTEGER, "
+                                     "INOUT c INTEGER) { b := 2 * a; c := c + a; }",
                         .duplicate = {"(23000)", "SR175", "index T on table DB.DBA.T"},
                         .many_rows = "SELECT TOP 100000 a.COL_ID "
                                      "FROM SYS_COLS a, SYS_COLS b, SYS_COLS c"},

@@ -18,7 +18,7 @@ struct TypeNames {
 struct Dialect {
     std::string two_results = {};             // makes what brings a row of 1, then one of two
     std::string call_two_results = {};        // calls it
-    std::string procedure = {};               // makes twice(a, b), which sets b to 2 a
+    std::string procedure = {};               // makes twice(a, b, c): b is 2 a, c grows by a
     std::vector<std::string> duplicate = {};  // what is said of a second row of a primary key
     std::string many_rows = {};               // a query of 100,000 rows
     std::string reading_row_by_row = {};      // for the connection string

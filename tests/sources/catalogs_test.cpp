@@ -53,8 +53,8 @@ const CatalogCase kCases[] = {
     {"privileges", "ColumnPrivilegesW", {u"", u"", u"parent", u"%"}, {"name", "\"SELECT\""}},
     {"procedures", "DescribeProcedures", {"", "", "twice"}, {"twice"}},
     {"procedures", "DescribeProceduresW", {u"", u"", u"twice"}, {"twice"}},
-    {"procedures", "DescribeProcedureColumns", {"", "", "twice", ""}, {"a", "b"}},
-    {"procedures", "DescribeProcedureColumnsW", {u"", u"", u"twice", u""}, {"a", "b"}},
+    {"procedures", "DescribeProcedureColumns", {"", "", "twice", ""}, {"a", "b", "c"}},
+    {"procedures", "DescribeProcedureColumnsW", {u"", u"", u"twice", u""}, {"a", "b", "c"}},
 };
 
 TEST_P(Catalogs, TellOfTablesAndProcedures)

@@ -98,21 +98,25 @@ TEST_P(Statements, GiveOutputParametersBack)
         GTEST_SKIP();
     }
     Run(GetParam().dialect.procedure);
-    ASSERT_EQ(Code("Prepare", {statement, "{call twice(?, ?)}"}), 0) << Errors();
+    ASSERT_EQ(Code("Prepare", {statement, "{call twice(?, ?, ?)}"}), 0) << Errors();
     constexpr int kInput = 1;
+    constexpr int kInputOutput = 2;
     constexpr int kOutput = 4;
-    ASSERT_EQ(Code("BindParameters",
-                   {statement, EncodeList({10, 10}), EncodeList({4, 4}), EncodeList({0, 0}),
-                    EncodeList({kInput, kOutput}), EncodeList({10, 10})}),
-              0);
+    ASSERT_EQ(
+        Code("BindParameters",
+             {statement, EncodeList({10, 10, 10}), EncodeList({4, 4, 4}), EncodeList({0, 0, 0}),
+              EncodeList({kInput, kOutput, kInputOutput}), EncodeList({10, 10, 10})}),
+        0);
     for (const int a : {21, -5}) {
         Set(a, 1);
+        Set(100, 3);
         const int code = Code("Execute", {statement});
         ASSERT_TRUE(code == 0 || code == 100) << code << Errors();
         while (Code("MoreResults", {statement}) == 0) {  // a driver fills outputs with the last
         }
-        EXPECT_EQ(List("GetParameter", {statement, 2}), "\"" + std::to_string(2 * a) + "\"");
         EXPECT_EQ(List("GetParameter", {statement, 1}), std::to_string(a));
+        EXPECT_EQ(List("GetParameter", {statement, 2}), "\"" + std::to_string(2 * a) + "\"");
+        EXPECT_EQ(List("GetParameter", {statement, 3}), std::to_string(100 + a));
         Code("CloseCursor", {statement});
     }
 }
@@ -152,6 +156,8 @@ TEST_P(Statements, AreRefusedWithEveryRecord)
     EXPECT_EQ(Code("Execute", {statement}), -1);
     EXPECT_EQ(WasError(), -1);
     const std::string errors = Errors();
+    const std::string form = "  SQLState: (";
+    EXPECT_EQ(errors.find(form), errors.rfind(form)) << "one record: " << errors;
     for (const std::string& part : GetParam().dialect.duplicate) {
         EXPECT_NE(errors.find(part), std::string::npos) << errors;
     }

@@ -70,6 +70,20 @@ TEST_P(Values, ThereAndBack)
     }
 }
 
+TEST_P(Values, OfBytes)
+{
+    const std::string bytes("\0\xFF'\x80\0end\0", 9);
+    Make("t", "v " + GetParam().types.long_binary);
+    ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?)"}), 0);
+    ASSERT_EQ(Code("BindParameter", {statement, 1, 1, -2, -3, 9, 0, 9}), 0);
+    ASSERT_EQ(Code("SetParameterBinary", {statement, EncodeList({bytes}), 1}), 0) << Errors();
+    ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
+    EXPECT_EQ(List("GetParameter", {statement, 1}), ListText(EncodeList({bytes})));
+    Run("SELECT v FROM t");
+    ASSERT_EQ(Code("Fetch", {statement}), 0);
+    EXPECT_EQ(Call("GetData", {statement, 1, -2}).Bytes(), bytes);
+}
+
 TEST_P(Values, OfTextInEveryMode)
 {
     struct Case {
