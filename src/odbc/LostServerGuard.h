@@ -15,7 +15,7 @@ public:
     LostServerGuard& operator=(const LostServerGuard&) = delete;
 
 private:
-    sigset_t broken_pipe_;
-    sigset_t host_mask_;
+    sigset_t broken_pipe_{};
+    sigset_t host_mask_{};
     bool was_pending_;
 };

@@ -34,13 +34,19 @@ protected:
 
 TEST_P(Connecting, ByName)
 {
-    const auto& [name, user, password] =
-        std::tie(GetParam().name, GetParam().user, GetParam().password);
-    for (const std::string& handle :
-         {std::string(Call("Connect", {name, user, password}).Bytes()),
-          std::string(Call("ConnectWithTimeout", {name, user, password, 5}).Bytes()),
-          std::string(Call("DSNConnect", {name + ";UID=" + user + ";PWD=" + password}).Bytes())}) {
-        ASSERT_EQ(handle.size(), 8U) << List("GetSQLErrors", {"", ""});
+    const std::string& name = GetParam().name;
+    const std::string& user = GetParam().user;
+    const std::string& password = GetParam().password;
+    std::string string = name;
+    string.append(";UID=").append(user).append(";PWD=").append(password);
+    const std::pair<const char*, std::vector<Argument>> ways[] = {
+        {"Connect", {name, user, password}},
+        {"ConnectWithTimeout", {name, user, password, 5}},
+        {"DSNConnect", {string}},
+    };
+    for (const auto& [entry, inputs] : ways) {
+        const std::string handle(Call(entry, inputs).Bytes());
+        ASSERT_EQ(handle.size(), 8U) << entry << List("GetSQLErrors", {"", ""});
         EXPECT_EQ(Code("Disconnect", {handle}), 0);
     }
     std::string sources;

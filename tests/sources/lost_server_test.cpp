@@ -14,7 +14,7 @@ namespace {
 
 class LostServer : public SourceTest {
 protected:
-    pid_t Pid() const
+    static pid_t Pid()
     {
         pid_t pid = 0;
         std::ifstream(GetParam().ServerFile("pid")) >> pid;
@@ -22,7 +22,7 @@ protected:
     }
 
     /// Kills the server with all of its processes and waits until they are gone.
-    void Kill() const
+    static void Kill()
     {
         const pid_t pid = Pid();
         ASSERT_GT(pid, 1);

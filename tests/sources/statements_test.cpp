@@ -78,11 +78,11 @@ TEST_P(Statements, RunAgainWithOtherParameters)
                    {statement, EncodeList({10, 10, 10}), EncodeList({4, 12, 8}),
                     EncodeList({0, 0, 0}), EncodeList({1, 1, 1}), EncodeList({10, 700, 15})}),
               0);
+    std::string text;
     for (int row = 1; row <= 5; ++row) {
+        text += "of twenty characters";
         Set(row, 1);
-        Set(row % 2 == 0 ? ListValue()
-                         : ListValue(std::string(20U * static_cast<unsigned>(row), 'x')),
-            2);
+        Set(row % 2 == 0 ? ListValue() : ListValue(text), 2);
         Set(row / 4.0, 3);
         ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
     }
