@@ -58,12 +58,12 @@
  *
  *  8. Text. 8-bit text is passed to the driver as it stands, with one exception: with the Unicode
  *     option "SetParameter" widens it as Latin-1. Wherever the library converts between wide and
- *     multibyte text it follows LC_CTYPE of the process, which it never sets: the host does, and
- *     C.UTF-8 is the least that carries text outside ASCII. A wide name of a catalog entry (letter
- *     s) may be read beyond its end: 4 bytes are looked at by "DescribeProceduresW" and
- *     "DescribeProcedureColumnsW", and 4 bytes a character by drivers where a name goes out as it
- *     lies in the host's memory: in "StatisticsW", and the catalog of "DescribeProceduresW" where
- *     it starts with two zero characters. So many must be readable.
+ *     multibyte text it follows LC_CTYPE of the process, which it never sets, and puts back where a
+ *     driver sets it: the host does, and C.UTF-8 is the least that carries text outside ASCII. A
+ *     wide name of a catalog entry (letter s) may be read beyond its end: 4 bytes are looked at by
+ *     "DescribeProceduresW" and "DescribeProcedureColumnsW", and 4 bytes a character by drivers
+ *     where a name goes out as it lies in the host's memory: in "StatisticsW", and the catalog of
+ *     "DescribeProceduresW" where it starts with two zero characters. So many must be readable.
  *
  *  9. Exceptions. Whatever is thrown inside an entry, by a driver or by the host's logging routine,
  *     ends in the exception flag ("WasError" says -1000). Only what the logging routine throws from

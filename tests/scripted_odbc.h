@@ -38,11 +38,11 @@ struct BoundParameter {
 };
 
 struct Script {
-    std::map<std::string, SQLRETURN> codes;  // by function, SQL_SUCCESS where there is none
-    std::set<std::string> throwing;          // functions that throw an exception
-    std::set<std::string> losing_servers;    // functions that write to a server that is gone
-    std::deque<Value> values;                // taken in order; the last one stays
-    std::vector<Diagnostic> diagnostics;     // of whatever handle
+    std::map<std::string, SQLRETURN> codes;   // by function, SQL_SUCCESS where there is none
+    std::set<std::string> throwing;           // functions that throw an exception
+    std::map<std::string, void (*)()> doing;  // what a function does to the process
+    std::deque<Value> values;                 // taken in order; the last one stays
+    std::vector<Diagnostic> diagnostics;      // of whatever handle
     bool endless_diagnostics = false;
     SQLSMALLINT columns = 1;
     int rows = 1;  // that SQLFetch still has

@@ -15,7 +15,7 @@
 #include "encoding/ZString.h"
 #include "host/main.h"
 #include "odbc/Connection.h"
-#include "odbc/LostServerGuard.h"
+#include "odbc/HostGuard.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -123,12 +123,12 @@ inline void StoreHandle(zarray* output, SQLHANDLE handle)
     output->length = sizeof handle;
 }
 
-/// Runs work. Whatever it throws ends here, as the exception flag; then returns false. A server
-/// that is lost in it is an error of the work's.
+/// Runs work. Whatever it throws ends here, as the exception flag; then returns false. The host's
+/// signals and locale outlive it.
 template <class Work>
 bool Guarded(Work work)
 {
-    const LostServerGuard guard;
+    const HostGuard guard;
     try {
         work();
         return true;

@@ -8,7 +8,7 @@
 
 #include "odbc/Connection.h"
 #include "odbc/Error.h"
-#include "odbc/LostServerGuard.h"
+#include "odbc/HostGuard.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -35,7 +35,7 @@ std::string Keyword(const char* connection_string)
 
 CEnvironment::~CEnvironment()
 {
-    const LostServerGuard guard;
+    const HostGuard guard;
     try {
         Free();
     } catch (...) {

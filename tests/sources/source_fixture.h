@@ -1,6 +1,7 @@
 // A connection to each of the sources in turn.
 #pragma once
 
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -16,6 +17,9 @@ public:
     }
 
 protected:
+    /// The environment has another locale than the host has set.
+    SourceTest() { ::setenv("LC_ALL", "C", 1); }
+
     /// Whether the source lacks a behaviour; says so, and why.
     static bool Lacks(const std::string& behaviour)
     {
