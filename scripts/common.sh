@@ -18,14 +18,20 @@ as_root() {
     fi
 }
 
-# Installs what is missing of the packages named; says and does nothing where nothing is.
-need_packages() {
-    local package missing=()
+# What is missing of the packages named.
+missing_packages() {
+    local package
     for package in "$@"; do
         if ! dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
-            missing+=("$package")
+            echo "$package"
         fi
     done
+}
+
+# Installs what is missing of the packages named; says and does nothing where nothing is.
+need_packages() {
+    local missing
+    mapfile -t missing < <(missing_packages "$@")
     if [ ${#missing[@]} -eq 0 ]; then
         return
     fi
@@ -52,4 +58,12 @@ build() {
         step "Building build/$preset"
         cmake --build --preset "$preset" "${wanted[@]}" >&2
     fi
+}
+
+# Runs the tests of a preset that ctest's options name, and tells what they leave out.
+run_tests() {
+    local preset=$1
+    shift
+    ctest --preset "$preset" --progress "$@"
+    sed -n 's/^left out: /   &/p' "build/$preset/Testing/Temporary/LastTest.log" | sort -u >&2
 }
