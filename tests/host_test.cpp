@@ -118,6 +118,9 @@ void BreakPipe()
 
 TEST_F(ScriptedTest, OutlivesALostServer)
 {
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, nullptr, &before);
+    ASSERT_FALSE(sigismember(&before, SIGPIPE));
     Open();
     for (const char* function : {"SQLExecute", "SQLGetDiagRec", "SQLDataSources"}) {
         Current().doing[function] = &BreakPipe;
@@ -126,16 +129,16 @@ TEST_F(ScriptedTest, OutlivesALostServer)
     Call("GetSQLErrors", {connection, statement});
     Call("DataSources", {2});
     sigset_t broken_pipe;
-    sigset_t before;
+    sigset_t after;
     sigemptyset(&broken_pipe);
     sigaddset(&broken_pipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &broken_pipe, &before);
-    EXPECT_FALSE(sigismember(&before, SIGPIPE)) << "left as it was";
+    pthread_sigmask(SIG_BLOCK, &broken_pipe, &after);
+    EXPECT_FALSE(sigismember(&after, SIGPIPE)) << "left as it was";
     EXPECT_EQ(Code("Execute", {statement}), 0);
     EXPECT_FALSE(IsPending(SIGPIPE));
     std::raise(SIGPIPE);
     EXPECT_EQ(Code("Execute", {statement}), 0);
-    EXPECT_TRUE(IsPending(SIGPIPE)) << "the host's own";
+    ASSERT_TRUE(IsPending(SIGPIPE)) << "the host's own";
     int taken = 0;
     sigwait(&broken_pipe, &taken);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);

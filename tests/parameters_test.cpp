@@ -127,7 +127,7 @@ TEST_F(ParameterTest, ValuesChooseTheirCType)
         {0, -8, 12, Element(std::u16string(300, u'w')), "-8 1204 -3", wide(300), SQL_NTS},
         {0, 1, 4, Element(5), "-16 259 0", four(5), 0},
         {0, 1, 4, Element(0), "-16 259 0", four(0), 0},
-        {0, 1, 4, Element(-2'147'483'648L), "-16 259 0", four(INT32_MIN), 0},
+        {0, 1, 4, Element(-2'147'483'648L), "-16 259 0", eight(long{INT32_MIN}), 0},
         {0, 1, 4, Element(3'000'000'000L), "-25 259 0", eight(3'000'000'000L), 0},
         {0, 1, -5, Element(-1), "-25 259 0", eight(-1L), 0},
         {0, -27, -5, Element(7), "-27 259 0", eight(7L), 0},

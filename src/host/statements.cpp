@@ -89,7 +89,7 @@ extern "C" int Execute(const zarray* statement, int* result)
     // SQL_NEED_DATA sets the error flag, too: the host sees 99 and goes on with "ParamData".
     return OnStatement(
         {.name = "Execute", .handle = statement, .result = result, .no_data = NoData::kIsSuccess},
-        Traced(statement), [](CStatement& prepared) { return SQLExecute(prepared.Handle()); });
+        Traced(statement), [](CStatement& prepared) { return prepared.Execute(); });
 }
 
 extern "C" int MoreResults(const zarray* statement, int* result)

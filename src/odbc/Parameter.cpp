@@ -113,8 +113,15 @@ SQLRETURN CParameter::Bind()
                                         static_cast<SQLLEN>(buffer_.size()));
     if (Succeeded(code)) {
         outgrown_.clear();
+        bound_before_ = statement_->Executions();
     }
     return code;
+}
+
+bool CParameter::WantsBinding() const
+{
+    return is_bound_to_token_ ||
+           (c_type_ == SQL_C_WCHAR && bound_before_ != statement_->Executions());
 }
 
 SQLRETURN CParameter::BindTo(SQLULEN column_size, SQLSMALLINT decimal_digits, SQLPOINTER place,

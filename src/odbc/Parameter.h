@@ -53,8 +53,12 @@ public:
     /// without a form here (SQL_C_SBIGINT among them).
     void AppendValue(ZString& list) const;
 
-    /// Whether the driver holds the token in the place of the buffer.
-    bool IsBoundToToken() const { return is_bound_to_token_; }
+    /// Whether a value that comes now needs a new binding, even if it changes nothing else. Where
+    /// the driver holds a token in the place of the buffer, it would take that for an address. And
+    /// iODBC 3.52.9 makes narrow text, in place, of a wide parameter that a narrow driver is
+    /// executed with, and takes whatever comes there later for narrow text (tests/sources,
+    /// Values.OfWideTextAgain).
+    bool WantsBinding() const;
 
     SQLSMALLINT GetCType() const { return c_type_; }
 
@@ -86,6 +90,7 @@ private:
     SQLSMALLINT io_type_ = SQL_PARAM_INPUT;
     long number_;
     bool is_bound_to_token_ = false;
+    unsigned long bound_before_ = 0;  // how many executions preceded the binding
 };
 
 /// 8-bit text on its way into a parameter as wide characters.

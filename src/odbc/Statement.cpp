@@ -36,6 +36,12 @@ SQLRETURN CStatement::PrepareW(wchar_t* text)
     return SQLPrepareW(handle_, text, ucslen(text));
 }
 
+SQLRETURN CStatement::Execute()
+{
+    ++executions_;
+    return SQLExecute(handle_);
+}
+
 SQLRETURN CStatement::RowCount(int* count)
 {
     SQLLEN rows = 0;

@@ -35,6 +35,10 @@ public:
     SQLRETURN Prepare(char* text, int length);
     /// SQLPrepareW of a terminated text; SQL_ERROR without a call for a null text.
     SQLRETURN PrepareW(wchar_t* text);
+    /// SQLExecute.
+    SQLRETURN Execute();
+    /// How often it was executed.
+    unsigned long Executions() const { return executions_; }
     /// SQLRowCount. The count is stored, cut to 32 bits, whatever the code.
     SQLRETURN RowCount(int* count);
     SQLRETURN Fetch();
@@ -188,4 +192,5 @@ private:
     // Replaced, but the driver may hold their buffers: it refused what was to replace them.
     std::vector<std::unique_ptr<CParameter>> retired_;
     SQLHSTMT handle_;
+    unsigned long executions_ = 0;
 };

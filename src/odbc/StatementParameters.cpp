@@ -15,11 +15,10 @@
 
 namespace {
 
-// A value whose buffer or type changed is bound again; so is one that comes where data at execution
-// was announced, as the driver holds a token there and would take it for the value's address.
+// Binds a parameter again whose value changed its buffer or type.
 SQLRETURN BindAgain(CParameter& parameter, int changed)
 {
-    return changed != 0 || parameter.IsBoundToToken() ? parameter.Bind() : SQLRETURN{SQL_SUCCESS};
+    return changed != 0 || parameter.WantsBinding() ? parameter.Bind() : SQLRETURN{SQL_SUCCESS};
 }
 
 }  // namespace

@@ -47,13 +47,14 @@ const std::vector<Source>& Sources()
         {
             .name = "sqlite",
             .product = "SQLite",
-            .driver = "DRIVER={SQLite3};Database=sources_test.db",
+            .driver = "DRIVER={SQLite3};Database=" ORVELGW_SOURCES_DATABASE,
             .dialect = {.duplicate = {"(HY000)", "[19]", "UNIQUE constraint failed: t.a"}},
             .lacks = {{"users", "a file has no users"},
                       {"a server", "a file needs none"},
                       {"several results", "libsqlite3odbc.so 0.9998 takes one statement"},
                       {"procedures", "SQLite has none"},
-                      {"privileges", "SQLite has none"}},
+                      {"privileges", "SQLite has none"},
+                      {"long messages in records", "its driver has one record for an error"}},
             .differs = {{"decimal", "12345678901234.1"},  // SQLite keeps it as a double
                         {"integer for a decimal", "-7"},
                         {"large double", "1.0e+300"},
@@ -67,6 +68,8 @@ const std::vector<Source>& Sources()
             .server = "Servername=127.0.0.1;Port=",
             .user = "orvel",
             .password = "secret",
+            .bad_login = "password authentication failed for user",
+            .no_server = "Connection refused",
             .types = {.long_binary = "BYTEA"},
             .dialect = {.call_two_results = "SELECT 1; SELECT 'two'",
                         .procedure = "CREATE OR REPLACE FUNCTION twice(a INTEGER, OUT b INTEGER, "
@@ -84,6 +87,8 @@ const std::vector<Source>& Sources()
             .server = "Server=127.0.0.1;Port=",
             .user = "orvel",
             .password = "secret",
+            .bad_login = "(28000) NativeError: [1045]",
+            .no_server = "Can't connect to server",
             .types = {.moment = "DATETIME(6)", .long_text = "LONGTEXT", .long_binary = "LONGBLOB"},
             .dialect = {.two_results =
                             "CREATE OR REPLACE PROCEDURE two() BEGIN SELECT 1; SELECT 'two'; END",
@@ -95,7 +100,8 @@ const std::vector<Source>& Sources()
                         .reads_ahead = true},
             .lacks = {{"login timeout",
                        "libmaodbc.so 3.1.15 leaves SQL_ATTR_LOGIN_TIMEOUT aside; its own keyword "
-                       "CONN_TIMEOUT does it"}},
+                       "CONN_TIMEOUT does it"},
+                      {"long messages in records", "its driver has one record for an error"}},
             .differs = {{"large double", "1e300"}},
         },
         {
@@ -105,6 +111,9 @@ const std::vector<Source>& Sources()
             .server = "HOST=127.0.0.1:",
             .user = "dba",
             .password = "dba",
+            .bad_login =
+                "(28000) NativeError: [-1] Message: [OpenLink][Virtuoso iODBC Driver]CL034",
+            .no_server = "CL033: Connect failed",
             .is_narrow = false,
             .folds_to_capitals = true,
             .rounds_of_killing = 3,  // it takes seconds to start
@@ -120,10 +129,12 @@ const std::vector<Source>& Sources()
                                      "INOUT c INTEGER) { b := 2 * a; c := c + a; }",
                         .duplicate = {"(23000)", "SR175", "index T on table DB.DBA.T"},
                         .many_rows = "SELECT TOP 100000 a.COL_ID "
-                                     "FROM SYS_COLS a, SYS_COLS b, SYS_COLS c"},
+                                     "FROM SYS_COLS a, SYS_COLS b, SYS_COLS c",
+                        .keeping = "checkpoint"},
             .lacks = {{"login timeout",
                        "virtodbcu_r.so 7.2.5 leaves SQL_ATTR_LOGIN_TIMEOUT aside and waits on"},
-                      {"narrow driver", "virtodbcu_r.so is a Unicode driver"}},
+                      {"narrow driver", "virtodbcu_r.so is a Unicode driver"},
+                      {"long messages in records", "its driver has one record for an error"}},
             .differs = {{"integer for a decimal", "-7"},
                         {"date", "2024-02-29 00:00:00"},
                         // virtodbcu_r.so 7.2.5 makes 0 of every SQL_C_SBIGINT.

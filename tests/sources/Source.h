@@ -23,6 +23,7 @@ struct Dialect {
     std::string many_rows = {};               // a query of 100,000 rows
     std::string reading_row_by_row = {};      // for the connection string
     bool reads_ahead = false;                 // a whole result, before the first row is fetched
+    std::string keeping = {};  // what makes a server keep its tables when it is killed
 };
 
 /// One source. scripts/with-servers makes a data source of the same name.
@@ -33,6 +34,8 @@ struct Source {
     std::string server = {};  // what says where, up to its port; empty: it is a file
     std::string user = {};
     std::string password = {};
+    std::string bad_login = {};      // what is said of a wrong password
+    std::string no_server = {};      // and of a port where nobody listens
     bool is_narrow = true;           // the driver manager converts all wide text
     bool folds_to_capitals = false;  // names in SQL, unless they are quoted
     int rounds_of_killing = 20;

@@ -68,6 +68,10 @@ TEST_P(LostServer, IsAnErrorAndNoMore)
     for (int round = 0; round < GetParam().rounds_of_killing; ++round) {
         ASSERT_EQ(connection.size(), 8U) << List("GetSQLErrors", {"", ""});
         const std::string statement(Call("AllocStatement", {connection}).Bytes());
+        if (!GetParam().dialect.keeping.empty()) {
+            ASSERT_EQ(Code("Prepare", {statement, GetParam().dialect.keeping}), 0);
+            ASSERT_EQ(Code("Execute", {statement}), 0);
+        }
         ASSERT_EQ(Code("Prepare", {statement, GetParam().dialect.many_rows}), 0);
         ASSERT_EQ(Code("Execute", {statement}), 0);
         EXPECT_EQ(DecodeList(Call("FetchRows", {statement, 10}).List()).size(), 10U);

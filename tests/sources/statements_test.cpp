@@ -164,6 +164,21 @@ TEST_P(Statements, AreRefusedWithEveryRecord)
     EXPECT_EQ(Rows("SELECT b FROM t"), "\"1\"\n");
 }
 
+// psqlodbca.so 13.02 parts a long message in records.
+TEST_P(Statements, AreRefusedWithSeveralRecords)
+{
+    if (Lacks("long messages in records")) {
+        GTEST_SKIP();
+    }
+    Make("t", "a VARCHAR(900) PRIMARY KEY");
+    const std::string insert = "INSERT INTO t VALUES ('" + std::string(900, 'x') + "')";
+    Run(insert);
+    ASSERT_EQ(Code("Prepare", {statement, insert}), 0);
+    EXPECT_EQ(Code("Execute", {statement}), -1);
+    const Reply errors = Call("GetSQLErrors", {connection, statement});
+    EXPECT_EQ(DecodeList(errors.List()).size(), 3U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Sources, Statements, testing::ValuesIn(Sources()), SourceTest::NameOf);
 
 }  // namespace
