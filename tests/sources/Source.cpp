@@ -116,7 +116,6 @@ const std::vector<Source>& Sources()
             .no_server = "CL033: Connect failed",
             .is_narrow = false,
             .folds_to_capitals = true,
-            .rounds_of_killing = 3,  // it takes seconds to start
             .types = {.moment = "DATETIME",
                       .text = "NVARCHAR(100)",
                       .long_text = "LONG NVARCHAR",

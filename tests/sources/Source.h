@@ -38,7 +38,6 @@ struct Source {
     std::string no_server = {};      // and of a port where nobody listens
     bool is_narrow = true;           // the driver manager converts all wide text
     bool folds_to_capitals = false;  // names in SQL, unless they are quoted
-    int rounds_of_killing = 20;
     TypeNames types = {};
     Dialect dialect = {};
 
