@@ -3,9 +3,21 @@
 
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "shell/Session.h"
-#include "shell/doctor/judge.h"
+
+/// A verdict in a word, and what was seen where it isn't "right".
+struct Finding {
+    std::string verdict;
+    std::string seen;
+
+    bool IsRight() const { return verdict == "right"; }
+};
+
+/// Compares UTF-8 text that came with what was sent: right; cut, where the end is missing; lost,
+/// where characters are missing elsewhere; garbled.
+Finding Judge(std::string_view sent, std::string_view came);
 
 /// One round trip: a text goes to the source in a statement or a parameter, and comes back in a
 /// result.
@@ -14,12 +26,12 @@ struct Check {
 
     const char* name;
     Subject subject;
-    /// Throws SqlError. prefix stands in front of the literal: nothing, or kNational.
+    /// Throws SqlError. prefix stands in front of the literal: nothing, or kNationalPrefix.
     Finding (*carry_out)(const Session& session, const std::string& prefix);
 };
 
 /// What makes a literal one of national characters, for sources that convert all others.
-inline constexpr char kNational[] = "N";
+inline constexpr char kNationalPrefix[] = "N";
 
 std::span<const Check> Checks();
 

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -16,12 +18,17 @@ namespace {
 
 constexpr int kPatience = 3000;  // milliseconds
 
+// Servername of tdsodbc is a name in a configuration of its own.
+constexpr const char* kServerOrName[] = {"Servername", "Server"};
+constexpr const char* kServer[] = {"Server"};
+constexpr const char* kHost[] = {"Host"};
+constexpr const char* kAny[] = {"Server", "Servername", "Host"};
+constexpr const char* kPort[] = {"Port"};
+
 constexpr Product kProducts[] = {
-    {"psqlodbc", "5432", "ConnSettings=SET client_encoding TO 'UTF8'", false},
-    {"maodbc", "3306", "CHARSET=utf8mb4", false},
-    {"myodbc", "3306", "CHARSET=utf8mb4", false},
-    {"tdsodbc", "1433", "ClientCharset=UTF-8", true},
-    {"virtodbc", "1111", "Charset=UTF-8", false},
+    {"psqlodbc", "5432", kServerOrName, nullptr}, {"maodbc", "3306", kServerOrName, nullptr},
+    {"myodbc", "3306", kServerOrName, nullptr},   {"tdsodbc", "1433", kServer, nullptr},
+    {"virtodbc", "1111", kHost, "Address"},
 };
 
 // The outcome of an address, by the error of connect.
@@ -68,6 +75,14 @@ bool IsVersion6(const std::string& host)
     return ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
 }
 
+bool IsPort(const std::string& text)
+{
+    std::uint16_t number = 0;
+    const auto* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && rest == end && number != 0;
+}
+
 }  // namespace
 
 const Product* ProductOf(const std::string& driver_file)
@@ -83,12 +98,10 @@ const Product* ProductOf(const std::string& driver_file)
 // hosts, an instance's name) says nothing of a port.
 std::optional<Server> ServerOf(const DataSource& source, const Product* product)
 {
-    const bool has_aliases = product != nullptr && product->has_aliases;
-    Server server{source.Value("Server"), source.Value("Port")};
-    for (const char* key : {"Servername", "Host"}) {
-        if (server.host.empty() && !has_aliases) {
-            server.host = source.Value(key);
-        }
+    Server server{source.Value(product != nullptr ? product->server_keys : std::span(kAny)),
+                  source.Value(kPort)};
+    if (server.host.empty() && product != nullptr && product->section_key != nullptr) {
+        server.host = source.SectionValue(product->section_key);
     }
     const auto mark = server.host.find_last_of(":,");
     if (mark != std::string::npos && !IsVersion6(server.host)) {
@@ -100,9 +113,8 @@ std::optional<Server> ServerOf(const DataSource& source, const Product* product)
     }
     const bool is_plain = server.host.find_first_of("/\\,[") == std::string::npos &&
                           (server.host.find(':') == std::string::npos || IsVersion6(server.host));
-    const bool is_port =
-        !server.port.empty() && server.port.find_first_not_of("0123456789") == std::string::npos;
-    return !server.host.empty() && is_plain && is_port ? std::optional(server) : std::nullopt;
+    return !server.host.empty() && is_plain && IsPort(server.port) ? std::optional(server)
+                                                                   : std::nullopt;
 }
 
 Reach TryToReach(const Server& server)
@@ -112,7 +124,8 @@ Reach TryToReach(const Server& server)
     addrinfo* found = nullptr;
     const int error = ::getaddrinfo(server.host.c_str(), server.port.c_str(), &hints, &found);
     if (error != 0) {
-        return {Reach::kUnknownHost, ::gai_strerror(error)};
+        return {error == EAI_AGAIN ? Reach::kUnresolved : Reach::kUnknownHost,
+                ::gai_strerror(error)};
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> addresses(found, &::freeaddrinfo);
     Reach reach;

@@ -2,16 +2,17 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 
 #include "shell/doctor/DataSource.h"
 
 /// What a driver file's name tells of the product behind it.
 struct Product {
-    const char* file_part;  // of the file's name
-    const char* port;       // where its server listens unless told otherwise
-    const char* encoding;   // what makes the driver pass text as UTF-8, in a connection string
-    bool has_aliases;       // Servername is a name in a configuration of the driver's own
+    const char* file_part;                     // of the file's name
+    const char* port;                          // where its server listens unless told otherwise
+    std::span<const char* const> server_keys;  // by which it is told the server
+    const char* section_key;                   // another, of data sources only; null: none
 };
 
 /// Null for a driver that isn't known.
@@ -30,7 +31,7 @@ std::optional<Server> ServerOf(const DataSource& source, const Product* product)
 
 /// What came of a try to reach it.
 struct Reach {
-    enum Outcome { kListens, kNobodyListens, kSilent, kUnknownHost, kUnreachable };
+    enum Outcome { kListens, kNobodyListens, kSilent, kUnknownHost, kUnresolved, kUnreachable };
 
     Outcome outcome = kSilent;
     std::string reason;  // the system's, where there is one
