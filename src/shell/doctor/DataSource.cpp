@@ -111,7 +111,7 @@ std::string DataSource::Value(std::span<const char* const> keys) const
         return WithoutBraces(*value);
     }
     for (const char* key : keys) {
-        if (const std::string value = SectionValue(key); !value.empty()) {
+        if (std::string value = SectionValue(key); !value.empty()) {
             return value;
         }
     }

@@ -116,7 +116,7 @@ std::string Profiles::FileOf(const std::string& section, const char* profile) co
 {
     const bool is_sources = std::string_view(profile) == kSources;
     const std::string named = Environment(is_sources ? "ODBCINI" : "ODBCINSTINI");
-    const std::string user = IsReadable(named) ? named : HomeFolder() + "/." + profile;
+    std::string user = IsReadable(named) ? named : HomeFolder() + "/." + profile;
     if (set_mode_ != nullptr && IsReadable(user)) {
         SetMode(kUserConfiguration);
         const bool is_users = Has(section, profile);

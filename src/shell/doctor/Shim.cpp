@@ -137,8 +137,8 @@ TrialLink::TrialLink(const Shim& shim, const fs::path& driver)
         return;
     }
     const fs::path folder = trial_files.folder;
-    const fs::path link = folder / (kPrefix + driver.filename().string());
-    if (Keep(link, trial_files.link) && Keep(folder / driver.filename(), trial_files.driver)) {
+    link_ = folder / (kPrefix + driver.filename().string());
+    if (Keep(link_, trial_files.link) && Keep(folder / driver.filename(), trial_files.driver)) {
         fs::create_symlink(Resolved(shim.File()), trial_files.link, error);
         fs::create_symlink(fs::absolute(driver, error), trial_files.driver, error);
     }
@@ -148,9 +148,4 @@ TrialLink::~TrialLink()
 {
     RemoveTrialFiles();
     LeaveEndingSignals();
-}
-
-fs::path TrialLink::File() const
-{
-    return trial_files.link;
 }

@@ -43,5 +43,8 @@ public:
     TrialLink& operator=(const TrialLink&) = delete;
 
     /// The link, empty where no folder can be written.
-    std::filesystem::path File() const;
+    const std::filesystem::path& File() const { return link_; }
+
+private:
+    std::filesystem::path link_;
 };

@@ -4,7 +4,7 @@
 #include <utf8proc.h>
 
 #include <algorithm>
-#include <array>
+#include <exception>
 #include <iterator>
 
 #include "shell/HostList.h"
@@ -109,7 +109,7 @@ Finding JudgeCell(const std::string& sent, const Cell& cell)
     return Judge(sent, *cell.text);
 }
 
-Finding NullAndEmpty(const Session& session, const std::string& /*prefix*/)
+Finding NullAndEmpty(const Session& session)
 {
     const Row row = RowOf(session, "SELECT NULL, ''", 2);
     if (row[0].text) {
@@ -155,8 +155,12 @@ std::string LongText()
 /// Reads the value of the statement's first row by one of the data entries.
 class LongRead {
 public:
-    LongRead(const Session& session, std::string entry, std::int32_t c_type, std::int32_t size)
-        : session_(session), entry_(std::move(entry)), c_type_(c_type), size_(size)
+    // The entry of the mode: the one that ends in W reads 2-byte characters.
+    LongRead(const Session& session, const Check& check)
+        : session_(session),
+          is_wide_(session.Options().unicode),
+          entry_(std::string(check.matter) + (is_wide_ ? "W" : "")),
+          size_(check.piece)
     {}
 
     Finding CarryOut(const std::string& prefix) const
@@ -170,15 +174,13 @@ public:
             throw SqlError("Fetch failed", session_.Diagnostics(query.Handle()));
         }
         const std::string came = Pieces(query.Handle(), 2 * sent.size());
-        return Judge(sent, IsWide() ? Utf8FromUnits(came) : came);
+        return Judge(sent, is_wide_ ? Utf8FromUnits(came) : came);
     }
 
 private:
-    bool IsWide() const { return c_type_ == kWideCType; }
-
     std::string Pieces(const std::string& statement, std::size_t enough) const
     {
-        std::vector<Argument> inputs{1, c_type_};
+        std::vector<Argument> inputs{1, is_wide_ ? kWideCType : kCharacterCType};
         if (size_ != 0) {
             inputs.emplace_back(size_);
         }
@@ -201,7 +203,7 @@ private:
     // Zeros end a piece, and fill it where the driver manager counted what nobody wrote.
     std::string_view Trimmed(std::string_view piece) const
     {
-        const std::size_t unit = IsWide() ? 2 : 1;
+        const std::size_t unit = is_wide_ ? 2 : 1;
         while (piece.size() >= unit &&
                std::ranges::all_of(piece.substr(piece.size() - unit),
                                    [](char byte) { return byte == '\0'; })) {
@@ -211,51 +213,44 @@ private:
     }
 
     const Session& session_;
+    bool is_wide_;
     std::string entry_;
-    std::int32_t c_type_;
     std::int32_t size_;
 };
 
-// The entry of the mode: the one that ends in W reads 2-byte characters.
-Finding ReadLong(const Session& session, const std::string& prefix, const std::string& entry,
-                 std::int32_t size)
+// The first line of the first message, behind its SQLSTATE.
+std::string FirstWords(const SqlError& error)
 {
-    const bool is_wide = session.Options().unicode;
-    return LongRead(session, is_wide ? entry + "W" : entry, is_wide ? kWideCType : kCharacterCType,
-                    size)
-        .CarryOut(prefix);
+    if (error.diagnostics.empty()) {
+        return error.what();
+    }
+    const std::string& line = error.diagnostics.front();
+    const std::string message = MessageOf(line);
+    return "(" + StateOf(line) + ") " + message.substr(0, message.find_first_of("\r\n"));
+}
+
+Finding Outcome(const Check& check, const Session& session, const std::string& prefix)
+{
+    switch (check.subject) {
+        case Check::kNullness:
+            return NullAndEmpty(session);
+        case Check::kLong:
+            return LongRead(session, check).CarryOut(prefix);
+        default:
+            return check.is_literal ? Literal(session, prefix, check.matter)
+                                    : Parameter(session, check.matter);
+    }
 }
 
 constexpr Check kChecks[] = {
-    {"NULL and empty text", Check::kNullness, NullAndEmpty},
-    {"é Ω 日", Check::kPlainText,
-     [](const Session& session, const std::string& prefix) {
-         return Literal(session, prefix, kText);
-     }},
-    {"é Ω 日 as a parameter", Check::kParameter,
-     [](const Session& session, const std::string& /*prefix*/) {
-         return Parameter(session, kText);
-     }},
-    {"😀 (beyond U+FFFF)", Check::kBeyondText,
-     [](const Session& session, const std::string& prefix) {
-         return Literal(session, prefix, kBeyond);
-     }},
-    {"😀 as a parameter", Check::kParameter,
-     [](const Session& session, const std::string& /*prefix*/) {
-         return Parameter(session, kBeyond);
-     }},
-    {"long text whole", Check::kLong,
-     [](const Session& session, const std::string& prefix) {
-         return ReadLong(session, prefix, "GetDataEx", kWholePiece);
-     }},
-    {"long text by GetData", Check::kLong,
-     [](const Session& session, const std::string& prefix) {
-         return ReadLong(session, prefix, "GetData", 0);
-     }},
-    {"long text in small pieces", Check::kLong,
-     [](const Session& session, const std::string& prefix) {
-         return ReadLong(session, prefix, "GetDataEx", kSmallPiece);
-     }},
+    {"NULL and empty text", Check::kNullness, true, "", 0},
+    {"é Ω 日", Check::kPlainText, true, kText, 0},
+    {"é Ω 日 as a parameter", Check::kPlainText, false, kText, 0},
+    {"😀 (beyond U+FFFF)", Check::kBeyondText, true, kBeyond, 0},
+    {"😀 as a parameter", Check::kBeyondText, false, kBeyond, 0},
+    {"long text whole", Check::kLong, true, "GetDataEx", kWholePiece},
+    {"long text by GetData", Check::kLong, true, "GetData", 0},
+    {"long text in small pieces", Check::kLong, true, "GetDataEx", kSmallPiece},
 };
 
 }  // namespace
@@ -290,7 +285,23 @@ std::span<const Check> Checks()
     return kChecks;
 }
 
-void TrySelect(const Session& session)
+Finding CarryOut(const Check& check, const Session& session, const std::string& prefix)
 {
-    RowOf(session, "SELECT 1", 1);
+    try {
+        return Outcome(check, session, prefix);
+    } catch (const SqlError& error) {
+        return {"refused", FirstWords(error)};
+    } catch (const std::exception& error) {
+        return {"failed", error.what()};
+    }
+}
+
+std::string RefusalOfSelect(const Session& session)
+{
+    try {
+        RowOf(session, "SELECT 1", 1);
+        return "";
+    } catch (const SqlError& error) {
+        return FirstWords(error);
+    }
 }

@@ -4,7 +4,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <exception>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
@@ -52,36 +51,14 @@ std::string ProductText(const Session& session)
            (driver == " " ? "" : ", driver " + driver);
 }
 
-// The first line of the first message, behind its SQLSTATE.
-std::string FirstWords(const SqlError& error)
-{
-    if (error.diagnostics.empty()) {
-        return error.what();
-    }
-    const std::string& line = error.diagnostics.front();
-    const std::string message = MessageOf(line);
-    return "(" + StateOf(line) + ") " + message.substr(0, message.find_first_of("\r\n"));
-}
-
-Finding Found(const Check& check, const Session& session, const std::string& prefix)
-{
-    try {
-        return check.carry_out(session, prefix);
-    } catch (const SqlError& error) {
-        return {"refused", FirstWords(error)};
-    } catch (const std::exception& error) {
-        return {"failed", error.what()};
-    }
-}
-
 void TryChecks(const Session& session, const Say& say)
 {
     std::string prefix;
     for (const Check& check : Checks()) {
-        const Finding finding = Found(check, session, prefix);
+        const Finding finding = CarryOut(check, session, prefix);
         SayList(say, {kFound, finding.verdict, finding.seen});
-        if (check.subject == Check::kPlainText && !finding.IsRight() &&
-            Found(check, session, kNationalPrefix).IsRight()) {
+        if (check.subject == Check::kPlainText && check.is_literal && !finding.IsRight() &&
+            CarryOut(check, session, kNationalPrefix).IsRight()) {
             prefix = kNationalPrefix;
             SayList(say, {kNational});
         }
@@ -94,13 +71,11 @@ void Try(const Gateway& gateway, const SessionOptions& options, const std::strin
     try {
         const Session session(gateway, options, string);
         SayList(say, {kConnected, ProductText(session)});
-        try {
-            TrySelect(session);
-        } catch (const SqlError& error) {
-            SayList(say, {kNoSelect, FirstWords(error)});
-            return;
+        if (const std::string refusal = RefusalOfSelect(session); !refusal.empty()) {
+            SayList(say, {kNoSelect, refusal});
+        } else {
+            TryChecks(session, say);
         }
-        TryChecks(session, say);
     } catch (const ConnectError& error) {
         std::vector<std::string> texts{kRefused};
         texts.insert(texts.end(), error.diagnostics.begin(), error.diagnostics.end());
@@ -178,7 +153,7 @@ public:
         }
         const auto national =
             Modes([this](std::size_t other) { return trials_[other].is_national; });
-        if (check.subject == Check::kPlainText && !national.empty()) {
+        if (check.subject == Check::kPlainText && check.is_literal && !national.empty()) {
             return fmt::format("right as {}'...' in {}, as below", kNationalPrefix, national);
         }
         return OtherWay();
@@ -201,21 +176,13 @@ private:
         return fmt::format("{}", fmt::join(names, " and "));
     }
 
-    // Another check of the same text that is right somewhere. A parameter stands behind its
-    // literal.
+    // Another check of the same text that is right somewhere.
     std::string OtherWay() const
     {
-        const auto checks = Checks();
-        for (std::size_t other = 0; other < checks.size(); ++other) {
-            const bool are_long =
-                checks[check_].subject == Check::kLong && checks[other].subject == Check::kLong;
-            const std::size_t literal = std::min(check_, other);
-            const bool are_same = std::max(check_, other) == literal + 1 &&
-                                  checks[literal + 1].subject == Check::kParameter &&
-                                  checks[literal].subject != Check::kParameter;
+        for (std::size_t other = 0; other < Checks().size(); ++other) {
             const CheckRow row(trials_, other);
-            if (other != check_ && (are_long || are_same) && row.IsRightAnywhere()) {
-                return fmt::format("\"{}\" is right in {}", checks[other].name, row.RightModes());
+            if (Checks()[other].subject == Checks()[check_].subject && row.IsRightAnywhere()) {
+                return fmt::format("\"{}\" is right in {}", Checks()[other].name, row.RightModes());
             }
         }
         return "this source, as it is set up, does not carry it";
