@@ -1,7 +1,6 @@
 // What the doctor says of a data source.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,7 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include "LocalPort.h"
@@ -38,23 +37,27 @@ std::string Words(const std::string& connection_string)
     return "doctor -d '" + connection_string + "'";
 }
 
-/// A line of a report: its subject and verdict, and a part of what was found.
-struct Line {
-    std::string start;
-    std::string part;
-};
+/// The start of a report's line, and a part of the rest.
+using Line = std::pair<std::string, std::string>;
 
 bool HasLine(const std::string& report, const Line& line)
 {
-    for (auto at = report.find(line.start); at != std::string::npos;
-         at = report.find(line.start, at + 1)) {
+    for (auto at = report.find(line.first); at != std::string::npos;
+         at = report.find(line.first, at + 1)) {
         const auto end = report.find('\n', at);
         if ((at == 0 || report[at - 1] == '\n') &&
-            report.substr(at, end - at).find(line.part) != std::string::npos) {
+            report.substr(at, end - at).find(line.second) != std::string::npos) {
             return true;
         }
     }
     return false;
+}
+
+void ExpectLines(const Finished& run, const std::vector<Line>& lines)
+{
+    for (const Line& line : lines) {
+        EXPECT_TRUE(HasLine(run.data, line)) << line.first << line.second << run.data;
+    }
 }
 
 /// A configuration of a test's own.
@@ -63,85 +66,66 @@ protected:
     DoctorFiles()
     {
         fs::create_directory(folder);
-        const std::string place = "\nPlace=here\nServer=127.0.0.1\nPort=" + closed + "\n";
         std::ofstream(folder / "odbc.ini")
             << "[here]\nDriver=Mine\nDatabase=:memory:\n[elsewhere]\nDriver=/no/such/driver.so\n"
-            << "[empty]\nDatabase=x\n[far]\nDriver=" WIDE_DRIVER_2 << place
-            << "[address]\nDriver=" << (folder / "virtodbc.so").string()
-            << "\nAddress=127.0.0.1:" << closed << "\n";
+            << "[empty]\nDatabase=x\n[far]\nDriver=" WIDE_DRIVER_2 "\nPlace=here\n"
+            << "[address]\nDriver=" + In("virtodbc.so") + "\nAddress=127.0.0.1:" + closed + "\n";
         std::ofstream(folder / "odbcinst.ini") << "[Mine]\nDriver=libsqlite3odbc.so\n";
         std::ofstream(folder / "system.ini") << "[Theirs]\nDriver=/theirs.so\n";
         std::ofstream(folder / "text.so") << "no library";
         fs::create_symlink("loop.so", folder / "loop.so");
         fs::create_symlink(WIDE_DRIVER_4, folder / "virtodbc.so");
         fs::create_symlink(WIDE_DRIVER_4, folder / "narrow-none.so");
+        fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), folder / "narrow-driver.so");
     }
     ~DoctorFiles() override { fs::remove_all(folder); }
 
-    std::string Environment(const std::string& more = "") const
-    {
-        return "ODBCINI=" + In("odbc.ini") + " ODBCINSTINI=" + In("odbcinst.ini") +
-               " SYSODBCINSTINI=" + In("system.ini") + " " + more;
-    }
     Finished Diagnosed(const std::string& connection_string, const std::string& more = "") const
     {
-        return RunTool(Words(connection_string), Environment(more));
+        return RunTool(Words(connection_string),
+                       "ODBCINI=" + In("odbc.ini") + " ODBCINSTINI=" + In("odbcinst.ini") +
+                           " SYSODBCINSTINI=" + In("system.ini") + " " + more);
     }
     std::string In(const char* name) const { return (folder / name).string(); }
 
-    const LocalPort silent{LocalPort::kSilent};
     const LocalPort nobody{LocalPort::kNobody};
-    const std::string open = std::to_string(silent.number);
     const std::string closed = std::to_string(nobody.number);
+    const std::string wide = "DRIVER=" WIDE_DRIVER_2;
+    const std::string right = "DRIVER=" WIDE_DRIVER_4;
     const fs::path folder =
         fs::temp_directory_path() / ("orvelgw-doctor-" + std::to_string(::getpid()));
 };
 
-void ExpectLines(const Finished& run, const std::vector<Line>& lines)
-{
-    for (const Line& line : lines) {
-        EXPECT_TRUE(HasLine(run.data, line)) << line.start << line.part << "\n"
-                                             << run.data << run.messages;
-    }
-}
-
 TEST(Doctor, TellsOfEveryPart)
 {
     const Finished run = RunTool(Words(std::string(kMemory) + ";PWD=hush;Port={a;b}"), "LC_ALL=C");
-    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run.exit_code, 0) << run.messages;
     ExpectLines(
         run, {{"library         right", "/liborvelgw.so, interface 10, package 10.0.0"},
               {"driver manager  right", "iODBC 3.52"},
               {"LC_CTYPE        right", "UTF-8"},
               {"                           the tool's own choice; an engine", "has ANSI_X3.4-1968"},
               {"data source     found", "DRIVER={SQLite3};Database=:memory:;PWD=***;Port={a;b}"},
-              {"  😀 as a parameter           right      ", "right"},
               {"  long text in small pieces   right      garbled    right", ""},
-              {"  -> é Ω 日 as a parameter, -u: \"é Ω\" came; right in narrow and -l", ""},
-              {"  -> 😀 (beyond U+FFFF), -u: U+F600 came; right in narrow and -l", ""},
-              {"  -> long text in small pieces, -u: from", "; narrow text (C type 1) is right"}});
-    EXPECT_EQ(run.messages, "");
+              {"  -> 😀 (beyond U+FFFF), -u: U+F600 came; right in narrow and -l", ""}});
+    const Finished unusable = RunTool(Words(kMemory) + " --library /nowhere.so");
+    EXPECT_EQ(unusable.exit_code, 3);
+    ExpectLines(unusable, {{"library         unusable", "/nowhere.so"}});
 }
 
 TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
 {
-    const std::string wide = std::string("DRIVER=") + WIDE_DRIVER_2;
-    const std::string right = std::string("DRIVER=") + WIDE_DRIVER_4;
+    const LocalPort silent(LocalPort::kSilent);
     const std::string server = ";UID=u;PWD=hush;Server=127.0.0.1;Port=";
+    const std::string stopped = "nobody listens at 127.0.0.1 port " + closed;
     Dl_info library{};
     ASSERT_NE(dladdr(reinterpret_cast<void*>(&std::fopen), &library), 0);
-    struct Case {
-        std::string string;
-        std::vector<Line> lines;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, std::vector<Line>> cases[] = {
         {"nowhere",
          {{"data source     unknown", "DSN=nowhere"},
-          {"connection      refused", "SQLState: (IM002)"},
           {"cause           unknown", "no data source has the name nowhere"},
           {"                -> data sources", ": here, elsewhere, empty, far, address"},
           {"                -> drivers", ": Mine, Theirs"}}},
-        {"", {{"cause           unknown", "neither a driver nor a data source is named"}}},
         {"DRIVERS=x", {{"cause           unknown", "neither a driver nor a data source is named"}}},
         {"PWD=hush;DSN=here",
          {{"cause           misread", "begins with neither DRIVER= nor DSN="}}},
@@ -149,131 +133,105 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
         {"DSN =here", {{"cause           misread", "a blank beside ="}}},
         {"DRIVER= {Mine}", {{"cause           misread", "a blank beside ="}}},
         {"empty",
-         {{"cause           incomplete", "the data source empty names no driver"},
-          {"                -> write Driver = ... into [empty] of " + folder.string(), ""}}},
+         {{"                -> write Driver = ... into [empty] of " + folder.string(), ""}}},
         {"elsewhere",
          {{"                           data source [elsewhere] of " + folder.string(), ""},
           {"driver          missing", "/no/such/driver.so"},
           {"cause           missing", "there is no file /no/such/driver.so"}}},
         {"DRIVER={Yours}", {{"cause           unknown", "no driver has the name Yours"}}},
         {"DRIVER={" + In("text.so") + "}",
-         {{"cause           braces", ""},
-          {"                -> write DRIVER=" + In("text.so"), ""}}},
+         {{"                -> write DRIVER=" + In("text.so"), ""}}},
         {"DRIVER={" + In("no.so") + "}", {{"cause           missing", In("no.so")}}},
         {"DRIVER=" + In("loop.so"), {{"cause           unreached", "can't be reached: Too many"}}},
         {"DRIVER=" + In("text.so"),
          {{"cause           unloadable", "text.so: file too short"},
           {"                -> it is no library for this machine", ""}}},
         {std::string("DRIVER=") + library.dli_fname,
-         {{"cause           no driver", "is a library without ODBC functions"}}},
+         {{"cause           no driver", "without ODBC"}}},
         {"DRIVER=" ORVELGW_NARROW_SHIM, {{"cause           no driver", "is the shim"}}},
+        {"DRIVER=" + In("narrow-driver.so"),
+         {{"cause           unloadable", "/odbc/driver.so: cannot open"}}},
+        {"DRIVER=" + In("narrow-none.so"), {{"kind            right", "4-byte"}}},
         {"DRIVER={Mine};Database=/no/such/folder",
          {{"cause           refused", "in the driver's words: connect failed"}}},
         {right + server + closed,
-         {{"kind            right", "4-byte"},
-          {"server          unreached", "127.0.0.1 port " + closed + ": Connection refused"},
-          {"cause           stopped", "nobody listens at 127.0.0.1 port " + closed}}},
-        {"address", {{"cause           stopped", "nobody listens at 127.0.0.1 port " + closed}}},
+         {{"server          unreached", "127.0.0.1 port " + closed + ": Connection refused"},
+          {"cause           stopped", stopped}}},
+        {"address", {{"cause           stopped", stopped}}},
         // Without a name server nobody can tell whether there is such a host.
-        {right + ";Server=no-such-host.invalid,5",
-         {{"cause           un", "no-such-host.invalid"}}},
-        {right + ";Host=127.0.0.1:" + open,
+        {right + ";Server=no-host.invalid,5", {{"cause           un", "no-host.invalid"}}},
+        {right + ";Host=127.0.0.1:" + std::to_string(silent.number),
          {{"server          right", "somebody listens"},
           {"cause           refused", "refuses the user or the password"}}},
         {wide + server + closed,
          {{"kind            misused", "2-byte"},
           {"with the shim   refused", "(28000) NativeError: [7] Message: Login failed"},
-          {"cause           misused", ""},
           {"                -> ln -s ", "/narrow-libwide-driver-2.so"},
           {"                -> DRIVER=", "/narrow-libwide-driver-2.so"},
           {"  behind it     stopped", "nobody listens"}}},
     };
-    for (const Case& c : cases) {
-        const Finished run = Diagnosed(c.string);
-        EXPECT_EQ(run.exit_code, 4) << c.string;
-        ExpectLines(run, c.lines);
-        if (c.string.find("hush") != std::string::npos) {
+    for (const auto& [string, lines] : cases) {
+        const Finished run = Diagnosed(string);
+        EXPECT_EQ(run.exit_code, 4) << string;
+        ExpectLines(run, lines);
+        if (string.find("hush") != std::string::npos) {
             EXPECT_EQ((run.data + run.messages).find("hush"), std::string::npos) << run.data;
         }
     }
     EXPECT_EQ(Diagnosed("here").exit_code, 0);
 }
 
-TEST_F(DoctorFiles, OutlivesADriver)
+TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
 {
-    const std::string string = std::string("DRIVER=") + WIDE_DRIVER_4;
-    const Finished crashed = Diagnosed(string, "TEST_DRIVER=crash");
-    EXPECT_EQ(crashed.exit_code, 4);
-    ExpectLines(crashed, {{"kind            unknown", "wide functions"},
-                          {"cause           crashed", "the driver crashed: Aborted"}});
-    ExpectLines(Diagnosed(string, "TEST_DRIVER=exit"),
-                {{"cause           unloadable", "loading it crashes: it ended the process"}});
-}
-
-TEST_F(DoctorFiles, TriesTheShim)
-{
-    const std::string string = std::string("DRIVER=") + WIDE_DRIVER_2;
-    ExpectLines(Diagnosed(string, "TEST_DRIVER=connect"), {{"with the shim   right", ""}});
-    ExpectLines(Diagnosed("far", "TEST_DRIVER=keys"),
-                {{"with the shim   right", ""},
-                 {"                -> Driver = ", " in [far] of " + In("odbc.ini")}});
-    const Finished untried = Diagnosed(string, "TMPDIR=/no/such/folder");
-    EXPECT_EQ(untried.data.find("with the shim"), std::string::npos) << untried.data;
-    ExpectLines(untried, {{"cause           misused", ""}});
-    const Finished connected = Diagnosed(string, "TEST_DRIVER=wide");
-    EXPECT_EQ(connected.exit_code, 1);
-    ExpectLines(connected, {{"                -> ln -s", ""}});
+    struct Case {
+        std::string string;
+        std::string does;
+        int exit_code;
+        std::vector<Line> lines;
+    };
+    fs::create_symlink(WIDE_DRIVER_2, folder / "driver.so");
+    const Case cases[] = {
+        {right,
+         "TEST_DRIVER=crash",
+         4,
+         {{"cause           crashed", "the driver crashed: Aborted"}}},
+        {right, "TEST_DRIVER=exit", 4, {{"cause           unloadable", "it ended the process"}}},
+        {wide, "TEST_DRIVER=connect", 4, {{"with the shim   right", ""}}},
+        {wide, "TEST_DRIVER=wide", 1, {{"                -> ln -s", ""}}},
+        {wide, "TMPDIR=/no/such/folder", 4, {{"cause           misused", ""}}},
+        {"far",
+         "TEST_DRIVER=keys",
+         4,
+         {{"with the shim   right", ""},
+          {"                -> Driver = ", " in [far] of " + In("odbc.ini")}}},
+        {"DRIVER=" + In("narrow-driver.so"),
+         "TEST_DRIVER=connect",
+         1,
+         {{"behind the shim found", In("driver.so")},
+          {"kind            right", "narrow functions only"},
+          {"SELECT narrow   refused", "FROM is missing"},
+          {"                -> this source takes no SELECT without FROM", ""}}},
+    };
+    for (const Case& c : cases) {
+        const Finished run = Diagnosed(c.string, c.does);
+        EXPECT_EQ(run.exit_code, c.exit_code) << c.does;
+        ExpectLines(run, c.lines);
+    }
 }
 
 TEST_F(DoctorFiles, LeavesNothingWhereASignalEndsIt)
 {
     const fs::path temporary = folder / "temporary";
+    fs::create_directory(temporary);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        fs::create_directories(temporary);
-        const std::string command = Environment("TEST_DRIVER=hang TMPDIR=" + temporary.string()) +
-                                    " exec " ORVELGW_TOOL " " +
-                                    Words(std::string("DRIVER=") + WIDE_DRIVER_2) + " >" +
-                                    In("report");
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-            ::_exit(EXIT_FAILURE);
-        }
-        for (int i = 0; i < 1000 && fs::is_empty(temporary); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_FALSE(fs::is_empty(temporary));
-        ::kill(child, signal);
-        int status = 0;
-        EXPECT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        fs::last_write_time(temporary, {});
+        const Finished run =
+            Diagnosed(wide, "TEST_DRIVER=hang TMPDIR=" + temporary.string() +
+                                " timeout --preserve-status -s " + std::to_string(signal) + " 0.5");
+        EXPECT_EQ(run.exit_code, 128 + signal) << run.data << run.messages;
+        EXPECT_NE(fs::last_write_time(temporary), fs::file_time_type()) << "there was no folder";
         EXPECT_TRUE(fs::is_empty(temporary));
     }
-}
-
-TEST_F(DoctorFiles, LooksBehindTheShim)
-{
-    const auto link = folder / "narrow-driver.so";
-    fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), link);
-    ExpectLines(Diagnosed("DRIVER=" + link.string()),
-                {{"cause           unloadable", "/odbc/driver.so: cannot open"}});
-    fs::create_symlink(WIDE_DRIVER_2, folder / "driver.so");
-    const Finished run = Diagnosed("DRIVER=" + link.string(), "TEST_DRIVER=connect");
-    EXPECT_EQ(run.exit_code, 1);
-    ExpectLines(run, {{"behind the shim found", (folder / "driver.so").string()},
-                      {"kind            right", "narrow functions only"},
-                      {"SELECT narrow   refused", "FROM is missing"},
-                      {"                -> this source takes no SELECT without FROM", ""}});
-    const Finished other = Diagnosed("DRIVER=" + In("narrow-none.so"));
-    EXPECT_EQ(other.data.find("behind the shim"), std::string::npos) << other.data;
-    ExpectLines(other, {{"kind            right", "4-byte"}});
-}
-
-TEST(DoctorLibrary, UnusableIsReported)
-{
-    const Finished run = RunTool(Words(kMemory) + " --library /nowhere.so");
-    EXPECT_EQ(run.exit_code, 3);
-    ExpectLines(run, {{"library         unusable", "/nowhere.so"}});
 }
 
 TEST(ConnectionString, HidesPasswords)
@@ -403,35 +361,27 @@ TEST(RoundTrips, EachWrongOneComesWithWhatIsRight)
         std::fclose(out);
         const std::string report(text, size);
         std::free(text);
-        EXPECT_TRUE(HasLine(report, c.line)) << c.line.start << c.line.part << "\n" << report;
+        EXPECT_TRUE(HasLine(report, c.line)) << c.line.first << c.line.second << "\n" << report;
     }
 }
 
 TEST(Judge, FindsAWordForEveryLoss)
 {
-    const std::string long_text(100, 'x');
-    const struct {
-        std::string sent;
-        std::string came;
-        const char* verdict;
-        const char* seen;
-    } cases[] = {
-        {"é Ω", "é Ω", "right", ""},
-        {"", "", "right", ""},
+    const std::string longer(100, 'x');
+    const std::array<std::string, 4> cases[] = {
         {"é Ω", "", "lost", "nothing came"},
         {"é Ω", "é", "cut", "\"é\" came"},
         {"é Ω", "Ω", "lost", "\"Ω\" came"},
         {"é Ω", "? ?", "garbled", "\"? ?\" came"},
-        {"😀", "\xEF\x98\x80", "garbled", "U+F600 came"},
         {"é", "\xE9", "garbled", "\"\\xe9\" came"},
-        {long_text + "é", long_text, "cut", "the first 100 of 101 characters"},
-        {long_text + "éa", long_text + "a", "lost", "1 of 102 characters"},
-        {long_text + "éa", long_text + "?a", "garbled", "from character 101 of 102 on"},
+        {longer + "é", longer, "cut", "the first 100 of 101 characters"},
+        {longer + "éa", longer + "a", "lost", "1 of 102 characters"},
+        {longer + "éa", longer + "?a", "garbled", "from character 101 of 102 on"},
     };
-    for (const auto& c : cases) {
-        const Finding finding = Judge(c.sent, c.came);
-        EXPECT_EQ(finding.verdict, c.verdict) << c.came;
-        EXPECT_EQ(finding.seen, c.seen);
+    for (const auto& [sent, came, verdict, seen] : cases) {
+        const Finding finding = Judge(sent, came);
+        EXPECT_EQ(finding.verdict, verdict) << came;
+        EXPECT_EQ(finding.seen, seen);
     }
 }
 
