@@ -224,9 +224,10 @@ struct Wrong {
 // Adds to a list, or to the names of what is else the same there.
 void Add(const Wrong& wrong, std::string Wrong::*names, std::vector<Wrong>& all)
 {
-    const auto same = std::ranges::find_if(all, [&](Wrong other) {
-        other.*names = wrong.*names;
-        return other == wrong;
+    const auto same = std::ranges::find_if(all, [&](const Wrong& other) {
+        Wrong renamed = other;
+        renamed.*names = wrong.*names;
+        return renamed == wrong;
     });
     if (same == all.end()) {
         all.push_back(wrong);
