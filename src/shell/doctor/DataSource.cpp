@@ -105,12 +105,13 @@ DataSource::Fault DataSource::FaultOfFile(const std::string& driver, bool is_nam
     return kMissingFile;
 }
 
-std::string DataSource::Value(std::span<const char* const> keys) const
+std::string DataSource::Value(std::span<const char* const> keys,
+                              std::span<const char* const> section_keys) const
 {
     if (const auto value = string_.Last(keys)) {
         return WithoutBraces(*value);
     }
-    for (const char* key : keys) {
+    for (const char* key : section_keys) {
         if (std::string value = SectionValue(key); !value.empty()) {
             return value;
         }

@@ -44,11 +44,9 @@ public:
     const std::string& Section() const { return section_; }
     const std::string& SectionFile() const { return section_file_; }
 
-    /// What the string says of some keys, or else the data source.
-    std::string Value(std::span<const char* const> keys) const;
-
-    /// What the data source alone says of a key.
-    std::string SectionValue(const char* key) const;
+    /// What the string says by its keys, or else the data source by those of its section.
+    std::string Value(std::span<const char* const> keys,
+                      std::span<const char* const> section_keys) const;
 
     /// A connection string for the same place through another driver.
     std::string Through(const std::string& driver) const;
@@ -56,6 +54,7 @@ public:
 private:
     void Find();
     void Follow(const std::string& driver);
+    std::string SectionValue(const char* key) const;
     Fault FaultOfFile(const std::string& driver, bool is_named);
 
     const ConnectionString& string_;

@@ -204,7 +204,7 @@ void Doctor::ReportKind() const
 // Before the driver connects, which may take long.
 void Doctor::ReportServer()
 {
-    server_ = ServerOf(source_, ProductOf(source_.DriverFile()));
+    server_ = ServerOf(source_);
     if (server_ && IsUsable(kind_)) {
         reach_ = TryToReach(*server_);
         const bool is_reached = reach_.outcome == Reach::kListens;

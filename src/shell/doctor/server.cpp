@@ -11,25 +11,51 @@
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <memory>
+#include <span>
 #include <system_error>
 
 namespace {
 
 constexpr int kPatience = 3000;  // milliseconds
 
-// Servername of tdsodbc is a name in a configuration of its own.
+/// What a driver file's name tells of the product behind it.
+struct Product {
+    const char* file_part;                      // of the file's name
+    const char* port;                           // where its server listens unless told otherwise
+    std::span<const char* const> server_keys;   // by which a string tells it the server
+    std::span<const char* const> section_keys;  // by which a data source does
+    bool reads_port;                            // by the key Port; else the server's text has it
+};
+
 constexpr const char* kServerOrName[] = {"Servername", "Server"};
+constexpr const char* kServername[] = {"Servername"};
 constexpr const char* kServer[] = {"Server"};
 constexpr const char* kHost[] = {"Host"};
+constexpr const char* kAddress[] = {"Address"};
 constexpr const char* kAny[] = {"Server", "Servername", "Host"};
 constexpr const char* kPort[] = {"Port"};
 
+// Servername of tdsodbc is a name in a configuration of its own.
 constexpr Product kProducts[] = {
-    {"psqlodbc", "5432", kServerOrName, nullptr}, {"maodbc", "3306", kServerOrName, nullptr},
-    {"myodbc", "3306", kServerOrName, nullptr},   {"tdsodbc", "1433", kServer, nullptr},
-    {"virtodbc", "1111", kHost, "Address"},
+    {"psqlodbc", "5432", kServerOrName, kServername, true},
+    {"maodbc", "3306", kServerOrName, kServerOrName, true},
+    {"myodbc", "3306", kServerOrName, kServerOrName, true},
+    {"tdsodbc", "1433", kServer, kServer, true},
+    {"virtodbc", "1111", kHost, kAddress, false},
 };
+
+constexpr Product kUnknownProduct{"", "", kAny, kAny, true};
+
+const Product& ProductOf(const std::string& driver_file)
+{
+    const std::string name = std::filesystem::path(driver_file).filename();
+    const auto* const found = std::ranges::find_if(kProducts, [&](const Product& product) {
+        return name.find(product.file_part) != std::string::npos;
+    });
+    return found == std::end(kProducts) ? kUnknownProduct : *found;
+}
 
 // The outcome of an address, by the error of connect.
 Reach OfError(int error)
@@ -85,31 +111,20 @@ bool IsPort(const std::string& text)
 
 }  // namespace
 
-const Product* ProductOf(const std::string& driver_file)
-{
-    const std::string name = std::filesystem::path(driver_file).filename();
-    const auto* const found = std::ranges::find_if(kProducts, [&](const Product& product) {
-        return name.find(product.file_part) != std::string::npos;
-    });
-    return found == std::end(kProducts) ? nullptr : found;
-}
-
 // A host comes as "host", "host:port" or "host,port". What else there is (a socket's file, several
 // hosts, an instance's name) says nothing of a port.
-std::optional<Server> ServerOf(const DataSource& source, const Product* product)
+std::optional<Server> ServerOf(const DataSource& source)
 {
-    Server server{source.Value(product != nullptr ? product->server_keys : std::span(kAny)),
-                  source.Value(kPort)};
-    if (server.host.empty() && product != nullptr && product->section_key != nullptr) {
-        server.host = source.SectionValue(product->section_key);
-    }
+    const Product& product = ProductOf(source.DriverFile());
+    Server server{source.Value(product.server_keys, product.section_keys),
+                  product.reads_port ? source.Value(kPort, kPort) : ""};
     const auto mark = server.host.find_last_of(":,");
     if (mark != std::string::npos && !IsVersion6(server.host)) {
         server.port = server.host.substr(mark + 1);
         server.host.resize(mark);
     }
-    if (server.port.empty() && product != nullptr) {
-        server.port = product->port;
+    if (server.port.empty()) {
+        server.port = product.port;
     }
     const bool is_plain = server.host.find_first_of("/\\,[") == std::string::npos &&
                           (server.host.find(':') == std::string::npos || IsVersion6(server.host));

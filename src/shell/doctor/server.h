@@ -2,21 +2,9 @@
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
 
 #include "shell/doctor/DataSource.h"
-
-/// What a driver file's name tells of the product behind it.
-struct Product {
-    const char* file_part;                     // of the file's name
-    const char* port;                          // where its server listens unless told otherwise
-    std::span<const char* const> server_keys;  // by which it is told the server
-    const char* section_key;                   // another, of data sources only; null: none
-};
-
-/// Null for a driver that isn't known.
-const Product* ProductOf(const std::string& driver_file);
 
 /// A place in a network.
 struct Server {
@@ -26,8 +14,8 @@ struct Server {
     std::string Text() const { return host + " port " + port; }
 };
 
-/// The server that a data source names, if it names one and a port is known.
-std::optional<Server> ServerOf(const DataSource& source, const Product* product);
+/// The server that a data source names to its driver, if it names one and a port is known.
+std::optional<Server> ServerOf(const DataSource& source);
 
 /// What came of a try to reach it.
 struct Reach {
