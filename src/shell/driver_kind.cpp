@@ -200,7 +200,7 @@ DriverKind KindOfDriver(const std::string& file)
     const Apart apart = RunApart(kSecondsToLoad, [&](const Say& say) { Examine(file, say); });
     DriverKind kind;
     if (apart.said.empty()) {
-        kind.reason = kLoadingIsNoError;
+        kind.reason = kWhileLoading;
         kind.reason += apart.end == Apart::kOutOfTime ? "does not end" : "crashes: " + apart.reason;
         return kind;
     }

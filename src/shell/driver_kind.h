@@ -28,7 +28,7 @@ struct DriverKind {
 };
 
 /// What the reason begins with where loading crashes or hangs.
-inline constexpr char kLoadingIsNoError[] = "loading it ";
+inline constexpr char kWhileLoading[] = "loading it ";
 
 /// Throws std::system_error where there is no process to be had.
 DriverKind KindOfDriver(const std::string& file);

@@ -92,7 +92,8 @@ bool ConnectionString::HasBlanks() const
     return std::ranges::any_of(items_, [](const Item& item) {
         const std::string key = WithoutBlanksBehind(item.key);
         const bool names = IsKey(key, "DRIVER") || IsKey(key, "DSN");
-        return names && (key != item.key || item.value.starts_with(' '));
+        return names &&
+               (key != item.key || item.value.starts_with(' ') || item.value.ends_with(' '));
     });
 }
 

@@ -25,7 +25,7 @@ public:
     /// Whether it is the name of a data source for the gateway, although it has keys.
     bool IsMisread() const { return is_misread_; }
 
-    /// Whether blanks stand beside the equals sign of DRIVER or DSN.
+    /// Whether blanks stand around DRIVER or DSN or its value.
     bool HasBlanks() const;
 
     /// The string, with stars in the place of every password.

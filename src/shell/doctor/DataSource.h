@@ -15,7 +15,7 @@ public:
         kNone,
         kUnread,         // a name, and no configuration can be read
         kMisread,        // the string has keys, and the gateway takes it for a name
-        kBlanks,         // blanks beside an equals sign, which belong to the words
+        kBlanks,         // blanks around DRIVER, DSN or its value, which belong to them
         kUnknownSource,  // the configuration has no such data source
         kNoDriver,       // the data source names no driver
         kUnknownDriver,  // no driver has the name, and no file

@@ -65,7 +65,8 @@ std::optional<Cause> CauseInString(const DataSource& source)
                      advice};
     }
     if (source.WhatIsWrong() == DataSource::kBlanks) {
-        return Cause{"misread", "a blank beside = belongs to the key or to the value", advice};
+        return Cause{"misread", "blanks belong to the key or the value that they stand beside",
+                     advice};
     }
     return std::nullopt;
 }
@@ -109,7 +110,7 @@ std::optional<Cause> CauseInSource(const DataSource& source, const Profiles& pro
 std::vector<std::string> AdviceOnLoading(const std::string& file, const std::string& reason)
 {
     const bool is_own = reason.starts_with(file + ": ") && !Mentions(reason, "undefined symbol");
-    if (reason.starts_with(kLoadingIsNoError) || (is_own && Mentions(reason, "no such file"))) {
+    if (reason.starts_with(kWhileLoading) || (is_own && Mentions(reason, "no such file"))) {
         return {};
     }
     return {is_own ? "it is no library for this machine, or not readable by this user"
