@@ -15,7 +15,12 @@ bool IsKey(const std::string& text, const char* key)
     return ::strcasecmp(text.c_str(), key) == 0;
 }
 
-bool IsSecret(const std::string& text)
+bool IsNaming(const std::string& key)
+{
+    return IsKey(key, "DRIVER") || IsKey(key, "DSN");
+}
+
+bool MentionsSecret(const std::string& text)
 {
     static constexpr const char* kWords[] = {"PWD", "PASS", "TOKEN", "SECRET", "IDENTIFIED BY"};
     return std::ranges::any_of(
@@ -45,6 +50,12 @@ std::string WithoutBlanksBehind(const std::string& text)
 }
 
 }  // namespace
+
+std::string WithoutBraces(const std::string& text)
+{
+    const bool has_braces = text.size() >= 2 && text.front() == '{' && text.back() == '}';
+    return has_braces ? text.substr(1, text.size() - 2) : text;
+}
 
 ConnectionString::ConnectionString(const std::string& text)
     : is_misread_(!IsConnectionString(text) && text.find('=') != std::string::npos)
@@ -91,10 +102,24 @@ bool ConnectionString::HasBlanks() const
 {
     return std::ranges::any_of(items_, [](const Item& item) {
         const std::string key = WithoutBlanksBehind(item.key);
-        const bool names = IsKey(key, "DRIVER") || IsKey(key, "DSN");
-        return names &&
+        return IsNaming(key) &&
                (key != item.key || item.value.starts_with(' ') || item.value.ends_with(' '));
     });
+}
+
+// A name may well have such a word in it, but no equals sign behind.
+bool ConnectionString::HoldsSecret(const Item& item)
+{
+    return MentionsSecret(item.key) ||
+           (MentionsSecret(item.value) &&
+            (!IsNaming(item.key) || item.value.find('=') != std::string::npos));
+}
+
+std::string ConnectionString::SecretName() const
+{
+    const auto found = std::ranges::find_if(
+        items_, [](const Item& item) { return IsNaming(item.key) && HoldsSecret(item); });
+    return found == items_.end() ? "" : WithoutBraces(found->value);
 }
 
 // An item without an equals sign may be the rest of the value before it.
@@ -105,7 +130,7 @@ std::string ConnectionString::Masked() const
     for (const Item& item : items_) {
         masked += masked.empty() ? "" : ";";
         if (!item.key.empty()) {
-            is_secret = IsSecret(item.key) || IsSecret(item.value);
+            is_secret = HoldsSecret(item);
             masked += is_secret ? item.key + "=***" : item.text;
         } else {
             masked += is_secret ? "***" : item.text;

@@ -7,6 +7,9 @@
 #include <utility>
 #include <vector>
 
+/// A value without the braces around it.
+std::string WithoutBraces(const std::string& text);
+
 /// A connection string as the driver manager receives it from the gateway, and reads it: by keys of
 /// any case. Blanks and braces belong to a value.
 class ConnectionString {
@@ -28,6 +31,10 @@ public:
     /// Whether blanks stand around DRIVER or DSN or its value.
     bool HasBlanks() const;
 
+    /// What stands for a driver or a data source and holds a password, braces left out; empty where
+    /// nothing does.
+    std::string SecretName() const;
+
     /// The string, with stars in the place of every password.
     std::string Masked() const;
 
@@ -42,6 +49,8 @@ private:
         std::string key;   // empty where there is no equals sign
         std::string value;
     };
+
+    static bool HoldsSecret(const Item& item);
 
     std::vector<Item> items_;
     bool is_misread_;

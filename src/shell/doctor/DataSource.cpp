@@ -8,12 +8,6 @@
 
 namespace {
 
-std::string WithoutBraces(const std::string& text)
-{
-    const bool has_braces = text.size() >= 2 && text.front() == '{' && text.back() == '}';
-    return has_braces ? text.substr(1, text.size() - 2) : text;
-}
-
 // Debian's iODBC looks for all but paths in one folder, whatever the loader's path.
 std::string InFolder(const std::string& driver)
 {
