@@ -1,7 +1,10 @@
 // A driver that has wide functions, of characters of type CHARACTER, and the narrow ones that the
-// shim shows. It refuses every connection, or with TEST_DRIVER=connect every statement, with
-// TEST_DRIVER=wide when it is connected by a wide function, too; it crashes as it is asked for its
-// diagnostics with TEST_DRIVER=crash.
+// shim shows. It refuses every connection, unless TEST_DRIVER tells it otherwise, and every
+// statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
+// Place=here, =wide by the wide one; =hang waits in the narrow one; =crash crashes as it is asked
+// for its diagnostics; =exit ends the process as it is loaded.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -45,6 +48,13 @@ std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* nativ
     *native = 7;
     *length = static_cast<std::int16_t>(kMessage.size());
     return 0;
+}
+
+[[gnu::constructor]] void Load()
+{
+    if (Told() == "exit") {
+        ::_exit(0);
+    }
 }
 
 }  // namespace
@@ -93,9 +103,14 @@ EXPORTED SQLDriverConnectW(void* /*connection*/, void* /*window*/, const CHARACT
     return Told() == "wide" ? 0 : kError;
 }
 
-EXPORTED SQLDriverConnect()
+EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in,
+                          std::int16_t /*in_length*/)
 {
-    return Told() == "connect" ? 0 : kError;
+    if (Told() == "hang") {
+        ::pause();
+    }
+    const bool has_keys = std::string_view(in).find(";Place=here") != std::string_view::npos;
+    return Told() == "connect" || (Told() == "keys" && has_keys) ? 0 : kError;
 }
 
 EXPORTED SQLDisconnect(void* /*connection*/)

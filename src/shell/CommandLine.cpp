@@ -60,8 +60,18 @@ private:
     CLI::Option* file_;
 };
 
+void CheckDoctor(const CLI::App& app)
+{
+    for (const CLI::Option* option : app.parse_order()) {
+        if (!option->check_lname("data-source") && !option->check_lname("library")) {
+            throw CLI::ValidationError(
+                "doctor takes --data-source and --library alone: it tries every mode by itself");
+        }
+    }
+}
+
 // What no single option says of itself.
-void CheckTogether(const CommandLine& command, bool calls)
+void CheckTogether(const CLI::App& app, const CommandLine& command, bool calls)
 {
     const int wanted = (command.statements.empty() ? 0 : 1) + (command.import.empty() ? 0 : 1) +
                        (calls ? 1 : 0) + (command.diagnose ? 1 : 0);
@@ -76,10 +86,8 @@ void CheckTogether(const CommandLine& command, bool calls)
     if (calls && command.call.empty()) {
         throw CLI::ValidationError("call: the name of an entry is required");
     }
-    if (command.diagnose &&
-        (command.options.unicode || command.options.legacy || command.options.log)) {
-        throw CLI::ValidationError(
-            "doctor tries every mode by itself: --unicode, --legacy and --trace are not for it");
+    if (command.diagnose) {
+        CheckDoctor(app);
     }
     const bool needs_one = !command.markers.empty() || command.get_file;
     if (needs_one && command.statements.size() != 1) {
@@ -101,6 +109,10 @@ constexpr char kDoctorHelp[] =
     "Say what there is between here and the data source (-d): library, driver manager, driver\n"
     "and its kind, connection, what comes back of NULL, text and long text in each mode; where\n"
     "the connection fails, why.";
+
+constexpr char kDoctorFooter[] =
+    "  -d,--data-source STRING     Connection string, or the name of a data source\n"
+    "  --library FILE              The gateway to load";
 
 // The words in reverse order, as the parser takes them, a value of none (--null=) as one of its
 // own.
@@ -149,14 +161,15 @@ Parsed ParseCommandLine(int count, const char* const* words)
     CLI::App* call = app.add_subcommand("call", kCallHelp);
     call->prefix_command();
     call->add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
-    const CLI::App* doctor = app.add_subcommand("doctor", kDoctorHelp)->fallthrough();
+    CLI::App* doctor = app.add_subcommand("doctor", kDoctorHelp)->fallthrough();
+    doctor->footer(kDoctorFooter);
     app.footer(kFooter);
     try {
         app.parse(Reversed(count, words));
         command.markers = markers.Markers();
         command.call = call->remaining();
         command.diagnose = doctor->parsed();
-        CheckTogether(command, call->parsed());
+        CheckTogether(app, command, call->parsed());
         parsed.carry_out = true;
     } catch (const CLI::ParseError& error) {
         parsed.exit_code = app.exit(error, std::cout, std::cerr) == 0 ? kDone : kWrongUsage;

@@ -1,5 +1,9 @@
 #include "shell/Session.h"
 
+#include <strings.h>
+
+#include <algorithm>
+
 #include "shell/HostList.h"
 #include "shell/driver_kind.h"
 #include "shell/odbc_numbers.h"
@@ -28,6 +32,28 @@ std::vector<std::string> DiagnosticLines(const Gateway& gateway, const std::stri
         }
     }
     return lines;
+}
+
+std::string StateOf(const std::string& line)
+{
+    const auto open = line.find('(');
+    const auto close = line.find(')');
+    return open < close && close != std::string::npos ? line.substr(open + 1, close - open - 1)
+                                                      : "";
+}
+
+std::string MessageOf(const std::string& line)
+{
+    constexpr std::string_view kMark = "Message: ";
+    const auto mark = line.find(kMark);
+    return mark == std::string::npos ? line : line.substr(mark + kMark.size());
+}
+
+bool IsConnectionString(std::string_view text)
+{
+    constexpr std::size_t kLongest = 6;
+    const std::string word(text.substr(0, std::min(text.find_first_of("= "), kLongest)));
+    return ::strcasecmp(word.c_str(), "DRIVER") == 0 || ::strcasecmp(word.c_str(), "DSN") == 0;
 }
 
 Session::Session(const Gateway& gateway, const SessionOptions& options,

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "shell/Gateway.h"
@@ -19,6 +20,16 @@ struct SqlError : std::runtime_error {
 /// What "GetSQLErrors" tells of these handles (empty: not given), a line a record.
 std::vector<std::string> DiagnosticLines(const Gateway& gateway, const std::string& connection,
                                          const std::string& statement);
+
+/// The parts of such a line, "  SQLState: (28000) NativeError: [1] Message: Login failed": the
+/// SQLSTATE, empty where the line has none, and the message, which is the whole line then.
+std::string StateOf(const std::string& line);
+std::string MessageOf(const std::string& line);
+
+/// Whether the gateway passes text on as a connection string: its first word, which ends at an
+/// equals sign, at a blank or with the sixth character, is DRIVER or DSN. All else is the name of a
+/// data source.
+bool IsConnectionString(std::string_view text);
 
 /// The connection was refused.
 struct ConnectError : SqlError {

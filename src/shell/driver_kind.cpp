@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "shell/run_apart.h"
@@ -59,6 +61,14 @@ bool IsDriver(const std::string& object)
 {
     return !object.empty() && object.find("libiodbc") == std::string::npos &&
            Defines(object, "SQLFetch");
+}
+
+// iODBC exports the text that its own trace begins with.
+std::string VersionOf(const std::string& driver_manager)
+{
+    const Library loaded(dlopen(driver_manager.c_str(), RTLD_LAZY | RTLD_NOLOAD), &dlclose);
+    const void* const version = loaded != nullptr ? dlsym(loaded.get(), "iodbc_version") : nullptr;
+    return version != nullptr ? *static_cast<const char* const*>(version) : "";
 }
 
 template <class Function>
@@ -119,17 +129,19 @@ int DiagnosedWidth(void* driver, void* connection)
     return state[2] != '\0' ? 2 : (state[3] == '\0' && state[4] != '\0' ? 4 : 0);
 }
 
-// Asks an unconnected driver for what it doesn't have, so that it has something to diagnose.
+// Asks an unconnected driver for what it doesn't have, so that it has something to diagnose. A
+// driver may count the room in characters of its own.
 int MeasuredWidth(void* driver)
 {
-    std::array<char, 1024> value{};
+    constexpr int kCharacters = 256;
+    std::array<char, std::size_t{kCharacters} * 4> value{};
     void* connection = NewConnection(driver);
     if (connection == nullptr) {
         return 0;
     }
     if (const auto info = Find<GetInfoW>(driver, "SQLGetInfoW"); info != nullptr) {
         std::int16_t size = 0;
-        info(connection, kNoSuchInfo, value.data(), value.size() / 2, &size);
+        info(connection, kNoSuchInfo, value.data(), kCharacters, &size);
     }
     const int width = DiagnosedWidth(driver, connection);
     const auto attribute = Find<GetConnectAttrW>(driver, "SQLGetConnectAttrW");
@@ -137,7 +149,7 @@ int MeasuredWidth(void* driver)
         return width;
     }
     std::int32_t size = 0;
-    attribute(connection, kNoSuchAttribute, value.data(), value.size() / 2, &size);
+    attribute(connection, kNoSuchAttribute, value.data(), kCharacters, &size);
     return DiagnosedWidth(driver, connection);
 }
 
@@ -166,13 +178,30 @@ bool DriverIsNarrow()
     return driver != objects.end() && !Defines(*driver, "SQLConnectW");
 }
 
+std::string Resolved(const std::string& file)
+{
+    std::error_code none;
+    const auto resolved = std::filesystem::canonical(file, none);
+    return none ? file : resolved.string();
+}
+
+DriverManager LoadedDriverManager()
+{
+    const auto objects = LoadedObjects();
+    const auto manager = std::ranges::find_if(objects, [](const std::string& object) {
+        return object.find("/libiodbc.so") != std::string::npos;
+    });
+    return manager == objects.end() ? DriverManager{}
+                                    : DriverManager{Resolved(*manager), VersionOf(*manager)};
+}
+
 DriverKind KindOfDriver(const std::string& file)
 {
     const Apart apart = RunApart(kSecondsToLoad, [&](const Say& say) { Examine(file, say); });
     DriverKind kind;
     if (apart.said.empty()) {
-        kind.reason = apart.end == Apart::kOutOfTime ? "loading it does not end"
-                                                     : "loading it crashes: " + apart.reason;
+        kind.reason = kWhileLoading;
+        kind.reason += apart.end == Apart::kOutOfTime ? "does not end" : "crashes: " + apart.reason;
         return kind;
     }
     switch (apart.said.front()) {

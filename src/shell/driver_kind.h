@@ -7,6 +7,17 @@
 /// converts all wide text on its way. False where no driver is found.
 bool DriverIsNarrow();
 
+/// The driver manager that came into the process with the gateway.
+struct DriverManager {
+    std::string file;     // links resolved; empty: none is loaded
+    std::string version;  // empty: it doesn't tell
+};
+
+DriverManager LoadedDriverManager();
+
+/// A file's path with links resolved, or as it is where that fails.
+std::string Resolved(const std::string& file);
+
 /// What a driver file is, found out by loading it in a process of its own.
 struct DriverKind {
     enum Form { kUnloadable, kNoDriver, kNarrow, kWide };
@@ -15,6 +26,9 @@ struct DriverKind {
     std::string reason;       // why it can't be loaded
     int character_width = 0;  // of its wide functions, in bytes; 0: it doesn't tell
 };
+
+/// What the reason begins with where loading crashes or hangs.
+inline constexpr char kWhileLoading[] = "loading it ";
 
 /// Throws std::system_error where there is no process to be had.
 DriverKind KindOfDriver(const std::string& file);

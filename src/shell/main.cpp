@@ -1,6 +1,5 @@
 // orvelgw: a host of the gateway for a person.
 #include <langinfo.h>
-#include <strings.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -57,10 +56,8 @@ std::string LibraryPath(const CommandLine& command)
 // The gateway cuts such a string without a word, and what is left may mean another place.
 bool WouldBeCut(const std::string& connection_string)
 {
-    const char* text = connection_string.c_str();
     return connection_string.size() > Session::kLongestConnectionString &&
-           (strncasecmp(text, "DRIVER", 6) == 0 || strncasecmp(text, "DSN=", 4) == 0 ||
-            strncasecmp(text, "DSN ", 4) == 0);
+           IsConnectionString(connection_string);
 }
 
 void Report(const SqlError& error)

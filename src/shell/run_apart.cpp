@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
+#include <thread>
 
 namespace {
 
@@ -22,6 +23,9 @@ using Clock = std::chrono::steady_clock;
 
 // What a child may say; more is not read.
 constexpr std::size_t kMostSaid = 1'000'000;
+
+// The exit code of work that came to its end; a driver may exit with 0.
+constexpr int kEnded = 42;
 
 void WriteAll(int pipe, std::string_view text)
 {
@@ -48,7 +52,7 @@ void WriteAll(int pipe, std::string_view text)
     } catch (...) {
         ::_exit(EXIT_FAILURE);
     }
-    ::_exit(EXIT_SUCCESS);
+    ::_exit(kEnded);
 }
 
 // Whether the pipe was read to its end in time.
@@ -71,12 +75,24 @@ bool ReadUntil(Clock::time_point deadline, int pipe, std::string& said)
     }
 }
 
-int Reaped(pid_t child)
+// Whether the child ended in time; it is gone then.
+bool HasEndedUntil(Clock::time_point deadline, pid_t child, int& status)
 {
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    constexpr std::chrono::milliseconds kPause{5};
+    while (::waitpid(child, &status, WNOHANG) == 0) {
+        if (Clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(kPause);
     }
-    return status;
+    return true;
+}
+
+void End(pid_t child)
+{
+    ::kill(child, SIGKILL);
+    while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace
@@ -95,20 +111,19 @@ Apart RunApart(int seconds, const std::function<void(const Say& say)>& work)
     }
     const int fork_error = errno;
     ::close(ends[1]);
-    Apart apart;
-    const bool in_time =
-        child > 0 && ReadUntil(Clock::now() + std::chrono::seconds(seconds), ends[0], apart.said);
-    ::close(ends[0]);
     if (child < 0) {
+        ::close(ends[0]);
         throw std::system_error(fork_error, std::generic_category(), "fork");
     }
-    if (!in_time) {
-        ::kill(child, SIGKILL);
-    }
-    const int status = Reaped(child);
-    if (!in_time) {
+    const auto deadline = Clock::now() + std::chrono::seconds(seconds);
+    Apart apart;
+    const bool is_read = ReadUntil(deadline, ends[0], apart.said);
+    ::close(ends[0]);
+    int status = 0;
+    if (!is_read || !HasEndedUntil(deadline, child, status)) {
+        End(child);
         apart.end = Apart::kOutOfTime;
-    } else if (WIFSIGNALED(status) || WEXITSTATUS(status) != EXIT_SUCCESS) {
+    } else if (WIFSIGNALED(status) || WEXITSTATUS(status) != kEnded) {
         apart.end = Apart::kCrashed;
         apart.reason = WIFSIGNALED(status) ? ::strsignal(WTERMSIG(status)) : "it ended the process";
     }

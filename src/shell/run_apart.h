@@ -18,5 +18,6 @@ struct Apart {
 };
 
 /// Runs work in a child process, for so many seconds at the most. What it prints goes to stderr.
-/// What it throws counts as a crash. Throws std::system_error where there is no child process.
+/// What it throws counts as a crash, and so does an end of the process before that of the work, of
+/// whatever exit code. Throws std::system_error where there is no child process.
 Apart RunApart(int seconds, const std::function<void(const Say& say)>& work);

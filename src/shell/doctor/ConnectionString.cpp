@@ -3,101 +3,157 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cctype>
+#include <cstring>
+#include <string_view>
+
+#include "shell/Session.h"
 
 namespace {
 
-std::string Capitals(std::string text)
+bool IsKey(const std::string& text, const char* key)
 {
-    std::ranges::transform(text, text.begin(), [](unsigned char character) {
-        return static_cast<char>(std::toupper(character));
-    });
-    return text;
+    return ::strcasecmp(text.c_str(), key) == 0;
 }
 
-std::string WithoutBlanks(const std::string& text)
+bool IsNaming(const std::string& key)
 {
-    const auto first = text.find_first_not_of(' ');
-    return first == std::string::npos ? ""
-                                      : text.substr(first, text.find_last_not_of(' ') - first + 1);
+    return IsKey(key, "DRIVER") || IsKey(key, "DSN");
 }
 
-// The gateway takes what starts with neither keyword for the name of a data source.
-bool HasKeyword(const std::string& text)
+bool MentionsSecret(const std::string& text)
 {
-    const std::string keyword = Capitals(WithoutBlanks(text.substr(0, text.find('='))));
-    return keyword == "DRIVER" || keyword == "DSN";
+    static constexpr const char* kWords[] = {"PWD", "PASS", "TOKEN", "SECRET", "IDENTIFIED BY"};
+    return std::ranges::any_of(
+        kWords, [&](const char* word) { return ::strcasestr(text.c_str(), word) != nullptr; });
 }
 
-bool IsSecret(const std::string& key, const std::string& value)
-{
-    const auto mentions = [](const std::string& text) {
-        return text.find("PWD") != std::string::npos || text.find("PASS") != std::string::npos;
-    };
-    return mentions(key) || mentions(Capitals(value));
-}
-
-// Where the item that starts here ends. Drivers let a value in braces have semicolons.
+// Where the item that starts here ends. Drivers let a value in braces have semicolons, and a pair
+// of closing braces for one.
 std::size_t EndOfItem(const std::string& text, std::size_t start)
 {
+    const auto semicolon = std::min(text.find(';', start), text.size());
     const auto equals = text.find('=', start);
-    const auto semicolon = text.find(';', start);
-    if (equals > semicolon || equals == std::string::npos || text[equals + 1] != '{') {
-        return std::min(semicolon, text.size());
+    const auto value = equals < semicolon ? text.find_first_not_of(' ', equals + 1) : semicolon;
+    if (value >= semicolon || text[value] != '{') {
+        return semicolon;
     }
-    const auto brace = text.find('}', equals);
+    auto brace = text.find('}', value);
+    while (brace != std::string::npos && text[brace + 1] == '}') {
+        brace = text.find('}', brace + 2);
+    }
     return std::min(brace == std::string::npos ? brace : text.find(';', brace), text.size());
+}
+
+std::string WithoutBlanksBehind(const std::string& text)
+{
+    return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
 }  // namespace
 
-ConnectionString::ConnectionString(const std::string& text)
+std::string WithoutBraces(const std::string& text)
 {
-    const std::string whole = HasKeyword(text) ? text : "DSN=" + text;
+    const bool has_braces = text.size() >= 2 && text.front() == '{' && text.back() == '}';
+    return has_braces ? text.substr(1, text.size() - 2) : text;
+}
+
+ConnectionString::ConnectionString(const std::string& text)
+    : is_misread_(!IsConnectionString(text) && text.find('=') != std::string::npos)
+{
+    const std::string whole = IsConnectionString(text) ? text : "DSN=" + text;
     for (std::size_t start = 0; start < whole.size();) {
         const auto end = EndOfItem(whole, start);
         Item item{whole.substr(start, end - start), "", ""};
         if (const auto equals = item.text.find('='); equals != std::string::npos) {
-            item.key = Capitals(item.text.substr(0, equals));
+            item.key = item.text.substr(0, equals);
             item.value = item.text.substr(equals + 1);
         }
-        items_.push_back(item);
+        if (!item.text.empty()) {
+            items_.push_back(item);
+        }
         start = end + 1;
     }
 }
 
-bool ConnectionString::Has(std::string_view key) const
+std::string ConnectionString::First(const char* key) const
 {
-    const std::string wanted = Capitals(std::string(key));
-    return std::ranges::any_of(items_, [&](const Item& item) { return item.key == wanted; });
-}
-
-std::string ConnectionString::Value(std::string_view key) const
-{
-    const std::string wanted = Capitals(std::string(key));
     const auto found =
-        std::ranges::find_if(items_, [&](const Item& item) { return item.key == wanted; });
+        std::ranges::find_if(items_, [&](const Item& item) { return IsKey(item.key, key); });
     return found == items_.end() ? "" : found->value;
 }
 
+std::optional<std::string> ConnectionString::Last(std::span<const char* const> keys) const
+{
+    std::optional<std::string> value;
+    for (const Item& item : items_) {
+        if (std::ranges::any_of(keys, [&](const char* key) { return IsKey(item.key, key); })) {
+            value = item.value;
+        }
+    }
+    return value;
+}
+
+bool ConnectionString::Has(const char* key) const
+{
+    return std::ranges::any_of(items_, [&](const Item& item) { return IsKey(item.key, key); });
+}
+
+bool ConnectionString::HasBlanks() const
+{
+    return std::ranges::any_of(items_, [](const Item& item) {
+        const std::string key = WithoutBlanksBehind(item.key);
+        return IsNaming(key) &&
+               (key != item.key || item.value.starts_with(' ') || item.value.ends_with(' '));
+    });
+}
+
+// A name may well have such a word in it, but no equals sign behind.
+bool ConnectionString::HoldsSecret(const Item& item)
+{
+    return MentionsSecret(item.key) ||
+           (MentionsSecret(item.value) &&
+            (!IsNaming(item.key) || item.value.find('=') != std::string::npos));
+}
+
+std::string ConnectionString::SecretName() const
+{
+    const auto found = std::ranges::find_if(
+        items_, [](const Item& item) { return IsNaming(item.key) && HoldsSecret(item); });
+    return found == items_.end() ? "" : WithoutBraces(found->value);
+}
+
+// An item without an equals sign may be the rest of the value before it.
 std::string ConnectionString::Masked() const
 {
     std::string masked;
+    bool is_secret = false;
     for (const Item& item : items_) {
         masked += masked.empty() ? "" : ";";
-        masked += IsSecret(item.key, item.value) ? item.text.substr(0, item.text.find('=')) + "=***"
-                                                 : item.text;
+        if (!item.key.empty()) {
+            is_secret = HoldsSecret(item);
+            masked += is_secret ? item.key + "=***" : item.text;
+        } else {
+            masked += is_secret ? "***" : item.text;
+        }
     }
     return masked;
 }
 
-std::string ConnectionString::Through(const std::string& driver) const
+std::string ConnectionString::Through(
+    const std::string& driver,
+    const std::vector<std::pair<std::string, std::string>>& source_keys) const
 {
     std::string through = "DRIVER=" + driver;
-    for (const Item& item : items_) {
-        if (item.key != "DRIVER") {
-            through += ";" + item.text;
+    for (const auto& [key, value] : source_keys) {
+        if (!Has(key.c_str())) {
+            const bool needs_braces = value.find(';') != std::string::npos;
+            through += ";" + key + "=" + (needs_braces ? "{" + value + "}" : value);
         }
+    }
+    for (const Item& item : items_) {
+        const bool is_replaced =
+            IsKey(item.key, "DRIVER") || (!source_keys.empty() && IsKey(item.key, "DSN"));
+        through += is_replaced ? "" : ";" + item.text;
     }
     return through;
 }

@@ -1,33 +1,57 @@
 // The words of -d.
 #pragma once
 
+#include <optional>
+#include <span>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
+/// A value without the braces around it.
+std::string WithoutBraces(const std::string& text);
+
 /// A connection string as the driver manager receives it from the gateway, and reads it: by keys of
-/// any case, the first of a name holding. Blanks and braces belong to a value.
+/// any case. Blanks and braces belong to a value.
 class ConnectionString {
 public:
     explicit ConnectionString(const std::string& text);
 
-    /// The value of a key, empty where it has none.
-    std::string Value(std::string_view key) const;
+    /// The value of a key's first item, which is the one that the driver manager reads of DRIVER
+    /// and DSN; empty where there is none.
+    std::string First(const char* key) const;
 
-    bool Has(std::string_view key) const;
+    /// The value of the last item of these keys, which is the one that drivers read of theirs.
+    std::optional<std::string> Last(std::span<const char* const> keys) const;
+
+    bool Has(const char* key) const;
+
+    /// Whether it is the name of a data source for the gateway, although it has keys.
+    bool IsMisread() const { return is_misread_; }
+
+    /// Whether blanks stand around DRIVER or DSN or its value.
+    bool HasBlanks() const;
+
+    /// What stands for a driver or a data source and holds a password, braces left out; empty where
+    /// nothing does.
+    std::string SecretName() const;
 
     /// The string, with stars in the place of every password.
     std::string Masked() const;
 
-    /// The string for the same place through another driver.
-    std::string Through(const std::string& driver) const;
+    /// The string for the same place through another driver. Where a data source's keys are given
+    /// they take its place.
+    std::string Through(const std::string& driver,
+                        const std::vector<std::pair<std::string, std::string>>& source_keys) const;
 
 private:
     struct Item {
         std::string text;  // whole
-        std::string key;   // in capitals, empty where there is no equals sign
+        std::string key;   // empty where there is no equals sign
         std::string value;
     };
 
+    static bool HoldsSecret(const Item& item);
+
     std::vector<Item> items_;
+    bool is_misread_;
 };

@@ -1,25 +1,18 @@
 #include "shell/doctor/DataSource.h"
 
+#include <strings.h>
+
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace {
 
-std::string WithoutBraces(const std::string& text)
-{
-    const bool has_braces = text.size() >= 2 && text.front() == '{' && text.back() == '}';
-    return has_braces ? text.substr(1, text.size() - 2) : text;
-}
-
-bool IsPath(const std::string& driver)
-{
-    return driver.starts_with('/') || driver.starts_with('.');
-}
-
-// Debian's iODBC looks for all else in one folder, whatever the loader's path.
+// Debian's iODBC looks for all but paths in one folder, whatever the loader's path.
 std::string InFolder(const std::string& driver)
 {
-    return IsPath(driver) ? driver : ORVELGW_DRIVER_FOLDER "/" + driver;
+    const bool is_path = driver.starts_with('/') || driver.starts_with('.');
+    return is_path ? driver : ORVELGW_DRIVER_FOLDER "/" + driver;
 }
 
 bool Exists(const std::string& file)
@@ -33,26 +26,33 @@ bool Exists(const std::string& file)
 DataSource::DataSource(const ConnectionString& string, const Profiles& profiles)
     : string_(string), profiles_(profiles)
 {
-    if (const std::string source = string.Value("DSN"); string.Has("DSN")) {
+    if (string.Has("DSN")) {
+        const std::string source = string.First("DSN");
         section_ = source.empty() ? "default" : source;
         section_file_ = profiles.FileOf(section_, Profiles::kSources);
     }
     Find();
+    const bool is_lost = fault_ != kNone && fault_ != kNoDriver && fault_ != kUnreachedFile;
+    if (is_lost && string.IsMisread()) {
+        fault_ = kMisread;
+    } else if (is_lost && string.HasBlanks()) {
+        fault_ = kBlanks;
+    }
 }
 
 void DataSource::Find()
 {
-    if (const std::string driver = string_.Value("DRIVER"); !driver.empty()) {
+    if (const std::string driver = string_.First("DRIVER"); !driver.empty()) {
         Follow(driver);
         return;
     }
     name_ = section_;
-    if (section_.empty() || !profiles_.Has(section_, Profiles::kSources)) {
-        fault_ = kUnknownSource;
+    if (!profiles_.Has(section_, Profiles::kSources)) {
+        fault_ = profiles_.IsThere() ? kUnknownSource : kUnread;
         return;
     }
     steps_.push_back("data source [" + section_ + "] of " + section_file_);
-    const std::string driver = profiles_.Value(section_, "Driver", Profiles::kSources);
+    const std::string driver = SectionValue("Driver");
     if (driver.empty()) {
         fault_ = kNoDriver;
     } else {
@@ -67,24 +67,68 @@ void DataSource::Follow(const std::string& driver)
     if (!named.empty()) {
         steps_.push_back("driver [" + bare + "] of " + profiles_.FileOf(bare, Profiles::kDrivers));
     }
+    name_ = bare;
     file_ = InFolder(named.empty() ? driver : named);
-    name_ = named.empty() ? bare : named;
-    if (Exists(file_)) {
-        return;
-    }
-    if (named.empty() && bare != driver && (IsPath(bare) || Exists(InFolder(bare)))) {
-        fault_ = kBraces;
-    } else if (named.empty() && bare.find('/') == std::string::npos) {
-        fault_ = kUnknownDriver;
-    } else {
-        fault_ = kMissingFile;
-    }
+    fault_ = FaultOfFile(driver, !named.empty());
 }
 
-std::string DataSource::Value(std::string_view key) const
+DataSource::Fault DataSource::FaultOfFile(const std::string& driver, bool is_named)
 {
-    if (string_.Has(key)) {
-        return WithoutBraces(string_.Value(key));
+    std::error_code error;
+    if (std::filesystem::exists(file_, error)) {
+        return kNone;
     }
-    return section_.empty() ? "" : profiles_.Value(section_, std::string(key), Profiles::kSources);
+    if (error) {
+        reason_ = error.message();
+        return kUnreachedFile;
+    }
+    if (is_named) {
+        return kMissingFile;
+    }
+    if (name_ != driver && Exists(InFolder(name_))) {
+        return kBraces;
+    }
+    if (name_.find('/') == std::string::npos) {
+        if (profiles_.IsThere()) {
+            return kUnknownDriver;
+        }
+        file_.clear();
+        return kUnread;
+    }
+    file_ = InFolder(name_);
+    return kMissingFile;
+}
+
+std::string DataSource::Value(std::span<const char* const> keys,
+                              std::span<const char* const> section_keys) const
+{
+    if (const auto value = string_.Last(keys)) {
+        return WithoutBraces(*value);
+    }
+    for (const char* key : section_keys) {
+        if (std::string value = SectionValue(key); !value.empty()) {
+            return value;
+        }
+    }
+    return "";
+}
+
+std::string DataSource::SectionValue(const char* key) const
+{
+    return section_.empty() ? "" : profiles_.Value(section_, key, Profiles::kSources);
+}
+
+// Some drivers leave the data source aside where the string names a driver, so that its keys have
+// to be in the string.
+std::string DataSource::Through(const std::string& driver) const
+{
+    std::vector<std::pair<std::string, std::string>> keys;
+    if (!section_.empty() && !string_.Has("DRIVER")) {
+        for (const std::string& key : profiles_.Keys(section_, Profiles::kSources)) {
+            if (::strcasecmp(key.c_str(), "Driver") != 0) {
+                keys.emplace_back(key, SectionValue(key.c_str()));
+            }
+        }
+    }
+    return string_.Through(driver, keys);
 }

@@ -1,8 +1,8 @@
 // Where a connection string leads, before anything connects.
 #pragma once
 
+#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "shell/doctor/ConnectionString.h"
@@ -13,11 +13,15 @@ class DataSource {
 public:
     enum Fault {
         kNone,
+        kUnread,         // a name, and no configuration can be read
+        kMisread,        // the string has keys, and the gateway takes it for a name
+        kBlanks,         // blanks around DRIVER, DSN or its value, which belong to them
         kUnknownSource,  // the configuration has no such data source
         kNoDriver,       // the data source names no driver
         kUnknownDriver,  // no driver has the name, and no file
         kBraces,         // a file in braces, which belong to its name
-        kMissingFile
+        kMissingFile,
+        kUnreachedFile
     };
 
     DataSource(const ConnectionString& string, const Profiles& profiles);
@@ -30,6 +34,9 @@ public:
     /// The name that leads nowhere, of a fault.
     const std::string& Name() const { return name_; }
 
+    /// The system's reason, of a file that can't be reached.
+    const std::string& Reason() const { return reason_; }
+
     /// How the file was found, a step a line.
     const std::vector<std::string>& Steps() const { return steps_; }
 
@@ -37,12 +44,18 @@ public:
     const std::string& Section() const { return section_; }
     const std::string& SectionFile() const { return section_file_; }
 
-    /// What the string says of a key, or else the data source.
-    std::string Value(std::string_view key) const;
+    /// What the string says by its keys, or else the data source by those of its section.
+    std::string Value(std::span<const char* const> keys,
+                      std::span<const char* const> section_keys) const;
+
+    /// A connection string for the same place through another driver.
+    std::string Through(const std::string& driver) const;
 
 private:
     void Find();
     void Follow(const std::string& driver);
+    std::string SectionValue(const char* key) const;
+    Fault FaultOfFile(const std::string& driver, bool is_named);
 
     const ConnectionString& string_;
     const Profiles& profiles_;
@@ -50,6 +63,7 @@ private:
     std::string section_file_;
     std::string file_;
     std::string name_;
+    std::string reason_;
     Fault fault_ = kNone;
     std::vector<std::string> steps_;
 };

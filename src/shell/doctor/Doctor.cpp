@@ -3,17 +3,16 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 #include <langinfo.h>
+#include <unistd.h>
 
 #include <clocale>
-#include <filesystem>
-#include <system_error>
+#include <cstdlib>
+#include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "shell/Session.h"
 #include "shell/doctor/Shim.h"
-#include "shell/doctor/driver_manager.h"
-#include "shell/doctor/round_trips.h"
-#include "shell/doctor/server.h"
 #include "shell/version.h"
 
 namespace {
@@ -21,10 +20,22 @@ namespace {
 std::string FileOf(const void* address)
 {
     Dl_info info{};
-    std::error_code none;
-    const std::string file = dladdr(address, &info) != 0 ? info.dli_fname : "";
-    const auto resolved = std::filesystem::canonical(file, none);
-    return none ? file : resolved.string();
+    return dladdr(address, &info) != 0 ? Resolved(info.dli_fname) : "";
+}
+
+// The encoding of the locale that the environment names.
+std::string EncodingOfEnvironment()
+{
+    const std::unique_ptr<std::remove_pointer_t<locale_t>, void (*)(locale_t)> locale(
+        ::newlocale(LC_CTYPE_MASK, "", nullptr), &::freelocale);
+    return locale != nullptr ? ::nl_langinfo_l(CODESET, locale.get()) : "ANSI_X3.4-1968";
+}
+
+// Some drivers read data sources by the functions of another maker.
+bool MayBeReadElsewhere(const std::string& file)
+{
+    const char* named = std::getenv("ODBCINI");
+    return named != nullptr && file == named && ::access(named, W_OK) != 0;
 }
 
 std::string KindText(const DriverKind& kind)
@@ -72,7 +83,7 @@ Doctor::Doctor(std::string library, const std::string& data_source, std::FILE* o
       text_(data_source),
       string_(data_source),
       source_(string_, profiles_),
-      report_(out)
+      report_(out, string_.SecretName())
 {}
 
 ExitCode Doctor::Run()
@@ -81,7 +92,10 @@ ExitCode Doctor::Run()
         ReportLibrary();
     } catch (const LoadError& error) {
         report_.Line("library", "unusable", error.what());
-        report_.Advise("ldd tells which libraries it lacks; --library names another");
+        for (const std::string& advice : AdviceOnLoading(library_, error.what())) {
+            report_.Advise(advice);
+        }
+        report_.Advise("--library names another");
         return kLibraryUnusable;
     }
     ReportLocale();
@@ -90,6 +104,7 @@ ExitCode Doctor::Run()
     if (source_.WhatIsWrong() == DataSource::kNone) {
         kind_ = KindOfDriver(source_.DriverFile());
         ReportKind();
+        ReportServer();
     }
     ModeTrial trial = TryMode(*gateway_, kModes[0].options, text_);
     ReportConnection("connection", trial);
@@ -128,12 +143,16 @@ void Doctor::ReportLocale() const
         report_.Advise("text that " + encoding +
                        " lacks is lost between wide and 8-bit: take a UTF-8 locale");
     }
+    if (const std::string other = EncodingOfEnvironment(); other != encoding) {
+        report_.More("the tool's own choice; an engine started in this environment has " + other);
+        report_.Advise("start the engine with LC_ALL or LC_CTYPE of a UTF-8 locale, as C.UTF-8");
+    }
 }
 
 void Doctor::ReportSource() const
 {
     report_.Line("data source",
-                 source_.WhatIsWrong() == DataSource::kUnknownSource ? "unknown" : "found",
+                 source_.Steps().empty() && source_.DriverFile().empty() ? "unknown" : "found",
                  string_.Masked());
     if (!profiles_.IsThere()) {
         report_.More("odbc.ini and odbcinst.ini are not read: libiodbcinst.so.2 can't be loaded");
@@ -141,16 +160,26 @@ void Doctor::ReportSource() const
     for (const std::string& step : source_.Steps()) {
         report_.More(step);
     }
+    if (!source_.Steps().empty() && MayBeReadElsewhere(source_.SectionFile())) {
+        report_.Advise(
+            "this user can't write ODBCINI, so that some drivers read /etc/odbc.ini instead: put "
+            "the keys into the string");
+    }
 }
 
 void Doctor::ReportDriver()
 {
     const auto fault = source_.WhatIsWrong();
-    if (fault == DataSource::kUnknownSource || fault == DataSource::kNoDriver) {
-        report_.Line("driver", "unknown", "none is named");
+    if (source_.DriverFile().empty()) {
+        report_.Line("driver", "unknown",
+                     fault == DataSource::kUnread ? "the configuration tells" : "none is named");
         return;
     }
-    report_.Line("driver", fault == DataSource::kNone ? "found" : "missing", source_.DriverFile());
+    report_.Line("driver",
+                 fault == DataSource::kNone            ? "found"
+                 : fault == DataSource::kUnreachedFile ? "unreached"
+                                                       : "missing",
+                 source_.DriverFile());
     const auto behind = Shim::DriverBehind(source_.DriverFile());
     if (fault == DataSource::kNone && behind) {
         behind_ = KindOfDriver(*behind);
@@ -169,6 +198,18 @@ void Doctor::ReportKind() const
         report_.Advise(
             "the driver manager takes them for 4-byte characters; garbled diagnostics "
             "mean 2-byte ones, for which there is liborvelnarrow.so");
+    }
+}
+
+// Before the driver connects, which may take long.
+void Doctor::ReportServer()
+{
+    server_ = ServerOf(source_);
+    if (server_ && IsUsable(kind_)) {
+        reach_ = TryToReach(*server_);
+        const bool is_reached = reach_.outcome == Reach::kListens;
+        report_.Line("server", is_reached ? "right" : "unreached",
+                     server_->Text() + ": " + (is_reached ? "somebody listens" : reach_.reason));
     }
 }
 
@@ -211,8 +252,8 @@ std::optional<ModeTrial> Doctor::TryShim() const
         return std::nullopt;
     }
     const TrialLink link(shim, source_.DriverFile());
-    const std::string through = string_.Through(link.File());
-    if (through.size() > Session::kLongestConnectionString) {
+    const std::string through = source_.Through(link.File());
+    if (link.File().empty() || through.size() > Session::kLongestConnectionString) {
         return std::nullopt;
     }
     return TryMode(*gateway_, kModes[0].options, through);
@@ -230,32 +271,28 @@ void Doctor::ReportCauses(const ModeTrial& trial) const
     } else if (!IsMisused()) {
         ReportCause("cause", CauseBeyondDriver(trial));
     } else {
-        const auto shimmed = TryShim();
-        std::optional<Cause> next;
-        if (shimmed) {
-            ReportConnection("with the shim", *shimmed);
-            if (!shimmed->is_connected) {
-                next = CauseBeyondDriver(*shimmed);
-            }
-        }
-        ReportCause(
-            "cause",
-            {"misused", "its wide functions take 2-byte characters, and get 4-byte ones", {}});
-        AdviseShim();
-        if (next) {
-            ReportCause("  behind it", *next);
-        }
+        ReportMisuse();
+    }
+}
+
+void Doctor::ReportMisuse() const
+{
+    const auto shimmed = TryShim();
+    if (shimmed) {
+        ReportConnection("with the shim", *shimmed);
+    }
+    ReportCause("cause",
+                {"misused", "its wide functions take 2-byte characters, and get 4-byte ones", {}});
+    AdviseShim();
+    if (shimmed && !shimmed->is_connected) {
+        ReportCause("  behind it", CauseBeyondDriver(*shimmed));
     }
 }
 
 Cause Doctor::CauseBeyondDriver(const ModeTrial& trial) const
 {
-    if (const auto server = ServerOf(source_, ProductOf(source_.DriverFile()))) {
-        const Reach reach = TryToReach(*server);
-        const bool is_reached = reach.outcome == Reach::kListens;
-        report_.Line("server", is_reached ? "right" : "unreached",
-                     server->Text() + ": " + (is_reached ? "somebody listens" : reach.reason));
-        if (auto cause = CauseInNetwork(*server, reach)) {
+    if (server_) {
+        if (auto cause = CauseInNetwork(*server_, reach_, trial.refusal == "silent")) {
             return *cause;
         }
     }
@@ -265,20 +302,10 @@ Cause Doctor::CauseBeyondDriver(const ModeTrial& trial) const
 
 ExitCode Doctor::TryRoundTrips(ModeTrial first) const
 {
-    RoundTrips trips;
-    trips.trials.push_back(std::move(first));
+    std::vector<ModeTrial> trials;
+    trials.push_back(std::move(first));
     for (std::size_t mode = 1; mode < std::size(kModes); ++mode) {
-        trips.trials.push_back(TryMode(*gateway_, kModes[mode].options, text_));
+        trials.push_back(TryMode(*gateway_, kModes[mode].options, text_));
     }
-    ModeTrial encoded;
-    const Product* product = ProductOf(source_.DriverFile());
-    const std::string with_key =
-        product != nullptr ? text_ + ";" + product->encoding : std::string();
-    if (product != nullptr && with_key.size() <= Session::kLongestConnectionString &&
-        WantsEncoding(trips.trials)) {
-        trips.encoding_key = product->encoding;
-        encoded = TryMode(*gateway_, kModes[0].options, with_key);
-        trips.with_encoding = &encoded;
-    }
-    return ReportRoundTrips(trips, report_) ? kDone : kSqlFailed;
+    return ReportRoundTrips(trials, report_) ? kDone : kSqlFailed;
 }

@@ -11,7 +11,8 @@
 #include "shell/doctor/DoctorReport.h"
 #include "shell/doctor/Profiles.h"
 #include "shell/doctor/cause.h"
-#include "shell/doctor/mode_trial.h"
+#include "shell/doctor/round_trips.h"
+#include "shell/doctor/server.h"
 #include "shell/driver_kind.h"
 
 /// Reports what there is between this machine and a data source, whether or not it can be reached:
@@ -31,12 +32,14 @@ private:
     void ReportSource() const;
     void ReportDriver();
     void ReportKind() const;
+    void ReportServer();
     bool IsMisused() const { return kind_.form == DriverKind::kWide && kind_.character_width == 2; }
     void AdviseShim() const;
     void ReportConnection(const char* subject, const ModeTrial& trial) const;
     void ReportCause(const char* subject, const Cause& cause) const;
     void ReportCauses(const ModeTrial& trial) const;
     Cause CauseBeyondDriver(const ModeTrial& trial) const;
+    void ReportMisuse() const;
     std::optional<ModeTrial> TryShim() const;
     ExitCode TryRoundTrips(ModeTrial first) const;
 
@@ -47,6 +50,8 @@ private:
     DataSource source_;
     DriverKind kind_;
     std::optional<DriverKind> behind_;  // of the driver behind the shim, where that is the driver
+    std::optional<Server> server_;      // where one is named
+    Reach reach_;
     DoctorReport report_;
     std::optional<Gateway> gateway_;
 };

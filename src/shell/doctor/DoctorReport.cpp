@@ -17,9 +17,18 @@ std::string DoctorReport::Padded(std::string_view text, std::size_t width)
     return std::string(text) + std::string(taken < width ? width - taken : 1, ' ');
 }
 
+DoctorReport::DoctorReport(std::FILE* out, const std::string& hidden)
+    : out_(out), hidden_(Printable(hidden))
+{}
+
 void DoctorReport::Text(const std::string& line) const
 {
-    std::fprintf(out_, "%s\n", line.c_str());
+    std::string shown = line;
+    for (auto at = shown.find(hidden_); !hidden_.empty() && at != std::string::npos;
+         at = shown.find(hidden_)) {
+        shown.replace(at, hidden_.size(), "***");
+    }
+    std::fprintf(out_, "%s\n", shown.c_str());
     std::fflush(out_);
 }
 

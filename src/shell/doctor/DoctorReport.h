@@ -10,7 +10,8 @@
 /// it, and what to do. Each line is out before the next is found.
 class DoctorReport {
 public:
-    explicit DoctorReport(std::FILE* out) : out_(out) {}
+    /// hidden: what is shown as stars wherever it stands, if it is not empty.
+    explicit DoctorReport(std::FILE* out, const std::string& hidden = "");
 
     void Line(std::string_view subject, std::string_view verdict, std::string_view what) const;
 
@@ -35,4 +36,5 @@ public:
 
 private:
     std::FILE* out_;
+    std::string hidden_;
 };

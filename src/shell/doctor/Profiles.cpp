@@ -1,6 +1,7 @@
 #include "shell/doctor/Profiles.h"
 
 #include <dlfcn.h>
+#include <pwd.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -12,13 +13,21 @@ namespace {
 
 constexpr int kBufferSize = 60'000;
 
-constexpr unsigned short kBothConfigurations = 0;  // ODBC_BOTH_DSN
-constexpr unsigned short kUserConfiguration = 1;   // ODBC_USER_DSN
+constexpr unsigned short kBothConfigurations = 0;   // ODBC_BOTH_DSN
+constexpr unsigned short kUserConfiguration = 1;    // ODBC_USER_DSN
+constexpr unsigned short kSystemConfiguration = 2;  // ODBC_SYSTEM_DSN
 
 std::string Environment(const char* name)
 {
     const char* value = std::getenv(name);
     return value != nullptr ? value : "";
+}
+
+std::string HomeFolder()
+{
+    const std::string home = Environment("HOME");
+    const passwd* user = home.empty() ? ::getpwuid(::getuid()) : nullptr;
+    return user != nullptr ? user->pw_dir : home;
 }
 
 bool IsReadable(const std::string& file)
@@ -35,11 +44,12 @@ bool IsListing(const std::string& section)
 
 }  // namespace
 
-Profiles::Profiles() : library_(dlopen("libiodbcinst.so.2", RTLD_LAZY | RTLD_LOCAL), &dlclose)
+Profiles::Profiles(const char* library)
+    : library_(dlopen(library, RTLD_LAZY | RTLD_LOCAL), &dlclose)
 {
     if (library_ != nullptr) {
         read_ = reinterpret_cast<Read>(dlsym(library_.get(), "SQLGetPrivateProfileString"));
-        set_mode_ = reinterpret_cast<SetMode>(dlsym(library_.get(), "SQLSetConfigMode"));
+        set_mode_ = reinterpret_cast<SetConfigMode>(dlsym(library_.get(), "SQLSetConfigMode"));
     }
 }
 
@@ -72,13 +82,33 @@ std::vector<std::string> Profiles::Names(const char* section, const char* profil
 
 bool Profiles::Has(const std::string& section, const char* profile) const
 {
-    return !section.empty() && !Names(section.c_str(), profile).empty();
+    return !section.empty() && !Keys(section, profile).empty();
+}
+
+std::vector<std::string> Profiles::Keys(const std::string& section, const char* profile) const
+{
+    return Names(section.c_str(), profile);
+}
+
+void Profiles::SetMode(unsigned short mode) const
+{
+    if (set_mode_ != nullptr) {
+        set_mode_(mode);
+    }
 }
 
 std::vector<std::string> Profiles::Sections(const char* profile) const
 {
-    auto sections = Names(nullptr, profile);
-    std::erase_if(sections, &IsListing);
+    std::vector<std::string> sections;
+    for (const auto mode : {kUserConfiguration, kSystemConfiguration}) {
+        SetMode(mode);
+        for (const std::string& section : Names(nullptr, profile)) {
+            if (!IsListing(section) && std::ranges::find(sections, section) == sections.end()) {
+                sections.push_back(section);
+            }
+        }
+    }
+    SetMode(kBothConfigurations);
     return sections;
 }
 
@@ -86,11 +116,11 @@ std::string Profiles::FileOf(const std::string& section, const char* profile) co
 {
     const bool is_sources = std::string_view(profile) == kSources;
     const std::string named = Environment(is_sources ? "ODBCINI" : "ODBCINSTINI");
-    std::string user = IsReadable(named) ? named : Environment("HOME") + "/." + profile;
+    std::string user = IsReadable(named) ? named : HomeFolder() + "/." + profile;
     if (set_mode_ != nullptr && IsReadable(user)) {
-        set_mode_(kUserConfiguration);
+        SetMode(kUserConfiguration);
         const bool is_users = Has(section, profile);
-        set_mode_(kBothConfigurations);
+        SetMode(kBothConfigurations);
         if (is_users) {
             return user;
         }

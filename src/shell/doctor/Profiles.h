@@ -13,7 +13,8 @@ public:
     static constexpr char kSources[] = "odbc.ini";
     static constexpr char kDrivers[] = "odbcinst.ini";
 
-    Profiles();
+    /// library: the file of iODBC's functions.
+    explicit Profiles(const char* library = "libiodbcinst.so.2");
 
     /// Whether there is a configuration to read.
     bool IsThere() const { return read_ != nullptr; }
@@ -24,7 +25,10 @@ public:
 
     bool Has(const std::string& section, const char* profile) const;
 
-    /// The data sources, or the drivers.
+    /// The keys of a section.
+    std::vector<std::string> Keys(const std::string& section, const char* profile) const;
+
+    /// The data sources, or the drivers, of the user and of the system.
     std::vector<std::string> Sections(const char* profile) const;
 
     /// The file that has a section: the user's, or else that of the system.
@@ -33,11 +37,12 @@ public:
 private:
     using Read = int (*)(const char* section, const char* key, const char* preset, char* buffer,
                          int size, const char* profile);
-    using SetMode = int (*)(unsigned short mode);
+    using SetConfigMode = int (*)(unsigned short mode);
 
     std::vector<std::string> Names(const char* section, const char* profile) const;
+    void SetMode(unsigned short mode) const;
 
     std::unique_ptr<void, int (*)(void*)> library_;
     Read read_ = nullptr;
-    SetMode set_mode_ = nullptr;
+    SetConfigMode set_mode_ = nullptr;
 };

@@ -21,17 +21,20 @@ public:
     const std::filesystem::path& Link() const { return link_; }
     bool IsLinked() const;
 
-    /// Whether a driver file is a link to the shim or a copy: the driver behind it, as the shim
-    /// looks for it. It need not be there.
+    /// Where a driver file is a link to the shim or a copy, and named after a driver: that driver,
+    /// as the shim looks for it. It need not be there.
     static std::optional<std::filesystem::path> DriverBehind(const std::filesystem::path& driver);
+
+    /// Whether a driver file is the shim, and named after no driver.
+    static bool IsNameless(const std::filesystem::path& driver);
 
 private:
     std::filesystem::path shim_;
     std::filesystem::path link_;
 };
 
-/// A link to the shim in a folder of its own, which goes with this object. Throws
-/// std::filesystem::filesystem_error.
+/// A link to the shim in a temporary folder of its own, which goes with this object, or with the
+/// process where INT, TERM or HUP ends it. There is one such object at a time.
 class TrialLink {
 public:
     TrialLink(const Shim& shim, const std::filesystem::path& driver);
@@ -39,9 +42,9 @@ public:
     TrialLink(const TrialLink&) = delete;
     TrialLink& operator=(const TrialLink&) = delete;
 
-    std::filesystem::path File() const { return link_; }
+    /// The link, empty where no folder can be written.
+    const std::filesystem::path& File() const { return link_; }
 
 private:
-    std::filesystem::path folder_;
     std::filesystem::path link_;
 };

@@ -4,24 +4,138 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
+#include <stdexcept>
 
-#include "shell/doctor/checks.h"
+#include "shell/HostList.h"
+#include "shell/odbc_numbers.h"
+#include "shell/run_apart.h"
 
 namespace {
+
+constexpr int kSecondsForMode = 40;
+
+// What a child says, each with the texts behind it as one list.
+constexpr char kRefused[] = "refused";      // the diagnostics
+constexpr char kConnected[] = "connected";  // the product
+constexpr char kNoSelect[] = "no select";   // why
+constexpr char kNational[] = "national";    // nothing
+constexpr char kFound[] = "found";          // verdict, what was seen
+
+void SayList(const Say& say, const std::vector<std::string>& texts)
+{
+    std::vector<ListValue> values(texts.begin(), texts.end());
+    say(EncodeList({EncodeList(values)}));
+}
+
+std::string Information(const Session& session, std::int32_t type)
+{
+    try {
+        const Reply reply = session.Call("GetInfo", {type});
+        const auto list = DecodeList(reply.List());
+        const std::string text = list.empty() ? "" : list[0].Text();
+        return text.substr(0, text.find('\0'));
+    } catch (const std::runtime_error&) {
+        return "";
+    }
+}
+
+std::string ProductText(const Session& session)
+{
+    const std::string server =
+        Information(session, kDbmsName) + " " + Information(session, kDbmsVersion);
+    const std::string driver =
+        Information(session, kDriverName) + " " + Information(session, kDriverVersion);
+    return (server == " " ? "a server without a name" : server) +
+           (driver == " " ? "" : ", driver " + driver);
+}
+
+void TryChecks(const Session& session, const Say& say)
+{
+    std::string prefix;
+    for (const Check& check : Checks()) {
+        const Finding finding = CarryOut(check, session, prefix);
+        SayList(say, {kFound, finding.verdict, finding.seen});
+        if (check.subject == Check::kPlainText && check.is_literal && !finding.IsRight() &&
+            CarryOut(check, session, kNationalPrefix).IsRight()) {
+            prefix = kNationalPrefix;
+            SayList(say, {kNational});
+        }
+    }
+}
+
+void Try(const Gateway& gateway, const SessionOptions& options, const std::string& string,
+         const Say& say)
+{
+    try {
+        const Session session(gateway, options, string);
+        SayList(say, {kConnected, ProductText(session)});
+        if (const std::string refusal = RefusalOfSelect(session); !refusal.empty()) {
+            SayList(say, {kNoSelect, refusal});
+        } else {
+            TryChecks(session, say);
+        }
+    } catch (const ConnectError& error) {
+        std::vector<std::string> texts{kRefused};
+        texts.insert(texts.end(), error.diagnostics.begin(), error.diagnostics.end());
+        if (error.diagnostics.empty()) {
+            texts.emplace_back(error.what());
+        }
+        SayList(say, texts);
+    }
+}
+
+void Understand(const std::vector<std::string>& texts, ModeTrial& trial)
+{
+    const std::string& what = texts.at(0);
+    if (what == kRefused) {
+        trial.refusal = kRefused;
+        trial.diagnostics.assign(texts.begin() + 1, texts.end());
+    } else if (what == kConnected) {
+        trial.is_connected = true;
+        trial.product = texts.at(1);
+    } else if (what == kNoSelect) {
+        trial.select_refusal = texts.at(1);
+    } else if (what == kNational) {
+        trial.is_national = true;
+    } else {
+        trial.findings.push_back({texts.at(1), texts.at(2)});
+    }
+}
+
+// What the way a child ended says of what it did not say.
+void Complete(const Apart& apart, ModeTrial& trial)
+{
+    const bool is_late = apart.end == Apart::kOutOfTime;
+    const Finding last{is_late ? "silent" : "crashed",
+                       is_late ? "no end within " + std::to_string(kSecondsForMode) + " seconds"
+                               : "the driver crashed: " + apart.reason};
+    if (!trial.is_connected && trial.refusal.empty()) {
+        trial.refusal = last.verdict;
+        trial.diagnostics = {last.seen};
+    }
+    if (trial.is_connected && trial.select_refusal.empty() &&
+        trial.findings.size() < Checks().size()) {
+        trial.findings.push_back(last);
+        trial.findings.resize(Checks().size(), {"untried", ""});
+    }
+}
 
 constexpr std::size_t kNameWidth = 30;
 constexpr std::size_t kCellWidth = 11;
 
 /// What one check came to in all modes.
-class Row {
+class CheckRow {
 public:
-    Row(const RoundTrips& trips, std::size_t check) : trips_(trips), check_(check) {}
+    CheckRow(const std::vector<ModeTrial>& trials, std::size_t check)
+        : trials_(trials), check_(check)
+    {}
 
     const Finding& At(std::size_t mode) const
     {
         static const Finding untried{"-", ""};
-        const auto& findings = trips_.trials[mode].findings;
+        const auto& findings = trials_[mode].findings;
         return check_ < findings.size() ? findings[check_] : untried;
     }
 
@@ -37,189 +151,164 @@ public:
         if (const auto right = RightModes(); !right.empty()) {
             return "right in " + right;
         }
-        if (const auto national = NationalModes();
-            check.subject == Check::kPlainText && !national.empty()) {
-            return fmt::format("right as {}'...' in {}, as below", kNational, national);
-        }
-        if (trips_.with_encoding != nullptr && check_ < trips_.with_encoding->findings.size() &&
-            trips_.with_encoding->findings[check_].IsRight()) {
-            return "right with " + trips_.encoding_key + " in the connection string";
+        const auto national =
+            Modes([this](std::size_t other) { return trials_[other].is_national; });
+        if (check.subject == Check::kPlainText && check.is_literal && !national.empty()) {
+            return fmt::format("right as {}'...' in {}, as below", kNationalPrefix, national);
         }
         return OtherWay();
     }
 
 private:
-    static std::string Listed(const std::vector<std::string>& names)
+    std::string RightModes() const
     {
+        return Modes([this](std::size_t mode) { return At(mode).IsRight(); });
+    }
+
+    std::string Modes(const std::function<bool(std::size_t mode)>& are_wanted) const
+    {
+        std::vector<std::string> names;
+        for (std::size_t mode = 0; mode < trials_.size(); ++mode) {
+            if (are_wanted(mode)) {
+                names.emplace_back(kModes[mode].name);
+            }
+        }
         return fmt::format("{}", fmt::join(names, " and "));
     }
 
-    std::string RightModes() const
-    {
-        std::vector<std::string> names;
-        for (std::size_t mode = 0; mode < trips_.trials.size(); ++mode) {
-            if (At(mode).IsRight()) {
-                names.emplace_back(kModes[mode].name);
-            }
-        }
-        return Listed(names);
-    }
-
-    std::string NationalModes() const
-    {
-        std::vector<std::string> names;
-        for (std::size_t mode = 0; mode < trips_.trials.size(); ++mode) {
-            if (trips_.trials[mode].is_national) {
-                names.emplace_back(kModes[mode].name);
-            }
-        }
-        return Listed(names);
-    }
-
-    // Another check of the same text that is right somewhere. A parameter stands behind its
-    // literal.
+    // Another check of the same text that is right somewhere.
     std::string OtherWay() const
     {
-        const auto checks = Checks();
-        for (std::size_t other = 0; other < checks.size(); ++other) {
-            const bool are_long =
-                checks[check_].subject == Check::kLong && checks[other].subject == Check::kLong;
-            const std::size_t literal = std::min(check_, other);
-            const bool are_same = std::max(check_, other) == literal + 1 &&
-                                  checks[literal + 1].subject == Check::kParameter &&
-                                  checks[literal].subject != Check::kParameter;
-            const Row row(trips_, other);
-            if (other != check_ && (are_long || are_same) && row.IsRightAnywhere()) {
-                return fmt::format("\"{}\" is right in {}", checks[other].name, row.RightModes());
+        for (std::size_t other = 0; other < Checks().size(); ++other) {
+            const CheckRow row(trials_, other);
+            if (Checks()[other].subject == Checks()[check_].subject && row.IsRightAnywhere()) {
+                return fmt::format("\"{}\" is right in {}", Checks()[other].name, row.RightModes());
             }
         }
         return "this source, as it is set up, does not carry it";
     }
 
-private:
-    const RoundTrips& trips_;
+    const std::vector<ModeTrial>& trials_;
     std::size_t check_;
 };
 
-bool HasOneThatTakesSelect(const RoundTrips& trips)
+std::string TableLine(std::string line, const std::function<std::string(std::size_t mode)>& cell)
 {
-    return std::ranges::any_of(trips.trials, [](const ModeTrial& trial) {
-        return trial.is_connected && trial.untaken.empty();
-    });
-}
-
-std::string Heading()
-{
-    std::string line = DoctorReport::Padded("round trips", kNameWidth);
-    for (const Mode& mode : kModes) {
-        line += DoctorReport::Padded(mode.name, kCellWidth);
+    line = DoctorReport::Padded(line, kNameWidth);
+    for (std::size_t mode = 0; mode < std::size(kModes); ++mode) {
+        line += DoctorReport::Padded(cell(mode), kCellWidth);
     }
     return line.substr(0, line.find_last_not_of(' ') + 1);
 }
 
-void ReportTable(const RoundTrips& trips, const DoctorReport& report)
+void ReportTable(const std::vector<ModeTrial>& trials, const DoctorReport& report)
 {
-    report.Text(Heading());
+    report.Text(TableLine("round trips", [](std::size_t mode) { return kModes[mode].name; }));
     for (std::size_t check = 0; check < Checks().size(); ++check) {
-        const Row row(trips, check);
-        std::string line = "  " + DoctorReport::Padded(Checks()[check].name, kNameWidth - 2);
-        for (std::size_t mode = 0; mode < std::size(kModes); ++mode) {
-            line += DoctorReport::Padded(row.At(mode).verdict, kCellWidth);
-        }
-        report.Text(line.substr(0, line.find_last_not_of(' ') + 1));
+        const CheckRow row(trials, check);
+        report.Text(TableLine(std::string("  ") + Checks()[check].name,
+                              [&](std::size_t mode) { return row.At(mode).verdict; }));
     }
 }
 
-/// What is wrong in the same way, of one check or of several.
+/// What is wrong of some checks in some modes.
 struct Wrong {
-    std::vector<std::string> checks;
-    std::vector<std::string> modes;
+    std::string checks;
+    std::string modes;
     std::string seen;
     std::string advice;
+
+    bool operator==(const Wrong& other) const = default;
 };
 
-// What is wrong of a check, one for the modes in which it is the same.
-std::vector<Wrong> WrongOf(const RoundTrips& trips, std::size_t check)
+// Adds to a list, or to the names of what is else the same there.
+void Add(const Wrong& wrong, std::string Wrong::*names, std::vector<Wrong>& all)
 {
-    const Row row(trips, check);
-    std::vector<Wrong> found;
-    for (std::size_t mode = 0; mode < trips.trials.size(); ++mode) {
-        const Finding& finding = row.At(mode);
-        if (finding.IsRight() || finding.seen.empty()) {
-            continue;
-        }
-        const std::string advice = row.Advice(mode);
-        const auto same = std::ranges::find_if(found, [&](const Wrong& wrong) {
-            return wrong.seen == finding.seen && wrong.advice == advice;
-        });
-        if (same != found.end()) {
-            same->modes.emplace_back(kModes[mode].name);
-        } else {
-            found.push_back({{Checks()[check].name}, {kModes[mode].name}, finding.seen, advice});
-        }
+    const auto same = std::ranges::find_if(all, [&](const Wrong& other) {
+        Wrong renamed = other;
+        renamed.*names = wrong.*names;
+        return renamed == wrong;
+    });
+    if (same == all.end()) {
+        all.push_back(wrong);
+    } else {
+        (*same).*names += " and " + wrong.*names;
     }
-    return found;
 }
 
-// One line for all checks that are wrong in the same way.
-void AdviseOnWrong(const RoundTrips& trips, const DoctorReport& report)
+// One line for all that is wrong in the same way.
+void AdviseOnWrong(const std::vector<ModeTrial>& trials, const DoctorReport& report)
 {
     std::vector<Wrong> all;
     for (std::size_t check = 0; check < Checks().size(); ++check) {
-        for (const Wrong& wrong : WrongOf(trips, check)) {
-            const auto same = std::ranges::find_if(all, [&](const Wrong& other) {
-                return wrong.seen == other.seen && wrong.advice == other.advice &&
-                       wrong.modes == other.modes;
-            });
-            if (same != all.end()) {
-                same->checks.push_back(wrong.checks.front());
-            } else {
-                all.push_back(wrong);
+        const CheckRow row(trials, check);
+        std::vector<Wrong> found;
+        for (std::size_t mode = 0; mode < trials.size(); ++mode) {
+            if (const std::string& seen = row.At(mode).seen; !seen.empty()) {
+                Add({Checks()[check].name, kModes[mode].name, seen, row.Advice(mode)},
+                    &Wrong::modes, found);
             }
+        }
+        for (const Wrong& wrong : found) {
+            Add(wrong, &Wrong::checks, all);
         }
     }
     for (const Wrong& wrong : all) {
-        report.Note(fmt::format("{}, {}: {}; {}", fmt::join(wrong.checks, " and "),
-                                fmt::join(wrong.modes, " and "), wrong.seen, wrong.advice));
+        report.Note(
+            fmt::format("{}, {}: {}; {}", wrong.checks, wrong.modes, wrong.seen, wrong.advice));
     }
+}
+
+bool TakesSelect(const ModeTrial& trial)
+{
+    return trial.is_connected && trial.select_refusal.empty();
 }
 
 }  // namespace
 
-bool WantsEncoding(const std::vector<ModeTrial>& trials)
+ModeTrial TryMode(const Gateway& gateway, const SessionOptions& options,
+                  const std::string& connection_string)
 {
-    RoundTrips trips;
-    trips.trials = trials;
-    for (std::size_t check = 0; check < Checks().size(); ++check) {
-        if (Checks()[check].subject != Check::kNullness && !Row(trips, check).IsRightAnywhere()) {
-            return true;
+    const Apart apart = RunApart(
+        kSecondsForMode, [&](const Say& say) { Try(gateway, options, connection_string, say); });
+    ModeTrial trial;
+    try {
+        for (const ListElement& message : DecodeList(apart.said)) {
+            std::vector<std::string> texts;
+            for (const ListElement& text : DecodeList(message.payload)) {
+                texts.push_back(text.Text());
+            }
+            Understand(texts, trial);
         }
+    } catch (const ListError&) {
+        // The last message did not come whole.
     }
-    return false;
+    Complete(apart, trial);
+    return trial;
 }
 
-bool ReportRoundTrips(const RoundTrips& trips, const DoctorReport& report)
+bool ReportRoundTrips(const std::vector<ModeTrial>& trials, const DoctorReport& report)
 {
-    for (std::size_t mode = 0; mode < trips.trials.size(); ++mode) {
-        const ModeTrial& trial = trips.trials[mode];
+    for (std::size_t mode = 0; mode < trials.size(); ++mode) {
+        const ModeTrial& trial = trials[mode];
         if (!trial.is_connected) {
             report.Line(std::string("connection ") + kModes[mode].name, trial.refusal,
                         trial.diagnostics);
-        } else if (!trial.untaken.empty()) {
+        } else if (!TakesSelect(trial)) {
             report.Line(std::string("SELECT ") + kModes[mode].name, "refused",
-                        std::vector{trial.untaken});
+                        trial.select_refusal);
         }
     }
-    if (!HasOneThatTakesSelect(trips)) {
+    if (std::ranges::none_of(trials, &TakesSelect)) {
         report.Advise("this source takes no SELECT without FROM, so nothing can be tried");
         report.Advise("read a table of its own: orvelgw -d STRING -c 'SELECT ... FROM ...'");
         return false;
     }
-    ReportTable(trips, report);
-    AdviseOnWrong(trips, report);
+    ReportTable(trials, report);
+    AdviseOnWrong(trials, report);
     bool is_each_right = true;
     for (std::size_t check = 0; check < Checks().size(); ++check) {
-        is_each_right = is_each_right && Row(trips, check).IsRightAnywhere();
+        is_each_right = is_each_right && CheckRow(trials, check).IsRightAnywhere();
     }
     return is_each_right;
 }

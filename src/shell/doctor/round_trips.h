@@ -1,11 +1,12 @@
-// The round trips of all modes as a table, and what to do about those that aren't right.
+// What comes back of round trips in each mode of the gateway, as a table with advice.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "shell/Session.h"
 #include "shell/doctor/DoctorReport.h"
-#include "shell/doctor/mode_trial.h"
+#include "shell/doctor/checks.h"
 
 /// The modes of the gateway: narrow, Unicode, legacy.
 struct Mode {
@@ -19,16 +20,22 @@ inline constexpr Mode kModes[] = {
     {"-l", {.legacy = true}},
 };
 
-/// One trial a mode, in their order; encoding is that of the first mode with another connection
-/// string, which names encoding_key, or null where none was tried.
-struct RoundTrips {
-    std::vector<ModeTrial> trials;
-    std::string encoding_key;
-    const ModeTrial* with_encoding = nullptr;
+/// What came of connecting in a mode and of its round trips, as far as they came.
+struct ModeTrial {
+    bool is_connected = false;
+    std::string refusal;                   // in a word, where it isn't: refused, crashed, silent
+    std::vector<std::string> diagnostics;  // the driver's, or one line of why there are none
+
+    std::string product;            // what the driver says of itself and its server
+    std::string select_refusal;     // why the source takes no SELECT without FROM; empty: it does
+    bool is_national = false;       // literals are right only as N'...', as later checks send them
+    std::vector<Finding> findings;  // in the order of the checks
 };
 
-/// Whether text that isn't right is wrong in every mode, so that another encoding may be the cure.
-bool WantsEncoding(const std::vector<ModeTrial>& trials);
+/// Connects and carries out the checks, in a process of its own.
+ModeTrial TryMode(const Gateway& gateway, const SessionOptions& options,
+                  const std::string& connection_string);
 
-/// Returns whether every check is right in one mode at least.
-bool ReportRoundTrips(const RoundTrips& trips, const DoctorReport& report);
+/// Reports the trials, one a mode in their order. Returns whether every check is right in one mode
+/// at least.
+bool ReportRoundTrips(const std::vector<ModeTrial>& trials, const DoctorReport& report);

@@ -8,21 +8,54 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <memory>
+#include <span>
 #include <system_error>
 
 namespace {
 
 constexpr int kPatience = 3000;  // milliseconds
 
-constexpr Product kProducts[] = {
-    {"psqlodbc", "5432", "ConnSettings=SET client_encoding TO 'UTF8'", false},
-    {"maodbc", "3306", "CHARSET=utf8mb4", false},
-    {"myodbc", "3306", "CHARSET=utf8mb4", false},
-    {"tdsodbc", "1433", "ClientCharset=UTF-8", true},
-    {"virtodbc", "1111", "Charset=UTF-8", false},
+/// What a driver file's name tells of the product behind it.
+struct Product {
+    const char* file_part;                      // of the file's name
+    const char* port;                           // where its server listens unless told otherwise
+    std::span<const char* const> server_keys;   // by which a string tells it the server
+    std::span<const char* const> section_keys;  // by which a data source does
+    bool reads_port;                            // by the key Port; else the server's text has it
 };
+
+constexpr const char* kServerOrName[] = {"Servername", "Server"};
+constexpr const char* kServername[] = {"Servername"};
+constexpr const char* kServer[] = {"Server"};
+constexpr const char* kHost[] = {"Host"};
+constexpr const char* kAddress[] = {"Address"};
+constexpr const char* kAny[] = {"Server", "Servername", "Host"};
+constexpr const char* kPort[] = {"Port"};
+
+// Servername of tdsodbc is a name in a configuration of its own.
+constexpr Product kProducts[] = {
+    {"psqlodbc", "5432", kServerOrName, kServername, true},
+    {"maodbc", "3306", kServerOrName, kServerOrName, true},
+    {"myodbc", "3306", kServerOrName, kServerOrName, true},
+    {"tdsodbc", "1433", kServer, kServer, true},
+    {"virtodbc", "1111", kHost, kAddress, false},
+};
+
+constexpr Product kUnknownProduct{"", "", kAny, kAny, true};
+
+const Product& ProductOf(const std::string& driver_file)
+{
+    const std::string name = std::filesystem::path(driver_file).filename();
+    const auto* const found = std::ranges::find_if(kProducts, [&](const Product& product) {
+        return name.find(product.file_part) != std::string::npos;
+    });
+    return found == std::end(kProducts) ? kUnknownProduct : *found;
+}
 
 // The outcome of an address, by the error of connect.
 Reach OfError(int error)
@@ -68,41 +101,35 @@ bool IsVersion6(const std::string& host)
     return ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
 }
 
-}  // namespace
-
-const Product* ProductOf(const std::string& driver_file)
+bool IsPort(const std::string& text)
 {
-    const std::string name = std::filesystem::path(driver_file).filename();
-    const auto* const found = std::ranges::find_if(kProducts, [&](const Product& product) {
-        return name.find(product.file_part) != std::string::npos;
-    });
-    return found == std::end(kProducts) ? nullptr : found;
+    std::uint16_t number = 0;
+    const auto* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && rest == end && number != 0;
 }
+
+}  // namespace
 
 // A host comes as "host", "host:port" or "host,port". What else there is (a socket's file, several
 // hosts, an instance's name) says nothing of a port.
-std::optional<Server> ServerOf(const DataSource& source, const Product* product)
+std::optional<Server> ServerOf(const DataSource& source)
 {
-    const bool has_aliases = product != nullptr && product->has_aliases;
-    Server server{source.Value("Server"), source.Value("Port")};
-    for (const char* key : {"Servername", "Host"}) {
-        if (server.host.empty() && !has_aliases) {
-            server.host = source.Value(key);
-        }
-    }
+    const Product& product = ProductOf(source.DriverFile());
+    Server server{source.Value(product.server_keys, product.section_keys),
+                  product.reads_port ? source.Value(kPort, kPort) : ""};
     const auto mark = server.host.find_last_of(":,");
     if (mark != std::string::npos && !IsVersion6(server.host)) {
         server.port = server.host.substr(mark + 1);
         server.host.resize(mark);
     }
-    if (server.port.empty() && product != nullptr) {
-        server.port = product->port;
+    if (server.port.empty()) {
+        server.port = product.port;
     }
     const bool is_plain = server.host.find_first_of("/\\,[") == std::string::npos &&
                           (server.host.find(':') == std::string::npos || IsVersion6(server.host));
-    const bool is_port =
-        !server.port.empty() && server.port.find_first_not_of("0123456789") == std::string::npos;
-    return !server.host.empty() && is_plain && is_port ? std::optional(server) : std::nullopt;
+    return !server.host.empty() && is_plain && IsPort(server.port) ? std::optional(server)
+                                                                   : std::nullopt;
 }
 
 Reach TryToReach(const Server& server)
@@ -112,7 +139,8 @@ Reach TryToReach(const Server& server)
     addrinfo* found = nullptr;
     const int error = ::getaddrinfo(server.host.c_str(), server.port.c_str(), &hints, &found);
     if (error != 0) {
-        return {Reach::kUnknownHost, ::gai_strerror(error)};
+        return {error == EAI_AGAIN ? Reach::kUnresolved : Reach::kUnknownHost,
+                ::gai_strerror(error)};
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> addresses(found, &::freeaddrinfo);
     Reach reach;

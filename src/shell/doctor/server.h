@@ -6,17 +6,6 @@
 
 #include "shell/doctor/DataSource.h"
 
-/// What a driver file's name tells of the product behind it.
-struct Product {
-    const char* file_part;  // of the file's name
-    const char* port;       // where its server listens unless told otherwise
-    const char* encoding;   // what makes the driver pass text as UTF-8, in a connection string
-    bool has_aliases;       // Servername is a name in a configuration of the driver's own
-};
-
-/// Null for a driver that isn't known.
-const Product* ProductOf(const std::string& driver_file);
-
 /// A place in a network.
 struct Server {
     std::string host;
@@ -25,12 +14,12 @@ struct Server {
     std::string Text() const { return host + " port " + port; }
 };
 
-/// The server that a data source names, if it names one and a port is known.
-std::optional<Server> ServerOf(const DataSource& source, const Product* product);
+/// The server that a data source names to its driver, if it names one and a port is known.
+std::optional<Server> ServerOf(const DataSource& source);
 
 /// What came of a try to reach it.
 struct Reach {
-    enum Outcome { kListens, kNobodyListens, kSilent, kUnknownHost, kUnreachable };
+    enum Outcome { kListens, kNobodyListens, kSilent, kUnknownHost, kUnresolved, kUnreachable };
 
     Outcome outcome = kSilent;
     std::string reason;  // the system's, where there is one
