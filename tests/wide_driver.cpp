@@ -1,11 +1,13 @@
 // A driver that has wide functions, of characters of type CHARACTER, and the narrow ones that the
 // shim shows. It refuses every connection, unless TEST_DRIVER tells it otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
-// Place=here, =wide by the wide one; =hang waits in the narrow one; =crash crashes as it is asked
-// for its diagnostics; =exit ends the process as it is loaded.
+// Place=here, =wide by the wide one; =crash crashes as it is asked for its diagnostics; =exit ends
+// the process as it is loaded. Where TEST_SIGNAL is a signal's number the narrow function sends it
+// to the parent process and hangs.
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
@@ -106,7 +108,8 @@ EXPORTED SQLDriverConnectW(void* /*connection*/, void* /*window*/, const CHARACT
 EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in,
                           std::int16_t /*in_length*/)
 {
-    if (Told() == "hang") {
+    if (const char* signal = std::getenv("TEST_SIGNAL"); signal != nullptr) {
+        ::kill(::getppid(), std::atoi(signal));
         ::pause();
     }
     const bool has_keys = std::string_view(in).find(";Place=here") != std::string_view::npos;

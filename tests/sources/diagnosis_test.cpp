@@ -1,6 +1,7 @@
 // What the doctor says of every source: of one that is there, and of one that can't be reached.
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "LocalPort.h"
 #include "run_tool.h"
@@ -89,6 +90,19 @@ TEST(MisusedDrivers, AreNamedWithTheirCure)
                               std::filesystem::path(ORVELGW_NARROW_SHIM).parent_path().string() +
                               "/narrow-" + c.file});
     }
+}
+
+// libmaodbc.so 3.1.15 leaves a data source aside where the string names a driver.
+TEST(MisusedDrivers, AreTriedWithTheKeysOfADataSource)
+{
+    const auto file = std::filesystem::temp_directory_path() /
+                      ("orvelgw-misused-" + std::to_string(::getpid()) + ".ini");
+    std::ofstream(file) << "[misused]\nDriver=" ORVELGW_DRIVER_FOLDER "/libmaodbc.so\n"
+                        << "Server=127.0.0.1\nPort=" << Slurp(Sources().at(2).ServerFile("port"));
+    const Finished run =
+        RunTool("doctor -d 'DSN=misused;UID=orvel;PWD=secret'", "ODBCINI=" + file.string());
+    ExpectLines(run, {"server          right", "with the shim   right      MariaDB"});
+    std::filesystem::remove(file);
 }
 
 }  // namespace
