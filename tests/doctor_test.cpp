@@ -34,11 +34,6 @@ namespace fs = std::filesystem;
 
 constexpr char kMemory[] = "DRIVER={SQLite3};Database=:memory:";
 
-std::string Words(const std::string& connection_string)
-{
-    return "doctor -d '" + connection_string + "'";
-}
-
 /// Expects parts of a report, each of one line, with single blanks between its words.
 void Expect(const std::string& report, const std::vector<std::string>& parts)
 {
@@ -70,9 +65,9 @@ protected:
 
     Finished Diagnosed(const std::string& connection_string, const std::string& more = "") const
     {
-        return RunTool(Words(connection_string),
-                       "ODBCINI=" + In("odbc.ini") + " ODBCINSTINI=" + In("odbcinst.ini") +
-                           " SYSODBCINSTINI=" + In("system.ini") + " " + more);
+        return RunDoctor(connection_string, "ODBCINI=" + In("odbc.ini") +
+                                                " ODBCINSTINI=" + In("odbcinst.ini") +
+                                                " SYSODBCINSTINI=" + In("system.ini") + " " + more);
     }
     std::string In(const char* name) const { return (folder / name).string(); }
 
@@ -86,7 +81,7 @@ protected:
 
 TEST(Doctor, TellsOfEveryPart)
 {
-    const Finished run = RunTool(Words(std::string(kMemory) + ";PWD=hush;Port={a;b}"), "LC_ALL=C");
+    const Finished run = RunDoctor(std::string(kMemory) + ";PWD=hush;Port={a;b}", "LC_ALL=C");
     EXPECT_EQ(run.exit_code, 0) << run.messages;
     Expect(run.data, {"/liborvelgw.so, interface 10, package 10.0.0",
                       "driver manager right iODBC 3.52", "LC_CTYPE right C.UTF-8",
@@ -94,7 +89,7 @@ TEST(Doctor, TellsOfEveryPart)
                       "data source found DRIVER={SQLite3};Database=:memory:;PWD=***;Port={a;b}\n",
                       "long text in small pieces right garbled right\n",
                       "-> 😀 (beyond U+FFFF), -u: U+F600 came; right in narrow and -l\n"});
-    const Finished unusable = RunTool(Words(kMemory) + " --library /nowhere.so");
+    const Finished unusable = RunTool("doctor -d x --library /nowhere.so");
     EXPECT_EQ(unusable.exit_code, 3);
     Expect(unusable.data, {"library unusable /nowhere.so"});
 }

@@ -34,3 +34,8 @@ inline Finished RunTool(const std::string& words, const std::string& environment
     std::filesystem::remove(messages);
     return run;
 }
+
+inline Finished RunDoctor(const std::string& connection_string, const std::string& environment = "")
+{
+    return RunTool("doctor -d '" + connection_string + "'", environment);
+}

@@ -123,8 +123,7 @@ void Query::BindFile(std::size_t number, const std::string& file)
 // makes it empty.
 bool Query::WantsLengths() const
 {
-    const Reply reply = session_.Call("GetInfo", {kNeedLongDataLength});
-    return DecodeList(reply.List()).at(0).payload == "Y";
+    return session_.Information(kNeedLongDataLength) == "Y";
 }
 
 void Query::Bind(const std::vector<ParameterShape>& shapes)

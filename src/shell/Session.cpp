@@ -92,6 +92,14 @@ Reply Session::Call(const std::string& entry, const std::vector<Argument>& rest)
     return reply;
 }
 
+std::string Session::Information(std::int32_t type) const
+{
+    const Reply reply = Call("GetInfo", {type});
+    const auto list = DecodeList(reply.List());
+    const std::string text = list.empty() ? "" : list[0].Text();
+    return text.substr(0, text.find('\0'));
+}
+
 std::vector<std::string> Session::Diagnostics(const std::string& statement) const
 {
     return DiagnosticLines(gateway_, connection_, statement);

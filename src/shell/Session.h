@@ -58,6 +58,10 @@ public:
     /// fails.
     Reply Call(const std::string& entry, const std::vector<Argument>& rest = {}) const;
 
+    /// A text that the driver tells of itself or its source: the value of an ODBC information type.
+    /// Throws SqlError.
+    std::string Information(std::int32_t type) const;
+
     /// What the driver has to say of the last call, or of a statement's last call.
     std::vector<std::string> Diagnostics(const std::string& statement = {}) const;
 
@@ -66,8 +70,7 @@ public:
 
     /// Whether text goes into parameters as 2-byte characters. It does not, even with the Unicode
     /// option, where the driver is narrow: iODBC 3.52.9 cuts wide parameters of text outside ASCII,
-    /// taking characters for bytes (tests/sources,
-    /// Values.OfWideTextToNarrowDrivers).
+    /// taking characters for bytes (tests/sources, Values.OfWideTextToNarrowDrivers).
     bool WideParameters() const { return wide_parameters_; }
 
     const std::string& Connection() const { return connection_; }  // the handle's bytes

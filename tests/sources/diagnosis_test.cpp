@@ -19,16 +19,11 @@ void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
     }
 }
 
-Finished Diagnosed(const std::string& connection_string)
-{
-    return RunTool("doctor -d '" + connection_string + "'");
-}
-
 class Diagnosis : public SourceTest {};
 
 TEST_P(Diagnosis, OfASourceThatIsThere)
 {
-    const Finished run = Diagnosed(GetParam().ConnectionString());
+    const Finished run = RunDoctor(GetParam().ConnectionString());
     EXPECT_EQ(run.exit_code, GetParam().is_narrow ? 0 : 1);
     const bool is_narrow = GetParam().is_narrow;
     ExpectLines(run, {"driver          found", "kind            right",
@@ -45,7 +40,7 @@ TEST_P(Diagnosis, OfAWrongPassword)
     if (Lacks("users")) {
         GTEST_SKIP();
     }
-    const Finished run = Diagnosed(GetParam().ConnectionString(0, "wrong"));
+    const Finished run = RunDoctor(GetParam().ConnectionString(0, "wrong"));
     EXPECT_EQ(run.exit_code, 4);
     ExpectLines(run, {"connection      refused    SQLState:", "server          right",
                       "cause           refused    the server is there, and refuses the user"});
@@ -57,7 +52,7 @@ TEST_P(Diagnosis, OfAServerThatIsDown)
         GTEST_SKIP();
     }
     const LocalPort closed(LocalPort::kNobody);
-    const Finished run = Diagnosed(GetParam().ConnectionString(closed.number));
+    const Finished run = RunDoctor(GetParam().ConnectionString(closed.number));
     EXPECT_EQ(run.exit_code, 4);
     ExpectLines(run, {"connection      refused    SQLState:", "server          unreached",
                       "cause           stopped    nobody listens at 127.0.0.1 port " +
@@ -82,7 +77,7 @@ TEST(MisusedDrivers, AreNamedWithTheirCure)
     };
     for (const auto& c : cases) {
         const Finished run =
-            Diagnosed("DRIVER=" ORVELGW_DRIVER_FOLDER "/" + std::string(c.file) + c.rest);
+            RunDoctor("DRIVER=" ORVELGW_DRIVER_FOLDER "/" + std::string(c.file) + c.rest);
         EXPECT_EQ(run.exit_code, 4);
         ExpectLines(run, {"kind            misused    wide functions, of 2-byte characters",
                           "with the shim   " + c.shimmed, "cause           misused",
@@ -99,8 +94,7 @@ TEST(MisusedDrivers, AreTriedWithTheKeysOfADataSource)
                       ("orvelgw-misused-" + std::to_string(::getpid()) + ".ini");
     std::ofstream(file) << "[misused]\nDriver=" ORVELGW_DRIVER_FOLDER "/libmaodbc.so\n"
                         << "Server=127.0.0.1\nPort=" << Slurp(Sources().at(2).ServerFile("port"));
-    const Finished run =
-        RunTool("doctor -d 'DSN=misused;UID=orvel;PWD=secret'", "ODBCINI=" + file.string());
+    const Finished run = RunDoctor("DSN=misused;UID=orvel;PWD=secret", "ODBCINI=" + file.string());
     ExpectLines(run, {"server          right", "with the shim   right      MariaDB"});
     std::filesystem::remove(file);
 }

@@ -8,27 +8,28 @@ namespace {
 
 class Values : public ConnectedTest {
 protected:
-    /// Sends one value into column v of table t, made for it.
-    void Send(const ListValue& value, int sql_type, const std::string& column_type)
+    /// Runs a statement with one parameter.
+    void RunWith(const std::string& sql, const ListValue& value, int sql_type)
     {
-        Make("t", "v " + column_type);
-        ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?)"}), 0) << Errors();
+        ASSERT_EQ(Code("Prepare", {statement, sql}), 0) << Errors();
         const int digits = sql_type == 3 || sql_type == 93 ? 6 : 0;
         ASSERT_EQ(Code("BindParameter", {statement, 1, 1, 1, sql_type, 26, digits, 100}), 0);
         ASSERT_EQ(Code("SetParameter", {statement, EncodeList({value}), 1}), 0) << Errors();
         ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
     }
 
-    /// Sends text the way that keeps it whole: bytes of UTF-8 to a narrow driver, else 2-byte
-    /// characters.
-    void SendText(const std::string& text)
+    /// The same with text, the way that keeps it whole: bytes of UTF-8 to a narrow driver, else
+    /// 2-byte characters.
+    void RunWithText(const std::string& sql, const std::string& text)
     {
         if (GetParam().is_narrow) {
-            Send(text, 12, GetParam().types.text);
+            RunWith(sql, text, 12);
         } else {
-            Send(UnitsFromUtf8(text), -9, GetParam().types.text);
+            RunWith(sql, UnitsFromUtf8(text), -9);
         }
     }
+
+    static constexpr char kInsert[] = "INSERT INTO t VALUES (?)";
 };
 
 TEST_P(Values, ThereAndBack)
@@ -61,7 +62,8 @@ TEST_P(Values, ThereAndBack)
     for (const int option : {0, 1}) {
         Code("SetUnicodeOption", {option});
         for (const Case& c : cases) {
-            Send(c.value, c.sql_type, c.column_type);
+            Make("t", "v " + c.column_type);
+            RunWith(kInsert, c.value, c.sql_type);
             const std::string back = Expected(c.name, c.back);
             const bool is_wide = option == 1 && !back.empty() && back != "\\x00";
             EXPECT_EQ(Rows("SELECT v FROM t"), (is_wide ? "u\"" : "\"") + back + "\"\n")
@@ -92,7 +94,8 @@ TEST_P(Values, OfTextInEveryMode)
     };
     const Case cases[] = {{"Åéb", "Åéb"}, {"Ωb", "Ωb"}, {"日本b", "日本b"}, {"😀b", "\uf600b"}};
     for (const Case& c : cases) {
-        SendText(c.text);
+        Make("t", "v " + GetParam().types.text);
+        RunWithText(kInsert, c.text);
         Code("SetUnicodeOption", {1});
         EXPECT_EQ(Rows("SELECT v FROM t"), "u\"" + Expected(c.text, c.as_units) + "\"\n");
         Code("SetUnicodeOption", {0});
@@ -109,13 +112,9 @@ TEST_P(Values, OfTextInEveryMode)
 
 TEST_P(Values, OfTextInUpdates)
 {
-    SendText("x");
-    ASSERT_EQ(Code("Prepare", {statement, "UPDATE t SET v = ?"}), 0);
-    const bool is_narrow = GetParam().is_narrow;
-    ASSERT_EQ(Code("BindParameter", {statement, 1, 1, 1, is_narrow ? 12 : -9, 26, 0, 100}), 0);
-    const ListValue text = is_narrow ? ListValue("Ωb") : ListValue(u"Ωb");
-    ASSERT_EQ(Code("SetParameter", {statement, EncodeList({text}), 1}), 0);
-    ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
+    Make("t", "v " + GetParam().types.text);
+    RunWithText(kInsert, "x");
+    RunWithText("UPDATE t SET v = ?", "Ωb");
     EXPECT_EQ(Rows("SELECT v FROM t"), "\"" + Expected("updated text", "Ωb") + "\"\n");
 }
 
@@ -140,10 +139,7 @@ TEST_P(Values, OfWideTextToNarrowDrivers)
         GTEST_SKIP();
     }
     Make("t", "v " + GetParam().types.text);
-    ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?)"}), 0) << Errors();
-    ASSERT_EQ(Code("BindParameter", {statement, 1, 1, 1, -9, 26, 0, 100}), 0);
-    ASSERT_EQ(Code("SetParameter", {statement, EncodeList({u"Ωb"}), 1}), 0) << Errors();
-    ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
+    RunWith(kInsert, u"Ωb", -9);
     EXPECT_NE(List("GetParameter", {statement, 1}), "u\"Ωb\"");
     EXPECT_EQ(Rows("SELECT v FROM t"), "\"Ω\"\n");
 }

@@ -38,42 +38,34 @@ bool MayBeReadElsewhere(const std::string& file)
     return named != nullptr && file == named && ::access(named, W_OK) != 0;
 }
 
-std::string KindText(const DriverKind& kind)
-{
-    switch (kind.form) {
-        case DriverKind::kUnloadable:
-            return kind.reason;
-        case DriverKind::kNoDriver:
-            return "no ODBC functions";
-        case DriverKind::kNarrow:
-            return "narrow functions only; the driver manager converts wide text";
-        case DriverKind::kWide:
-            break;
-    }
-    return kind.character_width == 0
-               ? "wide functions, of characters that it doesn't tell the width of"
-               : fmt::format("wide functions, of {}-byte characters", kind.character_width);
-}
-
 bool IsUsable(const DriverKind& kind)
 {
     return kind.form == DriverKind::kNarrow || kind.form == DriverKind::kWide;
 }
 
-const char* KindVerdict(const DriverKind& kind)
+/// A kind in a word and in a line.
+struct KindWords {
+    std::string verdict;
+    std::string text;
+};
+
+KindWords WordsOf(const DriverKind& kind)
 {
     switch (kind.form) {
         case DriverKind::kUnloadable:
-            return "unloadable";
+            return {"unloadable", kind.reason};
         case DriverKind::kNoDriver:
-            return "no driver";
+            return {"no driver", "no ODBC functions"};
         case DriverKind::kNarrow:
-            return "right";
+            return {"right", "narrow functions only; the driver manager converts wide text"};
         case DriverKind::kWide:
             break;
     }
-    return kind.character_width == 4 ? "right"
-                                     : (kind.character_width == 2 ? "misused" : "unknown");
+    if (kind.character_width == 0) {
+        return {"unknown", "wide functions, of characters that it doesn't tell the width of"};
+    }
+    return {kind.character_width == 4 ? "right" : "misused",
+            fmt::format("wide functions, of {}-byte characters", kind.character_width)};
 }
 
 }  // namespace
@@ -183,15 +175,16 @@ void Doctor::ReportDriver()
     const auto behind = Shim::DriverBehind(source_.DriverFile());
     if (fault == DataSource::kNone && behind) {
         behind_ = KindOfDriver(*behind);
-        report_.Line("behind the shim", IsUsable(*behind_) ? "found" : KindVerdict(*behind_),
-                     behind->string());
-        report_.More(KindText(*behind_));
+        const auto [verdict, text] = WordsOf(*behind_);
+        report_.Line("behind the shim", IsUsable(*behind_) ? "found" : verdict, behind->string());
+        report_.More(text);
     }
 }
 
 void Doctor::ReportKind() const
 {
-    report_.Line("kind", KindVerdict(kind_), KindText(kind_));
+    const auto [verdict, text] = WordsOf(kind_);
+    report_.Line("kind", verdict, text);
     if (IsMisused()) {
         report_.More("this driver manager takes them for 4-byte ones; the cure is the shim");
     } else if (kind_.form == DriverKind::kWide && kind_.character_width == 0) {
@@ -265,8 +258,9 @@ void Doctor::ReportCauses(const ModeTrial& trial) const
     if (const auto cause = CauseInFiles(source_, kind_, profiles_)) {
         ReportCause("cause", *cause);
     } else if (behind_ && !IsUsable(*behind_)) {
-        ReportCause("cause", {KindVerdict(*behind_),
-                              "behind the shim: " + KindText(*behind_),
+        const auto [verdict, text] = WordsOf(*behind_);
+        ReportCause("cause", {verdict,
+                              "behind the shim: " + text,
                               {"install the driver's package, or correct the link's name"}});
     } else if (!IsMisused()) {
         ReportCause("cause", CauseBeyondDriver(trial));

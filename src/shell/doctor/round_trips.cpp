@@ -29,13 +29,11 @@ void SayList(const Say& say, const std::vector<std::string>& texts)
     say(EncodeList({EncodeList(values)}));
 }
 
-std::string Information(const Session& session, std::int32_t type)
+// Some drivers don't tell.
+std::string Told(const Session& session, std::int32_t type)
 {
     try {
-        const Reply reply = session.Call("GetInfo", {type});
-        const auto list = DecodeList(reply.List());
-        const std::string text = list.empty() ? "" : list[0].Text();
-        return text.substr(0, text.find('\0'));
+        return session.Information(type);
     } catch (const std::runtime_error&) {
         return "";
     }
@@ -43,10 +41,8 @@ std::string Information(const Session& session, std::int32_t type)
 
 std::string ProductText(const Session& session)
 {
-    const std::string server =
-        Information(session, kDbmsName) + " " + Information(session, kDbmsVersion);
-    const std::string driver =
-        Information(session, kDriverName) + " " + Information(session, kDriverVersion);
+    const std::string server = Told(session, kDbmsName) + " " + Told(session, kDbmsVersion);
+    const std::string driver = Told(session, kDriverName) + " " + Told(session, kDriverVersion);
     return (server == " " ? "a server without a name" : server) +
            (driver == " " ? "" : ", driver " + driver);
 }
