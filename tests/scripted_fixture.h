@@ -18,6 +18,11 @@ protected:
             return GuardedHost::Counts{script.columns, script.markers, static_cast<long>(records)};
         };
     }
+    ~ScriptedTest() override
+    {
+        gateway.reset();
+        EXPECT_EQ(scripted::Current().misuses, std::vector<std::string>());
+    }
 
     /// Connects and allocates a statement: connection dbc2, statement stmt3 of environment env1.
     void Open()
