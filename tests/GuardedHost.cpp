@@ -12,6 +12,7 @@
 namespace {
 
 constexpr std::size_t kPage = 4096;
+constexpr std::size_t kLargestKept = 4'000'000;
 constexpr int kWide = -8;  // SQL_C_WCHAR
 
 constexpr std::size_t RoundedUp(std::size_t size, std::size_t to)
@@ -83,6 +84,10 @@ void GuardedHost::GiveBack(char* bytes)
     const auto taken = taken_.find(bytes);
     const Area area = taken->second;
     taken_.erase(taken);
+    if (area.size > kLargestKept) {
+        ::munmap(area.start, area.size + kPage);
+        return;
+    }
     if (area.size <= 4 * kPage) {
         std::memset(area.start, 0, area.size);
     } else {

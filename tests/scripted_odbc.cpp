@@ -400,9 +400,12 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
     const SQLRETURN code =
         Answer("SQLGetDiagRec", type, scripted::AnyShown(handle), number, capacity);
     const auto index = static_cast<std::size_t>(number) - 1;
-    if (code != SQL_SUCCESS ||
-        (!current.endless_diagnostics && index >= current.diagnostics.size())) {
-        return code != SQL_SUCCESS ? code : SQLRETURN{SQL_NO_DATA};
+    if (scripted::IsDone(code) && !current.endless_diagnostics &&
+        index >= current.diagnostics.size()) {
+        return SQL_NO_DATA;
+    }
+    if (code != SQL_SUCCESS) {
+        return code;
     }
     const auto& record = current.diagnostics[current.endless_diagnostics ? 0 : index];
     std::memcpy(state, record.state.c_str(), std::min<std::size_t>(record.state.size() + 1, 6));
