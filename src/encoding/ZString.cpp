@@ -13,14 +13,6 @@ wchar_t ZString::conv_buf1[kConversionBufferSize];
 
 namespace {
 
-constexpr char kBytes = 1;
-constexpr char kWideUnits = 2;
-constexpr char kNonNegative = 4;
-constexpr char kNegative = 5;
-
-constexpr int kLongestShort = 253;
-constexpr int kLongestMedium = 65'534;
-
 // Four times the size of ZString::conv_buf, which always holds the 2-byte form of a text.
 constexpr int kUnitCapacity = 58'258'336;
 
@@ -46,41 +38,31 @@ void ZString::FollowUnicodeOption(const std::int64_t* option)
     unicode_option = option;
 }
 
-void ZString::AppendElement(char type, const void* payload, unsigned long n)
+void ZString::AppendElement(ElementType type, const void* payload, unsigned long n)
 {
-    const auto length = static_cast<int>(n);
-    const auto stored = static_cast<unsigned>(length) + 1;
-    if (length <= kLongestShort) {
-        push_back(static_cast<char>(length + 2));
-    } else if (length <= kLongestMedium) {
-        push_back('\0');
-        append(reinterpret_cast<const char*>(&stored), 2);
-    } else {
-        append(3, '\0');
-        append(reinterpret_cast<const char*>(&stored), 4);
-    }
-    push_back(type);
+    char head[kLongestHead];
+    append(head, WriteHead(head, type, n));
     append(static_cast<const char*>(payload), n);
 }
 
 void ZString::AppendString(const char* text, unsigned long n)
 {
-    AppendElement(kBytes, text, n);
+    AppendElement(ElementType::kBytes, text, n);
 }
 
 void ZString::AppendNTString(const char* text)
 {
-    AppendElement(kBytes, text, std::strlen(text));
+    AppendElement(ElementType::kBytes, text, std::strlen(text));
 }
 
 void ZString::AppendEmptyValue()
 {
-    AppendElement(kBytes, "", 1);
+    AppendElement(ElementType::kBytes, "", 1);
 }
 
 void ZString::AppendCUString(const void* text, unsigned long n)
 {
-    AppendElement(kWideUnits, text, 2 * n);
+    AppendElement(ElementType::kWideUnits, text, 2 * n);
 }
 
 void ZString::AppendLong(long value)
@@ -95,17 +77,16 @@ void ZString::AppendLong(long value)
     } else if (magnitude <= 0xFFFFFF) {
         size = 3;
     }
-    AppendElement(value < 0 ? kNegative : kNonNegative, &low, size);
+    AppendElement(value < 0 ? ElementType::kNegative : ElementType::kNonNegative, &low, size);
 }
 
-void ZString::AppendWString(const wchar_t* text, unsigned long n)
+HostText ToHostText(const wchar_t* text, unsigned long n)
 {
     CheckLimit(n);
     if (UnicodeOption()) {
-        auto* units = reinterpret_cast<unsigned short*>(conv_buf);
+        auto* units = reinterpret_cast<unsigned short*>(ZString::conv_buf);
         uni4_uni2(text, static_cast<int>(n), units, kUnitCapacity);
-        AppendCUString(units, n);
-        return;
+        return {ElementType::kWideUnits, reinterpret_cast<const char*>(units), 2 * n};
     }
     constexpr int kCapacity = 3'641'143;
     const int length =
@@ -113,7 +94,13 @@ void ZString::AppendWString(const wchar_t* text, unsigned long n)
     if (length < 0) {
         throw std::length_error("text has no multibyte form in the process locale");
     }
-    AppendString(ccbuf, static_cast<unsigned long>(length));
+    return {ElementType::kBytes, ccbuf, static_cast<std::size_t>(length)};
+}
+
+void ZString::AppendWString(const wchar_t* text, unsigned long n)
+{
+    const HostText converted = ToHostText(text, n);
+    AppendElement(converted.type, converted.bytes, converted.size);
 }
 
 void ZString::AppendConvert(const char* text, unsigned long n)

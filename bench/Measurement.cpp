@@ -1,0 +1,57 @@
+#include "Measurement.h"
+
+#include <algorithm>
+
+Quartiles QuartilesOf(std::vector<double> values)
+{
+    std::ranges::sort(values);
+    const auto at = [&](double share) {
+        return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
+    };
+    return {at(0.25), at(0.5), at(0.75)};
+}
+
+Measurement Measure(const Pair& pair, const Effort& effort)
+{
+    const auto run = [](const std::function<void(Meter&)>& half) {
+        Meter meter;
+        if (half) {
+            half(meter);
+        }
+        return meter;
+    };
+    run(pair.gateway);
+    run(pair.bare);
+
+    const auto units = static_cast<double>(pair.units);
+    std::vector<double> ratios;
+    std::vector<double> differences;
+    std::vector<double> gateways;
+    std::vector<double> bares;
+    std::vector<double> allocations;
+    const double end = ThreadNanoseconds() + 1e9 * effort.seconds;
+    while (ratios.size() < effort.least ||
+           (ratios.size() < effort.most && ThreadNanoseconds() < end)) {
+        Meter gateway;
+        Meter bare;
+        if (ratios.size() % 2 == 0) {
+            gateway = run(pair.gateway);
+            bare = run(pair.bare);
+        } else {
+            bare = run(pair.bare);
+            gateway = run(pair.gateway);
+        }
+        ratios.push_back(gateway.Nanoseconds() / bare.Nanoseconds());
+        differences.push_back((gateway.Nanoseconds() - bare.Nanoseconds()) / units);
+        gateways.push_back(gateway.Nanoseconds() / units);
+        bares.push_back(bare.Nanoseconds() / units);
+        allocations.push_back(static_cast<double>(gateway.Allocations() - bare.Allocations()) /
+                              units);
+    }
+    return {.ratio = QuartilesOf(ratios),
+            .difference = QuartilesOf(differences),
+            .gateway = QuartilesOf(gateways).median,
+            .bare = QuartilesOf(bares).median,
+            .allocations = QuartilesOf(allocations).median,
+            .pairs = ratios.size()};
+}
