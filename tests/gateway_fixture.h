@@ -20,7 +20,7 @@ class GatewayTest : public testing::Test {
 protected:
     GatewayTest()
     {
-        HostServices::Instance().call_host = &host;
+        HostServices::Instance().call_host = &guarded;
         std::setlocale(LC_CTYPE, "C.UTF-8");
         HostServices::Instance().on_record = [this](const TraceRecord& record) {
             trace += RecordText(record) + "\n";
@@ -57,7 +57,7 @@ protected:
     /// The records traced since the last time, one a line.
     std::string Traced() { return std::exchange(trace, {}); }
 
-    static inline GuardedHost host;
+    static inline GuardedHost guarded;
     std::optional<Gateway> gateway;
     std::string trace;
 };

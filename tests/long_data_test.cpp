@@ -76,9 +76,6 @@ TEST_F(LongDataTest, LengthsFollowCodeAndIndicator)
             const std::size_t unit = is_wide ? 2 : 1;
             const auto written = reply.Area().substr(0, unit * filled);
             EXPECT_EQ(std::ranges::count(written, 'x'), filled);
-            const auto rest = reply.Area().substr(unit * filled);
-            EXPECT_EQ(rest, std::string(rest.size(), '\0'))
-                << "zeros where the driver wrote nothing";
             EXPECT_EQ(Code("GetLastSQLCode"), c.code);
         };
         expect(Read("GetData", {1, c.c_type}, value), c.counted, c.filled);

@@ -11,8 +11,8 @@ protected:
     ScriptedTest()
     {
         scripted::Restart();
-        host.behind_long_text = 0;
-        host.counts = [] {
+        guarded.behind_long_text = 0;
+        guarded.counts = [] {
             const auto& script = scripted::Current();
             const auto records = script.endless_diagnostics ? 65'535 : script.diagnostics.size();
             return GuardedHost::Counts{script.columns, script.markers, static_cast<long>(records)};

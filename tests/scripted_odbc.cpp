@@ -316,7 +316,11 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
     *output = nullptr;
     if (scripted::IsDone(code)) {
         *output = reinterpret_cast<SQLHANDLE>(std::size_t(number));
-        // With a warning it is nobody's: the library doesn't take it, and doesn't free it.
+        // The library replaces an environment (LegacyOptionBeforeTheFirstConnectionMakesTwo), and
+        // does not take what comes with a warning.
+        for (auto& [each, open_handle] : current.open) {
+            open_handle.is_given_up |= type == SQL_HANDLE_ENV && open_handle.type == type;
+        }
         current.open[*output] = {type, input, code == SQL_SUCCESS_WITH_INFO};
     }
     return code;
