@@ -117,7 +117,7 @@ private:
     {
         std::vector<ListValue> values;
         while (values.size() < 4 && data_.ConsumeBool()) {
-            switch (data_.ConsumeIntegralInRange(0, 3)) {
+            switch (of_sizes ? 3 : data_.ConsumeIntegralInRange(0, 3)) {
                 case 0:
                     values.emplace_back(Bytes(70'000));
                     break;

@@ -18,12 +18,6 @@ namespace {
 Script current;
 int handles_made = 0;
 
-struct Inside {
-    Inside() { ++depth; }
-    ~Inside() { --depth; }
-    Inside(const Inside&) = delete;
-};
-
 // Handles are small numbers whose hundreds tell their kind: 1xx environments, 2xx connections, 3xx
 // statements.
 std::string AnyShown(SQLHANDLE handle)

@@ -81,8 +81,14 @@ struct Script {
     void EndHandles();
 };
 
-/// Greater than 0 while a function of the driver manager runs.
+/// Greater than 0 while a function of the driver manager runs, or another that says so.
 extern int depth;
+
+struct Inside {
+    Inside() { ++depth; }
+    ~Inside() { --depth; }
+    Inside(const Inside&) = delete;
+};
 
 /// The one script; a test begins with a new one.
 Script& Current();

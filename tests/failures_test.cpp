@@ -1,0 +1,522 @@
+// Every entry while something fails: each allocation once, and from then on; each ODBC call with
+// each code, and by an exception; each trace record by an exception of the host's. Whatever fails,
+// the call comes back, the next connection works, and nothing is left behind: no handle, no memory,
+// no long string. This program is the host, the driver manager and the allocator.
+#include <dlfcn.h>
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <new>
+#include <unordered_set>
+
+#include "gateway_fixture.h"
+#include "scripted_odbc.h"
+
+using scripted::Current;
+
+#ifndef __SANITIZE_ADDRESS__  // whose own functions these are
+extern "C" void* __libc_calloc(std::size_t n, std::size_t size);
+extern "C" void __libc_free(void* block);
+#else
+inline void __libc_free(void* block)
+{
+    std::free(block);
+}
+#endif
+
+namespace {
+
+/// For what is kept of the allocator's own.
+template <class T>
+struct Malloc {
+    using value_type = T;
+    Malloc() = default;
+    template <class U>
+    Malloc(const Malloc<U>& /*other*/)
+    {}
+    T* allocate(std::size_t n) { return static_cast<T*>(std::malloc(n * sizeof(T))); }
+    void deallocate(T* memory, std::size_t /*n*/) { __libc_free(memory); }
+    friend bool operator==(const Malloc& /*a*/, const Malloc& /*b*/) { return true; }
+};
+
+/// What fails, and when: at the nth time that it could.
+struct Failure {
+    enum Kind { kAllocation, kEveryAllocation, kOdbcCall, kOdbcException, kRecord } kind;
+    SQLRETURN code = 0;
+    int nth = 1;
+};
+
+/// What goes on in the library's calls.
+struct Watch {
+    bool is_on = false;
+    Failure failure{};
+    int times = 0;  // that it could have failed
+    std::string failed = {};
+    std::unordered_set<void*, std::hash<void*>, std::equal_to<>, Malloc<void*>> blocks = {};
+
+    bool FailsNow(bool is_of_kind)
+    {
+        if (!is_on || !is_of_kind) {
+            return false;
+        }
+        ++times;
+        return times == failure.nth ||
+               (failure.kind == Failure::kEveryAllocation && times > failure.nth);
+    }
+};
+
+Watch& Watched()
+{
+    static auto* watch = new (std::malloc(sizeof(Watch))) Watch();
+    return *watch;
+}
+
+// Memory for the library, and no other; null where it fails.
+template <class Allocate>
+void* Allocated(Allocate allocate)
+{
+    Watch& watch = Watched();
+    if (!watch.is_on || scripted::depth > 0) {
+        return allocate();
+    }
+    if (watch.FailsNow(watch.failure.kind <= Failure::kEveryAllocation)) {
+        return nullptr;
+    }
+    void* block = allocate();
+    watch.blocks.insert(block);
+    return block;
+}
+
+void Freed(void* block)
+{
+    if (!Watched().blocks.empty()) {
+        Watched().blocks.erase(block);
+    }
+}
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+void* operator new(std::size_t size)
+{
+    void* block = Allocated([=] { return std::malloc(size); });
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept
+{
+    Freed(block);
+    __libc_free(block);
+}
+void operator delete(void* block, std::size_t /*size*/) noexcept
+{
+    operator delete(block);
+}
+#ifndef __SANITIZE_ADDRESS__
+extern "C" void* calloc(std::size_t n, std::size_t size)
+{
+    // The C library has memory of its own, which it keeps.
+    Dl_info caller{};
+    const bool is_librarys = Watched().is_on && dladdr(__builtin_return_address(0), &caller) != 0 &&
+                             std::string_view(caller.dli_fname) == ORVELGW_LIBRARY;
+    const auto allocate = [=] { return __libc_calloc(n, size); };
+    return is_librarys ? Allocated(allocate) : allocate();
+}
+extern "C" void free(void* block)
+{
+    Freed(block);
+    __libc_free(block);
+}
+#endif
+#pragma GCC visibility pop
+
+namespace {
+
+struct HostThrew {};
+
+/// Watches what happens in entries; what the library calls of the host is not its own.
+class WatchingHost : public GuardedHost {
+public:
+    void Perform(const std::function<void()>& entry) override
+    {
+        Watched().is_on = true;
+        const auto off = [](Watch* watch) { watch->is_on = false; };
+        const std::unique_ptr<Watch, decltype(off)> until_end(&Watched(), off);
+        entry();
+    }
+
+    /// The functions of a host in front of those of HostServices.
+    static const orvel_function* Table()
+    {
+        static std::array<orvel_function, ORVEL_HOST_SLOTS> slots{};
+        slots[ORVEL_SLOT_PUSH_STRING] = Outside<ORVEL_SLOT_PUSH_STRING, int32_t, const char*>();
+        slots[ORVEL_SLOT_ROUTINE_REF] =
+            Outside<ORVEL_SLOT_ROUTINE_REF, int32_t*, int32_t, const char*, int32_t, const char*>();
+        slots[ORVEL_SLOT_CALL_ROUTINE] = Outside<ORVEL_SLOT_CALL_ROUTINE, int32_t, int32_t>();
+        slots[ORVEL_SLOT_RELEASE_LONG_STRING] =
+            Outside<ORVEL_SLOT_RELEASE_LONG_STRING, ORVEL_EXSTR*>();
+        slots[ORVEL_SLOT_ALLOC_LONG_STRING] =
+            Outside<ORVEL_SLOT_ALLOC_LONG_STRING, void*, uint16_t>();
+        return slots.data();
+    }
+
+private:
+    template <int slot, class... Arguments>
+    static orvel_function Outside()
+    {
+        return reinterpret_cast<orvel_function>(+[](Arguments... arguments) {
+            const scripted::Inside inside;
+            using Function = char* (*)(Arguments...);
+            return reinterpret_cast<Function>(HostServices::Table()[slot])(arguments...);
+        });
+    }
+};
+
+/// How the library stands when an entry is called.
+struct Setting {
+    const char* name;
+    bool is_open;  // there are a connection and a statement
+    int32_t log;
+    int32_t unicode;
+    int32_t legacy;
+};
+
+constexpr Setting kSettings[] = {{"plain", true, 0, 0, 0},
+                                 {"traced", true, 1, 1, 0},
+                                 {"legacy", true, 0, 0, 1},
+                                 {"first call", false, 1, 0, 0}};
+
+const std::string kLongText(600, 't');  // more than a string or a parameter holds by itself
+
+/// One call of an entry, with one failure in it, from loading the library to unloading it.
+class Case {
+public:
+    Case(const ORVEL_ZFE& row, const Setting& setting, const Failure& failure)
+        : row_(row), setting_(setting)
+    {
+        scripted::Restart();
+        Current().columns = Current().markers = 1;
+        Current().diagnostics = {{"HY000", 1, kLongText}};
+        Current().values = {{.length = 4, .bytes = scripted::WideBytes(L"v")}};
+        Watched().failure = failure;
+        HostServices::Instance().call_host = &host_;
+        gateway_.emplace(ORVELGW_LIBRARY);
+        UseTable();
+    }
+
+    /// Whether the failure came: otherwise all that could fail has failed before.
+    bool Run(std::vector<std::string>& problems)
+    {
+        Open();
+        const auto inputs = Inputs();
+        if (row_.name == std::string_view("RemoveConnection")) {
+            Current().GiveUp(HandleOf(connection_));
+        }
+        Watched().times = 0;
+        Watched().failed.clear();
+        host_.counts = [] { return GuardedHost::Counts{1, 1, 1}; };
+        Fail();
+        Call(inputs);
+        Current().answer = nullptr;
+        HostServices::Instance().on_record = nullptr;
+        const bool came = Watched().times >= Watched().failure.nth;
+        if (came) {
+            Check(HostServices::Instance().LongStringsOut() == 0, "a long string is out");
+            Watched().failure.nth = INT32_MAX;
+            gateway_->Call("SetLogOption", {0});
+            ConnectsAndQueries();
+        }
+        Current().GiveUp(nullptr);
+        gateway_.reset();
+        Current().EndHandles();
+        for (const std::string& misuse : Current().misuses) {
+            Check(false, misuse);
+        }
+        Check(Watched().blocks.empty(), fmt::format("{} blocks are left", Watched().blocks.size()));
+        Watched().blocks.clear();
+        if (came) {
+            problems = std::move(problems_);
+        }
+        return came;
+    }
+
+private:
+    static SQLHANDLE HandleOf(const std::string& bytes)
+    {
+        SQLHANDLE handle = nullptr;
+        bytes.copy(reinterpret_cast<char*>(&handle), sizeof handle);
+        return handle;
+    }
+
+    void Check(bool is_right, const std::string& what)
+    {
+        if (!is_right) {
+            problems_.push_back(what);
+        }
+    }
+
+    static void UseTable()
+    {
+        void* library = dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+        auto* use = reinterpret_cast<decltype(&GetZFTable)>(dlsym(library, "GetZFTable"));
+        use(nullptr, WatchingHost::Table());
+        dlclose(library);
+    }
+
+    // Nothing fails here: the failure is as far away as can be.
+    void Open()
+    {
+        const int nth = std::exchange(Watched().failure.nth, INT32_MAX);
+        if (setting_.is_open) {
+            connection_ = gateway_->Call("DSNConnect", {"x"}).Bytes();
+            statement_ = gateway_->Call("AllocStatement", {connection_}).Bytes();
+            gateway_->CallOn(statement_, "BindParameter", {1, 2, 1, 12, 10, 0, 300});
+        }
+        gateway_->Call("SetUnicodeOption", {setting_.unicode});
+        gateway_->Call("SetLegacyOption", {setting_.legacy});
+        gateway_->Call("SetLogOption", {setting_.log});
+        Watched().failure.nth = nth;
+    }
+
+    bool IsOnConnection() const
+    {
+        const std::string_view name = row_.name;
+        return name.ends_with("onnect") || name.ends_with("Connection") ||
+               name.ends_with("ConnectOption") || name == "AllocStatement" || name == "GetInfo" ||
+               name == "Transact";
+    }
+
+    std::vector<Argument> Inputs() const
+    {
+        const std::string_view name = row_.name;
+        const std::string_view signature = row_.signature;
+        std::vector<Argument> inputs;
+        for (std::size_t i = 0; i < signature.size(); ++i) {
+            switch (signature[i]) {
+                case 'c':
+                    inputs.emplace_back(kLongText);
+                    break;
+                case 'b':
+                    if (i == 0) {
+                        const bool has_both = name == "GetSQLErrors";
+                        const auto& handle =
+                            IsOnConnection() || has_both ? connection_ : statement_;
+                        inputs.emplace_back(handle.empty() ? std::string("\x09\x03\0\0\0\0\0\0", 8)
+                                                           : handle);
+                    } else {
+                        inputs.emplace_back(name == "GetSQLErrors" ? statement_
+                                            : name == "PutData"    ? kLongText
+                                                                   : EncodeList({1}));
+                    }
+                    break;
+                case 's':
+                    inputs.emplace_back(std::u16string(400, u'u'));
+                    break;
+                case 'j':
+                    inputs.emplace_back(EncodeList({kLongText}));
+                    break;
+                case 'i':
+                    inputs.emplace_back(1);
+                    break;
+                default:
+                    break;
+            }
+        }
+        return inputs;
+    }
+
+    static void Fail()
+    {
+        Watch& watch = Watched();
+        const auto kind = watch.failure.kind;
+        Current().answer = [&watch, kind](std::string_view function) -> std::optional<SQLRETURN> {
+            const bool is_code = kind == Failure::kOdbcCall;
+            if (!watch.FailsNow(is_code || kind == Failure::kOdbcException)) {
+                return std::nullopt;
+            }
+            watch.failed = function;
+            return is_code ? watch.failure.code : throw std::runtime_error("driver");
+        };
+        HostServices::Instance().on_record = [&watch, kind](const TraceRecord& record) {
+            if (watch.FailsNow(kind == Failure::kRecord)) {
+                watch.failed = record.name;
+                throw HostThrew();
+            }
+        };
+    }
+
+    void Call(const std::vector<Argument>& inputs)
+    {
+        const auto kind = Watched().failure.kind;
+        try {
+            const Reply reply = gateway_->Call(row_.name, inputs);
+            if (kind == Failure::kOdbcException && !Watched().failed.empty()) {
+                Current().answer = nullptr;
+                CheckException(reply);
+            }
+        } catch (const HostThrew&) {
+            CheckEscape();
+        } catch (const std::bad_alloc&) {
+            Check(setting_.log != 0, "a failing allocation left the entry");
+        } catch (...) {
+            Check(false, "an exception left the entry");
+        }
+    }
+
+    // A first environment that can't be made is an empty handle, and no more.
+    void CheckException(const Reply& reply)
+    {
+        const bool is_first = !setting_.is_open && (Watched().failed == "SQLAllocHandle" ||
+                                                    Watched().failed == "SQLSetEnvAttr");
+        const bool is_told = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
+        Check(is_told || (is_first && reply.length == 0), "the exception is not told");
+        Check(reply.code == Reply::kUntouched, "the code was written");
+    }
+
+    // Only the last END record, and what convention 9 names beside it, may throw at the host.
+    void CheckEscape()
+    {
+        const std::string_view name = row_.name;
+        const std::string& record = Watched().failed;
+        Check(!record.ends_with(" BEGIN") || name == "DataSources" || name == "GetTypeInfo",
+              "what the log threw of " + record + " left the entry");
+    }
+
+    void ConnectsAndQueries()
+    {
+        const auto done = [&](const char* entry, const Reply& reply, uint32_t length) {
+            Check(reply.length == length && gateway_->Call("WasError").code == 0,
+                  fmt::format("{} works no more", entry));
+            return std::string(reply.Bytes());
+        };
+        Current().rows = 1;
+        const auto made = done("DSNConnect", gateway_->Call("DSNConnect", {"y"}), 8);
+        const auto used = done("AllocStatement", gateway_->Call("AllocStatement", {made}), 8);
+        done("Prepare", gateway_->CallOn(used, "Prepare", {"q"}), 0);
+        done("Execute", gateway_->CallOn(used, "Execute"), 0);
+        const bool is_wide = setting_.unicode != 0 && setting_.legacy == 0;
+        done("FetchRows", gateway_->CallOn(used, "FetchRows", {1}), is_wide ? 6 : 5);
+        done("Disconnect", gateway_->CallOn(made, "Disconnect"), 0);
+    }
+
+    const ORVEL_ZFE& row_;
+    const Setting& setting_;
+    static inline WatchingHost host_;
+    std::optional<Gateway> gateway_;
+    std::string connection_;
+    std::string statement_;
+    std::vector<std::string> problems_;
+};
+
+/// What a child process tells its parent, which outlives it.
+struct Shared {
+    int nth;
+    int cases;
+    int problems;
+};
+
+// Runs an entry with the failure at each place in turn; a child process goes on where the last one
+// ended.
+void FailEverywhere(const ORVEL_ZFE& row, const Setting& setting, Failure failure, Shared& shared)
+{
+    const auto told = [&](const std::string& what) {
+        ++shared.problems;
+        fmt::print(stderr, "{}, {}: failure {} code {} no. {} {}: {}\n", row.name, setting.name,
+                   static_cast<int>(failure.kind), failure.code, shared.nth, Watched().failed,
+                   what);
+    };
+    shared.nth = 0;
+    for (int status = 1; status != 0;) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            bool came = true;
+            while (came) {
+                failure.nth = ++shared.nth;
+                std::vector<std::string> problems;
+                came = Case(row, setting, failure).Run(problems);
+                for (const std::string& problem : problems) {
+                    told(problem);
+                }
+                shared.cases += came ? 1 : 0;
+            }
+            std::_Exit(0);
+        }
+        ::waitpid(child, &status, 0);
+        if (status != 0) {
+            told(fmt::format("the process ended, status {:#x}", status));
+        }
+    }
+}
+
+class Failures : public testing::Test {
+protected:
+    Failures()
+    {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+        const Gateway gateway(ORVELGW_LIBRARY);
+        for (const ORVEL_ZFE* row = gateway.Table(); row->name != nullptr; ++row) {
+            names_.emplace_back(row->name);
+            signatures_.emplace_back(row->signature);
+        }
+        for (std::size_t i = 0; i < names_.size(); ++i) {
+            rows_.push_back({names_[i].c_str(), signatures_[i].c_str(), nullptr});
+        }
+        shared_ = static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                              MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    }
+    ~Failures() override
+    {
+        fmt::print("{} cases, {} problems\n", shared_->cases, shared_->problems);
+        EXPECT_EQ(shared_->problems, 0);
+        EXPECT_GT(shared_->cases, 0);
+        ::munmap(shared_, sizeof(Shared));
+    }
+
+    void Everywhere(Failure failure)
+    {
+        for (const ORVEL_ZFE& row : rows_) {
+            for (const Setting& setting : kSettings) {
+                FailEverywhere(row, setting, failure, *shared_);
+            }
+        }
+    }
+
+private:
+    std::vector<std::string> names_;
+    std::vector<std::string> signatures_;
+    std::vector<ORVEL_ZFE> rows_;
+    Shared* shared_;
+};
+
+TEST_F(Failures, OfAnAllocation)
+{
+    Everywhere({Failure::kAllocation});
+}
+
+TEST_F(Failures, OfEveryAllocationFromOneOn)
+{
+    Everywhere({Failure::kEveryAllocation});
+}
+
+TEST_F(Failures, OfAnOdbcCall)
+{
+    constexpr SQLRETURN kCodes[] = {-1, -2, 100, 2, 99, 1, 12'345};
+    for (const SQLRETURN code : kCodes) {
+        Everywhere({Failure::kOdbcCall, code});
+    }
+}
+
+TEST_F(Failures, ByAnException)
+{
+    Everywhere({Failure::kOdbcException});
+}
+
+TEST_F(Failures, OfATraceRecord)
+{
+    Everywhere({Failure::kRecord});
+}
+
+}  // namespace
