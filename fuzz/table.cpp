@@ -37,7 +37,7 @@ struct HostThrew {};
 
 [[noreturn]] void Fail(const std::string& what)
 {
-    std::fprintf(stderr, "%s\n", what.c_str());
+    std::fprintf(stderr, "%s%s\n", Current().Taken().c_str(), what.c_str());
     std::abort();
 }
 

@@ -305,16 +305,17 @@ RECORDED(SQLForeignKeysW,
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
     const scripted::Inside inside;
+    for (auto& [each, open_handle] : current.open) {
+        // The library replaces an environment without freeing it, as it does where the legacy
+        // option is set before the first connection.
+        open_handle.is_given_up |= type == SQL_HANDLE_ENV && open_handle.type == type;
+    }
     const SQLRETURN code = Answer("SQLAllocHandle", type, Shown(input));
     const int number = 100 * type + ++scripted::handles_made;
     *output = nullptr;
     if (scripted::IsDone(code)) {
         *output = reinterpret_cast<SQLHANDLE>(std::size_t(number));
-        // The library replaces an environment (LegacyOptionBeforeTheFirstConnectionMakesTwo), and
-        // does not take what comes with a warning.
-        for (auto& [each, open_handle] : current.open) {
-            open_handle.is_given_up |= type == SQL_HANDLE_ENV && open_handle.type == type;
-        }
+        // What comes with a warning is nobody's: the library does not take it.
         current.open[*output] = {type, input, code == SQL_SUCCESS_WITH_INFO};
     }
     return code;
