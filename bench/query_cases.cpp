@@ -73,7 +73,7 @@ Pair RowsPair(const Source& source, const Mode& mode, Counted counted, SQLLEN bu
             [&] { fetch_all(*side); });
         side->host.CloseCursor(side->statement);
     };
-    pair.bare = [=, slice = 0L](Meter& meter) mutable {
+    pair.base = [=, slice = 0L](Meter& meter) mutable {
         side->bare.Prepare(slices.Next(slice));
         RunSlice(
             meter, counted, [&] { side->bare.Execute(); },
@@ -156,7 +156,7 @@ Pair KeyQueries(const Source& source, const Mode& mode)
         meter.Stop();
         Require(OutputArea()->length != 0, "a row is missing");
     };
-    pair.bare = [=, query = 0L](Meter& meter) mutable {
+    pair.base = [=, query = 0L](Meter& meter) mutable {
         const std::vector<long> keys = NextKeys(source, query);
         SQLHSTMT statement = side->bare.Handle();
         meter.Start();
@@ -201,7 +201,7 @@ Pair NewStatements(const Source& source, const Mode& mode)
         meter.Stop();
         Require(OutputArea()->length != 0, "a row is missing");
     };
-    pair.bare = [=, count = 0L](Meter& meter) mutable {
+    pair.base = [=, count = 0L](Meter& meter) mutable {
         const std::vector<std::string> queries = next_queries(count);
         meter.Start();
         for (const std::string& query : queries) {
@@ -272,7 +272,7 @@ Pair Inserts(const Source& source, const Mode& mode)
         call.transact(side->connection.In(), SQL_ROLLBACK, &result);
         Require((failed | result) == SQL_SUCCESS, "an insert failed");
     };
-    pair.bare = [=](Meter& meter) {
+    pair.base = [=](Meter& meter) {
         SQLHSTMT statement = side->bare.Handle();
         SQLRETURN failed = SQL_SUCCESS;
         meter.Start();
