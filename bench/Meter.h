@@ -28,5 +28,5 @@ private:
 };
 
 /// Marks for CountSystemCalls: a system call that does nothing, with an argument nobody passes.
-enum class Mark : long { kNextHalf = -0x0BE7C4, kStart, kStop };
+enum class Mark : long { kNextRun = -0x0BE7C4, kStart, kStop };
 void MakeMark(Mark mark);

@@ -111,6 +111,10 @@ private:
             const Measurement measured =
                 Measure(c.make(source, c.mode), has_number ? Effort{0, c.pairs, c.pairs} : effort);
             Add(LineOf(c, measured));
+            // The chart shows the first source.
+            if (c.goal.kind == Goal::kRatio && report_.sections.size() == 1) {
+                report_.bars.push_back({c.name, c.mode.name, measured.ratio, c.goal.limit});
+            }
             if (std::string_view(c.unit) == "row") {
                 most_allocations_ = std::max(most_allocations_, measured.allocations);
             }
