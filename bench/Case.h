@@ -7,15 +7,16 @@
 
 #include "Meter.h"
 #include "Source.h"
+#include "bare_halves.h"
 
 /// One piece of work through the gateway, and what that is compared with: as a rule the same ODBC
 /// calls made bare. Each function does the whole of it and shows the meter the stretches that
 /// count.
 struct Pair {
-    std::function<void(Meter&)> gateway;
-    std::function<void(Meter&)> base;  // none where the work has no ODBC in it
-    long units;                        // rows, queries, calls: what a figure is given for
-    long calls;                        // of entries, in the stretches that count
+    Half gateway;
+    Half base;   // none where the work has no ODBC in it
+    long units;  // rows, queries, calls: what a figure is given for
+    long calls;  // of entries, in the stretches that count
 };
 
 /// What a case is to reach.

@@ -32,7 +32,7 @@ class Panel {
 public:
     Panel(double top, const std::vector<Bar>& bars) : y_(top)
     {
-        double most = 1;
+        double most = 1.01;
         for (const Bar& bar : bars) {
             most = std::max({most, bar.ratio.high, bar.goal});
         }
@@ -51,8 +51,8 @@ public:
     void Draw(const std::string& title, const std::vector<Bar>& bars)
     {
         body_ += fmt::format(R"(<text x="20" y="{}" class="title">{}</text>)", y_ + 18, title);
-        y_ += 30;
-        const double top = y_ + 18;
+        y_ += 50;
+        const double top = y_ - 6;
         std::string group;
         std::string drawn;
         for (const Bar& bar : bars) {
@@ -175,19 +175,20 @@ text { font-family: "Helvetica Neue", Helvetica, Arial, "DejaVu Sans", sans-seri
 
 std::string Chart(const Report& report)
 {
-    constexpr double kTop = 46;
-    Panel own(kTop, report.bars);
-    own.Draw("Time through the gateway; the same ODBC calls made bare = 1 (SQLite)", report.bars);
-    std::string body = own.Body();
-    double bottom = own.Bottom();
+    constexpr double kTop = 44;
+    std::string body;
+    double bottom = kTop;
+    const auto draw = [&](const char* title, const std::vector<Bar>& bars) {
+        if (!bars.empty()) {
+            Panel panel(bottom, bars);
+            panel.Draw(title, bars);
+            body += panel.Body();
+            bottom = panel.Bottom();
+        }
+    };
+    draw("Time through the gateway; the same ODBC calls made bare = 1 (SQLite)", report.bars);
     const std::vector<Bar> beside = BesideRivals(report);
-    if (!beside.empty()) {
-        Panel others(bottom, beside);
-        others.Draw("Beside pyodbc and DBD::ODBC, each against bare calls over its driver manager",
-                    beside);
-        body += others.Body();
-        bottom = others.Bottom();
-    }
+    draw("Beside pyodbc and DBD::ODBC, each against bare calls over its driver manager", beside);
     return fmt::format(
         R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {0} {1}" width="{0}" height="{1}">)"
         "\n{2}\n"

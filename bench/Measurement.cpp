@@ -13,7 +13,7 @@ Quartiles QuartilesOf(std::vector<double> values)
 
 Measurement Measure(const Pair& pair, const Effort& effort)
 {
-    const auto run = [](const std::function<void(Meter&)>& half) {
+    const auto run = [](const Half& half) {
         Meter meter;
         if (half) {
             half(meter);

@@ -8,6 +8,7 @@
 #include "Case.h"
 #include "Measurement.h"
 #include "encoding.h"
+#include "rivals.h"
 
 /// A line of the table: what, mode of text, bare calls, gateway, what came of it, goal, and whether
 /// that is reached.
@@ -19,24 +20,14 @@ Line LineOf(const Case& of, const Measurement& measured);
 /// A line of one figure.
 Line LineOf(const std::string& what, double figure, const std::string& unit, double limit);
 
+/// A line of another way to the rows, in the columns of the gateway's lines.
+Line LineOf(const Rival& rival);
+
 /// Lines of one source, under its name.
 struct Section {
     std::string title;
     std::vector<Line> lines;
 };
-
-/// What another way to the same rows costs, in times of the bare calls over its own driver manager.
-struct Rival {
-    std::string name;
-    std::string task;
-    Quartiles ratio;
-    double nanoseconds;
-    double base;
-};
-
-/// Rivals from a file: name, task, three quartiles, nanoseconds and those of the bare calls, with
-/// tabs between.
-std::vector<Rival> ReadRivals(const std::string& file);
 
 /// A bar of the chart: a ratio, and where one is set the goal (0: none).
 struct Bar {

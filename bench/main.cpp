@@ -19,7 +19,7 @@ struct Options {
     std::string filter;
     std::string folder = "build/bench";
     std::vector<std::string> servers;
-    std::string rivals;
+    std::vector<std::string> rivals;
     std::string command = "orvelgw-bench";
     bool quick = false;
 };
@@ -38,9 +38,6 @@ public:
                             500'000};
         MakeTables(sqlite);
         report_.circumstances = Circumstances(sqlite, options_.command);
-        if (!options_.rivals.empty()) {
-            report_.rivals = ReadRivals(options_.rivals);
-        }
         Begin("SQLite, 500,000 rows of 6 columns");
         MeasureProcess(sqlite);
         std::vector<Case> cases = QueryCases();
@@ -54,6 +51,7 @@ public:
             Begin(source.name + ", 20,000 rows");
             MeasureCases(source, QueryCases());
         }
+        MeasureRivals(sqlite);
         if (Selected("encoding")) {
             report_.encoding = MeasureEncoding(options_.quick);
         }
@@ -71,16 +69,16 @@ private:
         return name.find(options_.filter) != std::string::npos;
     }
 
-    void Begin(const std::string& title)
-    {
-        report_.sections.push_back({title, {}});
-        std::printf("\n%s\n\n", title.c_str());
-        Print(Titles());
-    }
+    void Begin(const std::string& title) { report_.sections.push_back({title, {}}); }
 
     void Add(const Line& line)
     {
-        report_.sections.back().lines.push_back(line);
+        Section& section = report_.sections.back();
+        if (section.lines.empty()) {
+            std::printf("\n%s\n\n", section.title.c_str());
+            Print(Titles());
+        }
+        section.lines.push_back(line);
         Print(line);
     }
 
@@ -134,6 +132,25 @@ private:
         }
     }
 
+    void MeasureRivals(const Source& source)
+    {
+        if (options_.rivals.empty() || !Selected("rivals")) {
+            return;
+        }
+        std::printf("\nOthers over SQLite, against bare calls over their driver manager\n\n");
+        for (const std::string& command : options_.rivals) {
+            for (const Rival& rival : RunRival(command, source, options_.quick ? 0.5 : 3)) {
+                Print(LineOf(rival));
+                // Task by task, rivals in their order.
+                const auto last =
+                    std::find_if(report_.rivals.rbegin(), report_.rivals.rend(),
+                                 [&](const Rival& other) { return other.task == rival.task; });
+                const bool is_first = last == report_.rivals.rend();
+                report_.rivals.insert(is_first ? report_.rivals.end() : last.base(), rival);
+            }
+        }
+    }
+
     const Options& options_;
     Report report_;
     double most_allocations_ = -1;
@@ -151,7 +168,7 @@ int main(int argc, char** argv)
                    "where the data is made and the results are written");
     app.add_option("--server", options.servers,
                    "NAME=CONNECTION STRING of a source to measure, too");
-    app.add_option("--rivals", options.rivals, "a file of what others have measured");
+    app.add_option("--rival", options.rivals, "a command that measures another way to the rows");
     app.add_option("--command", options.command, "the command that the results name");
     app.add_flag("--quick", options.quick, "fewer pairs");
     CLI11_PARSE(app, argc, argv);

@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "Host.h"
+#include "bare_halves.h"
 
 namespace {
 
@@ -119,8 +120,7 @@ Memory MemoryOfHost(const Source& source)
     const Handle connection = host.Connect(source);
     memory.connected = ResidentBytes();
     const Handle statement = host.Statement(connection);
-    host.Prepare(statement,
-                 std::string("SELECT ") + kColumns + " FROM " + kTable + " WHERE id = ?");
+    host.Prepare(statement, kKeyQuery);
     host.BindParameter(statement, 1, SQL_C_SLONG, SQL_INTEGER);
     constexpr long kFirst = 10'000;
     constexpr long kMillion = 1'000'000;
