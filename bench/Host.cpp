@@ -42,10 +42,11 @@ const std::array<orvel_function, ORVEL_HOST_SLOTS>& HostTable()
     return table;
 }
 
-void* Load()
+void* Load(int number)
 {
-    void* library = dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    Require(library != nullptr, ORVELGW_LIBRARY);
+    const char* file = number == 0 ? ORVELGW_LIBRARY : ORVELGW_LIBRARY_COPY;
+    void* library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
+    Require(library != nullptr, std::string("not loaded: ") + file);
     return library;
 }
 
@@ -105,7 +106,7 @@ LongString LongString::Double(double value)
     return LongString(std::move(element));
 }
 
-Host::Host(const Mode& mode) : library_(Load()), call(TableOf(library_.get()))
+Host::Host(const Mode& mode, int number) : library_(Load(number)), call(TableOf(library_.get()))
 {
     int32_t result = 0;
     call.set_legacy_option(mode.legacy_option, &result);

@@ -68,10 +68,10 @@ private:
 };
 
 /// The library, loaded, with a mode's options set. Unloaded by the destructor, which ends every
-/// connection.
+/// connection. A file is loaded once: two hosts at a time take number 0 and a copy, number 1.
 class Host {
 public:
-    explicit Host(const Mode& mode);
+    explicit Host(const Mode& mode, int number = 0);
 
     /// Connects; a failure is thrown.
     Handle Connect(const Source& source) const;

@@ -13,7 +13,7 @@ Quartiles QuartilesOf(std::vector<double> values)
 
 Measurement Measure(const Pair& pair, const Effort& effort)
 {
-    const auto run = [](const std::function<void(Meter&)>& half) {
+    const auto run = [](const Half& half) {
         Meter meter;
         if (half) {
             half(meter);
@@ -21,37 +21,37 @@ Measurement Measure(const Pair& pair, const Effort& effort)
         return meter;
     };
     run(pair.gateway);
-    run(pair.bare);
+    run(pair.base);
 
     const auto units = static_cast<double>(pair.units);
     std::vector<double> ratios;
     std::vector<double> differences;
     std::vector<double> gateways;
-    std::vector<double> bares;
+    std::vector<double> bases;
     std::vector<double> allocations;
     const double end = ThreadNanoseconds() + 1e9 * effort.seconds;
     while (ratios.size() < effort.least ||
            (ratios.size() < effort.most && ThreadNanoseconds() < end)) {
         Meter gateway;
-        Meter bare;
+        Meter base;
         if (ratios.size() % 2 == 0) {
             gateway = run(pair.gateway);
-            bare = run(pair.bare);
+            base = run(pair.base);
         } else {
-            bare = run(pair.bare);
+            base = run(pair.base);
             gateway = run(pair.gateway);
         }
-        ratios.push_back(gateway.Nanoseconds() / bare.Nanoseconds());
-        differences.push_back((gateway.Nanoseconds() - bare.Nanoseconds()) / units);
+        ratios.push_back(gateway.Nanoseconds() / base.Nanoseconds());
+        differences.push_back((gateway.Nanoseconds() - base.Nanoseconds()) / units);
         gateways.push_back(gateway.Nanoseconds() / units);
-        bares.push_back(bare.Nanoseconds() / units);
-        allocations.push_back(static_cast<double>(gateway.Allocations() - bare.Allocations()) /
+        bases.push_back(base.Nanoseconds() / units);
+        allocations.push_back(static_cast<double>(gateway.Allocations() - base.Allocations()) /
                               units);
     }
     return {.ratio = QuartilesOf(ratios),
             .difference = QuartilesOf(differences),
             .gateway = QuartilesOf(gateways).median,
-            .bare = QuartilesOf(bares).median,
+            .base = QuartilesOf(bases).median,
             .allocations = QuartilesOf(allocations).median,
             .pairs = ratios.size()};
 }

@@ -18,7 +18,7 @@ struct Measurement {
     Quartiles ratio{};       // of each pair's two halves
     Quartiles difference{};  // nanoseconds that the gateway's half takes more
     double gateway = 0;      // nanoseconds, median
-    double bare = 0;
+    double base = 0;
     double allocations = 0;  // that the gateway's half makes more
     std::size_t pairs = 0;
 };

@@ -51,10 +51,15 @@ long ThreadAllocations()
     return allocations;
 }
 
+void MakeMark(Mark mark)
+{
+    syscall(SYS_getpgid, static_cast<long>(mark));
+}
+
 void Meter::Start()
 {
     if (marks_ == Marks::kSystemCalls) {
-        syscall(SYS_getpgid, kMarkArgument);
+        MakeMark(Mark::kStart);
         return;
     }
     allocations_ -= ThreadAllocations();
@@ -64,7 +69,7 @@ void Meter::Start()
 void Meter::Stop()
 {
     if (marks_ == Marks::kSystemCalls) {
-        syscall(SYS_getpgid, kMarkArgument);
+        MakeMark(Mark::kStop);
         return;
     }
     nanoseconds_ += ThreadNanoseconds();

@@ -27,5 +27,6 @@ private:
     long allocations_ = 0;
 };
 
-/// The system call that marks a stretch: one that does nothing, with an argument nobody passes.
-inline constexpr long kMarkArgument = -0x0BE7C4;
+/// Marks for CountSystemCalls: a system call that does nothing, with an argument nobody passes.
+enum class Mark : long { kNextRun = -0x0BE7C4, kStart, kStop };
+void MakeMark(Mark mark);

@@ -31,6 +31,41 @@ void CheckLimit(unsigned long characters)
     }
 }
 
+// A character that is a byte of its own value in the encoding of any locale here, and no zero.
+bool IsASCII(wchar_t character)
+{
+    return static_cast<std::uint32_t>(character) - 1 < 0x7F;
+}
+
+// Multibyte text in ccbuf. Conversion by the locale costs more than most values are long, so what
+// begins as ASCII is spared it.
+HostText ToMultibyte(const wchar_t* text, unsigned long n)
+{
+    constexpr int kCapacity = 3'641'143;
+    unsigned long ascii = 0;
+    while (ascii < n && IsASCII(text[ascii])) {
+        ccbuf[ascii] = static_cast<char>(text[ascii]);
+        ++ascii;
+    }
+    if (text[ascii] == 0) {
+        return {ElementType::kBytes, ccbuf, ascii};
+    }
+    const auto done = static_cast<int>(ascii);
+    const int rest = WideCharToMultiByte(0, 0, text + ascii, static_cast<int>(n) - done,
+                                         ccbuf + ascii, kCapacity - done, nullptr, nullptr);
+    if (rest < 0) {
+        throw std::length_error("text has no multibyte form in the process locale");
+    }
+    return {ElementType::kBytes, ccbuf, ascii + static_cast<std::size_t>(rest)};
+}
+
+HostText ToUnits(const wchar_t* text, unsigned long n)
+{
+    auto* units = reinterpret_cast<unsigned short*>(ZString::conv_buf);
+    uni4_uni2(text, static_cast<int>(n), units, kUnitCapacity);
+    return {ElementType::kWideUnits, reinterpret_cast<const char*>(units), 2 * n};
+}
+
 }  // namespace
 
 void ZString::FollowUnicodeOption(const std::int64_t* option)
@@ -83,18 +118,7 @@ void ZString::AppendLong(long value)
 HostText ToHostText(const wchar_t* text, unsigned long n)
 {
     CheckLimit(n);
-    if (UnicodeOption()) {
-        auto* units = reinterpret_cast<unsigned short*>(ZString::conv_buf);
-        uni4_uni2(text, static_cast<int>(n), units, kUnitCapacity);
-        return {ElementType::kWideUnits, reinterpret_cast<const char*>(units), 2 * n};
-    }
-    constexpr int kCapacity = 3'641'143;
-    const int length =
-        WideCharToMultiByte(0, 0, text, static_cast<int>(n), ccbuf, kCapacity, nullptr, nullptr);
-    if (length < 0) {
-        throw std::length_error("text has no multibyte form in the process locale");
-    }
-    return {ElementType::kBytes, ccbuf, static_cast<std::size_t>(length)};
+    return UnicodeOption() ? ToUnits(text, n) : ToMultibyte(text, n);
 }
 
 void ZString::AppendWString(const wchar_t* text, unsigned long n)

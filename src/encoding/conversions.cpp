@@ -21,13 +21,6 @@ unsigned MachineOrder(const unsigned char* unit)
     return value;
 }
 
-// A character that is a byte of its own value in every encoding a locale may have here, and no
-// zero.
-bool IsASCII(wchar_t character)
-{
-    return static_cast<std::uint32_t>(character) - 1 < 0x7F;
-}
-
 template <unsigned (*ReadUnit)(const unsigned char*)>
 int Widen(const unsigned char* source, int byte_count, wchar_t* destination, int capacity)
 {
@@ -104,12 +97,6 @@ int WideCharToMultiByte(unsigned /*code_page*/, unsigned /*flags*/, const wchar_
                         int /*source_length*/, char* destination, int destination_bytes,
                         const char* /*default_char*/, char* /*used_default*/)
 {
-    const auto capacity = static_cast<std::size_t>(destination_bytes);
-    std::size_t ascii = 0;
-    while (destination != nullptr && ascii < capacity && IsASCII(source[ascii])) {
-        destination[ascii] = static_cast<char>(source[ascii]);
-        ++ascii;
-    }
-    const std::size_t rest = std::wcstombs(destination + ascii, source + ascii, capacity - ascii);
-    return rest != static_cast<std::size_t>(-1) ? static_cast<int>(ascii + rest) : -1;
+    return static_cast<int>(
+        std::wcstombs(destination, source, static_cast<std::size_t>(destination_bytes)));
 }

@@ -171,12 +171,6 @@ CConnection* CEnvironment::GetConnectionPointer(SQLHDBC handle) const
     return found != connections_.end() ? found->second.get() : nullptr;
 }
 
-CStatement* CEnvironment::GetStatementPointer(SQLHSTMT handle) const
-{
-    const auto found = statements_.find(handle);
-    return found != statements_.end() ? found->second : nullptr;
-}
-
 CConnection* CEnvironment::AddConnection(SQLHDBC handle)
 {
     auto connection = std::make_unique<CConnection>(this, handle);
@@ -185,12 +179,12 @@ CConnection* CEnvironment::AddConnection(SQLHDBC handle)
 
 void CEnvironment::AddStPointer(CStatement* statement)
 {
-    statements_.emplace(statement->Handle(), statement);
+    statements_.Insert(statement->Handle(), statement);
 }
 
 void CEnvironment::EraseStatement(SQLHSTMT handle)
 {
-    statements_.erase(handle);
+    statements_.Erase(handle);
 }
 
 SQLRETURN CEnvironment::DropStatement(SQLHSTMT handle)

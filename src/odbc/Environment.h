@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 
+#include "odbc/HandleMap.h"
 #include "odbc/HostGuard.h"
 
 class CConnection;
@@ -57,7 +58,7 @@ public:
 
     /// The registered object, or null.
     CConnection* GetConnectionPointer(SQLHDBC handle) const;
-    CStatement* GetStatementPointer(SQLHSTMT handle) const;
+    CStatement* GetStatementPointer(SQLHSTMT handle) const { return statements_.Find(handle); }
 
     /// Registers a connection and returns its object; an entry of the same handle is kept.
     CConnection* AddConnection(SQLHDBC handle);
@@ -95,6 +96,6 @@ private:
     SQLHENV handle_ = nullptr;
     pid_t process_ = 0;  // that made the handle
     BrokenPipeHandler broken_pipe_;
-    std::map<SQLHSTMT, CStatement*> statements_;  // each object is its connection's
+    HandleMap<CStatement> statements_;  // each object is its connection's
     std::map<SQLHDBC, std::unique_ptr<CConnection>> connections_;
 };

@@ -1,26 +1,12 @@
 #include "odbc/RowList.h"
 
 #include <algorithm>
-
-namespace {
-
-// The largest room of a value: a driver that threw may have written there.
-constexpr std::size_t kLastRoom = 1024;
-constexpr std::size_t kFirstSize = 16'384;
-constexpr std::size_t kKept = 1U << 20;
-
-}  // namespace
-
-void RowList::Restart()
-{
-    if (!buffer_.empty()) {
-        std::memset(buffer_.data(), 0, std::min(end_ + kLastRoom, buffer_.size()));
-    }
-    end_ = 0;
-}
+#include <cstdint>
+#include <cstring>
 
 void RowList::Grow(std::size_t n)
 {
+    constexpr std::size_t kFirstSize = 16'384;
     ZeroedBuffer larger(std::max(kFirstSize, 2 * (end_ + n)));
     if (end_ != 0) {
         std::memcpy(larger.data(), buffer_.data(), end_);
@@ -28,46 +14,37 @@ void RowList::Grow(std::size_t n)
     buffer_ = std::move(larger);
 }
 
-void RowList::BeginRow()
+void RowList::AppendText(std::string_view text)
 {
-    Room(row_head_);
-    row_ = end_ + row_head_;
-    end_ = row_;
+    char* head = Room(kLongestHead + text.size());
+    const std::size_t size = WriteHead(head, ElementType::kBytes, text.size());
+    text.copy(head + size, text.size());
+    end_ += size + text.size();
 }
 
 void RowList::EndRow()
 {
     const std::size_t size = end_ - row_;
-    const std::size_t begin = row_ - row_head_;
-    const std::size_t head_size = HeadSize(size);
+    char head[kLongestHead];
+    const std::size_t head_size = WriteHead(head, ElementType::kBytes, size);
+    char* begin = Room(kLongestHead) - size - row_head_;
     if (head_size != row_head_) {
-        char* row = Room(kLongestHead) - size;
-        const std::size_t end = begin + head_size + size;
-        std::memmove(buffer_.data() + begin + head_size, row, size);
-        if (end < end_) {
-            std::memset(buffer_.data() + end, 0, end_ - end);
-        }
-        end_ = end;
+        std::memmove(begin + head_size, begin + row_head_, size);
+        end_ = end_ - row_head_ + head_size;
         row_head_ = head_size;
     }
-    WriteHead(buffer_.data() + begin, ElementType::kBytes, size);
+    std::memcpy(begin, head, head_size);
 }
 
-void RowList::DropRow()
+void RowList::MoveTo(zarray* output)
 {
-    const std::size_t begin = row_ - row_head_;
-    std::memset(buffer_.data() + begin, 0, end_ - begin);
-    end_ = begin;
-}
-
-void RowList::CopyTo(zarray* output)
-{
+    constexpr std::size_t kKept = 1U << 20;
     output->length = static_cast<std::uint16_t>(end_);
     if (end_ != 0) {
         std::memcpy(output->bytes, buffer_.data(), end_);
     }
+    end_ = 0;
     if (buffer_.size() > kKept) {
         buffer_ = ZeroedBuffer();
-        end_ = 0;
     }
 }

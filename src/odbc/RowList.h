@@ -2,61 +2,45 @@
 #pragma once
 
 #include <cstddef>
-#include <cstring>
+#include <string_view>
 
 #include "encoding/ZeroedBuffer.h"
 #include "encoding/element.h"
+#include "odbc/blocks.h"
 #include "orvelgw.h"
 
-/// A host list of values, or of rows of values, built where it stays: the driver writes a value
-/// where its payload will be, and the memory is kept from one call to the next. What lies behind
-/// the list's end is zero, so that a driver that writes less than it says shows nothing of others.
+/// A host list of values, or of rows of values, in memory that is kept from one call to the next.
 class RowList {
 public:
     /// Empties the list.
-    void Restart();
+    void Restart() { end_ = 0; }
 
-    /// Room for a value of up to size bytes. What is written there and not taken is for Discard.
-    char* ValueRoom(std::size_t size) { return Room(kLongestHead + size) + kShortHead; }
-    /// Makes the first n bytes of that room a string element.
-    void TakeValue(std::size_t n)
-    {
-        char* head = buffer_.data() + end_;
-        if (n > kLongestShortPayload) {
-            std::memmove(head + HeadSize(n), head + kShortHead, n);
-        }
-        end_ += WriteHead(head, ElementType::kBytes, n) + n;
-    }
-    /// Clears that room of what a driver wrote into its first n bytes. A driver that wrote anything
-    /// wrote the first byte.
-    void Discard(std::size_t n)
-    {
-        char* value = buffer_.data() + end_ + kShortHead;
-        if (*value != '\0') {
-            std::memset(value, 0, n);
-        }
-    }
-
-    /// Adds an element, copied from elsewhere.
+    /// Adds an element of n bytes, behind which kBlock more are readable.
     void Append(ElementType type, const char* payload, std::size_t n)
     {
-        char* head = Room(kLongestHead + n);
+        char* head = Room(kLongestHead + n + kBlock);
         const std::size_t size = WriteHead(head, type, n);
-        std::memcpy(head + size, payload, n);
+        CopyBlocks(head + size, payload, n);
         end_ += size + n;
     }
+    /// Adds a string.
+    void AppendText(std::string_view text);
 
     /// What is added from here to EndRow is one element of the list.
-    void BeginRow();
+    void BeginRow()
+    {
+        Room(row_head_);
+        row_ = end_ += row_head_;
+    }
     void EndRow();
     /// Drops what was added since BeginRow.
-    void DropRow();
+    void DropRow() { end_ = row_ - row_head_; }
 
     std::size_t Size() const { return end_; }
 
-    /// Fills an output: the low 16 bits of the list's length, then all of its bytes. The memory of
-    /// a rare huge list is given back, and the list is empty then.
-    void CopyTo(zarray* output);
+    /// Fills an output: the low 16 bits of the list's length, then all of its bytes. The list is
+    /// empty then, and the memory of a rare huge one is given back.
+    void MoveTo(zarray* output);
 
 private:
     char* Room(std::size_t n)
@@ -67,15 +51,9 @@ private:
         return buffer_.data() + end_;
     }
     void Grow(std::size_t n);
-    static std::size_t HeadSize(std::size_t payload)
-    {
-        char head[kLongestHead];
-        return WriteHead(head, ElementType::kBytes, payload);
-    }
 
     ZeroedBuffer buffer_;
     std::size_t end_ = 0;
-    std::size_t row_ = 0;  // where the row being built begins, behind its head
-    std::size_t row_head_ =
-        kShortHead;  // what was left for that head: as much as the last one took
+    std::size_t row_ = 0;       // where the row being built begins, behind its head
+    std::size_t row_head_ = 2;  // what was left for that head: as much as the last one took
 };

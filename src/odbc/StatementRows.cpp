@@ -2,8 +2,8 @@
 #include <sqlext.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <string_view>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
@@ -12,6 +12,7 @@
 #include "odbc/RowList.h"
 #include "odbc/Statement.h"
 #include "odbc/WideRead.h"
+#include "odbc/blocks.h"
 #include "odbc/result.h"
 
 namespace {
@@ -39,7 +40,37 @@ SQLLEN CutAt(SQLLEN indicator, SQLLEN from, SQLLEN cut)
     return indicator < 0 || indicator >= from ? cut : indicator;
 }
 
+/// A column of the current row read as bytes, from a buffer of zeros: what a driver says it wrote
+/// and didn't shows nothing of another value. A read clears what the last one may have written.
+class NarrowRead {
+public:
+    /// SQLGetData with SQL_C_CHAR, which is offered so many bytes. Returns its code.
+    SQLRETURN Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes)
+    {
+        ClearBlocks(value_.data(), used_);
+        indicator_ = 0;
+        used_ = static_cast<std::size_t>(buffer_bytes);
+        const SQLRETURN code =
+            SQLGetData(statement, column, SQL_C_CHAR, value_.data(), buffer_bytes, &indicator_);
+        if (code == SQL_SUCCESS && indicator_ >= 0 && indicator_ < buffer_bytes) {
+            used_ = static_cast<std::size_t>(indicator_) + 1;
+        } else if (value_[0] == '\0') {
+            used_ = 0;  // whoever writes anything writes the first byte
+        }
+        return code;
+    }
+
+    SQLLEN Indicator() const { return indicator_; }
+    char* Value() { return value_.data(); }
+
+private:
+    alignas(64) std::array<char, 1024 + kBlock> value_{};
+    std::size_t used_ = 0;
+    SQLLEN indicator_ = 0;
+};
+
 // Process-wide, as every conversion buffer is.
+NarrowRead narrow_value;
 WideRead wide_value;
 RowList list;
 
@@ -58,11 +89,6 @@ public:
     }
 
 private:
-    static void AppendText(std::string_view text)
-    {
-        list.Append(ElementType::kBytes, text.data(), text.size());
-    }
-
     static bool HasValue(SQLRETURN code, SQLLEN indicator)
     {
         return Succeeded(code) && indicator != 0 && indicator != SQL_NULL_DATA;
@@ -72,36 +98,28 @@ private:
     static void AppendValueless(SQLRETURN code, SQLLEN indicator)
     {
         if (code == SQL_NO_DATA || (Succeeded(code) && indicator == 0)) {
-            AppendText({"", 1});
+            list.AppendText({"", 1});
         } else {
-            AppendText(Succeeded(code) ? "" : "<ERROR>");
+            list.AppendText(Succeeded(code) ? "" : "<ERROR>");
         }
     }
 
     SQLRETURN AppendNarrow(SQLUSMALLINT column) const
     {
-        const auto room = static_cast<std::size_t>(limits_.narrow_buffer);
-        char* value = list.ValueRoom(room);
-        SQLLEN indicator = 0;
-        const SQLRETURN code =
-            SQLGetData(statement_, column, SQL_C_CHAR, value, limits_.narrow_buffer, &indicator);
+        const SQLLEN room = limits_.narrow_buffer;
+        const SQLRETURN code = narrow_value.Read(statement_, column, room);
+        const SQLLEN indicator = narrow_value.Indicator();
         if (!HasValue(code, indicator)) {
-            list.Discard(room);
             AppendValueless(code, indicator);
             return code;
         }
-        const auto size = static_cast<std::size_t>(
-            CutAt(indicator, limits_.narrow_buffer, limits_.narrow_buffer));
-        if (!limits_.narrow_is_text) {
-            list.TakeValue(size);
-            return code;
+        char* value = narrow_value.Value();
+        auto size = static_cast<std::size_t>(CutAt(indicator, room, room));
+        if (limits_.narrow_is_text) {
+            value[room - 1] = '\0';
+            size = std::strlen(value);
         }
-        value[room - 1] = '\0';
-        const std::size_t length = std::strlen(value);
-        if (length < size) {  // a zero inside
-            std::memset(value + length, 0, size - length);
-        }
-        list.TakeValue(length);
+        list.Append(ElementType::kBytes, value, size);
         return code;
     }
 
@@ -149,7 +167,7 @@ SQLRETURN CStatement::GetOneRow(ZConstList& columns, zarray* output)
         }
         code = reader.AppendColumn(static_cast<SQLUSMALLINT>(column));
     }
-    list.CopyTo(output);
+    list.MoveTo(output);
     return code;
 }
 
@@ -179,11 +197,10 @@ SQLRETURN CStatement::ExtendedFetch(unsigned int rows, zarray* output)
         }
     }
     if (list.Size() >= kOutputLimit) {
-        constexpr std::string_view kRefusal = "<ERROR:Too much data was requested>";
         list.Restart();
-        list.Append(ElementType::kBytes, kRefusal.data(), kRefusal.size());
+        list.AppendText("<ERROR:Too much data was requested>");
         code = kTooMuchData;
     }
-    list.CopyTo(output);
+    list.MoveTo(output);
     return code == SQL_NO_DATA ? SQLRETURN{SQL_SUCCESS} : code;
 }

@@ -1,17 +1,18 @@
 #include "odbc/WideRead.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include "odbc/blocks.h"
 
 wchar_t* WideRead::Reserve(std::size_t characters)
 {
-    const std::size_t size = (characters + 1) * sizeof(wchar_t);
+    const std::size_t size = (characters + 1) * sizeof(wchar_t) + kBlock;
     if (storage_.size() < size) {
         used_ = 0;
         storage_ = ZeroedBuffer();  // before there is the new one
         storage_ = ZeroedBuffer(size);
     }
-    std::memset(storage_.data(), 0, used_);
+    ClearBlocks(storage_.data(), used_);
     return reinterpret_cast<wchar_t*>(storage_.data());
 }
 
