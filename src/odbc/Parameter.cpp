@@ -195,13 +195,14 @@ int CParameter::SetBinaryFromList(ZConstList& value)
 int CParameter::SetFromList(ZConstList& value)
 {
     const int category = value.GetType();
-    const std::size_t length = value.Payload().size();
+    const std::string_view payload = value.Payload();
+    const std::size_t length = payload.size();
     bool rebind = MakeRoom(length + 1, BufferSize(length, length + 1));
     const bool is_text = category == ZConstList::kString || category == ZConstList::kWideString;
     if (is_text && length == 0) {
         indicator_ = SQL_NULL_DATA;  // an empty string is a NULL; one zero byte is the empty value
     } else if (is_text) {
-        rebind |= category == ZConstList::kString ? StoreText(value) : StoreWideText(value);
+        rebind |= category == ZConstList::kString ? StoreText(payload) : StoreWideText(value);
         if (IsInput()) {
             indicator_ = SQL_NTS;
         }
@@ -217,9 +218,8 @@ int CParameter::SetFromList(ZConstList& value)
     return rebind ? 1 : 0;
 }
 
-bool CParameter::StoreText(ZConstList& value)
+bool CParameter::StoreText(std::string_view text)
 {
-    const auto text = value.Payload();
     const bool changes = TakeCType(SQL_C_CHAR);
     if (statement_->Owner()->Environment()->unicode_option == 0) {
         StoreTerminated(text.data(), text.size());

@@ -5,6 +5,7 @@
 #include <sqlext.h>
 
 #include <cstddef>
+#include <string_view>
 
 #include "encoding/ZeroedBuffer.h"
 #include "encoding/conversions.h"
@@ -78,7 +79,7 @@ private:
     void Store(const void* value, std::size_t size);
     template <class Character>
     void StoreTerminated(const Character* text, std::size_t n);
-    bool StoreText(ZConstList& value);
+    bool StoreText(std::string_view text);
     bool StoreWideText(ZConstList& value);
     void StoreInteger(long value);
     void AppendText(ZString& list) const;
