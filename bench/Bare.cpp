@@ -91,7 +91,7 @@ void BareStatement::Run(const std::string& sql) const
     Require(SQLExecDirect(handle_, AsText(sql), SQL_NTS), SQL_HANDLE_STMT, handle_, sql);
 }
 
-void BareStatement::BindInteger(SQLUSMALLINT number, SQLINTEGER& value) const
+void BareStatement::BindInteger(SQLUSMALLINT number, long& value) const
 {
     Require(SQLBindParameter(handle_, number, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 0, 0,
                              &value, sizeof value, nullptr),

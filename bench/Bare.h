@@ -36,7 +36,8 @@ public:
     void Prepare(const std::string& sql) const;
     void Execute() const;
     void Run(const std::string& sql) const;
-    void BindInteger(SQLUSMALLINT number, SQLINTEGER& value) const;
+    /// Of 64 bits, whose first 32 are the value: Virtuoso's driver 7.2.5 reads them all.
+    void BindInteger(SQLUSMALLINT number, long& value) const;
     void BindDouble(SQLUSMALLINT number, double& value) const;
     void BindText(SQLUSMALLINT number, char* text, std::size_t size, SQLLEN& indicator) const;
     /// The first column of the next row.

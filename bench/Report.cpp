@@ -65,12 +65,16 @@ Line Titles()
     return {"", "text", "bare calls", "gateway", "ratio", "goal", ""};
 }
 
-Line LineOf(const Case& of, const Measurement& measured)
+Line LineOf(const Case& of, const Measurement& measured, bool has_goal)
 {
-    const std::string each = std::string(" a ") + of.unit;
+    const std::string each = std::string("/") + of.unit;
     Line line{of.name, of.mode.name, measured.base > 0 ? Time(measured.base) + each : "",
               Time(measured.gateway) + each};
     auto& [what, mode, base, gateway, figure, goal, verdict] = line;
+    if (!has_goal) {
+        figure = Ratio(measured.ratio);
+        return line;
+    }
     switch (of.goal.kind) {
         case Goal::kRatio:
             figure = Ratio(measured.ratio);
@@ -108,7 +112,7 @@ Line LineOf(const Rival& rival)
 
 void Print(const Line& line)
 {
-    std::puts(fmt::format("{:33} {:9} {:>17} {:>17} {:>21} {:>9} {}", line[0], line[1], line[2],
+    std::puts(fmt::format("{:33} {:15} {:>17} {:>17} {:>21} {:>9} {}", line[0], line[1], line[2],
                           line[3], line[4], line[5], line[6])
                   .c_str());
     std::fflush(stdout);

@@ -30,7 +30,7 @@ public:
     void Write(long row)
     {
         const auto i = static_cast<std::size_t>(row);
-        id_ = static_cast<SQLINTEGER>(row);
+        id_ = row;
         Print(0, "{} {}", kNames[i % kNames.size()], row % 1000);
         Print(1, "{}", kCities[i % kCities.size()]);
         Print(2, "20{:02}-{:02}-{:02}", row % 27, row % 12 + 1, row % 28 + 1);
@@ -52,7 +52,7 @@ private:
     }
 
     const BareStatement& insert_;
-    SQLINTEGER id_ = 0;
+    long id_ = 0;
     std::array<std::array<char, kTextSize>, 5> texts_{};
     std::array<SQLLEN, 5> indicators_{SQL_NTS, SQL_NTS, SQL_NTS, SQL_NTS, SQL_NTS};
 };

@@ -48,18 +48,22 @@ std::string Information(const BareConnection& connection, SQLUSMALLINT type)
 
 }  // namespace
 
-std::vector<std::pair<std::string, std::string>> Circumstances(const Source& source,
-                                                               const std::string& command)
+std::vector<std::pair<std::string, std::string>> Circumstances(const std::string& command)
 {
-    const BareConnection connection(source, kDefault);
     return {
         {"Date", Today()},
         {"Command", "`" + command + "`"},
         {"Machine", Processor() + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) +
                         " processors, " + Kernel()},
         {"Built by", "GCC " __VERSION__ ", C library " + std::string(gnu_get_libc_version())},
-        {"Driver manager", "iODBC " + Information(connection, SQL_DM_VER)},
-        {"SQLite", Information(connection, SQL_DBMS_VER) + ", driver " +
-                       Information(connection, SQL_DRIVER_VER)},
     };
+}
+
+std::string VersionOf(const Source& source)
+{
+    const BareConnection connection(source, kDefault);
+    return Information(connection, SQL_DBMS_VER) + ", driver " +
+           Information(connection, SQL_DRIVER_NAME) + " " +
+           Information(connection, SQL_DRIVER_VER) + ", iODBC " +
+           Information(connection, SQL_DM_VER);
 }

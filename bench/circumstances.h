@@ -7,5 +7,7 @@
 
 #include "Source.h"
 
-std::vector<std::pair<std::string, std::string>> Circumstances(const Source& source,
-                                                               const std::string& command);
+std::vector<std::pair<std::string, std::string>> Circumstances(const std::string& command);
+
+/// The versions of a source and its driver.
+std::string VersionOf(const Source& source);

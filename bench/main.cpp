@@ -21,6 +21,7 @@ struct Options {
     std::vector<std::string> servers;
     std::vector<std::string> rivals;
     std::string command = "orvelgw-bench";
+    std::vector<std::string> circumstances;
     bool quick = false;
 };
 
@@ -37,7 +38,13 @@ public:
         const Source sqlite{"SQLite", "DRIVER={SQLite3};Database=" + options_.folder + "/bench.db",
                             500'000};
         MakeTables(sqlite);
-        report_.circumstances = Circumstances(sqlite, options_.command);
+        report_.circumstances = Circumstances(options_.command);
+        for (const std::string& circumstance : options_.circumstances) {
+            const auto equals = circumstance.find('=');
+            report_.circumstances.emplace_back(circumstance.substr(0, equals),
+                                               circumstance.substr(equals + 1));
+        }
+        AddVersion(sqlite);
         Begin("SQLite, 500,000 rows of 6 columns");
         MeasureProcess(sqlite);
         std::vector<Case> cases = QueryCases();
@@ -48,6 +55,7 @@ public:
             const auto equals = server.find('=');
             const Source source{server.substr(0, equals), server.substr(equals + 1), 20'000};
             MakeTables(source);
+            AddVersion(source);
             Begin(source.name + ", 20,000 rows");
             MeasureCases(source, QueryCases());
         }
@@ -64,6 +72,11 @@ public:
     }
 
 private:
+    void AddVersion(const Source& source)
+    {
+        report_.circumstances.emplace_back(source.name, VersionOf(source));
+    }
+
     bool Selected(const std::string& name) const
     {
         return name.find(options_.filter) != std::string::npos;
@@ -100,7 +113,8 @@ private:
 
     void MeasureCases(const Source& source, const std::vector<Case>& cases)
     {
-        const Effort effort = options_.quick ? Effort{0.5, 7, 500} : Effort{2, 15, 1'000};
+        const double seconds = options_.quick ? 0.5 : report_.sections.size() == 1 ? 2 : 1;
+        const Effort effort{seconds, options_.quick ? 7U : 15U, 1'000};
         for (const Case& c : cases) {
             if (!Selected(c.name + ", " + c.mode.name)) {
                 continue;
@@ -108,9 +122,9 @@ private:
             const bool has_number = c.pairs != 0 && !options_.quick;
             const Measurement measured =
                 Measure(c.make(source, c.mode), has_number ? Effort{0, c.pairs, c.pairs} : effort);
-            Add(LineOf(c, measured));
-            // The chart shows the first source.
-            if (c.goal.kind == Goal::kRatio && report_.sections.size() == 1) {
+            const bool is_first_source = report_.sections.size() == 1;
+            Add(LineOf(c, measured, is_first_source));
+            if (c.goal.kind == Goal::kRatio && is_first_source) {
                 report_.bars.push_back({c.name, c.mode.name, measured.ratio, c.goal.limit});
             }
             if (std::string_view(c.unit) == "row") {
@@ -170,6 +184,7 @@ int main(int argc, char** argv)
                    "NAME=CONNECTION STRING of a source to measure, too");
     app.add_option("--rival", options.rivals, "a command that measures another way to the rows");
     app.add_option("--command", options.command, "the command that the results name");
+    app.add_option("--circumstance", options.circumstances, "NAME=VALUE for the results");
     app.add_flag("--quick", options.quick, "fewer pairs");
     CLI11_PARSE(app, argc, argv);
     try {
