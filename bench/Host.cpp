@@ -90,10 +90,10 @@ LongString LongString::Integer(long value)
     return LongString(std::move(list));
 }
 
-LongString LongString::Text(const char* text)
+LongString LongString::Text(std::string_view text)
 {
     ZString list;
-    list.AppendNTString(text);
+    list.AppendString(text.data(), text.size());
     return LongString(std::move(list));
 }
 

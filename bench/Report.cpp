@@ -71,25 +71,22 @@ Line LineOf(const Case& of, const Measurement& measured, bool has_goal)
     Line line{of.name, of.mode.name, measured.base > 0 ? Time(measured.base) + each : "",
               Time(measured.gateway) + each};
     auto& [what, mode, base, gateway, figure, goal, verdict] = line;
-    if (!has_goal) {
+    double reached = measured.gateway;
+    if (of.goal.kind == Goal::kRatio) {
+        reached = measured.ratio.median;
         figure = Ratio(measured.ratio);
-        return line;
+        goal = fmt::format("{:.2f}", of.goal.limit);
+    } else if (of.goal.kind == Goal::kAbove) {
+        reached = measured.difference.median;
+        figure = "+ " + Time(reached);
+        goal = "+ " + Time(of.goal.limit);
+    } else {
+        goal = Time(of.goal.limit);
     }
-    switch (of.goal.kind) {
-        case Goal::kRatio:
-            figure = Ratio(measured.ratio);
-            goal = fmt::format("{:.2f}", of.goal.limit);
-            verdict = Verdict(measured.ratio.median <= of.goal.limit);
-            break;
-        case Goal::kNanoseconds:
-            goal = Time(of.goal.limit);
-            verdict = Verdict(measured.gateway <= of.goal.limit);
-            break;
-        case Goal::kAbove:
-            figure = "+ " + Time(measured.difference.median);
-            goal = "+ " + Time(of.goal.limit);
-            verdict = Verdict(measured.difference.median <= of.goal.limit);
-            break;
+    if (has_goal) {
+        verdict = Verdict(reached <= of.goal.limit);
+    } else {
+        goal.clear();
     }
     return line;
 }

@@ -21,7 +21,7 @@ public:
     explicit RowWriter(const BareStatement& insert) : insert_(insert)
     {
         insert.BindInteger(1, id_);
-        for (SQLUSMALLINT i = 0; i < texts_.size(); ++i) {
+        for (std::size_t i = 0; i < texts_.size(); ++i) {
             insert.BindText(static_cast<SQLUSMALLINT>(i + 2), texts_[i].data(), kTextSize,
                             indicators_[i]);
         }

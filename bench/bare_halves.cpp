@@ -1,7 +1,6 @@
 #include "bare_halves.h"
 
 #include <array>
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 
@@ -23,7 +22,7 @@ struct Bare {
 // The values of an insert, bound once and changed where they lie.
 struct InsertValues {
     long number = 0;
-    std::array<std::array<char, 64>, std::size(kInsertTexts)> texts{};
+    std::array<std::array<char, 64>, std::size(kInsertTexts)> texts{};  // ended by zeros
     std::array<SQLLEN, std::size(kInsertTexts)> indicators{SQL_NTS, SQL_NTS};
     double amount = 0;
 };
@@ -120,7 +119,7 @@ Half BareInserts(const Source& source, const Mode& mode)
     bare->connection.SetAutocommit(false);
     bare->statement.Prepare(kInsert);
     bare->statement.BindInteger(1, values->number);
-    for (SQLUSMALLINT i = 0; i < values->texts.size(); ++i) {
+    for (std::size_t i = 0; i < values->texts.size(); ++i) {
         bare->statement.BindText(static_cast<SQLUSMALLINT>(2 + i), values->texts[i].data(),
                                  values->texts[i].size(), values->indicators[i]);
     }
@@ -132,7 +131,7 @@ Half BareInserts(const Source& source, const Mode& mode)
         for (long i = 0; i < kInserts; ++i) {
             values->number = kFirstNumber + i;
             for (std::size_t text = 0; text < values->texts.size(); ++text) {
-                std::strcpy(values->texts[text].data(), kInsertTexts[text]);
+                kInsertTexts[text].copy(values->texts[text].data(), kInsertTexts[text].size());
             }
             values->amount = kInsertAmount;
             failed |= SQLExecute(statement) != SQL_SUCCESS;

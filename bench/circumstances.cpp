@@ -36,7 +36,8 @@ std::string Kernel()
 {
     utsname names{};
     uname(&names);
-    return std::string(names.sysname) + " " + names.release;
+    const std::string release = names.release;
+    return std::string(names.sysname) + " " + release.substr(0, release.find('-'));
 }
 
 std::string Information(const BareConnection& connection, SQLUSMALLINT type)
