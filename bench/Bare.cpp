@@ -65,6 +65,13 @@ void BareConnection::Rollback() const
             "rollback");
 }
 
+std::string BareConnection::Information(SQLUSMALLINT type) const
+{
+    char text[128] = {};
+    SQLGetInfo(connection_, type, text, sizeof text - 1, nullptr);
+    return text;
+}
+
 BareStatement::BareStatement(const BareConnection& connection)
 {
     Require(SQLAllocHandle(SQL_HANDLE_STMT, connection.Handle(), &handle_), SQL_HANDLE_DBC,

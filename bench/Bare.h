@@ -18,6 +18,8 @@ public:
     void SetAutocommit(bool on) const;
     void Commit() const;
     void Rollback() const;
+    /// A text of SQLGetInfo.
+    std::string Information(SQLUSMALLINT type) const;
     SQLHDBC Handle() const { return connection_; }
 
 private:

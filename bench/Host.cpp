@@ -7,10 +7,10 @@
 #include <stdexcept>
 #include <string_view>
 
-void Require(bool succeeded, const std::string& what)
+void Require(bool succeeded, std::string_view what)
 {
     if (!succeeded) {
-        throw std::runtime_error(what);
+        throw std::runtime_error(std::string(what));
     }
 }
 

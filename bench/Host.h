@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -43,6 +44,12 @@ class Handle {
 public:
     const zarray* In() const { return reinterpret_cast<const zarray*>(&word_); }
     zarray* Out() { return reinterpret_cast<zarray*>(&word_); }
+    SQLHANDLE Odbc() const
+    {
+        SQLHANDLE handle = nullptr;
+        std::memcpy(&handle, In()->bytes, sizeof handle);
+        return handle;
+    }
 
 private:
     alignas(2) unsigned char word_[2 + 8] = {8, 0};
@@ -96,7 +103,7 @@ public:
 };
 
 /// Throws where something that a case stands on didn't succeed.
-void Require(bool succeeded, const std::string& what);
+void Require(bool succeeded, std::string_view what);
 
 /// A counted argument without bytes.
 const zarray* EmptyArgument();

@@ -76,6 +76,14 @@ std::string SliceOf(long first, long rows)
            std::to_string(first) + " AND " + std::to_string(first + rows - 1);
 }
 
+std::string VersionOf(const Source& source)
+{
+    const BareConnection connection(source, kDefault);
+    return fmt::format("{}, driver {} {}, iODBC {}", connection.Information(SQL_DBMS_VER),
+                       connection.Information(SQL_DRIVER_NAME),
+                       connection.Information(SQL_DRIVER_VER), connection.Information(SQL_DM_VER));
+}
+
 void MakeTables(const Source& source)
 {
     const BareConnection connection(source, kDefault);
