@@ -252,7 +252,9 @@ RECORDED(SQLConnect,
          (SQLHDBC c, SQLCHAR* dsn, SQLSMALLINT dsn_length, SQLCHAR* uid, SQLSMALLINT uid_length,
           SQLCHAR* pwd, SQLSMALLINT pwd_length),
          Shown(c), Shown(dsn, dsn_length), Shown(uid, uid_length), Shown(pwd, pwd_length))
-RECORDED(SQLPrepare, (SQLHSTMT s, SQLCHAR* text, SQLINTEGER length), Shown(s), Shown(text, length))
+// Reads a text up to a zero, as some drivers do.
+RECORDED(SQLPrepare, (SQLHSTMT s, SQLCHAR* text, SQLINTEGER length), Shown(s),
+         Shown(text, length > 0 ? SQLINTEGER(std::strlen(reinterpret_cast<char*>(text))) : length))
 RECORDED(SQLPrepareW, (SQLHSTMT s, SQLWCHAR* text, SQLINTEGER length), Shown(s), length,
          length > 0 ? static_cast<int>(text[length - 1]) : 0)
 RECORDED(SQLEndTran, (SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion), type,

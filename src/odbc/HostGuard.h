@@ -6,21 +6,28 @@
 #include <atomic>
 #include <string>
 
-/// Marks the calling thread as one that runs an entry, until the end of the scope.
-///
-/// A SIGPIPE that this thread gets meanwhile is a driver's, see BrokenPipeHandler. And the thread
-/// can't be cancelled: its unwinding would have to pass through the guard that lets nothing escape.
-/// Scopes nest. No system call is made.
+/// Marks the calling thread as one that runs an entry, until the end of the scope. A SIGPIPE that
+/// it gets meanwhile is a driver's, see BrokenPipeHandler. Scopes nest. No system call is made.
 class HostGuard {
 public:
-    HostGuard() : outer_(thread_in_entry.load(std::memory_order_relaxed))
+    /// kOff where the thread may wait for a driver or run the host's code: a thread that is
+    /// cancelled there would be unwound through the guard that lets nothing escape. It takes as
+    /// long as the rest of a short entry.
+    enum class Cancellation { kOff, kAsItIs };
+
+    explicit HostGuard(Cancellation cancellation = Cancellation::kOff)
+        : outer_(thread_in_entry.load(std::memory_order_relaxed)), cancellation_(cancellation)
     {
         thread_in_entry.store(pthread_self(), std::memory_order_relaxed);
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
+        if (cancellation_ == Cancellation::kOff) {
+            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
+        }
     }
     ~HostGuard()
     {
-        pthread_setcancelstate(cancel_state_, nullptr);
+        if (cancellation_ == Cancellation::kOff) {
+            pthread_setcancelstate(cancel_state_, nullptr);
+        }
         thread_in_entry.store(outer_, std::memory_order_relaxed);
     }
     HostGuard(const HostGuard&) = delete;
@@ -37,6 +44,7 @@ private:
     static_assert(std::atomic<pthread_t>::is_always_lock_free);
 
     pthread_t outer_;
+    Cancellation cancellation_;
     int cancel_state_ = PTHREAD_CANCEL_ENABLE;
 };
 
