@@ -300,7 +300,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size)
     static const Gateway gateway = [] {
         std::setlocale(LC_CTYPE, "C.UTF-8");
         HostServices::Instance().call_host = &host;
-        host.behind_long_text = 0;
         host.counts = [] {
             const auto& script = Current();
             return GuardedHost::Counts{script.columns, script.markers,

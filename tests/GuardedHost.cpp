@@ -103,7 +103,8 @@ std::size_t GuardedHost::Readable(const ORVEL_ZFE& row, std::size_t index,
     const bool is_handle = index == 0 || name == "GetSQLErrors";
     const auto* units = std::get_if<std::u16string>(&input);
     if (units == nullptr) {
-        return std::max<std::size_t>(is_handle ? 8 : 0, std::get<std::string>(input).size());
+        return std::max<std::size_t>(is_handle ? 8 : 0,
+                                     std::get<std::string>(input).size() + behind_names);
     }
     const bool is_procedure = name == "DescribeProceduresW" || name == "DescribeProcedureColumnsW";
     const bool is_catalog = name == "DescribeProceduresW" && index == 1;

@@ -18,11 +18,16 @@ public:
         long diagnostics = 256;
     };
 
+    GuardedHost() { behind_long_text = 0; }
+
     char* Take(std::size_t size, std::size_t alignment) override;
     void GiveBack(char* bytes) override;
     std::size_t Readable(const ORVEL_ZFE& row, std::size_t index,
                          const Argument& input) const override;
     std::size_t Room(const ORVEL_ZFE& row, const std::vector<Argument>& inputs) const override;
+
+    /// How many zero bytes follow a counted byte string, for drivers that read on.
+    std::size_t behind_names = 0;
 
     /// Who knows the counts of the next call; nobody: more than there will be.
     std::function<Counts()> counts = [] { return Counts(); };

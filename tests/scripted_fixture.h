@@ -11,7 +11,6 @@ protected:
     ScriptedTest()
     {
         scripted::Restart();
-        guarded.behind_long_text = 0;
         guarded.counts = [] {
             const auto& script = scripted::Current();
             const auto records = script.endless_diagnostics ? 65'535 : script.diagnostics.size();

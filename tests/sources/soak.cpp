@@ -88,6 +88,10 @@ public:
     /// Makes the calls of a kind; there are as many as Kinds says.
     void Do(std::size_t kind) { (this->*kKinds[kind % kKinds.size()])(); }
     static std::size_t Kinds() { return kKinds.size(); }
+    static bool IsCatalog(long kind)
+    {
+        return kKinds[static_cast<std::size_t>(kind) % kKinds.size()] == &Soak::Catalogs;
+    }
 
     void Reload()
     {
@@ -250,7 +254,8 @@ bool HasGrown(const Source& source, const char* what, long times, Work work)
     fmt::print("{}: {} {}: heap {:+} bytes, resident {:+} KB\n", source.name, times, what, growth,
                static_cast<long>(ResidentKilobytes() - resident));
     std::fflush(stdout);
-    return growth > 0;
+    // Of a leak, a hundredth of a byte for each; less is a block that came out a little larger.
+    return growth > 64 + times / 100;
 }
 
 struct Amounts {
@@ -266,6 +271,13 @@ void KillInCalls(Soak& soak, long kills)
 {
     std::minstd_rand random(7);
     for (long kill = 0; kill < kills; ++kill) {
+        if (const auto lack = soak.Of().lacks.find("catalogs of a lost server");
+            lack != soak.Of().lacks.end() && Soak::IsCatalog(kill)) {
+            if (kill < static_cast<long>(Soak::Kinds())) {
+                fmt::print("left out: {}, {}: {}\n", soak.Of().name, lack->first, lack->second);
+            }
+            continue;
+        }
         const auto delay = std::chrono::microseconds(random() % 20'000);
         std::thread killer([&, delay] {
             std::this_thread::sleep_for(delay);
@@ -336,6 +348,7 @@ int main(int argc, char** argv)
     ::dlopen("libiodbc.so.2", RTLD_NOW);
     std::setlocale(LC_CTYPE, "C.UTF-8");
     GuardedHost host;
+    host.behind_names = 1;
     HostServices::Instance().call_host = &host;
     bool has_grown = false;
     try {
