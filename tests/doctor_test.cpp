@@ -48,7 +48,6 @@ class DoctorFiles : public testing::Test {
 protected:
     DoctorFiles()
     {
-        fs::create_directory(folder);
         std::ofstream(folder / "odbc.ini")
             << "[here]\nDriver=Mine\nDatabase=:memory:\n[elsewhere]\nDriver=/no/such/driver.so\n"
             << "[empty]\nDatabase=x\n[far]\nDriver=" WIDE_DRIVER_2 "\nPlace=here\n"
@@ -61,7 +60,6 @@ protected:
         fs::create_symlink(WIDE_DRIVER_4, folder / "narrow-none.so");
         fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), folder / "narrow-driver.so");
     }
-    ~DoctorFiles() override { fs::remove_all(folder); }
 
     Finished Diagnosed(const std::string& connection_string, const std::string& more = "") const
     {
@@ -75,8 +73,8 @@ protected:
     const std::string closed = std::to_string(nobody.number);
     const std::string wide = "DRIVER=" WIDE_DRIVER_2;
     const std::string right = "DRIVER=" WIDE_DRIVER_4;
-    const fs::path folder =
-        fs::temp_directory_path() / ("orvelgw-doctor-" + std::to_string(::getpid()));
+    const TemporaryFolder files;
+    const fs::path& folder = files.path;
 };
 
 TEST(Doctor, TellsOfEveryPart)

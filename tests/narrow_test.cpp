@@ -1,10 +1,10 @@
 // The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
 #include <dlfcn.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <sstream>
 
+#include "TemporaryFolder.h"
 #include "gateway_fixture.h"
 
 namespace {
@@ -13,9 +13,6 @@ namespace fs = std::filesystem;
 
 class NarrowShim : public GatewayTest {
 protected:
-    NarrowShim() { fs::create_directory(folder); }
-    ~NarrowShim() override { fs::remove_all(folder); }
-
     /// A link to the shim, or a copy, in a folder of the test's. Two links are one to the loader.
     std::string Link(const std::string& name) const
     {
@@ -39,8 +36,8 @@ protected:
         return std::string(Call("DSNConnect", {"DRIVER=" + driver + ";Database=:memory:"}).Bytes());
     }
 
-    const fs::path folder =
-        fs::temp_directory_path() / ("orvelgw-narrow-" + std::to_string(::getpid()));
+    const TemporaryFolder files;
+    const fs::path& folder = files.path;
 };
 
 TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)

@@ -4,7 +4,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "run_tool.h"
 
@@ -13,10 +15,7 @@ namespace {
 /// A folder of a test's own, with a database in it.
 class ToolFiles : public testing::Test {
 protected:
-    ToolFiles() { std::filesystem::create_directory(folder); }
-    ~ToolFiles() override { std::filesystem::remove_all(folder); }
-
-    std::string File(const char* name) const { return (folder / name).string(); }
+    std::string File(const char* name) const { return (folder.path / name).string(); }
     std::string Written(const char* name, const std::string& bytes) const
     {
         std::ofstream(File(name), std::ios::binary) << bytes;
@@ -36,8 +35,7 @@ protected:
     }
     Finished Tool(const std::string& words) const { return RunTool(Database() + words); }
 
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("orvelgw-tool-" + std::to_string(::getpid()));
+    const TemporaryFolder folder;
 };
 
 constexpr char kMemory[] = "-d 'DRIVER={SQLite3};Database=:memory:' ";
@@ -176,6 +174,74 @@ TEST_F(ToolFiles, CarriesFilesThereAndBack)
     EXPECT_EQ(Tool("-c 'SELECT missing' --get " + File("out")).exit_code, 1);
     EXPECT_EQ(Slurp(File("out")), "linked") << "what was there is not lost to a failure";
     EXPECT_EQ(Sql("SELECT count(*) FROM t"), "       2\n");
+}
+
+// What root may do is not what a user may.
+const std::string kHeld = ::geteuid() == 0 ? "setpriv --bounding-set -dac_override " : "";
+
+TEST_F(ToolFiles, GetsIntoWhatItMayReplace)
+{
+    namespace fs = std::filesystem;
+    for (const char* name : {"open", "setuid", "held", "theirs"}) {
+        Written(name, "old");
+    }
+    fs::permissions(File("setuid"), fs::perms(04711));
+    fs::permissions(File("held"), fs::perms(0444));
+    fs::create_symlink("made", File("dangling"));
+    fs::create_symlink("loop", File("loop"));
+    struct Case {
+        std::string file;
+        std::string content;  // of the file that is written
+        const char* message;
+        std::string words = "";
+    };
+    std::vector<Case> cases = {
+        {"/dev/fd/3", "oldnew", "(3 bytes", "3>>" + File("open")},
+        {"/proc/self/fd/3", "oldnewnew", "(3 bytes", "3>>" + File("open")},
+        {"/dev/fd/3", "oldnewnew", "Bad file descriptor", "3<" + File("open")},
+        {File("setuid"), "new", "(3 bytes"},
+        {File("held"), "old", "/held: Permission denied"},
+        {File("dangling"), "new", "(3 bytes"},
+        {File("loop"), "", "/loop: Too many levels"},
+        {File("held") + "/x", "", "Not a directory"},
+    };
+    if (::geteuid() == 0) {
+        constexpr uid_t kNobody = 65'534;
+        EXPECT_EQ(::chown(File("theirs").c_str(), kNobody, kNobody), 0);
+        fs::permissions(File("theirs"), fs::perms(0666));
+        cases.push_back({File("theirs"), "old", "/theirs: it is another user's"});
+    }
+    for (const Case& c : cases) {
+        const Finished run =
+            RunTool(Database() + "-c \"SELECT 'new'\" --get " + c.file + " " + c.words, kHeld);
+        EXPECT_NE(run.messages.find(c.message), std::string::npos) << run.messages;
+        EXPECT_EQ(run.exit_code == 0, c.message[0] == '(') << c.file;
+        EXPECT_EQ(Slurp(c.words.empty() ? c.file : File("open")), c.content) << c.file;
+    }
+    EXPECT_EQ(RunTool(Database() + "-c 'SELECT 5' --get /dev/stdout").data, "5");
+    EXPECT_EQ(fs::status(File("setuid")).permissions(), fs::perms(0711));
+    EXPECT_TRUE(fs::is_symlink(File("dangling")));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 8) << "and no part of one";
+}
+
+TEST_F(ToolFiles, LeavesNoPartWhereASignalEndsIt)
+{
+    const std::string endless =
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT max(i) FROM n";
+    Written("out", "old");
+    for (const char* signal : {"INT", "TERM", "HUP", "ABRT"}) {
+        const std::string tool = "env --default-signal=INT " ORVELGW_TOOL " " +
+                                 std::string(kMemory) + "-c '" + endless + "' --get " + File("out");
+        const std::string until_part = "while [ ! -e " + File("out.") + "* ]; do sleep 0.01; done";
+        EXPECT_EQ(
+            std::system(("exec 2>/dev/null; ulimit -c 0; " + tool + " & " + until_part +
+                         "; kill -" + signal + " $!; wait $!; [ $(kill -l $?) = " + signal + " ]")
+                            .c_str()),
+            0)
+            << signal;
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 1) << signal;
+    }
+    EXPECT_EQ(Slurp(File("out")), "old");
 }
 
 TEST_F(ToolFiles, ImportsAllRecordsOrNone)

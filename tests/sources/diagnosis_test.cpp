@@ -90,13 +90,12 @@ TEST(MisusedDrivers, AreNamedWithTheirCure)
 // libmaodbc.so 3.1.15 leaves a data source aside where the string names a driver.
 TEST(MisusedDrivers, AreTriedWithTheKeysOfADataSource)
 {
-    const auto file = std::filesystem::temp_directory_path() /
-                      ("orvelgw-misused-" + std::to_string(::getpid()) + ".ini");
+    const TemporaryFolder folder;
+    const auto file = folder.path / "odbc.ini";
     std::ofstream(file) << "[misused]\nDriver=" ORVELGW_DRIVER_FOLDER "/libmaodbc.so\n"
                         << "Server=127.0.0.1\nPort=" << Slurp(Sources().at(2).ServerFile("port"));
     const Finished run = RunDoctor("DSN=misused;UID=orvel;PWD=secret", "ODBCINI=" + file.string());
     ExpectLines(run, {"server          right", "with the shim   right      MariaDB"});
-    std::filesystem::remove(file);
 }
 
 }  // namespace
