@@ -37,6 +37,7 @@ constexpr char kMemory[] = "DRIVER={SQLite3};Database=:memory:";
 /// Expects parts of a report, each of one line, with single blanks between its words.
 void Expect(const std::string& report, const std::vector<std::string>& parts)
 {
+    EXPECT_EQ(report.find('\x1b'), std::string::npos) << report;
     const std::string squeezed = std::regex_replace(report, std::regex(" +"), " ");
     for (const std::string& part : parts) {
         EXPECT_NE(squeezed.find(part), std::string::npos) << part << "\n" << report;

@@ -291,6 +291,60 @@ TEST_F(ToolFiles, ImportsAllRecordsOrNone)
     EXPECT_EQ(Sql("SELECT count(*) FROM t"), before);
 }
 
+// What a driver, a server or a file says doesn't reach the terminal as commands to it.
+TEST_F(ToolFiles, ShowsNoControlCharacter)
+{
+    const std::string escape = "\033c";
+    const std::string sql = " -c \"SELECT char(27) || 'c'\"";
+    const std::string file = File(escape.c_str());
+    const std::string memory = kMemory;
+    const std::string driver = "-d DRIVER=" + File("narrow-driver.so");
+    std::filesystem::create_symlink(ORVELGW_NARROW_SHIM, File("narrow-driver.so"));
+    std::filesystem::create_symlink(WIDE_DRIVER_4, File("driver.so"));
+    Written("odbc.ini", "[" + escape + "]\nDatabase=:memory:\n");
+    struct Case {
+        const char* what;
+        std::string words;
+        const char* environment = "";
+    };
+    const Case cases[] = {
+        {"a value", memory + sql},
+        {"a value of 2-byte characters", memory + "-u" + sql},
+        {"a title", memory + "-c 'SELECT 1 AS \"" + escape + "\"'"},
+        {"a title in a message",
+         memory + "-c 'SELECT printf(\"%.*c\", 1001, \"x\") AS \"" + escape + "\"'"},
+        {"a diagnostic", memory + "-c 'SELECT * FROM \"" + escape + "\"'"},
+        {"a warning", driver + " -c 'SELECT 1'", "TEST_DRIVER=warn"},
+        {"a refusal", driver + " -c 'SELECT 1'"},
+        {"outputs and the trace", memory + "call Prepare @statement 'SELECT \"" + escape +
+                                      "\", 2' then Execute @statement then DescribeColumns "
+                                      "@statement then Fetch @statement then GetOneRow @statement "
+                                      "'[1]' then GetData @statement 1 1 then GetDataW @statement "
+                                      "1 -8"},
+        {"a diagnostic of a call", memory + "call Prepare @statement 'SELECT \"" + escape + "'"},
+        {"a word of a call", memory + "call '" + escape + "'"},
+        {"a file that is written", memory + "-c 'SELECT 1' --get '" + file + "'"},
+        {"a file that can't be", memory + "-c 'SELECT 1' --get '" + file + "/x'"},
+        {"a file that is sent", memory + "-c 'SELECT ?' --put '" + file + "x'"},
+        {"a file that is imported", memory + "--import '" + file + "x' t"},
+        {"a field of CSV", Database() + "--import " + Written("x.csv", escape + "\n1\n") + " t"},
+        {"a library", memory + "--library '" + escape + "' -c 'SELECT 1'"},
+        {"a word", memory + "'" + escape + "'"},
+        {"a string", "doctor -d '" + escape + "'"},
+        {"the configuration", "doctor -d none"},
+        {"a data source", "doctor -d 'DSN=" + escape + "'"},
+        {"a driver file", "doctor -d 'DRIVER=" + file + "'"},
+        {"a driver's refusal of a statement", "doctor " + driver, "TEST_DRIVER=connect"},
+    };
+    Sql("CREATE TABLE t(a INTEGER)");
+    for (const Case& c : cases) {
+        const Finished run = RunTool(c.words, c.environment + (" ODBCINI=" + File("odbc.ini")));
+        const std::string shown = run.data + run.messages;
+        EXPECT_NE(shown.find("\\x1bc"), std::string::npos) << c.what << ": " << shown;
+        EXPECT_EQ(shown.find('\x1b'), std::string::npos) << c.what;
+    }
+}
+
 TEST_F(ToolFiles, CallsAnyEntry)
 {
     Sql("CREATE TABLE t(id INTEGER, name VARCHAR(10))");

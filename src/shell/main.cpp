@@ -101,7 +101,7 @@ void RunStatements(const Session& session, const CommandLine& command, ResultSin
         }
         const auto size = query.RunIntoFile(*command.get_file);
         std::fprintf(stderr, "(%ju %s written to %s%s)\n", static_cast<std::uintmax_t>(size),
-                     size == 1 ? "byte" : "bytes", command.get_file->c_str(),
+                     size == 1 ? "byte" : "bytes", Printable(*command.get_file).c_str(),
                      size == 0 ? ": NULL, or an empty value" : "");
     }
 }
