@@ -28,6 +28,10 @@ bool IsInDriverFolder(const fs::path& driver)
 // Links and copies of the shim have its name inside.
 bool IsShim(const fs::path& file)
 {
+    std::error_code none;
+    if (!fs::is_regular_file(file, none)) {
+        return false;
+    }
     std::ifstream in(file, std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(in), {});
     return bytes.find(kShimName) != std::string::npos;
