@@ -286,6 +286,17 @@ TEST_F(ToolFiles, ImportsAllRecordsOrNone)
         EXPECT_EQ(bad.exit_code, 1);
         EXPECT_NE(bad.messages.find(c.message), std::string::npos) << bad.messages;
     }
+    // What has no end is told before the memory is full.
+    const std::pair<const char*, const char*> endless[] = {
+        {"x", "record 1: a field of more than 1000000 bytes"},
+        {",", "record 1: more than 1000000 fields"},
+    };
+    for (const auto& [byte, message] : endless) {
+        const Finished bad = RunTool(Database() + "--import /dev/stdin t",
+                                     "tr '\\0' " + std::string(byte) + " </dev/zero |");
+        EXPECT_EQ(bad.exit_code, 1);
+        EXPECT_NE(bad.messages.find(message), std::string::npos) << bad.messages;
+    }
     EXPECT_EQ(Tool("--import /nowhere.csv t").exit_code, 1);
     EXPECT_EQ(Tool("--import " + good + " nowhere").exit_code, 1);
     EXPECT_EQ(Sql("SELECT count(*) FROM t"), before);

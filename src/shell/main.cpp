@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -169,6 +170,9 @@ int main(int count, char** words)
         return kConnectionFailed;
     } catch (const SqlError& error) {
         Report(error);
+        return kSqlFailed;
+    } catch (const std::bad_alloc&) {
+        Complain("the memory is not enough");
         return kSqlFailed;
     } catch (const std::exception& error) {
         Complain(error.what());
