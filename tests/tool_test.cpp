@@ -224,6 +224,26 @@ TEST_F(ToolFiles, GetsIntoWhatItMayReplace)
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 8) << "and no part of one";
 }
 
+TEST_F(ToolFiles, ScriptsGoWhereTheyStand)
+{
+    namespace fs = std::filesystem;
+    const auto scripts = fs::path(ORVELGW_CALLOUTS).parent_path().parent_path() / "scripts";
+    fs::create_directories(folder.path / "elsewhere/scripts");
+    fs::create_directories(folder.path / "here/scripts");
+    fs::copy_file(scripts / "common.sh", folder.path / "here/scripts/common.sh");
+    Written("here/scripts/where", ". \"$(dirname \"$0\")/common.sh\"\npwd\n");
+    const auto where = [&] {
+        const int status = std::system(("cd " + File("here") + "; CDPATH=" + File("elsewhere") +
+                                        " " + kHeld + "bash scripts/where >../out 2>&1")
+                                           .c_str());
+        return std::to_string(WEXITSTATUS(status)) + " " + Slurp(File("out"));
+    };
+    EXPECT_EQ(where(), "0 " + File("here") + "\n");
+    fs::permissions(File("here/build"), fs::perms(0555));
+    EXPECT_EQ(where(), "1 scripts/where: this user can't write " + File("here") +
+                           "/build, where all that scripts make goes\n");
+}
+
 TEST_F(ToolFiles, LeavesNoPartWhereASignalEndsIt)
 {
     const std::string endless =
