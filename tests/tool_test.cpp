@@ -1,4 +1,5 @@
 // The program orvelgw as a person runs it.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -193,7 +194,7 @@ TEST_F(ToolFiles, GetsIntoWhatItMayReplace)
         std::string file;
         std::string content;  // of the file that is written
         const char* message;
-        std::string words = "";
+        std::string words = {};
     };
     std::vector<Case> cases = {
         {"/dev/fd/3", "oldnew", "(3 bytes", "3>>" + File("open")},
@@ -250,15 +251,13 @@ TEST_F(ToolFiles, LeavesNoPartWhereASignalEndsIt)
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT max(i) FROM n";
     Written("out", "old");
     for (const char* signal : {"INT", "TERM", "HUP", "ABRT"}) {
-        const std::string tool = "env --default-signal=INT " ORVELGW_TOOL " " +
-                                 std::string(kMemory) + "-c '" + endless + "' --get " + File("out");
-        const std::string until_part = "while [ ! -e " + File("out.") + "* ]; do sleep 0.01; done";
-        EXPECT_EQ(
-            std::system(("exec 2>/dev/null; ulimit -c 0; " + tool + " & " + until_part +
-                         "; kill -" + signal + " $!; wait $!; [ $(kill -l $?) = " + signal + " ]")
-                            .c_str()),
-            0)
-            << signal;
+        const std::string script = fmt::format(
+            "exec 2>/dev/null; ulimit -c 0\n"
+            "env --default-signal=INT {} {} -c '{}' --get {} &\n"
+            "while [ ! -e {}.* ]; do sleep 0.01; done\n"
+            "kill -{} $!; wait $!; [ $(kill -l $?) = {} ]",
+            ORVELGW_TOOL, kMemory, endless, File("out"), File("out"), signal, signal);
+        EXPECT_EQ(std::system(script.c_str()), 0) << signal;
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 1) << signal;
     }
     EXPECT_EQ(Slurp(File("out")), "old");
