@@ -65,6 +65,13 @@ void BareConnection::Rollback() const
             "rollback");
 }
 
+std::string BareConnection::Information(SQLUSMALLINT type) const
+{
+    char text[128] = {};
+    SQLGetInfo(connection_, type, text, sizeof text - 1, nullptr);
+    return text;
+}
+
 BareStatement::BareStatement(const BareConnection& connection)
 {
     Require(SQLAllocHandle(SQL_HANDLE_STMT, connection.Handle(), &handle_), SQL_HANDLE_DBC,
@@ -91,7 +98,7 @@ void BareStatement::Run(const std::string& sql) const
     Require(SQLExecDirect(handle_, AsText(sql), SQL_NTS), SQL_HANDLE_STMT, handle_, sql);
 }
 
-void BareStatement::BindInteger(SQLUSMALLINT number, SQLINTEGER& value) const
+void BareStatement::BindInteger(SQLUSMALLINT number, long& value) const
 {
     Require(SQLBindParameter(handle_, number, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 0, 0,
                              &value, sizeof value, nullptr),

@@ -18,6 +18,8 @@ public:
     void SetAutocommit(bool on) const;
     void Commit() const;
     void Rollback() const;
+    /// A text of SQLGetInfo.
+    std::string Information(SQLUSMALLINT type) const;
     SQLHDBC Handle() const { return connection_; }
 
 private:
@@ -36,7 +38,8 @@ public:
     void Prepare(const std::string& sql) const;
     void Execute() const;
     void Run(const std::string& sql) const;
-    void BindInteger(SQLUSMALLINT number, SQLINTEGER& value) const;
+    /// Of 64 bits, whose first 32 are the value: Virtuoso's driver 7.2.5 reads them all.
+    void BindInteger(SQLUSMALLINT number, long& value) const;
     void BindDouble(SQLUSMALLINT number, double& value) const;
     void BindText(SQLUSMALLINT number, char* text, std::size_t size, SQLLEN& indicator) const;
     /// The first column of the next row.

@@ -7,10 +7,10 @@
 #include <stdexcept>
 #include <string_view>
 
-void Require(bool succeeded, const std::string& what)
+void Require(bool succeeded, std::string_view what)
 {
     if (!succeeded) {
-        throw std::runtime_error(what);
+        throw std::runtime_error(std::string(what));
     }
 }
 
@@ -90,10 +90,10 @@ LongString LongString::Integer(long value)
     return LongString(std::move(list));
 }
 
-LongString LongString::Text(const char* text)
+LongString LongString::Text(std::string_view text)
 {
     ZString list;
-    list.AppendNTString(text);
+    list.AppendString(text.data(), text.size());
     return LongString(std::move(list));
 }
 

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "Source.h"
 #include "encoding/ZString.h"
@@ -13,27 +16,27 @@
 struct Entries {
     explicit Entries(const ORVEL_ZFE* table);
 
-    int32_t (*dsn_connect)(char*, zarray*);
-    int32_t (*disconnect)(const zarray*, int32_t*);
-    int32_t (*alloc_statement)(const zarray*, zarray*);
-    int32_t (*drop_statement)(const zarray*, int32_t*);
-    int32_t (*prepare)(const zarray*, ORVEL_EXSTR*, int32_t*);
-    int32_t (*execute)(const zarray*, int32_t*);
-    int32_t (*fetch)(const zarray*, int32_t*);
-    int32_t (*fetch_rows)(const zarray*, int32_t, zarray*);
-    int32_t (*get_one_row)(const zarray*, const zarray*, zarray*);
-    int32_t (*get_data_ex)(const zarray*, int32_t, int32_t, int32_t, ORVEL_EXSTR*);
-    int32_t (*close_cursor)(const zarray*, int32_t*);
-    int32_t (*num_result_cols)(const zarray*, int32_t*);
+    int32_t (*dsn_connect)(char*, zarray*) = nullptr;
+    int32_t (*disconnect)(const zarray*, int32_t*) = nullptr;
+    int32_t (*alloc_statement)(const zarray*, zarray*) = nullptr;
+    int32_t (*drop_statement)(const zarray*, int32_t*) = nullptr;
+    int32_t (*prepare)(const zarray*, ORVEL_EXSTR*, int32_t*) = nullptr;
+    int32_t (*execute)(const zarray*, int32_t*) = nullptr;
+    int32_t (*fetch)(const zarray*, int32_t*) = nullptr;
+    int32_t (*fetch_rows)(const zarray*, int32_t, zarray*) = nullptr;
+    int32_t (*get_one_row)(const zarray*, const zarray*, zarray*) = nullptr;
+    int32_t (*get_data_ex)(const zarray*, int32_t, int32_t, int32_t, ORVEL_EXSTR*) = nullptr;
+    int32_t (*close_cursor)(const zarray*, int32_t*) = nullptr;
+    int32_t (*num_result_cols)(const zarray*, int32_t*) = nullptr;
     int32_t (*bind_parameter)(const zarray*, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t,
-                              int32_t, int32_t*);
-    int32_t (*set_parameter)(const zarray*, ORVEL_EXSTR*, int32_t, int32_t*);
-    int32_t (*set_connect_option)(const zarray*, int32_t, int32_t, int32_t*);
-    int32_t (*transact)(const zarray*, int32_t, int32_t*);
-    int32_t (*set_unicode_option)(int32_t, int32_t*);
-    int32_t (*set_legacy_option)(int32_t, int32_t*);
-    int32_t (*was_error)(int32_t*);
-    int32_t (*get_last_sql_code)(int32_t*);
+                              int32_t, int32_t*) = nullptr;
+    int32_t (*set_parameter)(const zarray*, ORVEL_EXSTR*, int32_t, int32_t*) = nullptr;
+    int32_t (*set_connect_option)(const zarray*, int32_t, int32_t, int32_t*) = nullptr;
+    int32_t (*transact)(const zarray*, int32_t, int32_t*) = nullptr;
+    int32_t (*set_unicode_option)(int32_t, int32_t*) = nullptr;
+    int32_t (*set_legacy_option)(int32_t, int32_t*) = nullptr;
+    int32_t (*was_error)(int32_t*) = nullptr;
+    int32_t (*get_last_sql_code)(int32_t*) = nullptr;
 };
 
 /// A handle as an argument.
@@ -41,6 +44,12 @@ class Handle {
 public:
     const zarray* In() const { return reinterpret_cast<const zarray*>(&word_); }
     zarray* Out() { return reinterpret_cast<zarray*>(&word_); }
+    SQLHANDLE Odbc() const
+    {
+        SQLHANDLE handle = nullptr;
+        std::memcpy(&handle, In()->bytes, sizeof handle);
+        return handle;
+    }
 
 private:
     alignas(2) unsigned char word_[2 + 8] = {8, 0};
@@ -53,7 +62,7 @@ public:
     explicit LongString(std::string bytes = {}) : bytes_(std::move(bytes)) {}
 
     static LongString Integer(long value);
-    static LongString Text(const char* text);
+    static LongString Text(std::string_view text);
     static LongString Double(double value);
 
     ORVEL_EXSTR* In()
@@ -94,7 +103,7 @@ public:
 };
 
 /// Throws where something that a case stands on didn't succeed.
-void Require(bool succeeded, const std::string& what);
+void Require(bool succeeded, std::string_view what);
 
 /// A counted argument without bytes.
 const zarray* EmptyArgument();

@@ -1,6 +1,7 @@
 #include "Measurement.h"
 
 #include <algorithm>
+#include <chrono>
 
 Quartiles QuartilesOf(std::vector<double> values)
 {
@@ -29,9 +30,9 @@ Measurement Measure(const Pair& pair, const Effort& effort)
     std::vector<double> gateways;
     std::vector<double> bases;
     std::vector<double> allocations;
-    const double end = ThreadNanoseconds() + 1e9 * effort.seconds;
-    while (ratios.size() < effort.least ||
-           (ratios.size() < effort.most && ThreadNanoseconds() < end)) {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::duration<double>(effort.seconds);
+    while (ratios.size() < effort.least || (ratios.size() < effort.most && Clock::now() < end)) {
         Meter gateway;
         Meter base;
         if (ratios.size() % 2 == 0) {

@@ -24,7 +24,7 @@ struct Measurement {
 };
 
 struct Effort {
-    double seconds;  // of this thread's time, for a case
+    double seconds;  // for a case
     std::size_t least;
     std::size_t most;
 };

@@ -65,27 +65,28 @@ Line Titles()
     return {"", "text", "bare calls", "gateway", "ratio", "goal", ""};
 }
 
-Line LineOf(const Case& of, const Measurement& measured)
+Line LineOf(const Case& of, const Measurement& measured, bool has_goal)
 {
-    const std::string each = std::string(" a ") + of.unit;
+    const std::string each = std::string("/") + of.unit;
     Line line{of.name, of.mode.name, measured.base > 0 ? Time(measured.base) + each : "",
               Time(measured.gateway) + each};
     auto& [what, mode, base, gateway, figure, goal, verdict] = line;
-    switch (of.goal.kind) {
-        case Goal::kRatio:
-            figure = Ratio(measured.ratio);
-            goal = fmt::format("{:.2f}", of.goal.limit);
-            verdict = Verdict(measured.ratio.median <= of.goal.limit);
-            break;
-        case Goal::kNanoseconds:
-            goal = Time(of.goal.limit);
-            verdict = Verdict(measured.gateway <= of.goal.limit);
-            break;
-        case Goal::kAbove:
-            figure = "+ " + Time(measured.difference.median);
-            goal = "+ " + Time(of.goal.limit);
-            verdict = Verdict(measured.difference.median <= of.goal.limit);
-            break;
+    double reached = measured.gateway;
+    if (of.goal.kind == Goal::kRatio) {
+        reached = measured.ratio.median;
+        figure = Ratio(measured.ratio);
+        goal = fmt::format("{:.2f}", of.goal.limit);
+    } else if (of.goal.kind == Goal::kAbove) {
+        reached = measured.difference.median;
+        figure = "+ " + Time(reached);
+        goal = "+ " + Time(of.goal.limit);
+    } else {
+        goal = Time(of.goal.limit);
+    }
+    if (has_goal) {
+        verdict = Verdict(reached <= of.goal.limit);
+    } else {
+        goal.clear();
     }
     return line;
 }
@@ -108,7 +109,7 @@ Line LineOf(const Rival& rival)
 
 void Print(const Line& line)
 {
-    std::puts(fmt::format("{:33} {:9} {:>17} {:>17} {:>21} {:>9} {}", line[0], line[1], line[2],
+    std::puts(fmt::format("{:33} {:15} {:>17} {:>17} {:>21} {:>9} {}", line[0], line[1], line[2],
                           line[3], line[4], line[5], line[6])
                   .c_str());
     std::fflush(stdout);

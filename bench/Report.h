@@ -14,8 +14,8 @@
 /// that is reached.
 using Line = std::array<std::string, 7>;
 
-/// A line of a case.
-Line LineOf(const Case& of, const Measurement& measured);
+/// A line of a case; its goal is one over SQLite.
+Line LineOf(const Case& of, const Measurement& measured, bool has_goal);
 
 /// A line of one figure.
 Line LineOf(const std::string& what, double figure, const std::string& unit, double limit);

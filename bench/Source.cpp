@@ -21,7 +21,7 @@ public:
     explicit RowWriter(const BareStatement& insert) : insert_(insert)
     {
         insert.BindInteger(1, id_);
-        for (SQLUSMALLINT i = 0; i < texts_.size(); ++i) {
+        for (std::size_t i = 0; i < texts_.size(); ++i) {
             insert.BindText(static_cast<SQLUSMALLINT>(i + 2), texts_[i].data(), kTextSize,
                             indicators_[i]);
         }
@@ -30,7 +30,7 @@ public:
     void Write(long row)
     {
         const auto i = static_cast<std::size_t>(row);
-        id_ = static_cast<SQLINTEGER>(row);
+        id_ = row;
         Print(0, "{} {}", kNames[i % kNames.size()], row % 1000);
         Print(1, "{}", kCities[i % kCities.size()]);
         Print(2, "20{:02}-{:02}-{:02}", row % 27, row % 12 + 1, row % 28 + 1);
@@ -52,7 +52,7 @@ private:
     }
 
     const BareStatement& insert_;
-    SQLINTEGER id_ = 0;
+    long id_ = 0;
     std::array<std::array<char, kTextSize>, 5> texts_{};
     std::array<SQLLEN, 5> indicators_{SQL_NTS, SQL_NTS, SQL_NTS, SQL_NTS, SQL_NTS};
 };
@@ -74,6 +74,14 @@ std::string SliceOf(long first, long rows)
 {
     return std::string("SELECT ") + kColumns + " FROM " + kTable + " WHERE id BETWEEN " +
            std::to_string(first) + " AND " + std::to_string(first + rows - 1);
+}
+
+std::string VersionOf(const Source& source)
+{
+    const BareConnection connection(source, kDefault);
+    return fmt::format("{}, driver {} {}, iODBC {}", connection.Information(SQL_DBMS_VER),
+                       connection.Information(SQL_DRIVER_NAME),
+                       connection.Information(SQL_DRIVER_VER), connection.Information(SQL_DM_VER));
 }
 
 void MakeTables(const Source& source)

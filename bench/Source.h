@@ -36,5 +36,8 @@ inline constexpr int kColumnCount = 6;
 /// A query for so many rows, from a row on.
 std::string SliceOf(long first, long rows);
 
+/// The versions of the source and of what leads to it.
+std::string VersionOf(const Source& source);
+
 /// Makes the table, unless it is there with all its rows, and an empty one for inserts.
 void MakeTables(const Source& source);

@@ -1,7 +1,6 @@
 #include "bare_halves.h"
 
 #include <array>
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 
@@ -22,8 +21,8 @@ struct Bare {
 
 // The values of an insert, bound once and changed where they lie.
 struct InsertValues {
-    SQLINTEGER number = 0;
-    std::array<std::array<char, 64>, std::size(kInsertTexts)> texts{};
+    long number = 0;
+    std::array<std::array<char, 64>, std::size(kInsertTexts)> texts{};  // ended by zeros
     std::array<SQLLEN, std::size(kInsertTexts)> indicators{SQL_NTS, SQL_NTS};
     double amount = 0;
 };
@@ -76,7 +75,7 @@ Half BareRows(const Source& source, const Mode& mode, Counted counted, SQLLEN bu
 Half BareKeyQueries(const Source& source, const Mode& mode)
 {
     auto bare = std::make_shared<Bare>(source, mode);
-    auto key = std::make_shared<SQLINTEGER>(0);
+    auto key = std::make_shared<long>(0);
     bare->statement.Prepare(kKeyQuery);
     bare->statement.BindInteger(1, *key);
     return [=, query = 0L](Meter& meter) mutable {
@@ -84,7 +83,7 @@ Half BareKeyQueries(const Source& source, const Mode& mode)
         SQLHSTMT statement = bare->statement.Handle();
         meter.Start();
         for (const long value : keys) {
-            *key = static_cast<SQLINTEGER>(value);
+            *key = value;
             SQLExecute(statement);
             SQLFetch(statement);
             ReadColumns(statement, bare->mode, bare->mode.row_buffer);
@@ -120,7 +119,7 @@ Half BareInserts(const Source& source, const Mode& mode)
     bare->connection.SetAutocommit(false);
     bare->statement.Prepare(kInsert);
     bare->statement.BindInteger(1, values->number);
-    for (SQLUSMALLINT i = 0; i < values->texts.size(); ++i) {
+    for (std::size_t i = 0; i < values->texts.size(); ++i) {
         bare->statement.BindText(static_cast<SQLUSMALLINT>(2 + i), values->texts[i].data(),
                                  values->texts[i].size(), values->indicators[i]);
     }
@@ -130,9 +129,9 @@ Half BareInserts(const Source& source, const Mode& mode)
         bool failed = false;
         meter.Start();
         for (long i = 0; i < kInserts; ++i) {
-            values->number = static_cast<SQLINTEGER>(kFirstNumber + i);
+            values->number = kFirstNumber + i;
             for (std::size_t text = 0; text < values->texts.size(); ++text) {
-                std::strcpy(values->texts[text].data(), kInsertTexts[text]);
+                kInsertTexts[text].copy(values->texts[text].data(), kInsertTexts[text].size());
             }
             values->amount = kInsertAmount;
             failed |= SQLExecute(statement) != SQL_SUCCESS;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Meter.h"
@@ -58,7 +59,7 @@ Half BareNewStatements(const Source& source, const Mode& mode);
 inline constexpr long kInserts = 500;
 inline constexpr char kInsert[] = "INSERT INTO bench_inserts VALUES (?, ?, ?, ?)";
 inline constexpr long kFirstNumber = 1'000;
-inline constexpr const char* kInsertTexts[] = {"Springfield, north", "a text of usual length"};
+inline constexpr std::string_view kInsertTexts[] = {"Springfield, north", "a text of usual length"};
 inline constexpr double kInsertAmount = 1234.5;
 
 Half BareInserts(const Source& source, const Mode& mode);

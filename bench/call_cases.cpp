@@ -70,70 +70,53 @@ void CallSetParameter(Prepared& prepared)
     prepared.host.call.set_parameter(prepared.statement.In(), value.In(), 1, &result);
 }
 
-void CallNumResultCols(const Host& host, const Handle& statement)
-{
-    int32_t columns = 0;
-    host.call.num_result_cols(statement.In(), &columns);
-}
-
-void CallNumResultCols(SQLHSTMT statement)
-{
-    SQLSMALLINT columns = 0;
-    SQLNumResultCols(statement, &columns);
-}
-
-/// Statements on some connections, through the gateway and bare.
+/// Statements on some connections. A handle is ODBC's own, so that calls through the gateway and
+/// bare ones go to the same statements.
 class Crowd {
 public:
     Crowd(const Source& source, const Mode& mode, long connections, long statements, int library)
-        : host(mode, library)
+        : host_(mode, library)
     {
         for (long i = 0; i < connections; ++i) {
-            const Handle connection = host.Connect(source);
-            bare_connections_.push_back(std::make_unique<BareConnection>(source, mode));
+            const Handle connection = host_.Connect(source);
             for (long j = 0; j < statements; ++j) {
-                handles.push_back(host.Statement(connection));
-                host.Prepare(handles.back(), SliceOf(1, 1));
-                bares.push_back(std::make_unique<BareStatement>(*bare_connections_.back()));
-                bares.back()->Prepare(SliceOf(1, 1));
+                handles_.push_back(host_.Statement(connection));
+                host_.Prepare(handles_.back(), SliceOf(1, 1));
             }
         }
-        // Called in no order that a cache could guess.
-        std::minstd_rand random;
-        std::ranges::shuffle(handles, random);
-        std::ranges::shuffle(bares, random);
+        std::ranges::shuffle(handles_, std::minstd_rand());  // in no order that a cache could guess
     }
 
     void CallEach(Meter& meter) const
     {
-        meter.Start();
-        for (long done = 0; done < kCalls;) {
-            for (std::size_t i = 0; i < handles.size() && done < kCalls; ++i, ++done) {
-                CallNumResultCols(host, handles[i]);
-            }
-        }
-        meter.Stop();
+        int32_t columns = 0;
+        ForEach(meter,
+                [&](const Handle& handle) { host_.call.num_result_cols(handle.In(), &columns); });
+        Require(columns == kColumnCount, "columns are missing");
     }
 
     void CallEachBare(Meter& meter) const
     {
+        SQLSMALLINT columns = 0;
+        ForEach(meter, [&](const Handle& handle) { SQLNumResultCols(handle.Odbc(), &columns); });
+        Require(columns == kColumnCount, "columns are missing");
+    }
+
+private:
+    template <class Call>
+    void ForEach(Meter& meter, Call call) const
+    {
         meter.Start();
         for (long done = 0; done < kCalls;) {
-            for (std::size_t i = 0; i < bares.size() && done < kCalls; ++i, ++done) {
-                CallNumResultCols(bares[i]->Handle());
+            for (std::size_t i = 0; i < handles_.size() && done < kCalls; ++i, ++done) {
+                call(handles_[i]);
             }
         }
         meter.Stop();
     }
 
-    Host host;
-    std::vector<Handle> handles;
-
-private:
-    std::vector<std::unique_ptr<BareConnection>> bare_connections_;
-
-public:
-    std::vector<std::unique_ptr<BareStatement>> bares;
+    Host host_;
+    std::vector<Handle> handles_;
 };
 
 Pair NumResultCols(const Source& source, const Mode& mode)

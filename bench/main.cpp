@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <clocale>
@@ -6,10 +8,11 @@
 #include <fstream>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
+#include "Host.h"
 #include "Measurement.h"
 #include "Report.h"
-#include "circumstances.h"
 #include "encoding.h"
 #include "process.h"
 
@@ -20,9 +23,16 @@ struct Options {
     std::string folder = "build/bench";
     std::vector<std::string> servers;
     std::vector<std::string> rivals;
-    std::string command = "orvelgw-bench";
+    std::vector<std::string> circumstances;
     bool quick = false;
 };
+
+std::pair<std::string, std::string> NameAndValue(const std::string& text)
+{
+    const auto equals = text.find('=');
+    Require(equals != std::string::npos, text + " is not NAME=VALUE");
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
 
 /// Measures what the filter lets through, prints it line by line and keeps it for the report.
 class Bench {
@@ -36,20 +46,29 @@ public:
     {
         const Source sqlite{"SQLite", "DRIVER={SQLite3};Database=" + options_.folder + "/bench.db",
                             500'000};
-        MakeTables(sqlite);
-        report_.circumstances = Circumstances(sqlite, options_.command);
-        Begin("SQLite, 500,000 rows of 6 columns");
+        for (const std::string& circumstance : options_.circumstances) {
+            report_.circumstances.push_back(NameAndValue(circumstance));
+        }
+        report_.circumstances.emplace_back("Compiler", "GCC " __VERSION__);
+        Begin(sqlite);
         MeasureProcess(sqlite);
         std::vector<Case> cases = QueryCases();
         std::ranges::move(CallCases(), std::back_inserter(cases));
-        MeasureCases(sqlite, cases);
+        for (const Case& c : Selected(cases)) {
+            const Measurement measured = MeasureCase(c, sqlite, 2);
+            Add(LineOf(c, measured, true));
+            if (c.goal.kind == Goal::kRatio) {
+                report_.bars.push_back({c.name, c.mode.name, measured.ratio, c.goal.limit});
+            }
+        }
         MeasureAdded(sqlite, cases);
         for (const std::string& server : options_.servers) {
-            const auto equals = server.find('=');
-            const Source source{server.substr(0, equals), server.substr(equals + 1), 20'000};
-            MakeTables(source);
-            Begin(source.name + ", 20,000 rows");
-            MeasureCases(source, QueryCases());
+            const auto [name, connection_string] = NameAndValue(server);
+            const Source source{name, connection_string, 20'000};
+            Begin(source);
+            for (const Case& c : Selected(QueryCases())) {
+                Add(LineOf(c, MeasureCase(c, source, 1), false));
+            }
         }
         MeasureRivals(sqlite);
         if (Selected("encoding")) {
@@ -69,7 +88,20 @@ private:
         return name.find(options_.filter) != std::string::npos;
     }
 
-    void Begin(const std::string& title) { report_.sections.push_back({title, {}}); }
+    std::vector<Case> Selected(std::vector<Case> cases) const
+    {
+        std::erase_if(cases, [&](const Case& c) { return !Selected(c.name + ", " + c.mode.name); });
+        return cases;
+    }
+
+    void Begin(const Source& source)
+    {
+        MakeTables(source);
+        report_.circumstances.emplace_back(source.name, VersionOf(source));
+        report_.sections.push_back({fmt::format("{}, {},000 rows of {} columns", source.name,
+                                                source.rows / 1'000, kColumnCount),
+                                    {}});
+    }
 
     void Add(const Line& line)
     {
@@ -98,25 +130,19 @@ private:
                    (memory.after_million_calls - memory.after_first_calls) / kMegabyte, " MB", 0));
     }
 
-    void MeasureCases(const Source& source, const std::vector<Case>& cases)
+    Measurement MeasureCase(const Case& c, const Source& source, double seconds)
     {
-        const Effort effort = options_.quick ? Effort{0.5, 7, 500} : Effort{2, 15, 1'000};
-        for (const Case& c : cases) {
-            if (!Selected(c.name + ", " + c.mode.name)) {
-                continue;
-            }
-            const bool has_number = c.pairs != 0 && !options_.quick;
-            const Measurement measured =
-                Measure(c.make(source, c.mode), has_number ? Effort{0, c.pairs, c.pairs} : effort);
-            Add(LineOf(c, measured));
-            // The chart shows the first source.
-            if (c.goal.kind == Goal::kRatio && report_.sections.size() == 1) {
-                report_.bars.push_back({c.name, c.mode.name, measured.ratio, c.goal.limit});
-            }
-            if (std::string_view(c.unit) == "row") {
-                most_allocations_ = std::max(most_allocations_, measured.allocations);
-            }
+        Effort effort{seconds, 15, 1'000};
+        if (options_.quick) {
+            effort = {0.5, 7, 1'000};
+        } else if (c.pairs != 0) {
+            effort = {0, c.pairs, c.pairs};
         }
+        const Measurement measured = Measure(c.make(source, c.mode), effort);
+        if (std::string_view(c.unit) == "row") {
+            most_allocations_ = std::max(most_allocations_, measured.allocations);
+        }
+        return measured;
     }
 
     // The most that the library adds in any case.
@@ -169,7 +195,7 @@ int main(int argc, char** argv)
     app.add_option("--server", options.servers,
                    "NAME=CONNECTION STRING of a source to measure, too");
     app.add_option("--rival", options.rivals, "a command that measures another way to the rows");
-    app.add_option("--command", options.command, "the command that the results name");
+    app.add_option("--circumstance", options.circumstances, "NAME=VALUE for the results");
     app.add_flag("--quick", options.quick, "fewer pairs");
     CLI11_PARSE(app, argc, argv);
     try {

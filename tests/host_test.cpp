@@ -2,15 +2,18 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <set>
 #include <thread>
 
 #include "scripted_fixture.h"
 
 using scripted::Current;
+using scripted::WideBytes;
 
 // A host's own functions of the names of entries: the library must not end up in them.
 #pragma GCC visibility push(default)
@@ -181,6 +184,60 @@ TEST_F(ScriptedTest, LeavesTheParentsConnectionsToIt)
     EXPECT_NE(Current().Taken().find("SQLDisconnect"), std::string::npos);
     gateway.emplace(ORVELGW_LIBRARY);
 }
+
+#ifndef __SANITIZE_ADDRESS__  // whose frames are many times as large
+// How much of a thread's stack work() takes.
+std::size_t StackOf(const std::function<void()>& work)
+{
+    constexpr std::size_t kSize = 1U << 20;
+    constexpr char kUnused = 0x5A;
+    std::vector<char> stack(kSize, kUnused);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack.data(), stack.size());
+    const auto run = [](void* what) -> void* {
+        (*static_cast<const std::function<void()>*>(what))();
+        return nullptr;
+    };
+    pthread_t thread{};
+    EXPECT_EQ(pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&work)),
+              0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    return static_cast<std::size_t>(
+        stack.end() - std::ranges::find_if(stack, [](char byte) { return byte != kUnused; }));
+}
+
+// What the header grants: a host may have threads of small stacks.
+TEST_F(ScriptedTest, TakesLittleStack)
+{
+    Open();
+    Current().diagnostics = {{"HY000", 1, std::string(600, 'm')}};
+    Current().values = {{.length = 4, .bytes = WideBytes(L"x")}};
+    const std::size_t without = StackOf([this] { Call("GetUV"); });
+    for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row) {
+        if (std::string_view(row->name) == "RemoveConnection") {
+            continue;
+        }
+        for (const std::string& handle : {connection, statement}) {
+            std::vector<Argument> inputs;
+            for (const char letter : std::string_view(row->signature)) {
+                if (letter == 'b') {
+                    inputs.emplace_back(inputs.empty() ? handle : std::string());
+                } else if (letter == 'i') {
+                    inputs.emplace_back(letter == row->signature[2] ? 1 : -8);
+                } else if (letter == 's') {
+                    inputs.emplace_back(u"x");
+                } else if (letter == 'c' || letter == 'j') {
+                    inputs.emplace_back("x");
+                }
+            }
+            constexpr std::size_t kGranted = 16'384;
+            EXPECT_LT(StackOf([&] { Call(row->name, inputs); }), without + kGranted) << row->name;
+        }
+    }
+}
+#endif
 
 // A driver's wait for a server is a cancellation point, which must not unwind through the guard.
 TEST_F(ScriptedTest, IsNotCancelledInsideAnEntry)

@@ -1,6 +1,10 @@
 // Parameters over the scripted driver manager: how they are bound, what lies in their buffers.
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <fstream>
+
+#include "encoding/ZString.h"
 #include "scripted_fixture.h"
 
 using scripted::Current;
@@ -363,6 +367,32 @@ TEST_F(ParameterTest, DescribesMarkersUntilOneFails)
     Current().codes["SQLNumParams"] = SQL_ERROR;
     EXPECT_EQ(Call("DescribeParameters", {statement}).length, 0U);
     EXPECT_EQ(WasError(), -1);
+}
+
+long ResidentBytes()
+{
+    long pages = 0;
+    std::ifstream("/proc/self/statm").ignore(64, ' ') >> pages;
+    return pages * ::sysconf(_SC_PAGESIZE);
+}
+
+TEST_F(ScriptedTest, RefusedAndHugeParametersTakeNoMemory)
+{
+    Open();
+    constexpr int kLongest = INT32_MAX;
+    const long before = ResidentBytes();
+    EXPECT_EQ(Code("BindParameter", {statement, 2, 1, 1, 12, 10, 0, kLongest}), 0);
+    ZString lengths;
+    for (int i = 0; i < 4; ++i) {
+        lengths.AppendLong(kLongest);
+    }
+    EXPECT_EQ(Code("BindParameters", {statement, lengths, "", "", "", ""}), 0);
+    Current().codes["SQLBindParameter"] = SQL_ERROR;
+    for (int i = 0; i < 100'000; ++i) {
+        ASSERT_EQ(Code("BindParameter", {statement, 1, 1, 1, 12, 10, 0, 1000}), -1);
+        Current().calls.clear();
+    }
+    EXPECT_LT(ResidentBytes() - before, 20 << 20);
 }
 
 }  // namespace

@@ -175,7 +175,9 @@ RECORDED(SQLConnect,
           SQLCHAR* pwd, SQLSMALLINT pwd_length),
          Shown(c), Shown(dsn, dsn_length), Shown(uid, uid_length), Shown(pwd, pwd_length))
 RECORDED(SQLDisconnect, (SQLHDBC c), Shown(c))
-RECORDED(SQLPrepare, (SQLHSTMT s, SQLCHAR* text, SQLINTEGER length), Shown(s), Shown(text, length))
+// Reads a text up to a zero, as some drivers do.
+RECORDED(SQLPrepare, (SQLHSTMT s, SQLCHAR* text, SQLINTEGER length), Shown(s),
+         Shown(text, length > 0 ? SQLINTEGER(std::strlen(reinterpret_cast<char*>(text))) : length))
 RECORDED(SQLPrepareW, (SQLHSTMT s, SQLWCHAR* text, SQLINTEGER length), Shown(s), length,
          length > 0 ? static_cast<int>(text[length - 1]) : 0)
 RECORDED(SQLExecute, (SQLHSTMT s), Shown(s))

@@ -97,7 +97,7 @@ sub measure {
         push @base, $base / $units;
         push @ratios, $own / $base;
     }
-    printf "DBD::ODBC\t%s\t%.4f %.4f %.4f %.1f %.1f\n", $task,
+    printf "DBD::ODBC %s\t%s\t%.4f %.4f %.4f %.1f %.1f\n", DBD::ODBC->VERSION, $task,
         (map { quantile($_, @ratios) } 0.25, 0.5, 0.75), quantile(0.5, @own), quantile(0.5, @base);
 }
 

@@ -90,7 +90,7 @@ def measure(task, units, work):
     low, median, high = statistics.quantiles([own / base for own, base in pairs], n=4)
     own_time = statistics.median(own for own, _ in pairs) / units
     base_time = statistics.median(base for _, base in pairs) / units
-    print("pyodbc", task, f"{low:.4f} {median:.4f} {high:.4f} {own_time:.1f} {base_time:.1f}", sep="\t")
+    print(f"pyodbc {pyodbc.version}", task, f"{low:.4f} {median:.4f} {high:.4f} {own_time:.1f} {base_time:.1f}", sep="\t")
 
 
 measure("FetchRows 100, with execute", SLICE, fetch_rows)
