@@ -42,13 +42,13 @@ bool NamesSecret(std::string key)
 }
 
 // Whether a value has such a key and its value inside, as options of a server's have.
-bool HasSecretKey(const std::string& value)
+bool HasSecretKey(std::string_view value)
 {
     for (auto equals = value.find('='); equals != std::string::npos;
          equals = value.find('=', equals + 1)) {
-        const auto end = value.substr(0, equals).find_last_not_of(' ') + 1;
-        const std::string before = value.substr(0, end);
-        if (NamesSecret(before.substr(before.find_last_of(" {,;&?\"'") + 1))) {
+        const auto before = value.substr(0, equals);
+        const auto key = before.substr(0, before.find_last_not_of(' ') + 1);
+        if (NamesSecret(std::string(key.substr(key.find_last_of(" {,;&?=\"'") + 1)))) {
             return true;
         }
     }
