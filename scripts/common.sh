@@ -1,7 +1,13 @@
 # What the scripts share; sourced by them.
 # shellcheck shell=bash
 set -euo pipefail
+unset CDPATH # where cd would look for a relative folder first
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+if ! mkdir -p build 2>/dev/null || [ ! -w build ]; then
+    echo "$0: this user can't write $PWD/build, where all that scripts make goes" >&2
+    exit 1
+fi
 
 build_packages="g++ cmake ninja-build pkg-config libiodbc2-dev libcli11-dev libfmt-dev libffi-dev
     libcsv-dev libutf8proc-dev libgtest-dev libbenchmark-dev"

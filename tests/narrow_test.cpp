@@ -1,11 +1,12 @@
 // The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
 #include <dlfcn.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <sstream>
 
+#include "TemporaryFolder.h"
 #include "gateway_fixture.h"
+#include "shell/driver_kind.h"
 
 namespace {
 
@@ -13,9 +14,6 @@ namespace fs = std::filesystem;
 
 class NarrowShim : public GatewayTest {
 protected:
-    NarrowShim() { fs::create_directory(folder); }
-    ~NarrowShim() override { fs::remove_all(folder); }
-
     /// A link to the shim, or a copy, in a folder of the test's. Two links are one to the loader.
     std::string Link(const std::string& name) const
     {
@@ -39,8 +37,8 @@ protected:
         return std::string(Call("DSNConnect", {"DRIVER=" + driver + ";Database=:memory:"}).Bytes());
     }
 
-    const fs::path folder =
-        fs::temp_directory_path() / ("orvelgw-narrow-" + std::to_string(::getpid()));
+    const TemporaryFolder files;
+    const fs::path& folder = files.path;
 };
 
 TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)
@@ -111,10 +109,12 @@ TEST_F(NarrowShim, KeepsTheDriversCallsInsideIt)
 TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
 {
     fs::create_symlink("/lib/x86_64-linux-gnu/libm.so.6", folder / "libm.so.6");
+    fs::create_symlink(LoadedDriverManager().file, folder / "libiodbc.so.2");
     const std::pair<std::string, std::string> cases[] = {
         {Copy("narrow-nothing.so"), (folder / "nothing.so").string() + ": cannot open"},
         {Copy("narrow-nothing2.so"), "/odbc/nothing2.so: cannot open"},
         {Copy("narrow-libm.so.6"), "libm.so.6: no ODBC driver, as it has no SQLConnect"},
+        {Copy("narrow-libiodbc.so.2"), "libiodbc.so.2: this is a driver manager"},
         {Self(), "self.so: this is the shim itself"},
         {Copy("shim.so"), "shim.so: a driver is named by a link to it"},
         {Copy("narrow-"), "a driver is named by a link to it"},

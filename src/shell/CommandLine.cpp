@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "shell/present.h"
 #include "shell/version.h"
 
 namespace {
@@ -114,6 +115,11 @@ constexpr char kDoctorFooter[] =
     "  -d,--data-source STRING     Connection string, or the name of a data source\n"
     "  --library FILE              The gateway to load";
 
+std::string Refusal(const CLI::App* /*app*/, const CLI::Error& error)
+{
+    return Printable(error.what()) + "\nRun with --help for more information.\n";
+}
+
 // The words in reverse order, as the parser takes them, a value of none (--null=) as one of its
 // own.
 std::vector<std::string> Reversed(int count, const char* const* words)
@@ -164,6 +170,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
     CLI::App* doctor = app.add_subcommand("doctor", kDoctorHelp)->fallthrough();
     doctor->footer(kDoctorFooter);
     app.footer(kFooter);
+    app.failure_message(&Refusal);
     try {
         app.parse(Reversed(count, words));
         command.markers = markers.Markers();

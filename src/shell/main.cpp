@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -101,7 +102,7 @@ void RunStatements(const Session& session, const CommandLine& command, ResultSin
         }
         const auto size = query.RunIntoFile(*command.get_file);
         std::fprintf(stderr, "(%ju %s written to %s%s)\n", static_cast<std::uintmax_t>(size),
-                     size == 1 ? "byte" : "bytes", command.get_file->c_str(),
+                     size == 1 ? "byte" : "bytes", Printable(*command.get_file).c_str(),
                      size == 0 ? ": NULL, or an empty value" : "");
     }
 }
@@ -169,6 +170,9 @@ int main(int count, char** words)
         return kConnectionFailed;
     } catch (const SqlError& error) {
         Report(error);
+        return kSqlFailed;
+    } catch (const std::bad_alloc&) {
+        Complain("the memory is not enough");
         return kSqlFailed;
     } catch (const std::exception& error) {
         Complain(error.what());

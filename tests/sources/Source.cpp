@@ -8,7 +8,7 @@
 
 std::string Source::ConnectionString(int port) const
 {
-    return ConnectionString(port, password);
+    return ConnectionString(port, Password());
 }
 
 std::string Source::ConnectionString(int port, const std::string& its_password) const
@@ -21,6 +21,15 @@ std::string Source::ConnectionString(int port, const std::string& its_password) 
         std::ifstream(ServerFile("port")) >> number;
     }
     return driver + server + number + ";UID=" + user + ";PWD=" + its_password;
+}
+
+std::string Source::Password() const
+{
+    std::string password;
+    if (!server.empty()) {
+        std::ifstream(ServerFile("password")) >> password;
+    }
+    return password;
 }
 
 std::string Source::Name(std::string its_name) const
@@ -67,7 +76,6 @@ const std::vector<Source>& Sources()
             .driver = "DRIVER={PostgreSQL};Database=postgres;",
             .server = "Servername=127.0.0.1;Port=",
             .user = "orvel",
-            .password = "secret",
             .bad_login = "password authentication failed for user",
             .no_server = "Connection refused",
             .types = {.long_binary = "BYTEA"},
@@ -86,7 +94,6 @@ const std::vector<Source>& Sources()
             .driver = "DRIVER={MariaDB};Database=orvel;Charset=utf8mb4;",
             .server = "Server=127.0.0.1;Port=",
             .user = "orvel",
-            .password = "secret",
             .bad_login = "(28000) NativeError: [1045]",
             .no_server = "Can't connect to server",
             .types = {.moment = "DATETIME(6)", .long_text = "LONGTEXT", .long_binary = "LONGBLOB"},
@@ -112,7 +119,6 @@ const std::vector<Source>& Sources()
             .driver = "DRIVER={Virtuoso};",
             .server = "HOST=127.0.0.1:",
             .user = "dba",
-            .password = "dba",
             .bad_login =
                 "(28000) NativeError: [-1] Message: [OpenLink][Virtuoso iODBC Driver]CL034",
             .no_server = "CL033: Connect failed",

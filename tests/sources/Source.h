@@ -33,7 +33,6 @@ struct Source {
     std::string driver;       // with what says which database, for a connection string
     std::string server = {};  // what says where, up to its port; empty: it is a file
     std::string user = {};
-    std::string password = {};
     std::string bad_login = {};      // what is said of a wrong password
     std::string no_server = {};      // and of a port where nobody listens
     bool is_narrow = true;           // the driver manager converts all wide text
@@ -51,6 +50,9 @@ struct Source {
     std::string ConnectionString(int port = 0) const;
     /// The same for another password.
     std::string ConnectionString(int port, const std::string& its_password) const;
+
+    /// Its user's password, which scripts/with-servers made.
+    std::string Password() const;
 
     /// A name of SQL as the catalog has it.
     std::string Name(std::string its_name) const;

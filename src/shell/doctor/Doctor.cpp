@@ -56,6 +56,8 @@ KindWords WordsOf(const DriverKind& kind)
             return {"unloadable", kind.reason};
         case DriverKind::kNoDriver:
             return {"no driver", "no ODBC functions"};
+        case DriverKind::kDriverManager:
+            return {"no driver", "a driver manager, which would load itself for ever"};
         case DriverKind::kNarrow:
             return {"right", "narrow functions only; the driver manager converts wide text"};
         case DriverKind::kWide:
@@ -96,6 +98,10 @@ ExitCode Doctor::Run()
     if (source_.WhatIsWrong() == DataSource::kNone) {
         kind_ = KindOfDriver(source_.DriverFile());
         ReportKind();
+        if (kind_.form == DriverKind::kDriverManager) {
+            ReportCauses({});
+            return kConnectionFailed;
+        }
         ReportServer();
     }
     ModeTrial trial = TryMode(*gateway_, kModes[0].options, text_);

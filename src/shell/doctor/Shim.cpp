@@ -1,9 +1,5 @@
 #include "shell/doctor/Shim.h"
 
-#include <unistd.h>
-
-#include <climits>
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -18,8 +14,6 @@ namespace {
 constexpr char kShimName[] = "liborvelnarrow.so";
 constexpr char kPrefix[] = "narrow-";
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
-
 bool IsInDriverFolder(const fs::path& driver)
 {
     return driver.parent_path() == ORVELGW_DRIVER_FOLDER;
@@ -28,64 +22,31 @@ bool IsInDriverFolder(const fs::path& driver)
 // Links and copies of the shim have its name inside.
 bool IsShim(const fs::path& file)
 {
+    std::error_code none;
+    if (!fs::is_regular_file(file, none)) {
+        return false;
+    }
     std::ifstream in(file, std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(in), {});
     return bytes.find(kShimName) != std::string::npos;
 }
 
-// What a handler of signals can reach: the folder, the link to the shim and that to the driver.
-struct TrialFiles {
-    char folder[PATH_MAX];
-    char link[PATH_MAX];
-    char driver[PATH_MAX];
-};
-TrialFiles trial_files;
-
-void RemoveTrialFiles()
+// Empty where there is no folder, or no link can be made in it.
+std::string MadeLink(const fs::path& target, const std::string& folder, const std::string& name)
 {
-    ::unlink(trial_files.link);
-    ::unlink(trial_files.driver);
-    ::rmdir(trial_files.folder);
-}
-
-// The signal comes with its usual action as the handler returns.
-void RemoveAndEnd(int signal)
-{
-    RemoveTrialFiles();
-    ::raise(signal);
-}
-
-// What a program is to ignore, it ignores on.
-void HandleEndingSignals()
-{
-    for (const int signal : kEndingSignals) {
-        struct sigaction action {};
-        ::sigaction(signal, nullptr, &action);
-        if (action.sa_handler == SIG_DFL) {
-            action.sa_handler = &RemoveAndEnd;
-            action.sa_flags = static_cast<int>(SA_RESETHAND);
-            ::sigaction(signal, &action, nullptr);
-        }
+    const fs::path link = fs::path(folder) / name;
+    std::error_code error;
+    if (!folder.empty()) {
+        fs::create_symlink(target, link, error);
     }
+    return folder.empty() || error ? "" : link.string();
 }
 
-void LeaveEndingSignals()
+std::string MadeFolder()
 {
-    for (const int signal : kEndingSignals) {
-        struct sigaction action {};
-        ::sigaction(signal, nullptr, &action);
-        if (action.sa_handler == &RemoveAndEnd) {
-            std::signal(signal, SIG_DFL);
-        }
-    }
-}
-
-bool Keep(const fs::path& path, char (&kept)[PATH_MAX])
-{
-    const std::string& text = path.native();
-    const bool fits = text.size() < PATH_MAX;
-    kept[fits ? text.copy(kept, text.size()) : 0] = '\0';
-    return fits;
+    std::error_code error;
+    std::string folder = fs::temp_directory_path(error) / "orvelgw-XXXXXX";
+    return error || ::mkdtemp(folder.data()) == nullptr ? "" : folder;
 }
 
 }  // namespace
@@ -126,26 +87,10 @@ bool Shim::IsNameless(const fs::path& driver)
 }
 
 TrialLink::TrialLink(const Shim& shim, const fs::path& driver)
-{
-    HandleEndingSignals();
-    trial_files = {};
-    std::error_code error;
-    const fs::path parent = fs::temp_directory_path(error);
-    if (error || !Keep(parent / "orvelgw-XXXXXX", trial_files.folder) ||
-        ::mkdtemp(trial_files.folder) == nullptr) {
-        trial_files = {};
-        return;
-    }
-    const fs::path folder = trial_files.folder;
-    link_ = folder / (kPrefix + driver.filename().string());
-    if (Keep(link_, trial_files.link) && Keep(folder / driver.filename(), trial_files.driver)) {
-        fs::create_symlink(Resolved(shim.File()), trial_files.link, error);
-        fs::create_symlink(fs::absolute(driver, error), trial_files.driver, error);
-    }
-}
-
-TrialLink::~TrialLink()
-{
-    RemoveTrialFiles();
-    LeaveEndingSignals();
-}
+    : folder_(&MadeFolder),
+      link_([&] {
+          return MadeLink(Resolved(shim.File()), folder_.Path(),
+                          kPrefix + driver.filename().string());
+      }),
+      driver_([&] { return MadeLink(fs::absolute(driver), folder_.Path(), driver.filename()); })
+{}

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "shell/TemporaryPath.h"
+
 /// The shim, and the link to it by which it finds one driver.
 class Shim {
 public:
@@ -33,18 +35,17 @@ private:
     std::filesystem::path link_;
 };
 
-/// A link to the shim in a temporary folder of its own, which goes with this object, or with the
-/// process where INT, TERM or HUP ends it. There is one such object at a time.
+/// A link to the shim in a temporary folder of its own, which goes with this object or with the
+/// process.
 class TrialLink {
 public:
     TrialLink(const Shim& shim, const std::filesystem::path& driver);
-    ~TrialLink();
-    TrialLink(const TrialLink&) = delete;
-    TrialLink& operator=(const TrialLink&) = delete;
 
     /// The link, empty where no folder can be written.
-    const std::filesystem::path& File() const { return link_; }
+    const std::string& File() const { return link_.Path(); }
 
 private:
-    std::filesystem::path link_;
+    TemporaryPath folder_;
+    TemporaryPath link_;
+    TemporaryPath driver_;
 };
