@@ -38,17 +38,6 @@ std::string MarkdownTable(const std::vector<Line>& lines)
     return table;
 }
 
-std::string EncodingTable(const std::vector<EncodingFigure>& figures)
-{
-    std::string table = "| | a value | read | allocations a value |\n|---|--:|--:|--:|\n";
-    for (const EncodingFigure& figure : figures) {
-        table +=
-            fmt::format("| {} | {} | {:.2f} GB/s | {:.4g} |\n", figure.name,
-                        Time(figure.nanoseconds), figure.gigabytes_a_second, figure.allocations);
-    }
-    return table;
-}
-
 std::string RivalTable(const std::vector<Rival>& rivals)
 {
     std::string table = "| | | bare | with it | ratio |\n|---|---|--:|--:|--:|\n";
@@ -114,6 +103,17 @@ void Print(const Line& line)
     };
     std::apply(print, line);
     std::fflush(stdout);
+}
+
+std::string EncodingTable(const std::vector<EncodingFigure>& figures)
+{
+    std::string table = "| | a value | read | allocations a value |\n|---|--:|--:|--:|\n";
+    for (const EncodingFigure& figure : figures) {
+        table +=
+            fmt::format("| {} | {} | {:.2f} GB/s | {:.4g} |\n", figure.name,
+                        Time(figure.nanoseconds), figure.gigabytes_a_second, figure.allocations);
+    }
+    return table;
 }
 
 std::string Page(const Report& report, const std::string& chart)

@@ -51,6 +51,9 @@ Line Titles();
 /// Prints a line of the table on stdout, at once.
 void Print(const Line& line);
 
+/// A table of the encoding's figures, as the page has it.
+std::string EncodingTable(const std::vector<EncodingFigure>& figures);
+
 /// The page, with the chart beside it as a file of that name.
 std::string Page(const Report& report, const std::string& chart);
 

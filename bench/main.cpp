@@ -73,6 +73,7 @@ public:
         MeasureRivals(sqlite);
         if (Selected("encoding")) {
             report_.encoding = MeasureEncoding(options_.quick);
+            std::puts(("\nThe encoding alone\n\n" + EncodingTable(report_.encoding)).c_str());
         }
     }
 
