@@ -305,6 +305,30 @@ TEST_F(Writer, WideTextFollowsTheOption)
     EXPECT_EQ(HexText(list), "08 01 C3 85 F0 9F 98 80 02 01 06 02 C5 00 00 F6");
 }
 
+// Of every character, alone and inside a text, what the C library makes of it.
+TEST_F(Writer, MultibyteTextIsTheLocales)
+{
+    for (wchar_t character = 1; character < 0x11'0100; ++character) {
+        for (const std::wstring& text :
+             {std::wstring{character, L'a'}, std::wstring{L'a', character}}) {
+            char expected[16];
+            const std::size_t size = std::wcstombs(expected, text.c_str(), sizeof expected);
+            list.clear();
+            if (size == static_cast<std::size_t>(-1)) {
+                EXPECT_THROW(list.AppendWString(text.c_str(), text.size()), std::length_error);
+            } else {
+                list.AppendWString(text.c_str(), text.size());
+                ASSERT_EQ(list.substr(2), std::string(expected, size)) << int(character);
+            }
+        }
+    }
+    // A conversion buffer that is full: what would not fit whole is left out.
+    const std::wstring wide(kConversionLimit, L'\u20AC');
+    list.clear();
+    list.AppendWString(wide.c_str(), wide.size());
+    EXPECT_EQ(list.size(), 8 + 3'641'142U);
+}
+
 TEST_F(Writer, MultibyteTextFollowsTheOption)
 {
     list.AppendConvert("\u00C5b", 2);

@@ -1,5 +1,7 @@
 #include "encoding/ZString.h"
 
+#include <langinfo.h>
+
 #include <bit>
 #include <cstring>
 #include <cwchar>
@@ -37,26 +39,63 @@ bool IsASCII(wchar_t character)
     return static_cast<std::uint32_t>(character) - 1 < 0x7F;
 }
 
-// Multibyte text in ccbuf. Conversion by the locale costs more than most values are long, so what
-// begins as ASCII is spared it.
+// A character of up to three bytes in UTF-8, and no zero; surrogates have no form.
+bool IsShortUTF8(wchar_t character)
+{
+    const auto code = static_cast<std::uint32_t>(character);
+    return code - 1 < 0xD7FF || (code > 0xDFFF && code < 0x10000);
+}
+
+char* PutShortUTF8(wchar_t character, char* to)
+{
+    const auto code = static_cast<std::uint32_t>(character);
+    const auto put = [&to](std::uint32_t byte) { *to++ = static_cast<char>(byte); };
+    if (code < 0x80) {
+        put(code);
+        return to;
+    }
+    if (code < 0x800) {
+        put(0xC0 | code >> 6);
+    } else {
+        put(0xE0 | code >> 12);
+        put(0x80 | (code >> 6 & 0x3F));
+    }
+    put(0x80 | (code & 0x3F));
+    return to;
+}
+
+bool LocaleIsUTF8()
+{
+    return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+}
+
+// Multibyte text in ccbuf: what wcstombs makes of it, which takes longer than most values are long.
+// So it is left what is neither ASCII nor, where the locale has that, plain UTF-8.
 HostText ToMultibyte(const wchar_t* text, unsigned long n)
 {
-    constexpr int kCapacity = 3'641'143;
-    unsigned long ascii = 0;
-    while (ascii < n && IsASCII(text[ascii])) {
-        ccbuf[ascii] = static_cast<char>(text[ascii]);
-        ++ascii;
+    constexpr std::ptrdiff_t kCapacity = 3'641'143;
+    constexpr std::ptrdiff_t kLongestShort = 3;
+    const wchar_t* const end = text + n;
+    const wchar_t* at = text;
+    char* to = ccbuf;
+    while (at != end && IsASCII(*at)) {
+        *to++ = static_cast<char>(*at++);
     }
-    if (text[ascii] == 0) {
-        return {ElementType::kBytes, ccbuf, ascii};
+    if (*at != 0 && LocaleIsUTF8()) {
+        while (at != end && to - ccbuf <= kCapacity - kLongestShort && IsShortUTF8(*at)) {
+            to = PutShortUTF8(*at++, to);
+        }
     }
-    const auto done = static_cast<int>(ascii);
-    const int rest = WideCharToMultiByte(0, 0, text + ascii, static_cast<int>(n) - done,
-                                         ccbuf + ascii, kCapacity - done, nullptr, nullptr);
-    if (rest < 0) {
-        throw std::length_error("text has no multibyte form in the process locale");
+    if (*at != 0) {
+        const int rest =
+            WideCharToMultiByte(0, 0, at, static_cast<int>(end - at), to,
+                                static_cast<int>(kCapacity - (to - ccbuf)), nullptr, nullptr);
+        if (rest < 0) {
+            throw std::length_error("text has no multibyte form in the process locale");
+        }
+        to += rest;
     }
-    return {ElementType::kBytes, ccbuf, ascii + static_cast<std::size_t>(rest)};
+    return {ElementType::kBytes, ccbuf, static_cast<std::size_t>(to - ccbuf)};
 }
 
 HostText ToUnits(const wchar_t* text, unsigned long n)
