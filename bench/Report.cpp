@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <cstdio>
+#include <tuple>
 
 namespace {
 
@@ -30,20 +31,9 @@ std::string Verdict(bool reached)
 std::string MarkdownTable(const std::vector<Line>& lines)
 {
     std::string table =
-        fmt::format("| {} |\n|---|---|--:|--:|--:|--:|---|\n", fmt::join(Titles(), " | "));
+        fmt::format("| {} |\n|---|---|--:|--:|--:|--:|--:|---|\n", fmt::join(Titles(), " | "));
     for (const Line& line : lines) {
         table += fmt::format("| {} |\n", fmt::join(line, " | "));
-    }
-    return table;
-}
-
-std::string EncodingTable(const std::vector<EncodingFigure>& figures)
-{
-    std::string table = "| | a value | read | allocations a value |\n|---|--:|--:|--:|\n";
-    for (const EncodingFigure& figure : figures) {
-        table +=
-            fmt::format("| {} | {} | {:.2f} GB/s | {:.4g} |\n", figure.name,
-                        Time(figure.nanoseconds), figure.gigabytes_a_second, figure.allocations);
     }
     return table;
 }
@@ -62,7 +52,7 @@ std::string RivalTable(const std::vector<Rival>& rivals)
 
 Line Titles()
 {
-    return {"", "text", "bare calls", "gateway", "ratio", "goal", ""};
+    return {"", "text", "bare calls", "gateway", "ratio", "pairs", "goal", ""};
 }
 
 Line LineOf(const Case& of, const Measurement& measured, bool has_goal)
@@ -70,7 +60,8 @@ Line LineOf(const Case& of, const Measurement& measured, bool has_goal)
     const std::string each = std::string("/") + of.unit;
     Line line{of.name, of.mode.name, measured.base > 0 ? Time(measured.base) + each : "",
               Time(measured.gateway) + each};
-    auto& [what, mode, base, gateway, figure, goal, verdict] = line;
+    auto& [what, mode, base, gateway, figure, pairs, goal, verdict] = line;
+    pairs = std::to_string(measured.pairs);
     double reached = measured.gateway;
     if (of.goal.kind == Goal::kRatio) {
         reached = measured.ratio.median;
@@ -93,13 +84,11 @@ Line LineOf(const Case& of, const Measurement& measured, bool has_goal)
 
 Line LineOf(const std::string& what, double figure, const std::string& unit, double limit)
 {
-    return {what,
-            "",
-            "",
-            fmt::format("{:.4g}{}", figure, unit),
-            "",
-            fmt::format("{}{}", limit, unit),
-            Verdict(figure <= limit)};
+    Line line{what};
+    line[3] = fmt::format("{:.4g}{}", figure, unit);
+    line[6] = fmt::format("{}{}", limit, unit);
+    line[7] = Verdict(figure <= limit);
+    return line;
 }
 
 Line LineOf(const Rival& rival)
@@ -109,10 +98,22 @@ Line LineOf(const Rival& rival)
 
 void Print(const Line& line)
 {
-    std::puts(fmt::format("{:33} {:15} {:>17} {:>17} {:>21} {:>9} {}", line[0], line[1], line[2],
-                          line[3], line[4], line[5], line[6])
-                  .c_str());
+    const auto print = [](const auto&... cells) {
+        fmt::print("{:33} {:15} {:>15} {:>15} {:>21} {:>5} {:>9} {}\n", cells...);
+    };
+    std::apply(print, line);
     std::fflush(stdout);
+}
+
+std::string EncodingTable(const std::vector<EncodingFigure>& figures)
+{
+    std::string table = "| | a value | read | allocations a value |\n|---|--:|--:|--:|\n";
+    for (const EncodingFigure& figure : figures) {
+        table +=
+            fmt::format("| {} | {} | {:.2f} GB/s | {:.4g} |\n", figure.name,
+                        Time(figure.nanoseconds), figure.gigabytes_a_second, figure.allocations);
+    }
+    return table;
 }
 
 std::string Page(const Report& report, const std::string& chart)

@@ -10,9 +10,9 @@
 #include "encoding.h"
 #include "rivals.h"
 
-/// A line of the table: what, mode of text, bare calls, gateway, what came of it, goal, and whether
-/// that is reached.
-using Line = std::array<std::string, 7>;
+/// A line of the table: what, mode of text, bare calls, gateway, what came of it, of how many
+/// pairs, goal, and whether that is reached.
+using Line = std::array<std::string, 8>;
 
 /// A line of a case; its goal is one over SQLite.
 Line LineOf(const Case& of, const Measurement& measured, bool has_goal);
@@ -50,6 +50,9 @@ Line Titles();
 
 /// Prints a line of the table on stdout, at once.
 void Print(const Line& line);
+
+/// A table of the encoding's figures, as the page has it.
+std::string EncodingTable(const std::vector<EncodingFigure>& figures);
 
 /// The page, with the chart beside it as a file of that name.
 std::string Page(const Report& report, const std::string& chart);

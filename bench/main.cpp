@@ -55,9 +55,9 @@ public:
         std::vector<Case> cases = QueryCases();
         std::ranges::move(CallCases(), std::back_inserter(cases));
         for (const Case& c : Selected(cases)) {
-            const Measurement measured = MeasureCase(c, sqlite, 2);
+            const Measurement measured = MeasureCase(c, sqlite, 3);
             Add(LineOf(c, measured, true));
-            if (c.goal.kind == Goal::kRatio) {
+            if (c.goal.kind == Goal::kRatio && c.base_is_bare) {
                 report_.bars.push_back({c.name, c.mode.name, measured.ratio, c.goal.limit});
             }
         }
@@ -73,6 +73,7 @@ public:
         MeasureRivals(sqlite);
         if (Selected("encoding")) {
             report_.encoding = MeasureEncoding(options_.quick);
+            std::puts(("\nThe encoding alone\n\n" + EncodingTable(report_.encoding)).c_str());
         }
     }
 
