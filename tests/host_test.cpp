@@ -259,35 +259,4 @@ TEST_F(ScriptedTest, IsNotCancelledInsideAnEntry)
     Current().doing.clear();
 }
 
-// The guard holds what a host's logging routine throws, but for the last END record.
-TEST_F(ScriptedTest, ContainsWhatTheHostsLogThrows)
-{
-    Open();
-    TraceOn();
-    std::string poison;
-    HostServices::Instance().on_record = [&](const TraceRecord& record) {
-        trace += record.name + "\n";
-        if (record.name == poison) {
-            throw std::runtime_error("log");
-        }
-    };
-    poison = "Execute BEGIN";
-    EXPECT_EQ(Code("Execute", {statement}), Reply::kUntouched);
-    EXPECT_EQ(Current().Taken(), "");
-    EXPECT_EQ(WasError(), -1000);
-    poison = "Execute END";
-    EXPECT_THROW(Code("Execute", {statement}), std::runtime_error);
-    poison = "DropStatement END";
-    EXPECT_THROW(Code("DropStatement", {unknown}), std::runtime_error) << "of a failure, too";
-    poison = "PrepareHandle END";
-    EXPECT_THROW(Code("Prepare", {statement, "s"}), std::runtime_error);
-    EXPECT_EQ(HostServices::Instance().LongStringsOut(), 0) << "released all the same";
-    poison = "RemoveConnection BEGIN";
-    Traced();
-    EXPECT_EQ(Code("RemoveConnection", {connection}), -1);
-    EXPECT_EQ(WasError(), -1000);
-    EXPECT_EQ(Traced(),
-              "RemoveConnection BEGIN\nRemoveConnection END\nWasError BEGIN\nWasError END\n");
-}
-
 }  // namespace

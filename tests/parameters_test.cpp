@@ -212,30 +212,6 @@ TEST_F(ParameterTest, BinaryValuesAreTakenAsTheyAre)
     EXPECT_EQ(WasError(), -1);
 }
 
-// What a driver refused to let go stays in memory: the sanitizers see whether it does.
-TEST_F(ParameterTest, BuffersOutliveARefusedBinding)
-{
-    const auto refuse = [](const char* function) {
-        Current().codes = {{function, SQLRETURN{SQL_ERROR}}};
-    };
-    BindOne(1, 12);
-    Set(Element("kept"));
-    const auto held = Current().bound.at(1);
-    const auto still_held = [&] {
-        return std::string(static_cast<char*>(held.buffer), 4) == "kept" && *held.indicator == -3;
-    };
-    refuse("SQLBindParameter");
-    EXPECT_EQ(Set(Element(std::string(600, 't'))), -1);
-    EXPECT_TRUE(still_held());
-    EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 9999, 12, 0, 0, 0}), -1);
-    EXPECT_TRUE(still_held());
-    refuse("SQLFreeStmt");
-    EXPECT_EQ(Code("UnbindParameters", {statement}), -1);
-    EXPECT_TRUE(still_held());
-    EXPECT_EQ(Code("BindParameters", {statement, "", "", "", "", ""}), 0);
-    EXPECT_TRUE(still_held());
-}
-
 // The driver holds the number where the value's address belongs.
 TEST_F(ParameterTest, ValueInPlaceOfDataAtExecutionIsBound)
 {
