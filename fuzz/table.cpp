@@ -139,7 +139,8 @@ private:
     std::string Handle(std::string_view entry)
     {
         const bool on_connection = entry == "AllocStatement" || entry == "GetInfo" ||
-                                   entry == "Transact" || entry.find("onnect") != entry.npos;
+                                   entry == "Transact" ||
+                                   entry.find("onnect") != std::string_view::npos;
         const auto& handles = on_connection != Rarely() ? connections_ : statements_;
         if (handles.empty() || Rarely()) {
             return Bytes(12);
@@ -219,8 +220,8 @@ private:
 
     void Keep(std::string_view entry, const Reply& reply)
     {
-        if (entry.find("onnect") != entry.npos && entry.find("Option") == entry.npos &&
-            reply.length == 8) {
+        if (entry.find("onnect") != std::string_view::npos &&
+            entry.find("Option") == std::string_view::npos && reply.length == 8) {
             connections_.emplace_back(reply.Bytes());
         } else if (entry == "AllocStatement" && reply.length == 8) {
             statements_.emplace_back(reply.Bytes());
@@ -267,9 +268,9 @@ private:
             std::string_view(row.signature).back() != 'B') {
             Fail("an output is longer than its room");
         }
-        const bool is_list = std::string_view(row.signature).back() == 'B' &&
-                             !name.starts_with("GetData") && name.find("onnect") == name.npos &&
-                             name != "AllocStatement";
+        const bool is_list =
+            std::string_view(row.signature).back() == 'B' && !name.starts_with("GetData") &&
+            name.find("onnect") == std::string_view::npos && name != "AllocStatement";
         if (!is_list) {
             return;
         }

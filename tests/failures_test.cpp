@@ -9,39 +9,17 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <new>
-#include <unordered_set>
 
 #include "gateway_fixture.h"
 #include "scripted_odbc.h"
 
 using scripted::Current;
 
-#ifndef __SANITIZE_ADDRESS__  // whose own functions these are
-extern "C" void* __libc_calloc(std::size_t n, std::size_t size);
-extern "C" void __libc_free(void* block);
-#else
-inline void __libc_free(void* block)
-{
-    std::free(block);
-}
-#endif
-
 namespace {
-
-/// For what is kept of the allocator's own.
-template <class T>
-struct Malloc {
-    using value_type = T;
-    Malloc() = default;
-    template <class U>
-    Malloc(const Malloc<U>& /*other*/)
-    {}
-    T* allocate(std::size_t n) { return static_cast<T*>(std::malloc(n * sizeof(T))); }
-    void deallocate(T* memory, std::size_t /*n*/) { __libc_free(memory); }
-    friend bool operator==(const Malloc& /*a*/, const Malloc& /*b*/) { return true; }
-};
 
 /// What fails, and when: at the nth time that it could.
 struct Failure {
@@ -56,7 +34,8 @@ struct Watch {
     Failure failure{};
     int times = 0;  // that it could have failed
     std::string failed = {};
-    std::unordered_set<void*, std::hash<void*>, std::equal_to<>, Malloc<void*>> blocks = {};
+    std::array<void*, 4'096> blocks{};  // of memory that the library has
+    std::size_t block_count = 0;
 
     bool FailsNow(bool is_of_kind)
     {
@@ -67,68 +46,54 @@ struct Watch {
         return times == failure.nth ||
                (failure.kind == Failure::kEveryAllocation && times > failure.nth);
     }
+    bool AllocationFails()
+    {
+        return scripted::depth == 0 && FailsNow(failure.kind <= Failure::kEveryAllocation);
+    }
 };
 
-Watch& Watched()
-{
-    static auto* watch = new (std::malloc(sizeof(Watch))) Watch();
-    return *watch;
-}
-
-// Memory for the library, and no other; null where it fails.
-template <class Allocate>
-void* Allocated(Allocate allocate)
-{
-    Watch& watch = Watched();
-    if (!watch.is_on || scripted::depth > 0) {
-        return allocate();
-    }
-    if (watch.FailsNow(watch.failure.kind <= Failure::kEveryAllocation)) {
-        return nullptr;
-    }
-    void* block = allocate();
-    watch.blocks.insert(block);
-    return block;
-}
-
-void Freed(void* block)
-{
-    if (!Watched().blocks.empty()) {
-        Watched().blocks.erase(block);
-    }
-}
+Watch watched;
 
 }  // namespace
 
 #pragma GCC visibility push(default)
 void* operator new(std::size_t size)
 {
-    void* block = Allocated([=] { return std::malloc(size); });
-    return block != nullptr ? block : throw std::bad_alloc();
+    void* block = watched.AllocationFails() ? nullptr : std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (watched.is_on && scripted::depth == 0) {
+        watched.blocks.at(watched.block_count++) = block;
+    }
+    return block;
 }
 void operator delete(void* block) noexcept
 {
-    Freed(block);
-    __libc_free(block);
+    for (std::size_t i = watched.block_count; i > 0; --i) {
+        if (watched.blocks[i - 1] == block) {
+            watched.blocks[i - 1] = watched.blocks[--watched.block_count];
+            break;
+        }
+    }
+    std::free(block);
 }
 void operator delete(void* block, std::size_t /*size*/) noexcept
 {
     operator delete(block);
 }
-#ifndef __SANITIZE_ADDRESS__
+#ifndef __SANITIZE_ADDRESS__  // which has a calloc of its own
 extern "C" void* calloc(std::size_t n, std::size_t size)
 {
-    // The C library has memory of its own, which it keeps.
+    // The C library's calls are its own affair.
     Dl_info caller{};
-    const bool is_librarys = Watched().is_on && dladdr(__builtin_return_address(0), &caller) != 0 &&
+    const bool is_librarys = watched.is_on && dladdr(__builtin_return_address(0), &caller) != 0 &&
                              std::string_view(caller.dli_fname) == ORVELGW_LIBRARY;
-    const auto allocate = [=] { return __libc_calloc(n, size); };
-    return is_librarys ? Allocated(allocate) : allocate();
-}
-extern "C" void free(void* block)
-{
-    Freed(block);
-    __libc_free(block);
+    constexpr std::size_t kAlignment = alignof(std::max_align_t);
+    const std::size_t bytes = (n * size + kAlignment - 1) / kAlignment * kAlignment;
+    const bool fails = is_librarys && watched.AllocationFails();
+    void* block = fails ? nullptr : std::aligned_alloc(kAlignment, bytes);
+    return block != nullptr ? std::memset(block, 0, bytes) : nullptr;
 }
 #endif
 #pragma GCC visibility pop
@@ -142,9 +107,9 @@ class WatchingHost : public GuardedHost {
 public:
     void Perform(const std::function<void()>& entry) override
     {
-        Watched().is_on = true;
         const auto off = [](Watch* watch) { watch->is_on = false; };
-        const std::unique_ptr<Watch, decltype(off)> until_end(&Watched(), off);
+        const std::unique_ptr<Watch, decltype(off)> until_end(&watched, off);
+        watched.is_on = true;
         entry();
     }
 
@@ -201,8 +166,8 @@ public:
         Current().columns = Current().markers = 1;
         Current().diagnostics = {{"HY000", 1, kLongText}};
         Current().values = {{.length = 4, .bytes = scripted::WideBytes(L"v")}};
-        Watched().failure = failure;
-        HostServices::Instance().call_host = &host_;
+        watched.failure = failure;
+        HostServices::Instance().call_host = &host;
         gateway_.emplace(ORVELGW_LIBRARY);
         UseTable();
     }
@@ -215,17 +180,17 @@ public:
         if (row_.name == std::string_view("RemoveConnection")) {
             Current().GiveUp(HandleOf(connection_));
         }
-        Watched().times = 0;
-        Watched().failed.clear();
-        host_.counts = [] { return GuardedHost::Counts{1, 1, 1}; };
+        watched.times = 0;
+        watched.failed.clear();
+        host.counts = [] { return GuardedHost::Counts{1, 1, 1}; };
         Fail();
         Call(inputs);
         Current().answer = nullptr;
         HostServices::Instance().on_record = nullptr;
-        const bool came = Watched().times >= Watched().failure.nth;
+        const bool came = watched.times >= watched.failure.nth;
         if (came) {
             Check(HostServices::Instance().LongStringsOut() == 0, "a long string is out");
-            Watched().failure.nth = INT32_MAX;
+            watched.failure.nth = INT32_MAX;
             gateway_->Call("SetLogOption", {0});
             ConnectsAndQueries();
         }
@@ -235,8 +200,8 @@ public:
         for (const std::string& misuse : Current().misuses) {
             Check(false, misuse);
         }
-        Check(Watched().blocks.empty(), fmt::format("{} blocks are left", Watched().blocks.size()));
-        Watched().blocks.clear();
+        Check(watched.block_count == 0, fmt::format("{} blocks are left", watched.block_count));
+        watched.block_count = 0;
         if (came) {
             problems = std::move(problems_);
         }
@@ -269,7 +234,7 @@ private:
     // Nothing fails here: the failure is as far away as can be.
     void Open()
     {
-        const int nth = std::exchange(Watched().failure.nth, INT32_MAX);
+        const int nth = std::exchange(watched.failure.nth, INT32_MAX);
         if (setting_.is_open) {
             connection_ = gateway_->Call("DSNConnect", {"x"}).Bytes();
             statement_ = gateway_->Call("AllocStatement", {connection_}).Bytes();
@@ -278,7 +243,7 @@ private:
         gateway_->Call("SetUnicodeOption", {setting_.unicode});
         gateway_->Call("SetLegacyOption", {setting_.legacy});
         gateway_->Call("SetLogOption", {setting_.log});
-        Watched().failure.nth = nth;
+        watched.failure.nth = nth;
     }
 
     bool IsOnConnection() const
@@ -330,19 +295,18 @@ private:
 
     static void Fail()
     {
-        Watch& watch = Watched();
-        const auto kind = watch.failure.kind;
-        Current().answer = [&watch, kind](std::string_view function) -> std::optional<SQLRETURN> {
+        const auto kind = watched.failure.kind;
+        Current().answer = [kind](std::string_view function) -> std::optional<SQLRETURN> {
             const bool is_code = kind == Failure::kOdbcCall;
-            if (!watch.FailsNow(is_code || kind == Failure::kOdbcException)) {
+            if (!watched.FailsNow(is_code || kind == Failure::kOdbcException)) {
                 return std::nullopt;
             }
-            watch.failed = function;
-            return is_code ? watch.failure.code : throw std::runtime_error("driver");
+            watched.failed = function;
+            return is_code ? watched.failure.code : throw std::runtime_error("driver");
         };
-        HostServices::Instance().on_record = [&watch, kind](const TraceRecord& record) {
-            if (watch.FailsNow(kind == Failure::kRecord)) {
-                watch.failed = record.name;
+        HostServices::Instance().on_record = [kind](const TraceRecord& record) {
+            if (watched.FailsNow(kind == Failure::kRecord)) {
+                watched.failed = record.name;
                 throw HostThrew();
             }
         };
@@ -350,15 +314,15 @@ private:
 
     void Call(const std::vector<Argument>& inputs)
     {
-        const auto kind = Watched().failure.kind;
+        const auto kind = watched.failure.kind;
         try {
             const Reply reply = gateway_->Call(row_.name, inputs);
-            const bool came = !Watched().failed.empty();
+            const bool came = !watched.failed.empty();
             if (came && (kind == Failure::kOdbcException || kind == Failure::kRecord)) {
                 CheckContained(reply);
             }
         } catch (const HostThrew&) {
-            Check(ThrowsAtHost(), Watched().failed + " left the entry");
+            Check(ThrowsAtHost(), watched.failed + " left the entry");
         } catch (const std::bad_alloc&) {
             Check(setting_.log != 0, "a failing allocation left the entry");
         } catch (...) {
@@ -369,7 +333,7 @@ private:
     // A first environment that can't be made is an empty handle, and no more.
     void CheckContained(const Reply& reply)
     {
-        const std::string failed = Watched().failed;
+        const std::string failed = watched.failed;
         const bool is_first = !setting_.is_open && reply.length == 0 &&
                               (failed == "SQLAllocHandle" || failed == "SQLSetEnvAttr");
         const bool is_told = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
@@ -386,9 +350,9 @@ private:
     bool ThrowsAtHost() const
     {
         const std::string_view name = row_.name;
-        const std::string_view record = Watched().failed;
+        const std::string_view record = watched.failed;
         const bool is_inner =
-            name.ends_with("Connect") && record.find("WithTimeout") != record.npos;
+            name.ends_with("Connect") && record.find("WithTimeout") != std::string_view::npos;
         return record.ends_with(" END")
                    ? !is_inner
                    : !record.ends_with(" BEGIN") || name == "DataSources" || name == "GetTypeInfo";
@@ -414,7 +378,7 @@ private:
 
     const ORVEL_ZFE& row_;
     const Setting& setting_;
-    static inline WatchingHost host_;
+    static inline WatchingHost host;
     std::optional<Gateway> gateway_;
     std::string connection_;
     std::string statement_;
@@ -435,8 +399,7 @@ void FailEverywhere(const ORVEL_ZFE& row, const Setting& setting, Failure failur
     const auto told = [&](const std::string& what) {
         ++shared.problems;
         fmt::print(stderr, "{}, {}: failure {} code {} no. {} {}: {}\n", row.name, setting.name,
-                   static_cast<int>(failure.kind), failure.code, shared.nth, Watched().failed,
-                   what);
+                   static_cast<int>(failure.kind), failure.code, shared.nth, watched.failed, what);
     };
     shared.nth = 0;
     for (int status = 1; status != 0;) {

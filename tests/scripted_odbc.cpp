@@ -96,7 +96,7 @@ void Close(SQLHANDLE handle, bool and_itself)
         return bound.second.statement == handle && and_itself;
     });
     for (auto at = current.open.begin(); at != current.open.end();) {
-        const auto child = at->first;
+        auto* const child = at->first;
         const bool is_lost = at->second.type == SQL_HANDLE_DBC && !at->second.is_given_up;
         if (at->second.parent != handle) {
             ++at;

@@ -65,7 +65,7 @@ int32_t HostServices::CallRoutine(int32_t /*call*/, int32_t argument_count)
 ORVEL_EXSTR HostServices::NewLongString(const std::string& text)
 {
     auto* copy = call_host->Take(text.size() + call_host->behind_long_text, 1);
-    std::memcpy(copy, text.data(), text.size());
+    text.copy(copy, text.size());
     ++long_strings_out_;
     return {static_cast<uint32_t>(text.size()), copy};
 }

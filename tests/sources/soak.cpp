@@ -123,7 +123,11 @@ private:
         Call("Execute", {statement_});
     }
 
-    std::string Text(std::size_t most) { return std::string(random_() % most, 'x'); }
+    std::string Text(std::size_t most)
+    {
+        std::string text(random_() % most, 'x');
+        return text;
+    }
 
     void Insert()
     {
