@@ -341,10 +341,10 @@ int main(int argc, char** argv)
     std::vector<std::string> names;
     Amounts amounts;
     app.add_option("SOURCE", names)->required();
-    app.add_option("--calls", amounts.calls);
-    app.add_option("--connects", amounts.connects);
-    app.add_option("--loads", amounts.loads);
-    app.add_option("--kills", amounts.kills);
+    app.add_option("--calls", amounts.calls)->take_last();
+    app.add_option("--connects", amounts.connects)->take_last();
+    app.add_option("--loads", amounts.loads)->take_last();
+    app.add_option("--kills", amounts.kills)->take_last();
     app.add_option("--only-kind", amounts.only_kind, "Of the kinds of calls in soak.cpp, from 0");
     CLI11_PARSE(app, argc, argv);
 
