@@ -42,14 +42,16 @@ need_packages() {
 }
 
 # Configures (once; the build notices later changes by itself) and builds: preset, then targets.
+# ORVELGW_WERROR=ON in the environment makes warnings errors.
 build() {
-    local preset=$1
+    local preset=$1 werror=${ORVELGW_WERROR-OFF}
     shift
     # shellcheck disable=SC2086
     need_packages $build_packages
-    if [ ! -f "build/$preset/build.ninja" ]; then
+    if [ ! -f "build/$preset/build.ninja" ] ||
+        ! grep -qx "ORVELGW_WERROR:BOOL=$werror" "build/$preset/CMakeCache.txt"; then
         step "Configuring build/$preset"
-        cmake --preset "$preset" >&2
+        cmake --preset "$preset" -DORVELGW_WERROR="$werror" >&2
     fi
     local wanted=()
     [ $# -eq 0 ] || wanted=(--target "$@")
