@@ -62,9 +62,9 @@ TEST_P(Connecting, WithAWrongPassword)
     if (Lacks("users")) {
         GTEST_SKIP();
     }
-    ExpectRefusals("Connect", {GetParam().name, GetParam().user, "wrong"}, GetParam().bad_login, 1);
-    ExpectRefusals("DSNConnect", {GetParam().ConnectionString(0, "wrong")}, GetParam().bad_login,
-                   1);
+    const std::string why = Expected("bad login", GetParam().bad_login);
+    ExpectRefusals("Connect", {GetParam().name, GetParam().user, "wrong"}, why, 1);
+    ExpectRefusals("DSNConnect", {GetParam().ConnectionString(0, "wrong")}, why, 1);
     EXPECT_EQ(Code("Disconnect", {Connected()}), 0);
 }
 
