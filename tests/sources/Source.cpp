@@ -42,11 +42,11 @@ std::string Source::ServerFile(const std::string& file) const
     return std::string(folder) + "/" + name + "/" + file;
 }
 
-std::string Source::Expected(const std::string& name, std::string usual,
+std::string Source::Expected(const std::string& its_case, std::string usual,
                              const std::string& version) const
 {
     const auto take = [&](const std::map<std::string, std::string>& cases) {
-        const auto found = cases.find(name);
+        const auto found = cases.find(its_case);
         usual = found == cases.end() ? usual : found->second;
     };
     take(differs);

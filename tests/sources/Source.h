@@ -51,7 +51,7 @@ struct Source {
     std::map<std::string, std::map<std::string, std::string>> differs_from = {};
 
     /// What comes back in a case at a version: what is usual, or what the source makes of it.
-    std::string Expected(const std::string& name, std::string usual,
+    std::string Expected(const std::string& its_case, std::string usual,
                          const std::string& version) const;
 
     /// A connection string; port 0 is the one its server listens at.
