@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages="g++ cmake ninja-build pkg-config libiodbc2-dev libcli11-dev libfmt-dev libffi-dev
-    libcsv-dev libutf8proc-dev libgtest-dev"
+    libcsv-dev libutf8proc-dev libgtest-dev libbenchmark-dev"
 
 step() {
     printf '== %s\n' "$*" >&2

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <thread>
 
 #include "scripted_fixture.h"
 
@@ -103,46 +104,60 @@ TEST_F(ScriptedTest, TracesItsOwnSwitches)
               "GetLastSQLCode BEGIN \nGetLastSQLCode END 0\n");
 }
 
-bool IsPending(int signal)
-{
-    sigset_t pending;
-    sigpending(&pending);
-    return sigismember(&pending, signal) == 1;
-}
-
 // As a write to a server that is gone does. It would end this program.
 void BreakPipe()
 {
     std::raise(SIGPIPE);
 }
 
+using SignalHandler = void (*)(int);
+
+SignalHandler Disposition(int signal)
+{
+    struct sigaction present {};
+    sigaction(signal, nullptr, &present);
+    return present.sa_handler;
+}
+
+int signals_seen;
+
+void Count(int /*signal*/)
+{
+    ++signals_seen;
+}
+
+// Whatever a host does with SIGPIPE, before or after it connects: a lost server ends no process,
+// and the host's own disposition is there in the end.
 TEST_F(ScriptedTest, OutlivesALostServer)
 {
-    sigset_t before;
-    pthread_sigmask(SIG_BLOCK, nullptr, &before);
-    ASSERT_FALSE(sigismember(&before, SIGPIPE));
-    Open();
-    for (const char* function : {"SQLExecute", "SQLGetDiagRec", "SQLDataSources"}) {
-        Current().doing[function] = &BreakPipe;
+    for (const bool is_set_first : {true, false}) {
+        for (const SignalHandler own : {SIG_DFL, SIG_IGN, SignalHandler{Count}}) {
+            signals_seen = 0;
+            if (is_set_first) {
+                std::signal(SIGPIPE, own);
+            }
+            Open();
+            if (!is_set_first && own != SIG_DFL) {
+                std::signal(SIGPIPE, own);
+            }
+            for (const char* function :
+                 {"SQLExecute", "SQLGetDiagRec", "SQLDataSources", "SQLDisconnect"}) {
+                Current().doing[function] = &BreakPipe;
+            }
+            EXPECT_EQ(Code("Execute", {statement}), 0);
+            Call("GetSQLErrors", {connection, statement});
+            Call("DataSources", {2});
+            if (own == SIG_DFL) {
+                EXPECT_EXIT(BreakPipe(), testing::KilledBySignal(SIGPIPE), "") << "the host's own";
+            }
+            gateway.reset();  // which disconnects
+            EXPECT_EQ(signals_seen, own == Count ? 4 : 0);
+            EXPECT_EQ(Disposition(SIGPIPE), own);
+            Current().doing.clear();
+            std::signal(SIGPIPE, SIG_DFL);
+            gateway.emplace(ORVELGW_LIBRARY);
+        }
     }
-    EXPECT_EQ(Code("Execute", {statement}), 0);
-    Call("GetSQLErrors", {connection, statement});
-    Call("DataSources", {2});
-    sigset_t broken_pipe;
-    sigset_t after;
-    sigemptyset(&broken_pipe);
-    sigaddset(&broken_pipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &broken_pipe, &after);
-    EXPECT_FALSE(sigismember(&after, SIGPIPE)) << "left as it was";
-    EXPECT_EQ(Code("Execute", {statement}), 0);
-    EXPECT_FALSE(IsPending(SIGPIPE));
-    std::raise(SIGPIPE);
-    EXPECT_EQ(Code("Execute", {statement}), 0);
-    ASSERT_TRUE(IsPending(SIGPIPE)) << "the host's own";
-    int taken = 0;
-    sigwait(&broken_pipe, &taken);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    Current().doing = {{"SQLDisconnect", &BreakPipe}};  // by the library's end, too
 }
 
 TEST_F(ScriptedTest, KeepsTheHostsLocale)
@@ -150,6 +165,41 @@ TEST_F(ScriptedTest, KeepsTheHostsLocale)
     Current().doing["SQLDriverConnect"] = [] { std::setlocale(LC_CTYPE, "C"); };
     Open();
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C.UTF-8");
+}
+
+// What is open is the parent's: a child's end closes none of it.
+TEST_F(ScriptedTest, LeavesTheParentsConnectionsToIt)
+{
+    Open();
+    const auto end_as_a_child = [&] {
+        Current().Taken();
+        gateway.reset();
+        std::exit(Current().Taken().empty() ? 0 : 1);
+    };
+    EXPECT_EXIT(end_as_a_child(), testing::ExitedWithCode(0), "");
+    gateway.reset();
+    EXPECT_NE(Current().Taken().find("SQLDisconnect"), std::string::npos);
+    gateway.emplace(ORVELGW_LIBRARY);
+}
+
+// A driver's wait for a server is a cancellation point, which must not unwind through the guard.
+TEST_F(ScriptedTest, IsNotCancelledInsideAnEntry)
+{
+    Open();
+    Current().doing["SQLExecute"] = [] {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    };
+    bool has_returned = false;
+    std::thread host([&] {
+        Code("Execute", {statement});
+        has_returned = true;
+        pthread_testcancel();
+        ADD_FAILURE() << "the host's thread can't be cancelled any more";
+    });
+    host.join();
+    EXPECT_TRUE(has_returned);
+    Current().doing.clear();
 }
 
 // The guard holds what a host's logging routine throws, but for the last END record.

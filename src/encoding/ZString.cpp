@@ -13,14 +13,6 @@ wchar_t ZString::conv_buf1[kConversionBufferSize];
 
 namespace {
 
-constexpr char kBytes = 1;
-constexpr char kWideUnits = 2;
-constexpr char kNonNegative = 4;
-constexpr char kNegative = 5;
-
-constexpr int kLongestShort = 253;
-constexpr int kLongestMedium = 65'534;
-
 // Four times the size of ZString::conv_buf, which always holds the 2-byte form of a text.
 constexpr int kUnitCapacity = 58'258'336;
 
@@ -39,6 +31,41 @@ void CheckLimit(unsigned long characters)
     }
 }
 
+// A character that is a byte of its own value in the encoding of any locale here, and no zero.
+bool IsASCII(wchar_t character)
+{
+    return static_cast<std::uint32_t>(character) - 1 < 0x7F;
+}
+
+// Multibyte text in ccbuf. Conversion by the locale costs more than most values are long, so what
+// begins as ASCII is spared it.
+HostText ToMultibyte(const wchar_t* text, unsigned long n)
+{
+    constexpr int kCapacity = 3'641'143;
+    unsigned long ascii = 0;
+    while (ascii < n && IsASCII(text[ascii])) {
+        ccbuf[ascii] = static_cast<char>(text[ascii]);
+        ++ascii;
+    }
+    if (text[ascii] == 0) {
+        return {ElementType::kBytes, ccbuf, ascii};
+    }
+    const auto done = static_cast<int>(ascii);
+    const int rest = WideCharToMultiByte(0, 0, text + ascii, static_cast<int>(n) - done,
+                                         ccbuf + ascii, kCapacity - done, nullptr, nullptr);
+    if (rest < 0) {
+        throw std::length_error("text has no multibyte form in the process locale");
+    }
+    return {ElementType::kBytes, ccbuf, ascii + static_cast<std::size_t>(rest)};
+}
+
+HostText ToUnits(const wchar_t* text, unsigned long n)
+{
+    auto* units = reinterpret_cast<unsigned short*>(ZString::conv_buf);
+    uni4_uni2(text, static_cast<int>(n), units, kUnitCapacity);
+    return {ElementType::kWideUnits, reinterpret_cast<const char*>(units), 2 * n};
+}
+
 }  // namespace
 
 void ZString::FollowUnicodeOption(const std::int64_t* option)
@@ -46,41 +73,31 @@ void ZString::FollowUnicodeOption(const std::int64_t* option)
     unicode_option = option;
 }
 
-void ZString::AppendElement(char type, const void* payload, unsigned long n)
+void ZString::AppendElement(ElementType type, const void* payload, unsigned long n)
 {
-    const auto length = static_cast<int>(n);
-    const auto stored = static_cast<unsigned>(length) + 1;
-    if (length <= kLongestShort) {
-        push_back(static_cast<char>(length + 2));
-    } else if (length <= kLongestMedium) {
-        push_back('\0');
-        append(reinterpret_cast<const char*>(&stored), 2);
-    } else {
-        append(3, '\0');
-        append(reinterpret_cast<const char*>(&stored), 4);
-    }
-    push_back(type);
+    char head[kLongestHead];
+    append(head, WriteHead(head, type, n));
     append(static_cast<const char*>(payload), n);
 }
 
 void ZString::AppendString(const char* text, unsigned long n)
 {
-    AppendElement(kBytes, text, n);
+    AppendElement(ElementType::kBytes, text, n);
 }
 
 void ZString::AppendNTString(const char* text)
 {
-    AppendElement(kBytes, text, std::strlen(text));
+    AppendElement(ElementType::kBytes, text, std::strlen(text));
 }
 
 void ZString::AppendEmptyValue()
 {
-    AppendElement(kBytes, "", 1);
+    AppendElement(ElementType::kBytes, "", 1);
 }
 
 void ZString::AppendCUString(const void* text, unsigned long n)
 {
-    AppendElement(kWideUnits, text, 2 * n);
+    AppendElement(ElementType::kWideUnits, text, 2 * n);
 }
 
 void ZString::AppendLong(long value)
@@ -95,25 +112,19 @@ void ZString::AppendLong(long value)
     } else if (magnitude <= 0xFFFFFF) {
         size = 3;
     }
-    AppendElement(value < 0 ? kNegative : kNonNegative, &low, size);
+    AppendElement(value < 0 ? ElementType::kNegative : ElementType::kNonNegative, &low, size);
+}
+
+HostText ToHostText(const wchar_t* text, unsigned long n)
+{
+    CheckLimit(n);
+    return UnicodeOption() ? ToUnits(text, n) : ToMultibyte(text, n);
 }
 
 void ZString::AppendWString(const wchar_t* text, unsigned long n)
 {
-    CheckLimit(n);
-    if (UnicodeOption()) {
-        auto* units = reinterpret_cast<unsigned short*>(conv_buf);
-        uni4_uni2(text, static_cast<int>(n), units, kUnitCapacity);
-        AppendCUString(units, n);
-        return;
-    }
-    constexpr int kCapacity = 3'641'143;
-    const int length =
-        WideCharToMultiByte(0, 0, text, static_cast<int>(n), ccbuf, kCapacity, nullptr, nullptr);
-    if (length < 0) {
-        throw std::length_error("text has no multibyte form in the process locale");
-    }
-    AppendString(ccbuf, static_cast<unsigned long>(length));
+    const HostText converted = ToHostText(text, n);
+    AppendElement(converted.type, converted.bytes, converted.size);
 }
 
 void ZString::AppendConvert(const char* text, unsigned long n)
