@@ -8,9 +8,14 @@ if(ORVELGW_WERROR)
     add_compile_options(-Werror)
 endif()
 
-# An unloaded library must be gone: unique symbols would keep it in the process.
+# An unloaded library must be gone: unique symbols would keep it in the process. Clang makes none.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fno-gnu-unique HAS_NO_GNU_UNIQUE)
+if(HAS_NO_GNU_UNIQUE)
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+endif()
 add_compile_options(-fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
-                    $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique> -fstack-protector-strong)
+                    -fstack-protector-strong)
 add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
 
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>
