@@ -8,12 +8,17 @@ if(ORVELGW_WERROR)
     add_compile_options(-Werror)
 endif()
 
-# An unloaded library must be gone: unique symbols would keep it in the process. Clang makes none.
+# What not every compiler or processor has. An unloaded library must be gone: GCC's unique symbols would
+# keep it in the process, Clang makes none. The rest stops a stack that runs out on its guard page, and
+# jumps to where none is meant.
 include(CheckCXXCompilerFlag)
-check_cxx_compiler_flag(-fno-gnu-unique HAS_NO_GNU_UNIQUE)
-if(HAS_NO_GNU_UNIQUE)
-    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
-endif()
+foreach(flag -fno-gnu-unique -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "HAS${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+        add_compile_options($<$<COMPILE_LANGUAGE:CXX>:${flag}>)
+    endif()
+endforeach()
 add_compile_options(-fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
                     -fstack-protector-strong)
 add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)

@@ -15,8 +15,8 @@
  *  2. Threads. One thread at a time, whichever. The environment, the error record, the handle
  *     registry and the conversion buffers belong to the whole process and take no lock. A thread
  *     that is cancelled (pthread_cancel) while an entry waits for a driver ends after the entry. The
- *     library itself uses 8 KB of stack at most in a call; the driver manager and the driver
- *     need theirs beside that (iODBC 3.52.9 with SQLite's driver @STACK@).
+ *     library itself uses 16 KB of stack at most in a call; the driver manager and the driver need
+ *     theirs beside that (iODBC 3.52.9 with SQLite's driver: 46 KB to connect, 6 KB otherwise).
  *
  *  3. Widths and byte order. Length words and 2-byte characters are 16 bits, integers and the
  *     length of a long string 32, pointers and handles 64. All are little-endian. Counted strings
@@ -71,13 +71,15 @@
  *     wide name of a catalog entry (letter s) may be read beyond its end: 4 bytes are looked at by
  *     "DescribeProceduresW" and "DescribeProcedureColumnsW", and 4 bytes a character by drivers
  *     where a name goes out as it lies in the host's memory: in "StatisticsW", and the catalog of
- *     "DescribeProceduresW" where it starts with two zero characters. So many must be readable.
+ *     "DescribeProceduresW" where it starts with two zero characters. So many must be readable. A
+ *     narrow name of a catalog entry (letter b) goes out as it lies there, too, and wants a zero
+ *     byte behind it: psqlodbca.so 13.02 reads that of "PrimaryKeys" up to one.
  *
  *  9. Exceptions. Whatever is thrown inside an entry, by a driver or by the host's logging routine,
  *     ends in the exception flag ("WasError" says -1000). Only what the logging routine throws from
  *     an entry's last END record, from the single record of "Test" and of the option and version
  *     entries, from BEGIN of "DataSources", or from any record of "GetTypeInfo" but that of a
- *     failure, reaches the host. ReleaseLongString must not throw.
+ *     failure, and what comes of failing memory while such a record is made, reaches the host. ReleaseLongString must not throw.
  *
  * 10. Lists. Results of more than one value, and lists as arguments, are the elements below, one
  *     behind the other, without a header or an end mark. A list in a list is a string element that

@@ -47,16 +47,28 @@ need_packages() {
         apt-get install -q -y --no-install-recommends "${missing[@]}" >&2
 }
 
-# Configures (once; the build notices later changes by itself) and builds: preset, then targets.
+# Configures a preset, once; the build notices later changes by itself. ORVELGW_WERROR=ON in the
+# environment makes warnings errors.
+configure() {
+    local preset=$1 werror=${ORVELGW_WERROR-OFF} compiler=
+    case "$preset" in
+        clang) compiler=clang ;;
+        fuzz) compiler="clang libclang-rt-dev" ;;
+    esac
+    # shellcheck disable=SC2086
+    need_packages $build_packages $compiler
+    if [ ! -f "build/$preset/build.ninja" ] ||
+        ! grep -qx "ORVELGW_WERROR:BOOL=$werror" "build/$preset/CMakeCache.txt"; then
+        step "Configuring build/$preset"
+        cmake --preset "$preset" -DORVELGW_WERROR="$werror" >&2
+    fi
+}
+
+# Configures and builds: preset, then targets.
 build() {
     local preset=$1
     shift
-    # shellcheck disable=SC2086
-    need_packages $build_packages
-    if [ ! -f "build/$preset/build.ninja" ]; then
-        step "Configuring build/$preset"
-        cmake --preset "$preset" >&2
-    fi
+    configure "$preset"
     local wanted=()
     [ $# -eq 0 ] || wanted=(--target "$@")
     # A dry run tells whether there is anything to say.

@@ -174,6 +174,11 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
     using Parts = std::vector<std::string>;
     const std::tuple<std::string, std::string, int, Parts> cases[] = {
         {right, "TEST_DRIVER=crash", 4, {"cause crashed the driver crashed: Aborted"}},
+        {right,
+         "TEST_DRIVER=manager ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=" WIDE_DRIVER_4,
+         4,
+         {"driver manager crashed iODBC 3.52",
+          "cause crashed the driver manager itself crashes: Aborted"}},
         {right, "TEST_DRIVER=exit", 4, {"cause unloadable loading it crashes: it ended the"}},
         {wide, "TEST_DRIVER=connect", 4, {"with the shim right"}},
         {wide, "TEST_DRIVER=wide", 1, {"-> ln -s"}},

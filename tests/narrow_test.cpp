@@ -1,6 +1,7 @@
 // The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
 #include <dlfcn.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <sstream>
 
@@ -108,12 +109,14 @@ TEST_F(NarrowShim, KeepsTheDriversCallsInsideIt)
 
 TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
 {
-    fs::create_symlink("/lib/x86_64-linux-gnu/libm.so.6", folder / "libm.so.6");
+    Dl_info library{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&std::fopen), &library), 0);
+    fs::create_symlink(library.dli_fname, folder / "libc.so.6");
     fs::create_symlink(LoadedDriverManager().file, folder / "libiodbc.so.2");
     const std::pair<std::string, std::string> cases[] = {
         {Copy("narrow-nothing.so"), (folder / "nothing.so").string() + ": cannot open"},
         {Copy("narrow-nothing2.so"), "/odbc/nothing2.so: cannot open"},
-        {Copy("narrow-libm.so.6"), "libm.so.6: no ODBC driver, as it has no SQLConnect"},
+        {Copy("narrow-libc.so.6"), "libc.so.6: no ODBC driver, as it has no SQLConnect"},
         {Copy("narrow-libiodbc.so.2"), "libiodbc.so.2: this is a driver manager"},
         {Self(), "self.so: this is the shim itself"},
         {Copy("shim.so"), "shim.so: a driver is named by a link to it"},

@@ -1,6 +1,7 @@
 #include "scripted_odbc.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <sqlucode.h>
 

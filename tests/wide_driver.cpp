@@ -2,8 +2,10 @@
 // shim shows. It refuses every connection, unless TEST_DRIVER tells it otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
 // Place=here, =wide by the wide one; =warn as =connect, and warns of a statement that it prepares;
-// =crash crashes as it is asked for its diagnostics; =exit ends the process as it is loaded. Where
-// TEST_SIGNAL is a signal's number the narrow function sends it to the parent process and hangs.
+// =crash crashes as it is asked for its diagnostics; =exit ends the process as it is loaded;
+// =manager, loaded in front of the driver manager, crashes in its place as it makes an environment.
+// Where TEST_SIGNAL is a signal's number the narrow function sends it to the parent process and
+// hangs.
 #include <unistd.h>
 
 #include <algorithm>
@@ -64,6 +66,9 @@ std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* nativ
 
 EXPORTED SQLAllocHandle(std::int16_t type, void* /*input*/, void** output)
 {
+    if (Told() == "manager") {
+        std::abort();
+    }
     *output = reinterpret_cast<void*>(static_cast<std::intptr_t>(type) * 16);
     return 0;
 }

@@ -110,7 +110,8 @@ int ZConstList::uni2_uni4() const
         ::uni2_uni4(start_ + payload_, length, conv_buf1, kCapacity);
     } else {
         for (std::ptrdiff_t i = 0; i < length / 2; ++i) {
-            conv_buf1[i] = Byte(payload_ + 2 * i) + 256 * Byte(payload_ + 2 * i + 1);
+            conv_buf1[i] =
+                static_cast<wchar_t>(Byte(payload_ + 2 * i) + 256 * Byte(payload_ + 2 * i + 1));
         }
         conv_buf1[length / 2] = 0;
     }

@@ -4,16 +4,11 @@
 
 #include "odbc/blocks.h"
 
-wchar_t* WideRead::Reserve(std::size_t characters)
+void WideRead::Grow(std::size_t size)
 {
-    const std::size_t size = (characters + 1) * sizeof(wchar_t) + kBlock;
-    if (storage_.size() < size) {
-        used_ = 0;
-        storage_ = ZeroedBuffer();  // before there is the new one
-        storage_ = ZeroedBuffer(size);
-    }
-    ClearBlocks(storage_.data(), used_);
-    return reinterpret_cast<wchar_t*>(storage_.data());
+    used_ = 0;
+    storage_ = ZeroedBuffer();  // before there is the new one
+    storage_ = ZeroedBuffer(size);
 }
 
 SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes,
@@ -23,7 +18,12 @@ SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_
     constexpr SQLLEN kWidth = sizeof(wchar_t);
 
     const std::size_t offered = static_cast<std::size_t>(buffer_bytes);
-    wchar_t* text = Reserve(std::max(characters, offered / kWidth + 1));
+    const std::size_t room = std::max(characters, offered / kWidth + 1) + 1;
+    if (storage_.size() < room * kWidth + kBlock) {
+        Grow(room * kWidth + kBlock);
+    }
+    ClearBlocks(storage_.data(), used_);
+    auto* text = reinterpret_cast<wchar_t*>(storage_.data());
     indicator_ = 0;
     used_ = offered;
     const SQLRETURN code =

@@ -39,7 +39,7 @@ public:
     void Trim();
 
 private:
-    wchar_t* Reserve(std::size_t characters);
+    void Grow(std::size_t size);
 
     ZeroedBuffer storage_;
     std::size_t used_ = 0;  // bytes that the last read may have written

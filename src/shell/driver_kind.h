@@ -11,6 +11,8 @@ bool DriverIsNarrow();
 struct DriverManager {
     std::string file;     // links resolved; empty: none is loaded
     std::string version;  // empty: it doesn't tell
+
+    std::string Text() const { return "iODBC " + version + ", " + file; }
 };
 
 DriverManager LoadedDriverManager();

@@ -133,7 +133,7 @@ ExitCode CarryOutThroughGateway(const CommandLine& command)
 ExitCode CarryOut(const CommandLine& command)
 {
     const ExitCode exit_code =
-        command.diagnose ? Doctor(LibraryPath(command), *command.connection_string, stdout).Run()
+        command.diagnose ? Diagnose(LibraryPath(command), *command.connection_string, stdout)
                          : CarryOutThroughGateway(command);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw std::runtime_error("the output could not be written");

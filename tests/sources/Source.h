@@ -46,6 +46,13 @@ struct Source {
     /// What comes back in some cases in the place of what is usual.
     std::map<std::string, std::string> differs = {};
 
+    /// The same from a version on, of the server or of what reads the file, as its driver tells it.
+    std::map<std::string, std::map<std::string, std::string>> differs_from = {};
+
+    /// What comes back in a case at a version: what is usual, or what the source makes of it.
+    std::string Expected(const std::string& its_case, std::string usual,
+                         const std::string& version) const;
+
     /// A connection string; port 0 is the one its server listens at.
     std::string ConnectionString(int port = 0) const;
     /// The same for another password.

@@ -13,6 +13,7 @@
 
 #include "shell/Session.h"
 #include "shell/doctor/Shim.h"
+#include "shell/doctor/driver_manager.h"
 #include "shell/version.h"
 
 namespace {
@@ -72,6 +73,18 @@ KindWords WordsOf(const DriverKind& kind)
 
 }  // namespace
 
+ExitCode Diagnose(const std::string& library, const std::string& data_source, std::FILE* out)
+{
+    if (const auto failure = FailureOfDriverManager(library)) {
+        const DoctorReport report(out);
+        report.Line("driver manager", failure->word, failure->manager);
+        report.Line("cause", failure->word, "the driver manager itself " + failure->how);
+        report.Advise("use another version of it; docs/drivers.md names one that crashes, and why");
+        return kConnectionFailed;
+    }
+    return Doctor(library, data_source, out).Run();
+}
+
 Doctor::Doctor(std::string library, const std::string& data_source, std::FILE* out)
     : library_(std::move(library)),
       text_(data_source),
@@ -128,7 +141,7 @@ void Doctor::ReportLibrary()
         report_.Line("driver manager", "missing", "no libiodbc is in the process");
     } else {
         report_.Line("driver manager", manager.version.empty() ? "unknown" : "right",
-                     "iODBC " + manager.version + ", " + manager.file);
+                     manager.Text());
     }
 }
 
