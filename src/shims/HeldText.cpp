@@ -1,0 +1,161 @@
+#include "shims/HeldText.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "shims/forward.h"
+
+namespace {
+
+constexpr std::size_t kFirstRoom = 8'192;
+constexpr std::size_t kMostHeld = 8U << 20U;
+constexpr std::size_t kMostKept = 1U << 20U;  // of the storage, for the next value
+
+// A driver that cuts its text between characters leaves so much of its room at the most.
+constexpr std::size_t kMostLeftOut = kLongestUtf8 - 1;
+
+constexpr SQLLEN kWidth = sizeof(wchar_t);
+
+}  // namespace
+
+HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, std::span<wchar_t> to)
+{
+    if (state_ == kNone || column != column_) {
+        Begin(column);
+    }
+    if (state_ == kGone) {
+        return {SQL_NO_DATA, 0};
+    }
+    const std::size_t room = to.empty() ? 0 : to.size() - 1;
+    std::size_t delivered = 0;
+    do {
+        const SQLRETURN code = HoldMore(statement);
+        if (is_null_) {
+            state_ = kGone;
+            return {code, SQL_NULL_DATA};
+        }
+        if (!SQL_SUCCEEDED(code)) {
+            return {code, 0};
+        }
+        delivered += Deliver(to.subspan(delivered, room - delivered));
+    } while (state_ == kMore && delivered < room);
+
+    if (!to.empty()) {
+        to[delivered] = 0;
+    }
+    if (state_ == kMore || !Held().empty() || widening_.HasHalf() || to.empty()) {
+        return {SQL_SUCCESS_WITH_INFO, LeftBefore(delivered), true};
+    }
+    state_ = kGone;
+    return {last_code_, static_cast<SQLLEN>(delivered) * kWidth};
+}
+
+void HeldText::Begin(SQLUSMALLINT column)
+{
+    if (bytes_.size() > kMostKept) {
+        bytes_ = {};
+    }
+    column_ = column;
+    state_ = kMore;
+    widening_ = Widening(form_);
+    begin_ = 0;
+    end_ = 0;
+    expected_ = 0;
+    is_begun_ = false;
+    is_null_ = false;
+    is_counted_ = false;
+}
+
+// Holds all that the driver has, or as much as the limit allows.
+SQLRETURN HeldText::HoldMore(SQLHSTMT statement)
+{
+    while (state_ == kMore && Held().size() < kMostHeld) {
+        SQLLEN indicator = 0;
+        const SQLRETURN code = Fetch(statement, indicator);
+        if (code == SQL_NO_DATA && is_begun_) {
+            last_code_ = SQL_SUCCESS;
+            state_ = kWhole;
+        } else if (!SQL_SUCCEEDED(code)) {
+            state_ = is_begun_ && code == SQL_STILL_EXECUTING ? kMore : kNone;
+            return code;
+        } else if (indicator == SQL_NULL_DATA) {
+            is_null_ = !is_begun_;
+            state_ = kWhole;
+            last_code_ = code;
+            return code;
+        } else {
+            Take(code, indicator);
+        }
+    }
+    return SQL_SUCCESS;
+}
+
+SQLRETURN HeldText::Fetch(SQLHSTMT statement, SQLLEN& indicator)
+{
+    MakeRoom();
+    char* const to = bytes_.data() + end_;
+    const std::size_t room = bytes_.size() - end_;
+    *to = '\0';
+    std::memset(to + room - 1 - kMostLeftOut, 0, kMostLeftOut + 1);
+    return DRIVERS(SQLGetData)(statement, column_, SQL_C_CHAR, to, static_cast<SQLLEN>(room),
+                               &indicator);
+}
+
+void HeldText::MakeRoom()
+{
+    if (begin_ != 0) {
+        std::memmove(bytes_.data(), bytes_.data() + begin_, end_ - begin_);
+        end_ -= begin_;
+        begin_ = 0;
+    }
+    const std::size_t wanted = std::min(std::max(expected_ + 1, end_), kMostHeld);
+    const std::size_t size = end_ + std::max(wanted, kFirstRoom);
+    if (bytes_.size() < size) {
+        bytes_.resize(size);
+    }
+}
+
+// A driver that says more than it has room for has filled its room, whatever its code. It may leave
+// out the beginning of a character, and it may say anything.
+void HeldText::Take(SQLRETURN code, SQLLEN indicator)
+{
+    const std::size_t room = bytes_.size() - end_ - 1;
+    const char* const from = bytes_.data() + end_;
+    const bool says_more = indicator >= 0 && static_cast<std::size_t>(indicator) > room;
+    std::size_t size = room;
+    expected_ = 0;
+    is_begun_ = true;
+    if (says_more || (code == SQL_SUCCESS_WITH_INFO && indicator == SQL_NO_TOTAL)) {
+        while (size > room - kMostLeftOut && from[size - 1] == '\0') {
+            --size;
+        }
+        expected_ = says_more ? static_cast<std::size_t>(indicator) - size : 0;
+    } else {
+        size = indicator >= 0 ? static_cast<std::size_t>(indicator) : ::strnlen(from, room);
+        state_ = kWhole;
+        last_code_ = code;
+    }
+    end_ += size;
+}
+
+std::size_t HeldText::Deliver(std::span<wchar_t> to)
+{
+    const auto progress = widening_.Write(Held(), state_ == kWhole, to);
+    begin_ += progress.bytes;
+    return progress.characters;
+}
+
+// The indicator of a piece that was cut: what was left before it, in bytes.
+SQLLEN HeldText::LeftBefore(std::size_t delivered)
+{
+    if (state_ == kMore) {
+        return SQL_NO_TOTAL;
+    }
+    if (!is_counted_) {
+        left_ = delivered + CountWide(Held(), form_) + (widening_.HasHalf() ? 1 : 0);
+        is_counted_ = true;
+    }
+    const std::size_t left = left_;
+    left_ -= delivered;
+    return static_cast<SQLLEN>(left) * kWidth;
+}

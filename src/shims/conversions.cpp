@@ -1,0 +1,174 @@
+#include "shims/conversions.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+constexpr char32_t kFirstBeyond = 0x10000;
+constexpr char32_t kLast = 0x10FFFF;
+constexpr std::size_t kBlock = 8;
+
+bool IsLowSurrogate(wchar_t unit)
+{
+    return unit >= 0xDC00 && unit < 0xE000;
+}
+
+bool IsAscii(const char* block)
+{
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, block, sizeof bytes);
+    return (bytes & 0x8080808080808080U) == 0;
+}
+
+/// What a lead byte of UTF-8 announces.
+struct Lead {
+    std::size_t size;  // of the whole character; 0: it begins none
+    char32_t bits;
+    unsigned char second_from;  // the second byte, which excludes overlong forms and surrogates
+    unsigned char second_to;
+};
+
+constexpr Lead LeadOf(unsigned char byte)
+{
+    if (byte < 0xC2 || byte > 0xF4) {
+        return {0, 0, 0, 0};
+    }
+    if (byte < 0xE0) {
+        return {2, byte & 0x1FU, 0x80, 0xBF};
+    }
+    if (byte < 0xF0) {
+        return {3, byte & 0x0FU, static_cast<unsigned char>(byte == 0xE0 ? 0xA0 : 0x80),
+                static_cast<unsigned char>(byte == 0xED ? 0x9F : 0xBF)};
+    }
+    return {4, byte & 0x07U, static_cast<unsigned char>(byte == 0xF0 ? 0x90 : 0x80),
+            static_cast<unsigned char>(byte == 0xF4 ? 0x8F : 0xBF)};
+}
+
+/// The character that text begins with, and its bytes; 0 bytes where it is not all there yet.
+struct Decoded {
+    char32_t character;
+    std::size_t size;
+};
+
+Decoded Decode(std::string_view text, bool is_all)
+{
+    const auto first = static_cast<unsigned char>(text.front());
+    if (first < 0x80) {
+        return {first, 1};
+    }
+    const Lead lead = LeadOf(first);
+    if (lead.size == 0) {
+        return {kReplacement, 1};
+    }
+    char32_t character = lead.bits;
+    for (std::size_t i = 1; i < lead.size; ++i) {
+        if (i == text.size()) {
+            return {kReplacement, is_all ? i : 0};
+        }
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const bool continues = i == 1 ? byte >= lead.second_from && byte <= lead.second_to
+                                      : byte >= 0x80 && byte <= 0xBF;
+        if (!continues) {
+            return {kReplacement, i};
+        }
+        character = character << 6U | (byte & 0x3FU);
+    }
+    return {character, lead.size};
+}
+
+char* Encode(char32_t character, char* to)
+{
+    const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };
+    if (character < 0x80) {
+        put(character);
+        return to;
+    }
+    if (character < 0x800) {
+        put(0xC0U | character >> 6U);
+    } else if (character < kFirstBeyond) {
+        put(0xE0U | character >> 12U);
+        put(0x80U | (character >> 6U & 0x3FU));
+    } else {
+        put(0xF0U | character >> 18U);
+        put(0x80U | (character >> 12U & 0x3FU));
+        put(0x80U | (character >> 6U & 0x3FU));
+    }
+    put(0x80U | (character & 0x3FU));
+    return to;
+}
+
+}  // namespace
+
+std::optional<std::size_t> Narrow(std::span<const wchar_t> text, char* to)
+{
+    char* const begin = to;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        auto character = static_cast<char32_t>(text[at]);
+        if (IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1])) {
+            ++at;
+            character = kFirstBeyond + ((character & 0x3FFU) << 10U) +
+                        (static_cast<char32_t>(text[at]) & 0x3FFU);
+        } else if (IsHighSurrogate(text[at]) || IsLowSurrogate(text[at]) || character > kLast) {
+            return std::nullopt;
+        }
+        to = Encode(character, to);
+    }
+    return static_cast<std::size_t>(to - begin);
+}
+
+std::size_t CountWide(std::string_view text, WideForm form)
+{
+    std::size_t count = 0;
+    while (!text.empty()) {
+        if (text.size() >= kBlock && IsAscii(text.data())) {
+            text.remove_prefix(kBlock);
+            count += kBlock;
+            continue;
+        }
+        const auto [character, size] = Decode(text, true);
+        text.remove_prefix(size);
+        count += form == WideForm::kUtf16 && character >= kFirstBeyond ? 2 : 1;
+    }
+    return count;
+}
+
+Widening::Progress Widening::Write(std::string_view text, bool is_all, std::span<wchar_t> to)
+{
+    wchar_t* out = to.data();
+    wchar_t* const end = out + to.size();
+    const char* in = text.data();
+    const char* const in_end = in + text.size();
+    if (half_ != 0 && out != end) {
+        *out++ = half_;
+        half_ = 0;
+    }
+    while (in != in_end && out != end) {
+        if (static_cast<std::size_t>(in_end - in) >= kBlock &&
+            static_cast<std::size_t>(end - out) >= kBlock && IsAscii(in)) {
+            for (std::size_t i = 0; i < kBlock; ++i) {
+                out[i] = in[i];
+            }
+            in += kBlock;
+            out += kBlock;
+            continue;
+        }
+        const auto [character, size] = Decode({in, static_cast<std::size_t>(in_end - in)}, is_all);
+        if (size == 0) {
+            break;
+        }
+        in += size;
+        if (form_ == WideForm::kCodePoints || character < kFirstBeyond) {
+            *out++ = static_cast<wchar_t>(character);
+            continue;
+        }
+        *out++ = static_cast<wchar_t>(0xD7C0U + (character >> 10U));
+        half_ = static_cast<wchar_t>(0xDC00U | (character & 0x3FFU));
+        if (out != end) {
+            *out++ = half_;
+            half_ = 0;
+        }
+    }
+    return {static_cast<std::size_t>(in - text.data()), static_cast<std::size_t>(out - to.data())};
+}
