@@ -137,9 +137,10 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
         {right + ";Host=127.0.0.1:" + std::to_string(silent.number),
          {"server right", "cause refused the server is there, and refuses the user"}},
         {wide + server + closed,
-         {"kind misused wide functions, of 2-byte characters", "cause misused", "-> ln -s ",
+         {"kind misused wide functions, of 2-byte characters", "cause misused",
+          "-> for -u: orvelgw shim utf16 " WIDE_DRIVER_2 "\n",
           "with the shim refused SQLState: (28000) NativeError: [7] Message: Login failed",
-          "/narrow-libwide-driver-2.so instead\n", "behind it stopped nobody listens"}},
+          "-> then take the DRIVER= that it prints\n", "behind it stopped nobody listens"}},
     };
     for (const auto& [string, parts] : cases) {
         const Finished run = Diagnosed(string);
@@ -156,13 +157,16 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
 {
     fs::create_symlink(WIDE_DRIVER_2, folder / "driver.so");
     const std::string shim = "DRIVER=" + In("narrow-driver.so");
-    const std::string in_section = "/narrow-libwide-driver-2.so in [far] of " + In("odbc.ini");
+    const std::string in_section = "as Driver = in [far] of " + In("odbc.ini");
     using Parts = std::vector<std::string>;
     const std::tuple<std::string, std::string, int, Parts> cases[] = {
         {right, "TEST_DRIVER=crash", 4, {"cause crashed the driver crashed: Aborted"}},
         {right, "TEST_DRIVER=exit", 4, {"cause unloadable loading it crashes: it ended the"}},
         {wide, "TEST_DRIVER=connect", 4, {"with the shim right"}},
-        {wide, "TEST_DRIVER=wide", 1, {"-> ln -s"}},
+        {wide,
+         "TEST_DRIVER=wide",
+         1,
+         {"-> for narrow and -l, as bytes of the driver's own: orvelgw shim narrow "}},
         {wide, "TMPDIR=/no/such/folder", 4, {"cause misused"}},
         {"far", "TEST_DRIVER=keys", 4, {"with the shim right", in_section}},
         {shim,

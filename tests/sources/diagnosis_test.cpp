@@ -79,11 +79,11 @@ TEST(MisusedDrivers, AreNamedWithTheirCure)
         const Finished run =
             RunDoctor("DRIVER=" ORVELGW_DRIVER_FOLDER "/" + std::string(c.file) + c.rest);
         EXPECT_EQ(run.exit_code, 4);
-        ExpectLines(run, {"kind            misused    wide functions, of 2-byte characters",
-                          "with the shim   " + c.shimmed, "cause           misused",
-                          std::string("                -> DRIVER=") +
-                              std::filesystem::path(ORVELGW_NARROW_SHIM).parent_path().string() +
-                              "/narrow-" + c.file});
+        ExpectLines(run,
+                    {"kind            misused    wide functions, of 2-byte characters",
+                     "with the shim   " + c.shimmed, "cause           misused",
+                     "                -> for -u: orvelgw shim utf16 " ORVELGW_DRIVER_FOLDER "/" +
+                         std::string(c.file)});
     }
 }
 

@@ -1,37 +1,21 @@
-#include "shell/doctor/Shim.h"
+#include "shell/doctor/TrialLink.h"
 
 #include <unistd.h>
 
 #include <climits>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
+#include <string>
 #include <system_error>
 
 #include "shell/driver_kind.h"
+#include "shell/shims.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kShimName[] = "liborvelnarrow.so";
-constexpr char kPrefix[] = "narrow-";
-
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
-
-bool IsInDriverFolder(const fs::path& driver)
-{
-    return driver.parent_path() == ORVELGW_DRIVER_FOLDER;
-}
-
-// Links and copies of the shim have its name inside.
-bool IsShim(const fs::path& file)
-{
-    std::ifstream in(file, std::ios::binary);
-    const std::string bytes(std::istreambuf_iterator<char>(in), {});
-    return bytes.find(kShimName) != std::string::npos;
-}
 
 // What a handler of signals can reach: the folder, the link to the shim and that to the driver.
 struct TrialFiles {
@@ -90,42 +74,7 @@ bool Keep(const fs::path& path, char (&kept)[PATH_MAX])
 
 }  // namespace
 
-Shim::Shim(const fs::path& library, const fs::path& driver)
-    : shim_(library.parent_path() / kShimName),
-      link_((IsInDriverFolder(driver) ? library : driver).parent_path() /
-            (kPrefix + driver.filename().string()))
-{}
-
-bool Shim::IsBuilt() const
-{
-    std::error_code none;
-    return fs::exists(shim_, none);
-}
-
-bool Shim::IsLinked() const
-{
-    std::error_code none;
-    return fs::equivalent(shim_, link_, none);
-}
-
-std::optional<fs::path> Shim::DriverBehind(const fs::path& driver)
-{
-    const std::string name = driver.filename();
-    if (!name.starts_with(kPrefix) || !IsShim(driver)) {
-        return std::nullopt;
-    }
-    const std::string real = name.substr(sizeof kPrefix - 1);
-    std::error_code none;
-    const fs::path beside = driver.parent_path() / real;
-    return fs::exists(beside, none) ? beside : fs::path(ORVELGW_DRIVER_FOLDER) / real;
-}
-
-bool Shim::IsNameless(const fs::path& driver)
-{
-    return !driver.filename().string().starts_with(kPrefix) && IsShim(driver);
-}
-
-TrialLink::TrialLink(const Shim& shim, const fs::path& driver)
+TrialLink::TrialLink(const fs::path& shim, const fs::path& driver)
 {
     HandleEndingSignals();
     trial_files = {};
@@ -137,9 +86,9 @@ TrialLink::TrialLink(const Shim& shim, const fs::path& driver)
         return;
     }
     const fs::path folder = trial_files.folder;
-    link_ = folder / (kPrefix + driver.filename().string());
+    link_ = folder / (FaceOf("narrow").prefix + driver.filename().string());
     if (Keep(link_, trial_files.link) && Keep(folder / driver.filename(), trial_files.driver)) {
-        fs::create_symlink(Resolved(shim.File()), trial_files.link, error);
+        fs::create_symlink(Resolved(shim), trial_files.link, error);
         fs::create_symlink(fs::absolute(driver, error), trial_files.driver, error);
     }
 }
