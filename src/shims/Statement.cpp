@@ -1,7 +1,9 @@
 #include "shims/Statement.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cwchar>
+#include <limits>
 #include <utility>
 
 #include "shims/forward.h"
@@ -56,6 +58,7 @@ SQLRETURN Statement::BindParameter(SQLUSMALLINT number, const ParameterShape& sh
     parameter.text.SetIndicator(0, 0);
     const SQLRETURN code = Bind(number, parameter);
     if (SQL_SUCCEEDED(code)) {
+        used_end_ = parameters_.end();
         parameters_.insert_or_assign(number, std::move(parameter));
     }
     return code;
@@ -106,6 +109,7 @@ void Statement::Free(SQLUSMALLINT option)
     } else if (option == SQL_RESET_PARAMS) {
         StopCollecting();
         parameters_.clear();
+        used_end_ = parameters_.end();
     } else {
         held_.Forget();
     }
@@ -144,11 +148,29 @@ void Statement::NoteAttribute(SQLINTEGER attribute, SQLPOINTER value)
     }
 }
 
-SQLRETURN Statement::Execute(Run run)
+void Statement::ForgetParameter(SQLUSMALLINT number)
 {
+    used_end_ = parameters_.end();
+    parameters_.erase(number);
+}
+
+SQLRETURN Statement::ExecutePrepared()
+{
+    SQLSMALLINT markers = 0;
+    const bool are_known =
+        !parameters_.empty() && SQL_SUCCEEDED(DRIVERS(SQLNumParams)(handle_, &markers));
+    return Execute(
+        are_known ? static_cast<std::size_t>(std::max<SQLSMALLINT>(markers, 0)) : SIZE_MAX,
+        DRIVERS(SQLExecute));
+}
+
+SQLRETURN Statement::Execute(std::size_t markers, Run run)
+{
+    constexpr std::size_t kMost = std::numeric_limits<SQLUSMALLINT>::max();
     held_.Forget();
     StopCollecting();
-    for (auto& [number, parameter] : parameters_) {
+    used_end_ = parameters_.upper_bound(static_cast<SQLUSMALLINT>(std::min(markers, kMost)));
+    for (auto& [number, parameter] : Used()) {
         if (!Convert(number, parameter)) {
             return SQL_ERROR;
         }
@@ -163,7 +185,7 @@ SQLRETURN Statement::Execute(Run run)
 
 SQLRETURN Statement::RunWithParameters(const Run& run)
 {
-    for (auto& [number, parameter] : parameters_) {
+    for (auto& [number, parameter] : Used()) {
         const SQLRETURN code = Bind(number, parameter);
         if (!SQL_SUCCEEDED(code)) {
             return code;
@@ -234,9 +256,9 @@ SQLRETURN Statement::NextAwaited(SQLPOINTER* token)
         StopCollecting();
         return Fail(InvalidText(number));
     }
-    const auto next = std::find_if(parameters_.upper_bound(collected_number_), parameters_.end(),
+    const auto next = std::find_if(parameters_.upper_bound(collected_number_), used_end_,
                                    [](const auto& entry) { return entry.second.is_awaited; });
-    if (next != parameters_.end()) {
+    if (next != used_end_) {
         collected_number_ = next->first;
         collected_ = &next->second;
         if (token != nullptr) {
@@ -288,7 +310,7 @@ SQLRETURN Statement::DeliverParameters(SQLRETURN code)
     if (!SQL_SUCCEEDED(code) && code != SQL_NO_DATA) {
         return code;
     }
-    for (auto& [number, parameter] : parameters_) {
+    for (auto& [number, parameter] : Used()) {
         for (SQLULEN row = 0; parameter.IsOutput() && row < sets_.rows; ++row) {
             const auto outcome = parameter.text.Deliver(row, sets_, form_);
             if (outcome == BoundText::Outcome::kCut) {

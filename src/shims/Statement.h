@@ -6,7 +6,7 @@
 
 #include <functional>
 #include <map>
-#include <string>
+#include <ranges>
 
 #include "shims/BoundText.h"
 #include "shims/Diagnosis.h"
@@ -38,7 +38,7 @@ public:
                             const Buffers& caller);
     SQLRETURN BindColumn(SQLUSMALLINT number, const Buffers& caller);
     /// The driver has another binding there.
-    void ForgetParameter(SQLUSMALLINT number) { parameters_.erase(number); }
+    void ForgetParameter(SQLUSMALLINT number);
     void ForgetColumn(SQLUSMALLINT number) { columns_.erase(number); }
     /// What SQLFreeStmt frees, by its option.
     void Free(SQLUSMALLINT option);
@@ -48,8 +48,10 @@ public:
 
     using Run = std::function<SQLRETURN(SQLHSTMT)>;
 
-    /// Runs what executes the statement, once all wide parameters are the driver's text.
-    SQLRETURN Execute(Run run);
+    /// Runs what executes the statement, once its wide parameters are the driver's text. Bindings
+    /// beyond the markers that it has are of another statement, and their buffers may be gone.
+    SQLRETURN Execute(std::size_t markers, Run run);
+    SQLRETURN ExecutePrepared();
     /// Data at execution of wide parameters, which the shim takes before anything is sent. The
     /// driver asks for the rest of its own accord.
     bool IsCollecting() const { return is_collecting_; }
@@ -99,11 +101,15 @@ private:
     SQLRETURN RunWithParameters(const Run& run);
     SQLRETURN Note(BoundText::Outcome outcome, const char* subject, int number, SQLRETURN code);
 
+    /// The parameters that the statement has markers for.
+    auto Used() { return std::ranges::subrange(parameters_.begin(), used_end_); }
+
     SQLHSTMT handle_;
     SQLHDBC connection_;
     WideForm form_;
     HeldText held_;
     std::map<SQLUSMALLINT, Parameter> parameters_;
+    std::map<SQLUSMALLINT, Parameter>::iterator used_end_ = parameters_.end();
     std::map<SQLUSMALLINT, Column> columns_;
     RowLayout sets_;  // of parameters
     RowLayout rows_;

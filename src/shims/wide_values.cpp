@@ -2,6 +2,7 @@
 #include <sql.h>
 #include <sqlext.h>
 
+#include <algorithm>
 #include <string>
 
 #include "shims/Handles.h"
@@ -50,7 +51,9 @@ SQLRETURN Execute(SQLHSTMT handle, const std::string& text)
                                       reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str())),
                                       static_cast<SQLINTEGER>(text.size()));
     };
-    return statement != nullptr ? statement->Execute(run) : run(handle);
+    // What stands in quotes may have such a character, too; more markers than there are do no harm.
+    const auto markers = static_cast<std::size_t>(std::ranges::count(text, '?'));
+    return statement != nullptr ? statement->Execute(markers, run) : run(handle);
 }
 
 #pragma GCC visibility push(default)
@@ -159,8 +162,7 @@ SQLRETURN SQLGetData(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT c_type, S
 SQLRETURN SQLExecute(SQLHSTMT handle)
 {
     Statement* statement = Begin(handle);
-    return statement != nullptr ? statement->Execute(DRIVERS(SQLExecute))
-                                : DRIVERS(SQLExecute)(handle);
+    return statement != nullptr ? statement->ExecutePrepared() : DRIVERS(SQLExecute)(handle);
 }
 
 SQLRETURN SQLExecDirect(SQLHSTMT handle, SQLCHAR* text, SQLINTEGER length)
