@@ -79,16 +79,26 @@ SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
         return TellRecord(own.state, own.Text(), number, state, native, text, capacity, length);
     }
     SQLCHAR narrow_state[6] = "";
+    const auto ask = [&](OutName& message) {
+        return std::apply(DRIVERS(SQLGetDiagRec),
+                          std::tuple_cat(std::tuple(type, handle, number, +narrow_state, native),
+                                         message.ForDriver()));
+    };
+    // psqlodbca.so 13.02 parts a long message into records by the room that it is first asked with
+    // (Statements.AreRefusedWithSeveralRecords).
+    OutName tight(text, capacity, length);
+    tight.TightenRoom();
+    SQLRETURN code = ask(tight);
     OutName message(text, capacity, length);
-    const SQLRETURN code =
-        std::apply(DRIVERS(SQLGetDiagRec),
-                   std::tuple_cat(std::tuple(type, handle, number, +narrow_state, native),
-                                  message.ForDriver()));
+    const bool is_short = SQL_SUCCEEDED(code) && tight.IsShort();
+    if (is_short) {
+        code = ask(message);
+    }
     if (SQL_SUCCEEDED(code)) {
         const char* const its_state = reinterpret_cast<const char*>(narrow_state);
         CopyAscii(std::string_view(its_state, ::strnlen(its_state, 5)), state, 6);
     }
-    return message.Finish(code);
+    return (is_short ? message : tight).Finish(code);
 }
 
 SQLRETURN SQLGetDiagFieldW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,

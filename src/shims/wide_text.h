@@ -91,6 +91,11 @@ public:
                           static_cast<Length>(narrow_.size()), &told_);
     }
 
+    /// Makes room for as many bytes as the caller has for characters, and whether that was too
+    /// little.
+    void TightenRoom() { narrow_.resize(std::max<std::size_t>(places_, 1)); }
+    bool IsShort() const { return told_ >= 0 && static_cast<std::size_t>(told_) >= narrow_.size(); }
+
     /// Writes what the driver wrote, as far as the caller has room.
     SQLRETURN Finish(SQLRETURN code)
     {
