@@ -1,37 +1,27 @@
 // The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
 #include <dlfcn.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <sstream>
 
 #include "gateway_fixture.h"
+#include "shim_folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
 class NarrowShim : public GatewayTest {
 protected:
-    NarrowShim() { fs::create_directory(folder); }
-    ~NarrowShim() override { fs::remove_all(folder); }
-
-    /// A link to the shim, or a copy, in a folder of the test's. Two links are one to the loader.
     std::string Link(const std::string& name) const
     {
-        const auto link = folder / name;
-        fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), link);
-        return link;
+        return folder.Link(ORVELGW_NARROW_SHIM, name);
     }
     std::string Copy(const std::string& name) const
     {
-        fs::copy_file(ORVELGW_NARROW_SHIM, folder / name);
-        return folder / name;
+        return folder.Copy(ORVELGW_NARROW_SHIM, name);
     }
     std::string Self() const
     {
         std::string shim = Copy("narrow-self.so");
-        fs::create_symlink(shim, folder / "self.so");
+        folder.Link(shim, "self.so");
         return shim;
     }
     std::string Connect(const std::string& driver) const
@@ -39,8 +29,7 @@ protected:
         return std::string(Call("DSNConnect", {"DRIVER=" + driver + ";Database=:memory:"}).Bytes());
     }
 
-    const fs::path folder =
-        fs::temp_directory_path() / ("orvelgw-narrow-" + std::to_string(::getpid()));
+    const ShimFolder folder;
 };
 
 TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)
@@ -100,7 +89,7 @@ TEST_F(NarrowShim, KeepsTheDriversCallsInsideIt)
 {
     void* driver_manager = dlopen("libiodbc.so.2", RTLD_NOW | RTLD_GLOBAL);
     ASSERT_NE(driver_manager, nullptr);
-    fs::create_symlink(CALLING_DRIVER, folder / "calling.so");
+    folder.Link(CALLING_DRIVER, "calling.so");
     const std::string connection = Connect(Copy("narrow-calling.so"));
     EXPECT_EQ(connection.size(), 8U) << List("GetSQLErrors", {"", ""});
     EXPECT_EQ(Code("Disconnect", {connection}), 0);
@@ -110,9 +99,9 @@ TEST_F(NarrowShim, KeepsTheDriversCallsInsideIt)
 
 TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
 {
-    fs::create_symlink("/lib/x86_64-linux-gnu/libm.so.6", folder / "libm.so.6");
+    folder.Link("/lib/x86_64-linux-gnu/libm.so.6", "libm.so.6");
     const std::pair<std::string, std::string> cases[] = {
-        {Copy("narrow-nothing.so"), (folder / "nothing.so").string() + ": cannot open"},
+        {Copy("narrow-nothing.so"), (folder.path / "nothing.so").string() + ": cannot open"},
         {Copy("narrow-nothing2.so"), "/odbc/nothing2.so: cannot open"},
         {Copy("narrow-libm.so.6"), "libm.so.6: no ODBC driver, as it has no SQLConnect"},
         {Self(), "self.so: this is the shim itself"},

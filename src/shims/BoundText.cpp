@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <cwchar>
+#include <iterator>
 
 namespace {
 
@@ -42,11 +42,11 @@ BoundText::Source BoundText::At(SQLULEN row, const RowLayout& layout) const
         (indicator >= 0 && indicator % kWidth != 0)) {
         return {Source::kMalformed, {}, indicator};
     }
-    const auto* text = reinterpret_cast<const wchar_t*>(
-        Address(caller_.text, static_cast<std::size_t>(caller_.size), row, layout));
-    const std::size_t length =
-        indicator == SQL_NTS ? std::wcslen(text) : static_cast<std::size_t>(indicator / kWidth);
-    return {Source::kText, {text, length}, indicator};
+    const char* text = Address(caller_.text, static_cast<std::size_t>(caller_.size), row, layout);
+    return {Source::kText,
+            indicator == SQL_NTS ? WideView::Terminated(text)
+                                 : WideView(text, static_cast<std::size_t>(indicator / kWidth)),
+            indicator};
 }
 
 void BoundText::MakeRoom(std::size_t bytes, const RowLayout& layout)
@@ -119,14 +119,14 @@ BoundText::Outcome BoundText::Deliver(SQLULEN row, const RowLayout& layout, Wide
         told < 0 ? ::strnlen(held.data(), room) : std::min(static_cast<std::size_t>(told), room);
     const std::string_view text(held.data(), size);
 
-    auto* const to = reinterpret_cast<wchar_t*>(
-        Address(caller_.text, static_cast<std::size_t>(caller_.size), row, layout));
     const auto places = static_cast<std::size_t>(std::max<SQLLEN>(caller_.size, 0) / kWidth);
+    const WideRoom to(Address(caller_.text, static_cast<std::size_t>(caller_.size), row, layout),
+                      places);
     Widening widening(form);
     const auto [bytes, characters] =
-        widening.Write(text, is_whole, {to, places > 0 ? places - 1 : 0});
+        widening.Write(text, is_whole, to.First(places > 0 ? places - 1 : 0));
     if (places > 0) {
-        to[characters] = 0;
+        to.Put(characters, 0);
     }
     if (is_whole && places > 0 && bytes == size && !widening.HasHalf()) {
         tell(static_cast<SQLLEN>(characters) * kWidth);
@@ -136,26 +136,26 @@ BoundText::Outcome BoundText::Deliver(SQLULEN row, const RowLayout& layout, Wide
     return Outcome::kCut;
 }
 
-bool BoundText::Append(std::span<const wchar_t> piece)
+bool BoundText::Append(WideView piece)
 {
-    const std::size_t wanted = collected_ + kLongestUtf8 * (piece.size() + 1);
+    const std::size_t wanted = collected_ + kLongestUtf8 * (piece.Size() + 1);
     if (text_.size() <= wanted) {
         text_.resize(2 * wanted);
         room_ = text_.size();
     }
-    if (half_ != 0 && !piece.empty()) {
-        const wchar_t pair[] = {half_, piece.front()};
-        const auto size = Narrow(pair, text_.data() + collected_);
+    if (half_ != 0 && piece.Size() > 0) {
+        const wchar_t pair[] = {half_, piece[0]};
+        const auto size = Narrow({pair, std::size(pair)}, text_.data() + collected_);
         if (!size) {
             return false;
         }
         collected_ += *size;
-        piece = piece.subspan(1);
+        piece = piece.From(1);
         half_ = 0;
     }
-    if (!piece.empty() && IsHighSurrogate(piece.back())) {
-        half_ = piece.back();
-        piece = piece.first(piece.size() - 1);
+    if (piece.Size() > 0 && IsHighSurrogate(piece[piece.Size() - 1])) {
+        half_ = piece[piece.Size() - 1];
+        piece = piece.First(piece.Size() - 1);
     }
     const auto size = Narrow(piece, text_.data() + collected_);
     collected_ += size.value_or(0);

@@ -42,7 +42,7 @@ public:
         enum Kind { kText, kValueless, kAwaited, kMalformed };
 
         Kind kind;
-        std::span<const wchar_t> text;
+        WideView text;
         SQLLEN indicator;
     };
     Source At(SQLULEN row, const RowLayout& layout) const;
@@ -67,7 +67,7 @@ public:
     Outcome Deliver(SQLULEN row, const RowLayout& layout, WideForm form);
 
     /// Takes a piece of the first row's text; false where it is not valid.
-    bool Append(std::span<const wchar_t> piece);
+    bool Append(WideView piece);
     /// Whether the pieces so far end in half a pair.
     bool EndsInHalf() const { return half_ != 0; }
     /// Begins anew.

@@ -2,10 +2,9 @@
 
 #include <mutex>
 
-// Never destroyed: a program may use a driver as it ends.
 Handles& Handles::Instance()
 {
-    static auto& handles = *std::make_unique<Handles>().release();
+    static Handles handles;
     return handles;
 }
 

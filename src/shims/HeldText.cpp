@@ -18,7 +18,7 @@ constexpr SQLLEN kWidth = sizeof(wchar_t);
 
 }  // namespace
 
-HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, std::span<wchar_t> to)
+HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, WideRoom to)
 {
     if (state_ == kNone || column != column_) {
         Begin(column);
@@ -26,7 +26,7 @@ HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, std::sp
     if (state_ == kGone) {
         return {SQL_NO_DATA, 0};
     }
-    const std::size_t room = to.empty() ? 0 : to.size() - 1;
+    const std::size_t room = to.Size() > 0 ? to.Size() - 1 : 0;
     std::size_t delivered = 0;
     do {
         const SQLRETURN code = HoldMore(statement);
@@ -37,13 +37,13 @@ HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, std::sp
         if (!SQL_SUCCEEDED(code)) {
             return {code, 0};
         }
-        delivered += Deliver(to.subspan(delivered, room - delivered));
+        delivered += Deliver(to.First(room).From(delivered));
     } while (state_ == kMore && delivered < room);
 
-    if (!to.empty()) {
-        to[delivered] = 0;
+    if (to.Size() > 0) {
+        to.Put(delivered, 0);
     }
-    if (state_ == kMore || !Held().empty() || widening_.HasHalf() || to.empty()) {
+    if (state_ == kMore || !Held().empty() || widening_.HasHalf() || to.Size() == 0) {
         return {SQL_SUCCESS_WITH_INFO, LeftBefore(delivered), true};
     }
     state_ = kGone;
@@ -108,7 +108,7 @@ void HeldText::MakeRoom()
         end_ -= begin_;
         begin_ = 0;
     }
-    const std::size_t wanted = std::min(std::max(expected_ + 1, end_), kMostHeld);
+    const std::size_t wanted = std::min(std::max(expected_ + 1, end_), kMostHeld - end_);
     const std::size_t size = end_ + std::max(wanted, kFirstRoom);
     if (bytes_.size() < size) {
         bytes_.resize(size);
@@ -138,7 +138,7 @@ void HeldText::Take(SQLRETURN code, SQLLEN indicator)
     end_ += size;
 }
 
-std::size_t HeldText::Deliver(std::span<wchar_t> to)
+std::size_t HeldText::Deliver(WideRoom to)
 {
     const auto progress = widening_.Write(Held(), state_ == kWhole, to);
     begin_ += progress.bytes;

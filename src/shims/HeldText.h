@@ -4,7 +4,6 @@
 #include <sql.h>
 #include <sqlext.h>
 
-#include <span>
 #include <string_view>
 #include <vector>
 
@@ -25,7 +24,7 @@ public:
     };
 
     /// The next piece of a column's value; another column begins another value.
-    Answer Read(SQLHSTMT statement, SQLUSMALLINT column, std::span<wchar_t> to);
+    Answer Read(SQLHSTMT statement, SQLUSMALLINT column, WideRoom to);
 
     /// The row has changed, or somebody else reads the column: what is held belongs to no value.
     void Forget() { state_ = kNone; }
@@ -44,7 +43,7 @@ private:
     SQLRETURN Fetch(SQLHSTMT statement, SQLLEN& indicator);
     void MakeRoom();
     void Take(SQLRETURN code, SQLLEN indicator);
-    std::size_t Deliver(std::span<wchar_t> to);
+    std::size_t Deliver(WideRoom to);
     SQLLEN LeftBefore(std::size_t delivered);
 
     WideForm form_;

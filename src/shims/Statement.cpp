@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cwchar>
 #include <limits>
 #include <utility>
 
@@ -202,7 +201,7 @@ bool Statement::Convert(SQLUSMALLINT number, Parameter& parameter)
     auto room = static_cast<std::size_t>(output);
     for (SQLULEN row = 0; parameter.IsInput() && row < sets_.rows; ++row) {
         if (sets_.IsUsed(row)) {
-            room = std::max(room, kLongestUtf8 * text.At(row, sets_).text.size() + 1);
+            room = std::max(room, kLongestUtf8 * text.At(row, sets_).text.Size() + 1);
         }
     }
     text.MakeRoom(room, sets_);
@@ -287,10 +286,8 @@ SQLRETURN Statement::TakePiece(SQLPOINTER data, SQLLEN size)
         StopCollecting();
         return Fail(InvalidLength(number));
     }
-    const auto* characters = static_cast<const wchar_t*>(data);
-    const std::size_t length =
-        size == SQL_NTS ? std::wcslen(characters) : static_cast<std::size_t>(size / kWidth);
-    if (!text.Append({characters, length})) {
+    if (!text.Append(size == SQL_NTS ? WideView::Terminated(data)
+                                     : WideView(data, static_cast<std::size_t>(size / kWidth)))) {
         StopCollecting();
         return Fail(InvalidText(number));
     }
@@ -366,7 +363,7 @@ SQLRETURN Statement::Read(SQLUSMALLINT column, SQLPOINTER to, SQLLEN size, SQLLE
 {
     const auto places =
         to != nullptr ? static_cast<std::size_t>(std::max<SQLLEN>(size, 0) / kWidth) : 0;
-    const auto answer = held_.Read(handle_, column, {static_cast<wchar_t*>(to), places});
+    const auto answer = held_.Read(handle_, column, {to, places});
     if (!SQL_SUCCEEDED(answer.code)) {
         return answer.code;
     }

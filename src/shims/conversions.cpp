@@ -1,7 +1,7 @@
 #include "shims/conversions.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 namespace {
 
@@ -101,12 +101,23 @@ char* Encode(char32_t character, char* to)
 
 }  // namespace
 
-std::optional<std::size_t> Narrow(std::span<const wchar_t> text, char* to)
+WideView WideView::Terminated(const void* text)
+{
+    WideView view(text, 0);
+    while (view[view.size_] != 0) {
+        ++view.size_;
+    }
+    return view;
+}
+
+std::optional<std::size_t> Narrow(WideView text, char* to)
 {
     char* const begin = to;
-    for (std::size_t at = 0; at < text.size(); ++at) {
+    for (std::size_t at = 0; at < text.Size(); ++at) {
         auto character = static_cast<char32_t>(text[at]);
-        if (IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1])) {
+        const bool is_pair =
+            IsHighSurrogate(text[at]) && at + 1 < text.Size() && IsLowSurrogate(text[at + 1]);
+        if (is_pair) {
             ++at;
             character = kFirstBeyond + ((character & 0x3FFU) << 10U) +
                         (static_cast<char32_t>(text[at]) & 0x3FFU);
@@ -134,41 +145,38 @@ std::size_t CountWide(std::string_view text, WideForm form)
     return count;
 }
 
-Widening::Progress Widening::Write(std::string_view text, bool is_all, std::span<wchar_t> to)
+Widening::Progress Widening::Write(std::string_view text, bool is_all, WideRoom to)
 {
-    wchar_t* out = to.data();
-    wchar_t* const end = out + to.size();
-    const char* in = text.data();
-    const char* const in_end = in + text.size();
-    if (half_ != 0 && out != end) {
-        *out++ = half_;
+    std::size_t in = 0;
+    std::size_t out = 0;
+    if (half_ != 0 && to.Size() > 0) {
+        to.Put(out++, half_);
         half_ = 0;
     }
-    while (in != in_end && out != end) {
-        if (static_cast<std::size_t>(in_end - in) >= kBlock &&
-            static_cast<std::size_t>(end - out) >= kBlock && IsAscii(in)) {
-            for (std::size_t i = 0; i < kBlock; ++i) {
-                out[i] = in[i];
-            }
+    while (in < text.size() && out < to.Size()) {
+        if (text.size() - in >= kBlock && to.Size() - out >= kBlock && IsAscii(&text[in])) {
+            std::array<wchar_t, kBlock> block;
+            std::copy_n(&text[in], kBlock, block.begin());
+            to.Put(out, block);
             in += kBlock;
             out += kBlock;
             continue;
         }
-        const auto [character, size] = Decode({in, static_cast<std::size_t>(in_end - in)}, is_all);
+        const auto [character, size] = Decode(text.substr(in), is_all);
         if (size == 0) {
             break;
         }
         in += size;
         if (form_ == WideForm::kCodePoints || character < kFirstBeyond) {
-            *out++ = static_cast<wchar_t>(character);
+            to.Put(out++, static_cast<wchar_t>(character));
             continue;
         }
-        *out++ = static_cast<wchar_t>(0xD7C0U + (character >> 10U));
+        to.Put(out++, static_cast<wchar_t>(0xD7C0U + (character >> 10U)));
         half_ = static_cast<wchar_t>(0xDC00U | (character & 0x3FFU));
-        if (out != end) {
-            *out++ = half_;
+        if (out < to.Size()) {
+            to.Put(out++, half_);
             half_ = 0;
         }
     }
-    return {static_cast<std::size_t>(in - text.data()), static_cast<std::size_t>(out - to.data())};
+    return {in, out};
 }

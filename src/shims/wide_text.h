@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <cwchar>
 #include <limits>
 #include <optional>
 #include <string>
@@ -36,12 +35,12 @@ public:
         if (!is_there_ || (length < 0 && length != SQL_NTS)) {
             return;  // what is wrong with it the driver says
         }
-        const auto* wide = static_cast<const SQLWCHAR*>(text);
-        const std::size_t size =
-            length == SQL_NTS ? std::wcslen(wide)
-                              : static_cast<std::size_t>(length / static_cast<Length>(counted));
-        narrow_.resize(kLongestUtf8 * size);
-        const auto written = ::Narrow({wide, size}, narrow_.data());
+        const WideView wide =
+            length == SQL_NTS
+                ? WideView::Terminated(text)
+                : WideView(text, static_cast<std::size_t>(length / static_cast<Length>(counted)));
+        narrow_.resize(kLongestUtf8 * wide.Size());
+        const auto written = ::Narrow(wide, narrow_.data());
         is_valid_ = written.has_value() &&
                     *written <= static_cast<std::size_t>(std::numeric_limits<Length>::max());
         narrow_.resize(written.value_or(0));
@@ -75,7 +74,7 @@ template <class Length>
 class OutText {
 public:
     OutText(void* to, Length capacity, Length* length, Counted counted = Counted::kCharacters)
-        : to_(static_cast<SQLWCHAR*>(to)),
+        : to_(to),
           places_(static_cast<std::size_t>(std::max<Length>(capacity, 0)) /
                   static_cast<std::size_t>(counted)),
           length_(length),
@@ -116,7 +115,8 @@ public:
             return code;
         }
         Widening widening(OwnForm());
-        to_[widening.Write(text, true, {to_, places_ - 1}).characters] = 0;
+        const WideRoom to(to_, places_);
+        to.Put(widening.Write(text, true, to.First(places_ - 1)).characters, 0);
         return all < places_ ? code : SQLRETURN{SQL_SUCCESS_WITH_INFO};
     }
 
@@ -125,7 +125,7 @@ private:
     static constexpr std::size_t kMostRoom =
         std::min<std::size_t>(std::numeric_limits<Length>::max(), 1U << 20U);
 
-    SQLWCHAR* to_;
+    void* to_;
     std::size_t places_;
     Length* length_;
     std::size_t unit_;
