@@ -24,9 +24,8 @@ std::string Text(const SQLCHAR* text, SQLLEN length)
 template <class... Parts>
 SQLRETURN Note(const std::string& function, const Parts&... texts)
 {
-    std::string call = function;
-    ((call += "|" + texts), ...);
-    driver.calls.push_back(call);
+    driver.calls.push_back(function);
+    ((driver.calls.back().append("|") += texts), ...);
     return SQL_SUCCESS;
 }
 
@@ -87,7 +86,7 @@ SQLRETURN Run(const std::string& function)
                      bound.size, OfParameter(bound.indicator, row, sizeof(SQLLEN)));
             }
         }
-        Note(function + " " + std::to_string(number) + rows);
+        Note(std::string(function).append(" ").append(std::to_string(number)) += rows);
     }
     return SQL_SUCCESS;
 }

@@ -131,7 +131,7 @@ fs::path MakeShim(const ShimFace& face, const fs::path& library, const fs::path&
         Refuse(driver, why);
     }
     const fs::path shim = library.parent_path() / face.library;
-    const fs::path made = fs::absolute(ShimPath(face, library, driver, folder)).lexically_normal();
+    fs::path made = fs::absolute(ShimPath(face, library, driver, folder)).lexically_normal();
     std::error_code none;
     if (!fs::exists(shim, none)) {
         Refuse(shim, "it is not there; cmake --build makes it");

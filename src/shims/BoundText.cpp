@@ -16,14 +16,15 @@ std::size_t RowsBytes(std::size_t stride, SQLULEN rows, std::size_t last)
     return stride * (rows - 1) + last;
 }
 
-}  // namespace
-
-char* BoundText::Address(void* base, std::size_t size, SQLULEN row, const RowLayout& layout) const
+// Where a caller has something of a row, of so many bytes in an array of its own.
+char* Address(void* base, std::size_t size, SQLULEN row, const RowLayout& layout)
 {
     const std::size_t stride = layout.row_bytes != 0 ? layout.row_bytes : size;
     return static_cast<char*>(base) + (layout.offset != nullptr ? *layout.offset : 0) +
            stride * row;
 }
+
+}  // namespace
 
 BoundText::Source BoundText::At(SQLULEN row, const RowLayout& layout) const
 {

@@ -41,9 +41,9 @@ public:
     struct Source {
         enum Kind { kText, kValueless, kAwaited, kMalformed };
 
-        Kind kind;
+        Kind kind = kText;
         WideView text;
-        SQLLEN indicator;
+        SQLLEN indicator = 0;
     };
     Source At(SQLULEN row, const RowLayout& layout) const;
 
@@ -74,8 +74,6 @@ public:
     void ClearPieces();
 
 private:
-    char* Address(void* base, std::size_t size, SQLULEN row, const RowLayout& layout) const;
-
     Buffers caller_;
     std::vector<char> text_;
     std::vector<char> indicators_;

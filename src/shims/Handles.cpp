@@ -10,21 +10,33 @@ Handles& Handles::Instance()
 
 Statement* Handles::Find(SQLHANDLE handle) const
 {
-    const std::shared_lock lock(mutex_);
-    const auto found = statements_.find(handle);
-    return found != statements_.end() ? found->second.get() : nullptr;
+    struct Last {
+        std::uint64_t changes;
+        SQLHANDLE handle;
+        Statement* statement;
+    };
+    thread_local Last last{};  // a value after the other comes from the same statement
+    const std::uint64_t changes = changes_.load(std::memory_order_acquire);
+    if (last.changes != changes || last.handle != handle) {
+        const std::shared_lock lock(mutex_);
+        const auto found = statements_.find(handle);
+        last = {changes, handle, found != statements_.end() ? found->second.get() : nullptr};
+    }
+    return last.statement;
 }
 
 void Handles::Add(SQLHSTMT handle, SQLHDBC connection, WideForm form)
 {
     auto statement = std::make_unique<Statement>(handle, connection, form);
     const std::unique_lock lock(mutex_);
+    ++changes_;
     statements_[handle] = std::move(statement);
 }
 
 void Handles::Remove(SQLHANDLE handle)
 {
     const std::unique_lock lock(mutex_);
+    ++changes_;
     statements_.erase(handle);
     diagnoses_.erase(handle);
 }
@@ -32,6 +44,7 @@ void Handles::Remove(SQLHANDLE handle)
 void Handles::RemoveOf(SQLHDBC connection)
 {
     const std::unique_lock lock(mutex_);
+    ++changes_;
     std::erase_if(statements_,
                   [=](const auto& entry) { return entry.second->Connection() == connection; });
 }

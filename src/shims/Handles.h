@@ -4,6 +4,7 @@
 #include <sql.h>
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <shared_mutex>
@@ -36,4 +37,5 @@ private:
     std::unordered_map<SQLHANDLE, std::unique_ptr<Statement>> statements_;
     std::unordered_map<SQLHANDLE, Diagnosis> diagnoses_;  // of handles other than statements
     std::atomic<bool> has_diagnoses_ = false;
+    std::atomic<std::uint64_t> changes_ = 1;  // how often statements came or went
 };

@@ -7,6 +7,9 @@
 
 namespace {
 
+// Drivers clear all the room that they are given (libsqlite3odbc.so 0.9998 does), so the first
+// piece has as much as its reader seems to expect.
+constexpr std::size_t kLeastRoom = 256;
 constexpr std::size_t kFirstRoom = 8'192;
 constexpr std::size_t kMostHeld = 8U << 20U;
 constexpr std::size_t kMostKept = 1U << 20U;  // of the storage, for the next value
@@ -21,7 +24,7 @@ constexpr SQLLEN kWidth = sizeof(wchar_t);
 HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, WideRoom to)
 {
     if (state_ == kNone || column != column_) {
-        Begin(column);
+        Begin(column, to.Size());
     }
     if (state_ == kGone) {
         return {SQL_NO_DATA, 0};
@@ -50,12 +53,13 @@ HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, WideRoo
     return {last_code_, static_cast<SQLLEN>(delivered) * kWidth};
 }
 
-void HeldText::Begin(SQLUSMALLINT column)
+void HeldText::Begin(SQLUSMALLINT column, std::size_t wanted)
 {
     if (bytes_.size() > kMostKept) {
         bytes_ = {};
     }
     column_ = column;
+    room_ = std::clamp(wanted, kLeastRoom, kFirstRoom);
     state_ = kMore;
     widening_ = Widening(form_);
     begin_ = 0;
@@ -94,10 +98,9 @@ SQLRETURN HeldText::Fetch(SQLHSTMT statement, SQLLEN& indicator)
 {
     MakeRoom();
     char* const to = bytes_.data() + end_;
-    const std::size_t room = bytes_.size() - end_;
     *to = '\0';
-    std::memset(to + room - 1 - kMostLeftOut, 0, kMostLeftOut + 1);
-    return DRIVERS(SQLGetData)(statement, column_, SQL_C_CHAR, to, static_cast<SQLLEN>(room),
+    std::memset(to + room_ - 1 - kMostLeftOut, 0, kMostLeftOut + 1);
+    return DRIVERS(SQLGetData)(statement, column_, SQL_C_CHAR, to, static_cast<SQLLEN>(room_),
                                &indicator);
 }
 
@@ -109,9 +112,9 @@ void HeldText::MakeRoom()
         begin_ = 0;
     }
     const std::size_t wanted = std::min(std::max(expected_ + 1, end_), kMostHeld - end_);
-    const std::size_t size = end_ + std::max(wanted, kFirstRoom);
-    if (bytes_.size() < size) {
-        bytes_.resize(size);
+    room_ = is_begun_ ? std::max(wanted, kFirstRoom) : room_;
+    if (bytes_.size() < end_ + room_) {
+        bytes_.resize(end_ + room_);
     }
 }
 
@@ -119,7 +122,7 @@ void HeldText::MakeRoom()
 // out the beginning of a character, and it may say anything.
 void HeldText::Take(SQLRETURN code, SQLLEN indicator)
 {
-    const std::size_t room = bytes_.size() - end_ - 1;
+    const std::size_t room = room_ - 1;
     const char* const from = bytes_.data() + end_;
     const bool says_more = indicator >= 0 && static_cast<std::size_t>(indicator) > room;
     std::size_t size = room;

@@ -18,8 +18,8 @@ public:
 
     /// What SQLGetData answers, and its indicator.
     struct Answer {
-        SQLRETURN code;
-        SQLLEN indicator;
+        SQLRETURN code = SQL_ERROR;
+        SQLLEN indicator = 0;
         bool is_cut = false;  // by the reader's room
     };
 
@@ -38,7 +38,7 @@ private:
     };
 
     std::string_view Held() const { return {bytes_.data() + begin_, end_ - begin_}; }
-    void Begin(SQLUSMALLINT column);
+    void Begin(SQLUSMALLINT column, std::size_t wanted);
     SQLRETURN HoldMore(SQLHSTMT statement);
     SQLRETURN Fetch(SQLHSTMT statement, SQLLEN& indicator);
     void MakeRoom();
@@ -54,6 +54,7 @@ private:
     std::vector<char> bytes_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
+    std::size_t room_ = 0;      // for the driver's first piece
     std::size_t expected_ = 0;  // bytes that the driver says are left in it; 0: it doesn't say
     std::size_t left_ = 0;      // wide characters of a value that is held whole, once counted
     bool is_begun_ = false;     // the driver has given a piece of the value

@@ -169,7 +169,8 @@ SQLRETURN Statement::Execute(std::size_t markers, Run run)
     held_.Forget();
     StopCollecting();
     used_end_ = parameters_.upper_bound(static_cast<SQLUSMALLINT>(std::min(markers, kMost)));
-    for (auto& [number, parameter] : Used()) {
+    for (auto at = parameters_.begin(); at != used_end_; ++at) {
+        auto& [number, parameter] = *at;
         if (!Convert(number, parameter)) {
             return SQL_ERROR;
         }
@@ -184,7 +185,8 @@ SQLRETURN Statement::Execute(std::size_t markers, Run run)
 
 SQLRETURN Statement::RunWithParameters(const Run& run)
 {
-    for (auto& [number, parameter] : Used()) {
+    for (auto at = parameters_.begin(); at != used_end_; ++at) {
+        auto& [number, parameter] = *at;
         const SQLRETURN code = Bind(number, parameter);
         if (!SQL_SUCCEEDED(code)) {
             return code;
@@ -307,7 +309,8 @@ SQLRETURN Statement::DeliverParameters(SQLRETURN code)
     if (!SQL_SUCCEEDED(code) && code != SQL_NO_DATA) {
         return code;
     }
-    for (auto& [number, parameter] : Used()) {
+    for (auto at = parameters_.begin(); at != used_end_; ++at) {
+        auto& [number, parameter] = *at;
         for (SQLULEN row = 0; parameter.IsOutput() && row < sets_.rows; ++row) {
             const auto outcome = parameter.text.Deliver(row, sets_, form_);
             if (outcome == BoundText::Outcome::kCut) {
@@ -321,6 +324,9 @@ SQLRETURN Statement::DeliverParameters(SQLRETURN code)
 SQLRETURN Statement::Fetch(SQLULEN rows, const Run& fetch)
 {
     held_.Forget();
+    if (columns_.empty()) {
+        return fetch(handle_);
+    }
     RowLayout layout = rows_;
     layout.rows = rows;
     for (auto& [number, column] : columns_) {

@@ -6,7 +6,6 @@
 
 #include <functional>
 #include <map>
-#include <ranges>
 
 #include "shims/BoundText.h"
 #include "shims/Diagnosis.h"
@@ -101,14 +100,12 @@ private:
     SQLRETURN RunWithParameters(const Run& run);
     SQLRETURN Note(BoundText::Outcome outcome, const char* subject, int number, SQLRETURN code);
 
-    /// The parameters that the statement has markers for.
-    auto Used() { return std::ranges::subrange(parameters_.begin(), used_end_); }
-
     SQLHSTMT handle_;
     SQLHDBC connection_;
     WideForm form_;
     HeldText held_;
     std::map<SQLUSMALLINT, Parameter> parameters_;
+    /// Behind those that the statement has markers for.
     std::map<SQLUSMALLINT, Parameter>::iterator used_end_ = parameters_.end();
     std::map<SQLUSMALLINT, Column> columns_;
     RowLayout sets_;  // of parameters

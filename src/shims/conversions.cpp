@@ -8,6 +8,7 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kFirstBeyond = 0x10000;
 constexpr char32_t kLast = 0x10FFFF;
+constexpr unsigned char kFirstBeyondAscii = 0x80;
 constexpr std::size_t kBlock = 8;
 
 bool IsLowSurrogate(wchar_t unit)
@@ -155,11 +156,15 @@ Widening::Progress Widening::Write(std::string_view text, bool is_all, WideRoom 
     }
     while (in < text.size() && out < to.Size()) {
         if (text.size() - in >= kBlock && to.Size() - out >= kBlock && IsAscii(&text[in])) {
-            std::array<wchar_t, kBlock> block;
+            std::array<wchar_t, kBlock> block{};
             std::copy_n(&text[in], kBlock, block.begin());
             to.Put(out, block);
             in += kBlock;
             out += kBlock;
+            continue;
+        }
+        if (static_cast<unsigned char>(text[in]) < kFirstBeyondAscii) {
+            to.Put(out++, static_cast<wchar_t>(text[in++]));
             continue;
         }
         const auto [character, size] = Decode(text.substr(in), is_all);

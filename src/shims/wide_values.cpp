@@ -15,7 +15,7 @@ namespace {
 Statement* Begin(SQLHSTMT handle)
 {
     Statement* statement = Handles::Instance().Find(handle);
-    if (statement != nullptr) {
+    if (statement != nullptr && statement->diagnosis.IsThere()) {
         statement->diagnosis = {};
     }
     return statement;

@@ -25,7 +25,7 @@ TEST_P(Diagnosis, OfASourceThatIsThere)
 {
     const Finished run = RunDoctor(GetParam().ConnectionString());
     EXPECT_EQ(std::to_string(run.exit_code), Expected("doctor's code", "0"));
-    const auto row = [](std::string check, const std::string& usual) {
+    const auto row = [](const std::string& check, const std::string& usual) {
         return "  " + check + std::string(check == "long text whole" ? 13 : 7, ' ') +
                Expected("doctor's " + check, usual);
     };
