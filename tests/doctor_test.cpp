@@ -183,6 +183,44 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
     }
 }
 
+TEST_F(DoctorFiles, MakesShimsForDriversThatNeedThem)
+{
+    fs::create_symlink(WIDE_DRIVER_2, folder / "two.so");
+    fs::create_symlink(WIDE_DRIVER_4, folder / "four.so");
+    fs::create_symlink(ORVELGW_DRIVER_FOLDER "/libsqlite3odbc.so", folder / "sqlite.so");
+    std::ofstream(folder / "wide-two.so") << "a person's own";
+    fs::create_directory(folder / "other");
+    const std::string other = " " + In("other");
+    const std::tuple<std::string, int, std::string> cases[] = {
+        {"utf16 " + In("two.so"), 0, "DRIVER=" + In("utf16-two.so") + "\n"},
+        {"utf16 " + In("two.so"), 0, "DRIVER="},  // it may be made again
+        {"utf16 " + In("sqlite.so"), 0, "DRIVER=" + In("utf16-sqlite.so") + "\n"},
+        {"wide libsqlite3odbc.so" + other, 0, "DRIVER=" + In("other") + "/wide-libsqlite3odbc.so"},
+        {"wide " + In("two.so"), 1, "wide-two.so: there is a file of that name, which is no shim"},
+        {"wide " + In("two.so") + other, 1,
+         "it would look for its driver at " ORVELGW_DRIVER_FOLDER},
+        {"narrow " + In("sqlite.so"), 1, "its functions are narrow already"},
+        {"wide " + In("four.so"), 1, "it has 4-byte wide functions, and needs no shim"},
+        {"wide " + In("utf16-two.so"), 1, "this is a shim itself"},
+        {"wide " + In("text.so"), 1, "text.so: "},
+        {"wide " + In("none.so"), 1, "none.so: there is no such file"},
+        {"utf16 libsqlite3odbc.so " + In("missing"), 1, "No such file or directory"},
+        {"broad libsqlite3odbc.so", 2, "broad not in"},
+        {"wide", 2, "DRIVER is required"},
+        {"-u wide libsqlite3odbc.so", 2, "shim takes no option but --library"},
+    };
+    for (const auto& [words, exit_code, part] : cases) {
+        const Finished run = RunTool("shim " + words);
+        EXPECT_EQ(run.exit_code, exit_code) << words;
+        Expect(exit_code == 0 ? run.data : run.messages, {part});
+    }
+    EXPECT_EQ(Slurp(folder / "wide-two.so"), "a person's own");
+    const Finished run = Diagnosed("DRIVER=" + In("utf16-sqlite.so") + ";Database=:memory:");
+    Expect(run.data, {"the shim utf16, for -u\n", "behind the shim found " + In("sqlite.so"),
+                      "kind right wide functions, of 4-byte characters",
+                      "😀 as a parameter refused right right\n"});
+}
+
 TEST_F(DoctorFiles, LeavesNothingWhereASignalEndsIt)
 {
     const fs::path temporary = folder / "temporary";
