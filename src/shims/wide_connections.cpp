@@ -20,16 +20,20 @@ using OutName = OutText<SQLSMALLINT>;
 
 constexpr std::string_view kUtf16Prefix = "utf16-";
 
-/// What makes a driver's narrow text UTF-8, where it isn't that by itself: shown for
-/// libmaodbc.so 3.1.15 by WideShim.AsksForUtf8.
+/// What makes a driver's narrow text UTF-8, whatever its surroundings say: shown by
+/// ToldShim.AsksForUtf8UnlessSomebodySaidOtherwise. psqlodbca.so 13.02 takes the encoding of the
+/// environment's locale; libmaodbc.so 3.1.15 has utf8mb4 as Debian builds its library.
 struct Encoding {
     const char* driver;
     const char* key;
     const char* value;
 };
+constexpr char kPostgresqlText[] = "SET client_encoding TO 'UTF8'";
 constexpr Encoding kEncodings[] = {
     {"libmaodbc.so", "Charset", "utf8mb4"},
     {"libtdsodbc.so", "ClientCharset", "UTF-8"},
+    {"psqlodbca.so", "ConnSettings", kPostgresqlText},
+    {"psqlodbcw.so", "ConnSettings", kPostgresqlText},
 };
 
 const Encoding* OwnEncoding()

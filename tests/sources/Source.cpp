@@ -49,6 +49,9 @@ Source Behind(const std::string& face, const std::string& driver_file, Source so
     source.name += "_" + face;
     source.driver.replace(0, source.driver.find(';'),
                           "DRIVER=" ORVELGW_SHIM_FOLDER "/" + face + "-" + driver_file);
+    if (const auto charset = source.driver.find("Charset="); charset != std::string::npos) {
+        source.driver.erase(charset);  // the shim asks for it by itself
+    }
     source.is_narrow = false;
     source.lacks["narrow driver"] = "the shim has wide functions";
     source.lacks["a name"] = "its data source names the driver without this shim";
