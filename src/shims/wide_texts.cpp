@@ -1,6 +1,6 @@
 // The wide functions of the wide shim, in terms of the driver's narrow ones. Which lengths count
 // characters and which count bytes is as ODBC says it for each function: those of arguments that
-// can hold something else than text count bytes.
+// can hold something else than text count bytes. Left out is ODBC 2, as in narrow.cpp.
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
