@@ -77,10 +77,12 @@ bool SourceHas(const std::string& source, const char* key)
            value[0] != '\0';
 }
 
-/// A value that a semicolon would end, in braces.
-std::string InBraces(const std::string& value)
+/// A key of a connection string behind others, where it has a value; one that a semicolon would end
+/// stands in braces.
+std::string Item(const std::string& key, const std::string& value)
 {
-    return value.find(';') == std::string::npos ? value : "{" + value + "}";
+    const bool is_bare = value.find(';') == std::string::npos;
+    return value.empty() ? "" : ";" + key + "=" + (is_bare ? value : "{" + value + "}");
 }
 
 /// What is to be added to a connection string, perhaps nothing.
@@ -147,9 +149,15 @@ SQLRETURN SQLConnectW(SQLHDBC handle, SQLWCHAR* source, SQLSMALLINT source_lengt
         return CallNarrow<&SQLConnect>("SQLConnect", handle, handle, std::move(name),
                                        std::move(uid), std::move(pwd));
     }
+    for (const Name* text : {&name, &uid, &pwd}) {
+        if (text->Fault() != nullptr) {
+            Handles::Instance().Diagnose(handle, *text->Fault());
+            return SQL_ERROR;
+        }
+    }
     Name string(L"DSN=", SQL_NTS);
-    string.Append(name.Text() + ";UID=" + uid.Text() + ";PWD=" + InBraces(pwd.Text()) + ";" +
-                  encoding->key + "=" + encoding->value);
+    string.Append(name.Text() + Item("UID", uid.Text()) + Item("PWD", pwd.Text()) +
+                  Item(encoding->key, encoding->value));
     SQLCHAR* const no_text = nullptr;
     return CallNarrow<&SQLDriverConnect>(
         "SQLDriverConnect", handle, handle, SQLHWND{}, std::move(string), no_text, SQLSMALLINT{0},

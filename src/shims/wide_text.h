@@ -20,6 +20,7 @@
 inline constexpr Diagnosis kInvalidText{
     "22018", "a text has half a pair of UTF-16, or what is no character"};
 
+inline constexpr Diagnosis kLongText{"HY090", "a text is longer than its length can tell"};
 inline constexpr Diagnosis kCutText{"01004", "a text was cut"};
 
 /// What a length argument counts: ODBC says it for each function.
@@ -41,13 +42,18 @@ public:
                 : WideView(text, static_cast<std::size_t>(length / static_cast<Length>(counted)));
         narrow_.resize(kLongestUtf8 * wide.Size());
         const auto written = ::Narrow(wide, narrow_.data());
-        is_valid_ = written.has_value() &&
-                    *written <= static_cast<std::size_t>(std::numeric_limits<Length>::max());
+        constexpr std::size_t kMost = std::numeric_limits<Length>::max();
+        if (!written) {
+            fault_ = &kInvalidText;
+        } else if (*written > kMost) {
+            fault_ = &kLongText;
+        }
         narrow_.resize(written.value_or(0));
         length_ = static_cast<Length>(narrow_.size());
     }
 
-    bool IsValid() const { return is_valid_; }
+    /// Why the text can't go to the driver; null: it can.
+    const Diagnosis* Fault() const { return fault_; }
     const std::string& Text() const { return narrow_; }
     void Append(const std::string& more)
     {
@@ -64,7 +70,7 @@ public:
 
 private:
     bool is_there_;
-    bool is_valid_ = true;
+    const Diagnosis* fault_ = nullptr;
     Length length_;
     std::string narrow_;
 };
@@ -82,7 +88,7 @@ public:
           narrow_(std::clamp(kLongestUtf8 * places_ + 1, kLeastRoom, kMostRoom))
     {}
 
-    static bool IsValid() { return true; }
+    static const Diagnosis* Fault() { return nullptr; }
 
     auto ForDriver()
     {
@@ -117,7 +123,7 @@ public:
         Widening widening(OwnForm());
         const WideRoom to(to_, places_);
         to.Put(widening.Write(text, true, to.First(places_ - 1)).characters, 0);
-        return all < places_ ? code : SQLRETURN{SQL_SUCCESS_WITH_INFO};
+        return all < places_ && unseen == 0 ? code : SQLRETURN{SQL_SUCCESS_WITH_INFO};
     }
 
 private:
@@ -143,7 +149,7 @@ public:
                         : std::nullopt)
     {}
 
-    bool IsValid() const { return !text_ || text_->IsValid(); }
+    const Diagnosis* Fault() const { return text_ ? text_->Fault() : nullptr; }
     std::tuple<Plain...> ForDriver()
     {
         return text_ ? std::tuple<Plain...>(text_->ForDriver()) : plain_;
@@ -165,7 +171,7 @@ template <class Value>
 struct Plain {
     Value value;
 
-    static bool IsValid() { return true; }
+    static const Diagnosis* Fault() { return nullptr; }
     std::tuple<Value> ForDriver() const { return {value}; }
     static SQLRETURN Finish(SQLRETURN code) { return code; }
 };
@@ -192,8 +198,10 @@ template <auto* function, class... Roles>
 SQLRETURN CallNarrow(const char* name, SQLHANDLE handle, Roles... roles)
 {
     const auto call = [&](auto&&... arguments) {
-        if (!(arguments.IsValid() && ...)) {
-            Handles::Instance().Diagnose(handle, kInvalidText);
+        const Diagnosis* fault = nullptr;
+        ((fault = fault == nullptr ? arguments.Fault() : fault), ...);
+        if (fault != nullptr) {
+            Handles::Instance().Diagnose(handle, *fault);
             return SQLRETURN{SQL_ERROR};
         }
         const SQLRETURN drivers =

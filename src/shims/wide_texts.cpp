@@ -44,8 +44,8 @@ SQLRETURN SQLExecDirectW(SQLHSTMT handle, SQLWCHAR* text, SQLINTEGER length)
 {
     Handles::Instance().Begin(handle);
     const Sql narrow(text, length);
-    if (!narrow.IsValid()) {
-        Handles::Instance().Diagnose(handle, kInvalidText);
+    if (narrow.Fault() != nullptr) {
+        Handles::Instance().Diagnose(handle, *narrow.Fault());
         return SQL_ERROR;
     }
     return Execute(handle, narrow.Text());
