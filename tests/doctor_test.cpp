@@ -138,7 +138,7 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
          {"server right", "cause refused the server is there, and refuses the user"}},
         {wide + server + closed,
          {"kind misused wide functions, of 2-byte characters", "cause misused",
-          "-> for -u: orvelgw shim utf16 " WIDE_DRIVER_2 "\n",
+          std::string("-> for -u: orvelgw shim utf16 ") + WIDE_DRIVER_2 + "\n",
           "with the shim refused SQLState: (28000) NativeError: [7] Message: Login failed",
           "-> then take the DRIVER= that it prints\n", "behind it stopped nobody listens"}},
     };

@@ -11,6 +11,8 @@ NarrowDriver driver;
 
 int handle;
 
+constexpr SQLUSMALLINT kOwnAnswer = 4711;
+
 std::string Text(const SQLCHAR* text, SQLLEN length)
 {
     if (text == nullptr) {
@@ -141,9 +143,21 @@ SQLRETURN SQLConnect(SQLHDBC, SQLCHAR* source, SQLSMALLINT source_length, SQLCHA
                 Text(password, password_length));
 }
 
-SQLRETURN SQLDriverConnect(SQLHDBC, SQLHWND, SQLCHAR* in, SQLSMALLINT in_length, SQLCHAR* out,
-                           SQLSMALLINT capacity, SQLSMALLINT* out_length, SQLUSMALLINT)
+SQLRETURN SQLGetFunctions(SQLHDBC, SQLUSMALLINT, SQLUSMALLINT* supported)
 {
+    *supported = kOwnAnswer;
+    return SQL_SUCCESS;
+}
+
+SQLRETURN SQLDriverConnect(SQLHDBC connection, SQLHWND, SQLCHAR* in, SQLSMALLINT in_length,
+                           SQLCHAR* out, SQLSMALLINT capacity, SQLSMALLINT* out_length,
+                           SQLUSMALLINT)
+{
+    SQLUSMALLINT supported = 0;
+    SQLGetFunctions(connection, SQL_API_SQLCONNECT, &supported);
+    if (supported != kOwnAnswer) {
+        return SQL_ERROR;
+    }
     Note("DriverConnect", Text(in, in_length));
     return Give(driver.text, out, capacity, out_length);
 }

@@ -1,4 +1,6 @@
-// A driver of narrow functions that does as a test says, and tells what it was asked.
+// A driver of narrow functions that does as a test says, and tells what it was asked. It connects
+// only if a call of one of its own exported functions reaches it, and not the function of that name
+// that the driver manager has.
 #pragma once
 
 #include <sql.h>

@@ -89,7 +89,7 @@ TEST_F(NarrowShim, KeepsTheDriversCallsInsideIt)
 {
     void* driver_manager = dlopen("libiodbc.so.2", RTLD_NOW | RTLD_GLOBAL);
     ASSERT_NE(driver_manager, nullptr);
-    folder.Link(CALLING_DRIVER, "calling.so");
+    folder.Link(NARROW_DRIVER, "calling.so");
     const std::string connection = Connect(Copy("narrow-calling.so"));
     EXPECT_EQ(connection.size(), 8U) << List("GetSQLErrors", {"", ""});
     EXPECT_EQ(Code("Disconnect", {connection}), 0);
