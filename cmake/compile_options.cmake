@@ -8,15 +8,30 @@ if(ORVELGW_WERROR)
     add_compile_options(-Werror)
 endif()
 
-# An unloaded library must be gone: unique symbols would keep it in the process.
+# What not every compiler or processor has. An unloaded library must be gone: GCC's unique symbols would
+# keep it in the process, Clang makes none. The rest stops a stack that runs out on its guard page, and
+# jumps to where none is meant.
+include(CheckCXXCompilerFlag)
+foreach(flag -fno-gnu-unique -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "HAS${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+        add_compile_options($<$<COMPILE_LANGUAGE:CXX>:${flag}>)
+    endif()
+endforeach()
 add_compile_options(-fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
-                    $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique> -fstack-protector-strong)
+                    -fstack-protector-strong)
 add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
 
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>
                         $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 
-if(ORVELGW_SANITIZE)
+if(ORVELGW_FUZZ)
+    # Optimised, or a fuzz target gets nowhere; every line counted.
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer -O1 -g)
+    add_link_options(-fsanitize=address,undefined)
+elseif(ORVELGW_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 else()

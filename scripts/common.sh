@@ -1,10 +1,16 @@
 # What the scripts share; sourced by them.
 # shellcheck shell=bash
 set -euo pipefail
+unset CDPATH # where cd would look for a relative folder first
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
+if ! mkdir -p build 2>/dev/null || [ ! -w build ]; then
+    echo "$0: this user can't write $PWD/build, where all that scripts make goes" >&2
+    exit 1
+fi
+
 build_packages="g++ cmake ninja-build pkg-config libiodbc2-dev libcli11-dev libfmt-dev libffi-dev
-    libcsv-dev libutf8proc-dev libgtest-dev"
+    libcsv-dev libutf8proc-dev libgtest-dev libbenchmark-dev"
 
 step() {
     printf '== %s\n' "$*" >&2
@@ -41,16 +47,28 @@ need_packages() {
         apt-get install -q -y --no-install-recommends "${missing[@]}" >&2
 }
 
-# Configures (once; the build notices later changes by itself) and builds: preset, then targets.
+# Configures a preset, once; the build notices later changes by itself. ORVELGW_WERROR=ON in the
+# environment makes warnings errors.
+configure() {
+    local preset=$1 werror=${ORVELGW_WERROR-OFF} compiler=
+    case "$preset" in
+        clang) compiler=clang ;;
+        fuzz) compiler="clang libclang-rt-dev" ;;
+    esac
+    # shellcheck disable=SC2086
+    need_packages $build_packages $compiler
+    if [ ! -f "build/$preset/build.ninja" ] ||
+        ! grep -qx "ORVELGW_WERROR:BOOL=$werror" "build/$preset/CMakeCache.txt"; then
+        step "Configuring build/$preset"
+        cmake --preset "$preset" -DORVELGW_WERROR="$werror" >&2
+    fi
+}
+
+# Configures and builds: preset, then targets.
 build() {
     local preset=$1
     shift
-    # shellcheck disable=SC2086
-    need_packages $build_packages
-    if [ ! -f "build/$preset/build.ninja" ]; then
-        step "Configuring build/$preset"
-        cmake --preset "$preset" >&2
-    fi
+    configure "$preset"
     local wanted=()
     [ $# -eq 0 ] || wanted=(--target "$@")
     # A dry run tells whether there is anything to say.

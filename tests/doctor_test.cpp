@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <regex>
 #include <string>
 #include <tuple>
@@ -26,6 +27,7 @@
 #include "shell/doctor/checks.h"
 #include "shell/doctor/round_trips.h"
 #include "shell/doctor/server.h"
+#include "shell/driver_kind.h"
 #include "shell/run_apart.h"
 
 namespace {
@@ -37,18 +39,20 @@ constexpr char kMemory[] = "DRIVER={SQLite3};Database=:memory:";
 /// Expects parts of a report, each of one line, with single blanks between its words.
 void Expect(const std::string& report, const std::vector<std::string>& parts)
 {
+    EXPECT_EQ(report.find('\x1b'), std::string::npos) << report;
     const std::string squeezed = std::regex_replace(report, std::regex(" +"), " ");
     for (const std::string& part : parts) {
         EXPECT_NE(squeezed.find(part), std::string::npos) << part << "\n" << report;
     }
 }
 
+using Library = std::unique_ptr<void, int (*)(void*)>;
+
 /// A configuration of a test's own.
 class DoctorFiles : public testing::Test {
 protected:
     DoctorFiles()
     {
-        fs::create_directory(folder);
         std::ofstream(folder / "odbc.ini")
             << "[here]\nDriver=Mine\nDatabase=:memory:\n[elsewhere]\nDriver=/no/such/driver.so\n"
             << "[empty]\nDatabase=x\n[far]\nDriver=" WIDE_DRIVER_2 "\nPlace=here\n"
@@ -59,9 +63,13 @@ protected:
         fs::create_symlink("loop.so", folder / "loop.so");
         fs::create_symlink(WIDE_DRIVER_4, folder / "virtodbc.so");
         fs::create_symlink(WIDE_DRIVER_4, folder / "narrow-none.so");
-        fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), folder / "narrow-driver.so");
+        for (const char* shim : {"narrow-driver.so", "narrow-iodbc.so"}) {
+            fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), folder / shim);
+        }
+        fs::create_symlink("/dev/zero", folder / "narrow-zero.so");
+        const Library driver_manager(dlopen("libiodbc.so.2", RTLD_LAZY), &dlclose);
+        fs::create_symlink(LoadedDriverManager().file, folder / "iodbc.so");
     }
-    ~DoctorFiles() override { fs::remove_all(folder); }
 
     Finished Diagnosed(const std::string& connection_string, const std::string& more = "") const
     {
@@ -75,8 +83,8 @@ protected:
     const std::string closed = std::to_string(nobody.number);
     const std::string wide = "DRIVER=" WIDE_DRIVER_2;
     const std::string right = "DRIVER=" WIDE_DRIVER_4;
-    const fs::path folder =
-        fs::temp_directory_path() / ("orvelgw-doctor-" + std::to_string(::getpid()));
+    const TemporaryFolder files;
+    const fs::path& folder = files.path;
 };
 
 TEST(Doctor, TellsOfEveryPart)
@@ -111,6 +119,7 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
         {"DRIVERS=x", {unnamed}},
         {"PWD=hush;DSN=here", {"cause misread the string begins with neither"}},
         {"DSN=here PWD=hush", {"cause unknown no data source has the name behind DSN="}},
+        {"postgresql://u:hush@h/d", {"no data source has the name ***"}},
         {"DRIVER={x PWD=hush}", {"driver missing ", "/{***}\n", "no driver has the name ***"}},
         {"DSN =here", {"cause misread blanks belong"}},
         {"DRIVER= {Mine}", {"cause misread blanks belong"}},
@@ -125,6 +134,11 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
         {file + "/loop.so", {"cause unreached " + In("loop.so") + " can't be reached: Too many"}},
         {file + "/text.so", {"cause unloadable", "-> it is no library for this machine"}},
         {file + "/narrow-driver.so", {"cause unloadable", "/odbc/driver.so: cannot open"}},
+        {file + "/narrow-zero.so", {"cause unloadable " + In("narrow-zero.so")}},
+        {file + "/narrow-iodbc.so",
+         {"behind the shim no driver " + In("iodbc.so"), "iodbc.so: this is a driver manager",
+          "cause no driver behind the shim: a driver manager"}},
+        {file + "/iodbc.so", {"cause no driver " + In("iodbc.so") + " is a driver manager"}},
         {file + "/narrow-none.so", {"kind right wide functions, of 4-byte characters"}},
         {std::string("DRIVER=") + library.dli_fname, {"cause no driver", "without ODBC functions"}},
         {"DRIVER=" ORVELGW_NARROW_SHIM, {"cause no driver", "is the shim"}},
@@ -161,6 +175,11 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
     using Parts = std::vector<std::string>;
     const std::tuple<std::string, std::string, int, Parts> cases[] = {
         {right, "TEST_DRIVER=crash", 4, {"cause crashed the driver crashed: Aborted"}},
+        {right,
+         "TEST_DRIVER=manager ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=" WIDE_DRIVER_4,
+         4,
+         {"driver manager crashed iODBC 3.52",
+          "cause crashed the driver manager itself crashes: Aborted"}},
         {right, "TEST_DRIVER=exit", 4, {"cause unloadable loading it crashes: it ended the"}},
         {wide, "TEST_DRIVER=connect", 4, {"with the shim right"}},
         {wide,
@@ -248,6 +267,14 @@ TEST(ConnectionString, HidesPasswords)
         {"DSN=a;AccessToken=b;Secret=c;x=IDENTIFIED BY d",
          "DSN=a;AccessToken=***;Secret=***;x=***"},
         {"DRIVER={A;B};pqopt={password=b};X", "DRIVER={A;B};pqopt=***;***"},
+        {"DSN=a;Api_Key=b;Key=c;PAT=d;AuthCode=e;Credentials=f;SSLKEY=g;Path=h",
+         "DSN=a;Api_Key=***;Key=***;PAT=***;AuthCode=***;Credentials=***;SSLKEY=***;Path=h"},
+        {"DSN=a;opt={mode=b ssl key = c};x={keyless}", "DSN=a;opt=***;x={keyless}"},
+        {"postgresql://u:b@h/d", "DSN=***"},
+        {"DSN=a;URL={http://u:b@h};Server=http://h", "DSN=a;URL=***;Server=http://h"},
+        {"DSN=a;UID=u/b@h;Database=thin:u/b:c@h", "DSN=a;UID=***;Database=***"},
+        {"DRIVER={/a@b/c.so};Database=/home/a@b;u/b@h",
+         "DRIVER={/a@b/c.so};Database=/home/a@b;***"},
     };
     for (const auto& [text, masked] : cases) {
         EXPECT_EQ(ConnectionString(text).Masked(), masked);

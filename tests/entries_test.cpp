@@ -171,37 +171,6 @@ INSTANTIATE_TEST_SUITE_P(All, EachEntry, testing::ValuesIn(kHandleCases),
 INSTANTIATE_TEST_SUITE_P(Catalogs, EachEntry, testing::ValuesIn(CatalogCases()),
                          [](const auto& entry) { return entry.param.name; });
 
-// The calls that an entry makes beside the one of its row.
-TEST_F(ScriptedTest, ContainsWhatADriverThrowsInItsOtherCalls)
-{
-    struct Case {
-        const char* entry;
-        std::vector<Argument> rest;
-        const char* odbc;
-    };
-    const Case cases[] = {
-        {"BindParameters", {kNumber, "", "", "", ""}, "SQLFreeStmt"},
-        {"SetParameter", {kNumber, 1}, "SQLBindParameter"},
-        {"SetParameterBinary", {kLongBytes, 1}, "SQLBindParameter"},
-        {"DescribeParameters", {}, "SQLDescribeParam"},
-        {"DescribeColumns", {}, "SQLDescribeCol"},
-        {"DescribeColumns", {}, "SQLColAttribute"},
-        {"GetOneRow", {""}, "SQLNumResultCols"},
-        {"FetchRows", {1}, "SQLNumResultCols"},
-        {"FetchRows", {1}, "SQLGetData"},
-    };
-    Open();
-    Current().markers = 1;
-    EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 1, 12, 0, 0, 0}), 0);
-    for (const Case& c : cases) {
-        Current().throwing = {c.odbc};
-        EXPECT_EQ(CallOn(statement, c.entry, c.rest).code, Reply::kUntouched) << c.entry;
-        EXPECT_EQ(WasError(), -1000) << c.entry << c.odbc;
-        Current().throwing = {};
-        EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 1, 12, 0, 0, 0}), 0);
-    }
-}
-
 TEST_F(ScriptedTest, NoDataIsEachEntrysOwn)
 {
     Open();

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "GuardedHost.h"
 #include "shell/Gateway.h"
 #include "shell/HostList.h"
 #include "shell/HostServices.h"
@@ -19,6 +20,7 @@ class GatewayTest : public testing::Test {
 protected:
     GatewayTest()
     {
+        HostServices::Instance().call_host = &guarded;
         std::setlocale(LC_CTYPE, "C.UTF-8");
         HostServices::Instance().on_record = [this](const TraceRecord& record) {
             trace += RecordText(record) + "\n";
@@ -55,6 +57,7 @@ protected:
     /// The records traced since the last time, one a line.
     std::string Traced() { return std::exchange(trace, {}); }
 
+    static inline GuardedHost guarded;
     std::optional<Gateway> gateway;
     std::string trace;
 };

@@ -2,14 +2,18 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <set>
+#include <thread>
 
 #include "scripted_fixture.h"
 
 using scripted::Current;
+using scripted::WideBytes;
 
 // A host's own functions of the names of entries: the library must not end up in them.
 #pragma GCC visibility push(default)
@@ -103,46 +107,60 @@ TEST_F(ScriptedTest, TracesItsOwnSwitches)
               "GetLastSQLCode BEGIN \nGetLastSQLCode END 0\n");
 }
 
-bool IsPending(int signal)
-{
-    sigset_t pending;
-    sigpending(&pending);
-    return sigismember(&pending, signal) == 1;
-}
-
 // As a write to a server that is gone does. It would end this program.
 void BreakPipe()
 {
     std::raise(SIGPIPE);
 }
 
+using SignalHandler = void (*)(int);
+
+SignalHandler Disposition(int signal)
+{
+    struct sigaction present {};
+    sigaction(signal, nullptr, &present);
+    return present.sa_handler;
+}
+
+int signals_seen;
+
+void Count(int /*signal*/)
+{
+    ++signals_seen;
+}
+
+// Whatever a host does with SIGPIPE, before or after it connects: a lost server ends no process,
+// and the host's own disposition is there in the end.
 TEST_F(ScriptedTest, OutlivesALostServer)
 {
-    sigset_t before;
-    pthread_sigmask(SIG_BLOCK, nullptr, &before);
-    ASSERT_FALSE(sigismember(&before, SIGPIPE));
-    Open();
-    for (const char* function : {"SQLExecute", "SQLGetDiagRec", "SQLDataSources"}) {
-        Current().doing[function] = &BreakPipe;
+    for (const bool is_set_first : {true, false}) {
+        for (const SignalHandler own : {SIG_DFL, SIG_IGN, SignalHandler{Count}}) {
+            signals_seen = 0;
+            if (is_set_first) {
+                std::signal(SIGPIPE, own);
+            }
+            Open();
+            if (!is_set_first && own != SIG_DFL) {
+                std::signal(SIGPIPE, own);
+            }
+            for (const char* function :
+                 {"SQLExecute", "SQLGetDiagRec", "SQLDataSources", "SQLDisconnect"}) {
+                Current().doing[function] = &BreakPipe;
+            }
+            EXPECT_EQ(Code("Execute", {statement}), 0);
+            Call("GetSQLErrors", {connection, statement});
+            Call("DataSources", {2});
+            if (own == SIG_DFL) {
+                EXPECT_EXIT(BreakPipe(), testing::KilledBySignal(SIGPIPE), "") << "the host's own";
+            }
+            gateway.reset();  // which disconnects
+            EXPECT_EQ(signals_seen, own == Count ? 4 : 0);
+            EXPECT_EQ(Disposition(SIGPIPE), own);
+            Current().doing.clear();
+            std::signal(SIGPIPE, SIG_DFL);
+            gateway.emplace(ORVELGW_LIBRARY);
+        }
     }
-    EXPECT_EQ(Code("Execute", {statement}), 0);
-    Call("GetSQLErrors", {connection, statement});
-    Call("DataSources", {2});
-    sigset_t broken_pipe;
-    sigset_t after;
-    sigemptyset(&broken_pipe);
-    sigaddset(&broken_pipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &broken_pipe, &after);
-    EXPECT_FALSE(sigismember(&after, SIGPIPE)) << "left as it was";
-    EXPECT_EQ(Code("Execute", {statement}), 0);
-    EXPECT_FALSE(IsPending(SIGPIPE));
-    std::raise(SIGPIPE);
-    EXPECT_EQ(Code("Execute", {statement}), 0);
-    ASSERT_TRUE(IsPending(SIGPIPE)) << "the host's own";
-    int taken = 0;
-    sigwait(&broken_pipe, &taken);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    Current().doing = {{"SQLDisconnect", &BreakPipe}};  // by the library's end, too
 }
 
 TEST_F(ScriptedTest, KeepsTheHostsLocale)
@@ -152,35 +170,94 @@ TEST_F(ScriptedTest, KeepsTheHostsLocale)
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C.UTF-8");
 }
 
-// The guard holds what a host's logging routine throws, but for the last END record.
-TEST_F(ScriptedTest, ContainsWhatTheHostsLogThrows)
+// What is open is the parent's: a child's end closes none of it.
+TEST_F(ScriptedTest, LeavesTheParentsConnectionsToIt)
 {
     Open();
-    TraceOn();
-    std::string poison;
-    HostServices::Instance().on_record = [&](const TraceRecord& record) {
-        trace += record.name + "\n";
-        if (record.name == poison) {
-            throw std::runtime_error("log");
-        }
+    const auto end_as_a_child = [&] {
+        Current().Taken();
+        gateway.reset();
+        std::exit(Current().Taken().empty() ? 0 : 1);
     };
-    poison = "Execute BEGIN";
-    EXPECT_EQ(Code("Execute", {statement}), Reply::kUntouched);
-    EXPECT_EQ(Current().Taken(), "");
-    EXPECT_EQ(WasError(), -1000);
-    poison = "Execute END";
-    EXPECT_THROW(Code("Execute", {statement}), std::runtime_error);
-    poison = "DropStatement END";
-    EXPECT_THROW(Code("DropStatement", {unknown}), std::runtime_error) << "of a failure, too";
-    poison = "PrepareHandle END";
-    EXPECT_THROW(Code("Prepare", {statement, "s"}), std::runtime_error);
-    EXPECT_EQ(HostServices::Instance().LongStringsOut(), 0) << "released all the same";
-    poison = "RemoveConnection BEGIN";
-    Traced();
-    EXPECT_EQ(Code("RemoveConnection", {connection}), -1);
-    EXPECT_EQ(WasError(), -1000);
-    EXPECT_EQ(Traced(),
-              "RemoveConnection BEGIN\nRemoveConnection END\nWasError BEGIN\nWasError END\n");
+    EXPECT_EXIT(end_as_a_child(), testing::ExitedWithCode(0), "");
+    gateway.reset();
+    EXPECT_NE(Current().Taken().find("SQLDisconnect"), std::string::npos);
+    gateway.emplace(ORVELGW_LIBRARY);
+}
+
+#ifndef __SANITIZE_ADDRESS__  // whose frames are many times as large
+// How much of a thread's stack work() takes.
+std::size_t StackOf(const std::function<void()>& work)
+{
+    constexpr std::size_t kSize = 1U << 20;
+    constexpr char kUnused = 0x5A;
+    std::vector<char> stack(kSize, kUnused);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack.data(), stack.size());
+    const auto run = [](void* what) -> void* {
+        (*static_cast<const std::function<void()>*>(what))();
+        return nullptr;
+    };
+    pthread_t thread{};
+    EXPECT_EQ(pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&work)),
+              0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    return static_cast<std::size_t>(
+        stack.end() - std::ranges::find_if(stack, [](char byte) { return byte != kUnused; }));
+}
+
+// What the header grants: a host may have threads of small stacks.
+TEST_F(ScriptedTest, TakesLittleStack)
+{
+    Open();
+    Current().diagnostics = {{"HY000", 1, std::string(600, 'm')}};
+    Current().values = {{.length = 4, .bytes = WideBytes(L"x")}};
+    const std::size_t without = StackOf([this] { Call("GetUV"); });
+    for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row) {
+        if (std::set<std::string>{"Disconnect", "DropStatement", "RemoveConnection"}.contains(
+                row->name)) {
+            continue;  // the others need both
+        }
+        for (const std::string& handle : {connection, statement}) {
+            std::vector<Argument> inputs;
+            for (const char letter : std::string_view(row->signature)) {
+                if (letter == 'b') {
+                    inputs.emplace_back(inputs.empty() ? handle : std::string());
+                } else if (letter == 'i') {
+                    inputs.emplace_back(letter == row->signature[2] ? 1 : -8);
+                } else if (letter == 's') {
+                    inputs.emplace_back(u"x");
+                } else if (letter == 'c' || letter == 'j') {
+                    inputs.emplace_back("x");
+                }
+            }
+            constexpr std::size_t kGranted = 16'384;
+            EXPECT_LT(StackOf([&] { Call(row->name, inputs); }), without + kGranted) << row->name;
+        }
+    }
+}
+#endif
+
+// A driver's wait for a server is a cancellation point, which must not unwind through the guard.
+TEST_F(ScriptedTest, IsNotCancelledInsideAnEntry)
+{
+    Open();
+    Current().doing["SQLExecute"] = [] {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    };
+    bool has_returned = false;
+    std::thread host([&] {
+        Code("Execute", {statement});
+        has_returned = true;
+        pthread_testcancel();
+        ADD_FAILURE() << "the host's thread can't be cancelled any more";
+    });
+    host.join();
+    EXPECT_TRUE(has_returned);
+    Current().doing.clear();
 }
 
 }  // namespace

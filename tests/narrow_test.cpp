@@ -1,9 +1,11 @@
 // The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
 #include <dlfcn.h>
 
+#include <cstdio>
 #include <sstream>
 
 #include "gateway_fixture.h"
+#include "shell/driver_kind.h"
 #include "shim_folder.h"
 
 namespace {
@@ -99,11 +101,15 @@ TEST_F(NarrowShim, KeepsTheDriversCallsInsideIt)
 
 TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
 {
-    folder.Link("/lib/x86_64-linux-gnu/libm.so.6", "libm.so.6");
+    Dl_info library{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&std::fopen), &library), 0);
+    folder.Link(library.dli_fname, "libc.so.6");
+    folder.Link(LoadedDriverManager().file, "libiodbc.so.2");
     const std::pair<std::string, std::string> cases[] = {
         {Copy("narrow-nothing.so"), (folder.path / "nothing.so").string() + ": cannot open"},
         {Copy("narrow-nothing2.so"), "/odbc/nothing2.so: cannot open"},
-        {Copy("narrow-libm.so.6"), "libm.so.6: no ODBC driver, as it has no SQLConnect"},
+        {Copy("narrow-libc.so.6"), "libc.so.6: no ODBC driver, as it has no SQLConnect"},
+        {Copy("narrow-libiodbc.so.2"), "libiodbc.so.2: this is a driver manager"},
         {Self(), "self.so: this is the shim itself"},
         {Copy("shim.so"), "shim.so: a driver is named by a link to it"},
         {Copy("narrow-"), "a driver is named by a link to it"},

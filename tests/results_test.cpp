@@ -17,6 +17,14 @@ TEST_F(ScriptedTest, PreparesTextOfAnyWidth)
     Open();
     EXPECT_EQ(Code("Prepare", {statement, ""}), 0);
     EXPECT_EQ(Current().Taken(), "SQLPrepare(stmt3,'',0)\n");
+    const std::string handle = std::string("\x08\0", 2) + statement;
+    ORVEL_EXSTR counted = HostServices::Instance().NewLongString("abcdef");
+    counted.length = 3;
+    int32_t result = 5;
+    reinterpret_cast<int32_t (*)(const zarray*, ORVEL_EXSTR*, int32_t*)>(
+        gateway->Find("Prepare")->function)(reinterpret_cast<const zarray*>(handle.data()),
+                                            &counted, &result);
+    EXPECT_EQ(Current().Taken(), "SQLPrepare(stmt3,'abc',3)\n") << "a zero stands behind it";
     EXPECT_EQ(Code("PrepareW", {statement, u""}), 0);
     EXPECT_EQ(Code("PrepareW", {statement, u"a\u20AC"}), 0);
     EXPECT_EQ(Code("PrepareW", {statement, std::u16string(32'767, u'x')}), 0);

@@ -1,13 +1,13 @@
 // A run of the program orvelgw.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "TemporaryFolder.h"
 
 struct Finished {
     int exit_code;
@@ -23,16 +23,12 @@ inline std::string Slurp(const std::filesystem::path& path)
 
 inline Finished RunTool(const std::string& words, const std::string& environment = "")
 {
-    const auto base =
-        std::filesystem::temp_directory_path() / ("orvelgw-" + std::to_string(::getpid()));
-    const std::string out = base.string() + ".out";
-    const std::string messages = base.string() + ".err";
+    const TemporaryFolder folder;
+    const std::string out = folder.path / "out";
+    const std::string messages = folder.path / "messages";
     const int status = std::system(
         (environment + " " ORVELGW_TOOL " " + words + " >" + out + " 2>" + messages).c_str());
-    Finished run{WEXITSTATUS(status), Slurp(out), Slurp(messages)};
-    std::filesystem::remove(out);
-    std::filesystem::remove(messages);
-    return run;
+    return {WEXITSTATUS(status), Slurp(out), Slurp(messages)};
 }
 
 inline Finished RunDoctor(const std::string& connection_string, const std::string& environment = "")

@@ -8,7 +8,20 @@
 
 class ScriptedTest : public GatewayTest {
 protected:
-    ScriptedTest() { scripted::Restart(); }
+    ScriptedTest()
+    {
+        scripted::Restart();
+        guarded.counts = [] {
+            const auto& script = scripted::Current();
+            const auto records = script.endless_diagnostics ? 65'535 : script.diagnostics.size();
+            return GuardedHost::Counts{script.columns, script.markers, static_cast<long>(records)};
+        };
+    }
+    ~ScriptedTest() override
+    {
+        gateway.reset();
+        EXPECT_EQ(scripted::Current().misuses, std::vector<std::string>());
+    }
 
     /// Connects and allocates a statement: connection dbc2, statement stmt3 of environment env1.
     void Open()

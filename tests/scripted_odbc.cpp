@@ -1,6 +1,7 @@
 #include "scripted_odbc.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <sqlucode.h>
 
@@ -11,6 +12,8 @@
 
 namespace scripted {
 
+int depth = 0;
+
 namespace {
 
 Script current;
@@ -18,11 +21,19 @@ int handles_made = 0;
 
 // Handles are small numbers whose hundreds tell their kind: 1xx environments, 2xx connections, 3xx
 // statements.
-std::string Shown(SQLHANDLE handle)
+std::string AnyShown(SQLHANDLE handle)
 {
     const auto number = reinterpret_cast<std::size_t>(handle);
     constexpr const char* kKinds[] = {"handle", "env", "dbc", "stmt"};
     return number == 0 ? "null" : fmt::format("{}{}", kKinds[number / 100 % 4], number % 100);
+}
+
+std::string Shown(SQLHANDLE handle)
+{
+    if (handle != nullptr && !current.open.contains(handle)) {
+        current.misuses.push_back(AnyShown(handle) + " is not open");
+    }
+    return AnyShown(handle);
 }
 
 std::string Shown(const SQLCHAR* text, SQLLEN length)
@@ -67,12 +78,62 @@ SQLRETURN Answer(const char* function, const Arguments&... arguments)
     if (current.throwing.contains(function)) {
         throw std::runtime_error("scripted");
     }
+    if (const auto code = current.answer ? current.answer(function) : std::nullopt) {
+        return *code;
+    }
     const auto code = current.codes.find(function);
     return code != current.codes.end() ? code->second : SQLRETURN{SQL_SUCCESS};
 }
 
+bool IsDone(SQLRETURN code)
+{
+    return code == SQL_SUCCESS || code == SQL_SUCCESS_WITH_INFO;
+}
+
+// A handle is freed, or a connection is closed: what hangs on it is gone, too.
+void Close(SQLHANDLE handle, bool and_itself)
+{
+    std::erase_if(current.bound, [&](const auto& bound) {
+        return bound.second.statement == handle && and_itself;
+    });
+    for (auto at = current.open.begin(); at != current.open.end();) {
+        auto* const child = at->first;
+        const bool is_lost = at->second.type == SQL_HANDLE_DBC && !at->second.is_given_up;
+        if (at->second.parent != handle) {
+            ++at;
+            continue;
+        }
+        if (is_lost) {
+            current.misuses.push_back("a connection was lost: " + Shown(child));
+        }
+        Close(child, true);
+        at = current.open.begin();
+    }
+    if (and_itself) {
+        current.open.erase(handle);
+    }
+}
+
+// The driver comes to the parameters of a statement: reads what it was told is there.
+void UseParameters(SQLHSTMT statement)
+{
+    for (const auto& [number, bound] : current.bound) {
+        if (bound.statement != statement || bound.size <= 0) {
+            continue;
+        }
+        const auto* bytes = static_cast<const volatile char*>(bound.buffer);
+        static_cast<void>(bytes[0] + bytes[bound.size - 1] + (*bound.indicator == 0 ? 1 : 0));
+        if (current.parameter) {
+            current.parameter(bound);
+        }
+    }
+}
+
 Value NextValue()
 {
+    if (current.value) {
+        return current.value();
+    }
     if (current.values.empty()) {
         return {};
     }
@@ -98,9 +159,11 @@ SQLRETURN Describe(const char* function, SQLHSTMT statement, SQLUSMALLINT column
     const SQLRETURN code = Answer(function, Shown(statement), column, capacity);
     const Value value = NextValue();
     Fill(name, capacity_bytes, value.bytes);
-    *length = static_cast<SQLSMALLINT>(value.length);
-    *type = SQL_VARCHAR;
-    *size = static_cast<SQLULEN>(value.number);
+    if (value.is_told) {
+        *length = static_cast<SQLSMALLINT>(value.length);
+        *type = SQL_VARCHAR;
+        *size = static_cast<SQLULEN>(value.number);
+    }
     return code == SQL_SUCCESS ? value.code : code;
 }
 
@@ -111,10 +174,10 @@ SQLRETURN Attribute(const char* function, SQLHSTMT statement, SQLUSMALLINT colum
     const SQLRETURN code = Answer(function, Shown(statement), column, field, capacity);
     const Value value = NextValue();
     Fill(text, capacity, value.bytes);
-    if (length != nullptr) {
+    if (length != nullptr && value.is_told) {
         *length = static_cast<SQLSMALLINT>(value.length);
     }
-    if (number != nullptr) {
+    if (number != nullptr && value.is_told) {
         *number = value.number;
     }
     return code == SQL_SUCCESS ? value.code : code;
@@ -134,6 +197,22 @@ std::string Script::Taken()
         all += call + "\n";
     }
     return all;
+}
+
+void Script::GiveUp(SQLHANDLE handle)
+{
+    for (auto& [each, open_handle] : open) {
+        open_handle.is_given_up |= each == handle || open_handle.parent == handle;
+    }
+}
+
+void Script::EndHandles()
+{
+    for (const auto& [handle, open_handle] : open) {
+        if (!open_handle.is_given_up) {
+            misuses.push_back(Shown(handle) + " was not freed");
+        }
+    }
 }
 
 Script& Current()
@@ -162,10 +241,10 @@ extern "C" {
 #define RECORDED(function, parameters, ...)    \
     SQLRETURN function parameters              \
     {                                          \
+        const scripted::Inside inside;         \
         return Answer(#function, __VA_ARGS__); \
     }
 
-RECORDED(SQLFreeHandle, (SQLSMALLINT type, SQLHANDLE handle), type, Shown(handle))
 RECORDED(SQLSetEnvAttr, (SQLHENV e, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size),
          Shown(e), attribute, SQLLEN(value), size)
 RECORDED(SQLSetStmtAttr, (SQLHSTMT s, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size),
@@ -174,13 +253,11 @@ RECORDED(SQLConnect,
          (SQLHDBC c, SQLCHAR* dsn, SQLSMALLINT dsn_length, SQLCHAR* uid, SQLSMALLINT uid_length,
           SQLCHAR* pwd, SQLSMALLINT pwd_length),
          Shown(c), Shown(dsn, dsn_length), Shown(uid, uid_length), Shown(pwd, pwd_length))
-RECORDED(SQLDisconnect, (SQLHDBC c), Shown(c))
-RECORDED(SQLPrepare, (SQLHSTMT s, SQLCHAR* text, SQLINTEGER length), Shown(s), Shown(text, length))
+// Reads a text up to a zero, as some drivers do.
+RECORDED(SQLPrepare, (SQLHSTMT s, SQLCHAR* text, SQLINTEGER length), Shown(s),
+         Shown(text, length > 0 ? SQLINTEGER(std::strlen(reinterpret_cast<char*>(text))) : length))
 RECORDED(SQLPrepareW, (SQLHSTMT s, SQLWCHAR* text, SQLINTEGER length), Shown(s), length,
          length > 0 ? static_cast<int>(text[length - 1]) : 0)
-RECORDED(SQLExecute, (SQLHSTMT s), Shown(s))
-RECORDED(SQLMoreResults, (SQLHSTMT s), Shown(s))
-RECORDED(SQLFreeStmt, (SQLHSTMT s, SQLUSMALLINT option), Shown(s), option)
 RECORDED(SQLEndTran, (SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion), type,
          Shown(handle), completion)
 RECORDED(SQLGetTypeInfo, (SQLHSTMT s, SQLSMALLINT type), Shown(s), type)
@@ -230,15 +307,76 @@ RECORDED(SQLForeignKeysW,
 
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
+    const scripted::Inside inside;
+    for (auto& [each, open_handle] : current.open) {
+        // The library replaces an environment without freeing it, as it does where the legacy
+        // option is set before the first connection.
+        open_handle.is_given_up |= type == SQL_HANDLE_ENV && open_handle.type == type;
+    }
     const SQLRETURN code = Answer("SQLAllocHandle", type, Shown(input));
     const int number = 100 * type + ++scripted::handles_made;
-    *output = code != SQL_ERROR ? reinterpret_cast<SQLHANDLE>(std::size_t(number)) : nullptr;
+    *output = nullptr;
+    if (scripted::IsDone(code)) {
+        *output = reinterpret_cast<SQLHANDLE>(std::size_t(number));
+        // What comes with a warning is nobody's: the library does not take it.
+        current.open[*output] = {type, input, code == SQL_SUCCESS_WITH_INFO};
+    }
+    return code;
+}
+
+SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
+{
+    const scripted::Inside inside;
+    current.GiveUp(handle);
+    const SQLRETURN code = Answer("SQLFreeHandle", type, Shown(handle));
+    if (scripted::IsDone(code)) {
+        scripted::Close(handle, true);
+    }
+    return code;
+}
+
+SQLRETURN SQLDisconnect(SQLHDBC connection)
+{
+    const scripted::Inside inside;
+    current.GiveUp(connection);
+    const SQLRETURN code = Answer("SQLDisconnect", Shown(connection));
+    if (scripted::IsDone(code)) {
+        scripted::Close(connection, false);
+    }
+    return code;
+}
+
+SQLRETURN SQLExecute(SQLHSTMT statement)
+{
+    const scripted::Inside inside;
+    const SQLRETURN code = Answer("SQLExecute", Shown(statement));
+    scripted::UseParameters(statement);
+    return code;
+}
+
+SQLRETURN SQLMoreResults(SQLHSTMT statement)
+{
+    const scripted::Inside inside;
+    const SQLRETURN code = Answer("SQLMoreResults", Shown(statement));
+    scripted::UseParameters(statement);
+    return code;
+}
+
+SQLRETURN SQLFreeStmt(SQLHSTMT statement, SQLUSMALLINT option)
+{
+    const scripted::Inside inside;
+    const SQLRETURN code = Answer("SQLFreeStmt", Shown(statement), option);
+    if (option == SQL_RESET_PARAMS && scripted::IsDone(code)) {
+        std::erase_if(current.bound,
+                      [&](const auto& bound) { return bound.second.statement == statement; });
+    }
     return code;
 }
 
 SQLRETURN SQLSetConnectAttr(SQLHDBC connection, SQLINTEGER attribute, SQLPOINTER value,
                             SQLINTEGER size)
 {
+    const scripted::Inside inside;
     const auto shown = size == SQL_NTS ? Shown(static_cast<SQLCHAR*>(value), size)
                                        : fmt::format("{},{}", SQLLEN(value), size);
     return Answer("SQLSetConnectAttr", Shown(connection), attribute, shown);
@@ -248,6 +386,7 @@ SQLRETURN SQLDriverConnect(SQLHDBC connection, SQLHWND, SQLCHAR* in, SQLSMALLINT
                            SQLCHAR* out, SQLSMALLINT capacity, SQLSMALLINT* out_length,
                            SQLUSMALLINT completion)
 {
+    const scripted::Inside inside;
     const SQLRETURN code =
         Answer("SQLDriverConnect", Shown(connection), Shown(in, in_length), capacity, completion);
     *out_length = 0;
@@ -259,11 +398,16 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
                         SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT capacity,
                         SQLSMALLINT* length)
 {
-    const SQLRETURN code = Answer("SQLGetDiagRec", type, Shown(handle), number, capacity);
+    const scripted::Inside inside;
+    const SQLRETURN code =
+        Answer("SQLGetDiagRec", type, scripted::AnyShown(handle), number, capacity);
     const auto index = static_cast<std::size_t>(number) - 1;
-    if (code != SQL_SUCCESS ||
-        (!current.endless_diagnostics && index >= current.diagnostics.size())) {
-        return code != SQL_SUCCESS ? code : SQLRETURN{SQL_NO_DATA};
+    if (scripted::IsDone(code) && !current.endless_diagnostics &&
+        index >= current.diagnostics.size()) {
+        return SQL_NO_DATA;
+    }
+    if (code != SQL_SUCCESS) {
+        return code;
     }
     const auto& record = current.diagnostics[current.endless_diagnostics ? 0 : index];
     std::memcpy(state, record.state.c_str(), std::min<std::size_t>(record.state.size() + 1, 6));
@@ -275,6 +419,7 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
 
 SQLRETURN SQLRowCount(SQLHSTMT statement, SQLLEN* count)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLRowCount", Shown(statement));
     *count = current.row_count;
     return code;
@@ -282,6 +427,7 @@ SQLRETURN SQLRowCount(SQLHSTMT statement, SQLLEN* count)
 
 SQLRETURN SQLNumResultCols(SQLHSTMT statement, SQLSMALLINT* count)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLNumResultCols", Shown(statement));
     *count = current.columns;
     return code;
@@ -291,6 +437,7 @@ SQLRETURN SQLDescribeCol(SQLHSTMT statement, SQLUSMALLINT column, SQLCHAR* name,
                          SQLSMALLINT capacity, SQLSMALLINT* length, SQLSMALLINT* type,
                          SQLULEN* size, SQLSMALLINT*, SQLSMALLINT*)
 {
+    const scripted::Inside inside;
     return scripted::Describe("SQLDescribeCol", statement, column, name, capacity, capacity, length,
                               type, size);
 }
@@ -299,6 +446,7 @@ SQLRETURN SQLDescribeColW(SQLHSTMT statement, SQLUSMALLINT column, SQLWCHAR* nam
                           SQLSMALLINT capacity, SQLSMALLINT* length, SQLSMALLINT* type,
                           SQLULEN* size, SQLSMALLINT*, SQLSMALLINT*)
 {
+    const scripted::Inside inside;
     return scripted::Describe("SQLDescribeColW", statement, column, name, capacity,
                               SQLLEN{capacity} * SQLLEN{sizeof(SQLWCHAR)}, length, type, size);
 }
@@ -307,6 +455,7 @@ SQLRETURN SQLColAttribute(SQLHSTMT statement, SQLUSMALLINT column, SQLUSMALLINT 
                           SQLPOINTER text, SQLSMALLINT capacity, SQLSMALLINT* length,
                           SQLLEN* number)
 {
+    const scripted::Inside inside;
     return scripted::Attribute("SQLColAttribute", statement, column, field, text, capacity, length,
                                number);
 }
@@ -315,12 +464,14 @@ SQLRETURN SQLColAttributeW(SQLHSTMT statement, SQLUSMALLINT column, SQLUSMALLINT
                            SQLPOINTER text, SQLSMALLINT capacity, SQLSMALLINT* length,
                            SQLLEN* number)
 {
+    const scripted::Inside inside;
     return scripted::Attribute("SQLColAttributeW", statement, column, field, text, capacity, length,
                                number);
 }
 
 SQLRETURN SQLFetch(SQLHSTMT statement)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLFetch", Shown(statement));
     return code == SQL_SUCCESS && current.rows-- <= 0 ? SQLRETURN{SQL_NO_DATA} : code;
 }
@@ -328,10 +479,13 @@ SQLRETURN SQLFetch(SQLHSTMT statement)
 SQLRETURN SQLGetData(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type, SQLPOINTER buffer,
                      SQLLEN capacity, SQLLEN* indicator)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLGetData", Shown(statement), column, c_type, capacity);
     const scripted::Value value = scripted::NextValue();
     scripted::Fill(buffer, capacity, value.bytes);
-    *indicator = value.length;
+    if (value.is_told) {
+        *indicator = value.length;
+    }
     return code == SQL_SUCCESS ? value.code : code;
 }
 
@@ -340,15 +494,20 @@ SQLRETURN SQLBindParameter(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT 
                            SQLSMALLINT digits, SQLPOINTER buffer, SQLLEN capacity,
                            SQLLEN* indicator)
 {
-    current.bound[number] = {buffer, capacity, indicator};
+    const scripted::Inside inside;
     const auto address = reinterpret_cast<std::size_t>(buffer);
     const std::string place = address < 1000 ? std::to_string(address) : "buffer";
-    return Answer("SQLBindParameter", Shown(statement), number, io_type, c_type, sql_type, size,
-                  digits, place, capacity, *indicator);
+    const SQLRETURN code = Answer("SQLBindParameter", Shown(statement), number, io_type, c_type,
+                                  sql_type, size, digits, place, capacity, *indicator);
+    if (scripted::IsDone(code)) {
+        current.bound[number] = {buffer, capacity, indicator, statement};
+    }
+    return code;
 }
 
 SQLRETURN SQLNumParams(SQLHSTMT statement, SQLSMALLINT* count)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLNumParams", Shown(statement));
     *count = current.markers;
     return code;
@@ -357,24 +516,30 @@ SQLRETURN SQLNumParams(SQLHSTMT statement, SQLSMALLINT* count)
 SQLRETURN SQLDescribeParam(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT* type,
                            SQLULEN* size, SQLSMALLINT* digits, SQLSMALLINT* nullable)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLDescribeParam", Shown(statement), number);
     const scripted::Value value = scripted::NextValue();
-    *type = SQL_WCHAR;
-    *size = static_cast<SQLULEN>(value.number);
-    *digits = 2;
-    *nullable = 1;
+    if (value.is_told) {
+        *type = SQL_WCHAR;
+        *size = static_cast<SQLULEN>(value.number);
+        *digits = 2;
+        *nullable = 1;
+    }
     return code == SQL_SUCCESS ? value.code : code;
 }
 
 SQLRETURN SQLParamData(SQLHSTMT statement, SQLPOINTER* token)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLParamData", Shown(statement));
+    scripted::UseParameters(statement);
     *token = reinterpret_cast<SQLPOINTER>(current.token);
     return code;
 }
 
 SQLRETURN SQLPutData(SQLHSTMT statement, SQLPOINTER data, SQLLEN length)
 {
+    const scripted::Inside inside;
     const auto* bytes = static_cast<const SQLCHAR*>(data);
     return Answer("SQLPutData", Shown(statement),
                   length < 0 ? std::to_string(length) : Shown(bytes, length));
@@ -383,10 +548,13 @@ SQLRETURN SQLPutData(SQLHSTMT statement, SQLPOINTER data, SQLLEN length)
 SQLRETURN SQLGetInfo(SQLHDBC connection, SQLUSMALLINT type, SQLPOINTER buffer, SQLSMALLINT capacity,
                      SQLSMALLINT* length)
 {
+    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLGetInfo", Shown(connection), type, capacity, *length);
     const scripted::Value value = scripted::NextValue();
     scripted::Fill(buffer, capacity, value.bytes);
-    *length = static_cast<SQLSMALLINT>(value.length);
+    if (value.is_told) {
+        *length = static_cast<SQLSMALLINT>(value.length);
+    }
     return code;
 }
 
@@ -394,6 +562,7 @@ SQLRETURN SQLDataSources(SQLHENV environment, SQLUSMALLINT direction, SQLCHAR* n
                          SQLSMALLINT name_capacity, SQLSMALLINT* name_length, SQLCHAR* description,
                          SQLSMALLINT capacity, SQLSMALLINT* length)
 {
+    const scripted::Inside inside;
     const SQLRETURN code =
         Answer("SQLDataSources", Shown(environment), direction, name_capacity, capacity);
     const scripted::Value named = scripted::NextValue();

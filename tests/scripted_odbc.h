@@ -6,9 +6,12 @@
 #include <sqlext.h>
 
 #include <deque>
+#include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace scripted {
@@ -19,6 +22,7 @@ struct Value {
     SQLLEN length = 0;       // the indicator, or the length of a name
     std::string bytes = {};  // written to the buffer, cut to it
     SQLLEN number = 0;       // the numeric attribute, or the column's size
+    bool is_told = true;     // length and number are written
 };
 
 /// A value of wide text: its characters as they lie in memory, its length in units of the caller's.
@@ -35,6 +39,14 @@ struct BoundParameter {
     void* buffer = nullptr;
     SQLLEN size = 0;
     SQLLEN* indicator = nullptr;
+    SQLHSTMT statement = nullptr;
+};
+
+/// A handle that was made and not freed.
+struct OpenHandle {
+    SQLSMALLINT type = 0;
+    SQLHANDLE parent = nullptr;
+    bool is_given_up = false;  // somebody wanted it freed, or never will
 };
 
 struct Script {
@@ -52,8 +64,30 @@ struct Script {
     std::map<int, BoundParameter> bound;
     std::vector<std::string> calls;  // "SQLFetch(stmt1)"
 
+    // For a test that answers by itself. Each may throw.
+    std::function<std::optional<SQLRETURN>(std::string_view function)> answer;
+    std::function<Value()> value;
+    std::function<void(const BoundParameter&)> parameter;  // as the driver comes to it
+
+    std::map<SQLHANDLE, OpenHandle> open;
+    std::vector<std::string> misuses;  // of handles and buffers, by the library
+
     /// The calls since the last time they were taken, one a line.
     std::string Taken();
+
+    /// A handle that will not be freed, with those that hang on it.
+    void GiveUp(SQLHANDLE handle);
+    /// Adds the handles that nobody gave up to the misuses.
+    void EndHandles();
+};
+
+/// Greater than 0 while a function of the driver manager runs, or another that says so.
+extern int depth;
+
+struct Inside {
+    Inside() { ++depth; }
+    ~Inside() { --depth; }
+    Inside(const Inside&) = delete;
 };
 
 /// The one script; a test begins with a new one.

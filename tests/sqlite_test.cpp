@@ -1,9 +1,6 @@
 // The library over iODBC and SQLite: what this driver, or the driver manager with any narrow one,
 // has of its own. tests/sources has what is expected of every source.
-#include <unistd.h>
-
-#include <filesystem>
-
+#include "TemporaryFolder.h"
 #include "encoding/ZString.h"
 #include "gateway_fixture.h"
 
@@ -13,16 +10,14 @@ class SqliteTest : public GatewayTest {
 protected:
     SqliteTest()
     {
-        file = std::filesystem::temp_directory_path() /
-               ("orvelgw-" + std::to_string(::getpid()) + ".db");
-        connection = Call("DSNConnect", {"DRIVER={SQLite3};Database=" + file.string()}).Bytes();
+        const std::string file = files.path / "test.db";
+        connection = Call("DSNConnect", {"DRIVER={SQLite3};Database=" + file}).Bytes();
         statement = Call("AllocStatement", {connection}).Bytes();
     }
     ~SqliteTest() override
     {
         EXPECT_EQ(Code("DropStatement", {statement}), 0);
         EXPECT_EQ(Code("Disconnect", {connection}), 0);
-        std::filesystem::remove(file);
     }
 
     void Run(const std::string& sql)
@@ -46,7 +41,7 @@ protected:
         return text;
     }
 
-    std::filesystem::path file;
+    const TemporaryFolder files;
     std::string connection;
     std::string statement;
 };

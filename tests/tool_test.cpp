@@ -1,10 +1,13 @@
 // The program orvelgw as a person runs it.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "run_tool.h"
 
@@ -13,10 +16,7 @@ namespace {
 /// A folder of a test's own, with a database in it.
 class ToolFiles : public testing::Test {
 protected:
-    ToolFiles() { std::filesystem::create_directory(folder); }
-    ~ToolFiles() override { std::filesystem::remove_all(folder); }
-
-    std::string File(const char* name) const { return (folder / name).string(); }
+    std::string File(const char* name) const { return (folder.path / name).string(); }
     std::string Written(const char* name, const std::string& bytes) const
     {
         std::ofstream(File(name), std::ios::binary) << bytes;
@@ -36,8 +36,7 @@ protected:
     }
     Finished Tool(const std::string& words) const { return RunTool(Database() + words); }
 
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("orvelgw-tool-" + std::to_string(::getpid()));
+    const TemporaryFolder folder;
 };
 
 constexpr char kMemory[] = "-d 'DRIVER={SQLite3};Database=:memory:' ";
@@ -62,8 +61,8 @@ TEST(Tool, ExitCodesTellWhatFailed)
         {memory + select + select + "-p 5", 2, "single --command"},
         {memory + "-c 'SELECT ?' --put /nowhere", 1, "/nowhere: No such file"},
         {memory + "-c 'SELECT ?'", 1, "unbound parameters"},
-        {memory + "-c 'SELECT 1 WHERE 1 = 0' --get /nowhere", 1, "no row"},
-        {memory + "-c 'CREATE TABLE t(a)' --get /nowhere", 1, "no result"},
+        {memory + "-c 'SELECT 1 WHERE 1 = 0' --get /dev/null", 1, "no row"},
+        {memory + "-c 'CREATE TABLE t(a)' --get /dev/null", 1, "no result"},
         {memory + select + "--get /no/such/file", 1, "/no/such/file: No such file"},
         {memory + "call", 2, "the name of an entry"},
         {memory + "doctor -u", 2, "tries every mode by itself"},
@@ -178,6 +177,92 @@ TEST_F(ToolFiles, CarriesFilesThereAndBack)
     EXPECT_EQ(Sql("SELECT count(*) FROM t"), "       2\n");
 }
 
+// What root may do is not what a user may.
+const std::string kHeld = ::geteuid() == 0 ? "setpriv --bounding-set -dac_override " : "";
+
+TEST_F(ToolFiles, GetsIntoWhatItMayReplace)
+{
+    namespace fs = std::filesystem;
+    for (const char* name : {"open", "setuid", "held", "theirs"}) {
+        Written(name, "old");
+    }
+    fs::permissions(File("setuid"), fs::perms(04711));
+    fs::permissions(File("held"), fs::perms(0444));
+    fs::create_symlink("made", File("dangling"));
+    fs::create_symlink("loop", File("loop"));
+    struct Case {
+        std::string file;
+        std::string content;  // of the file that is written
+        const char* message;
+        std::string words = {};
+    };
+    std::vector<Case> cases = {
+        {"/dev/fd/3", "oldnew", "(3 bytes", "3>>" + File("open")},
+        {"/proc/self/fd/3", "oldnewnew", "(3 bytes", "3>>" + File("open")},
+        {"/dev/fd/3", "oldnewnew", "Bad file descriptor", "3<" + File("open")},
+        {File("setuid"), "new", "(3 bytes"},
+        {File("held"), "old", "/held: Permission denied"},
+        {File("dangling"), "new", "(3 bytes"},
+        {File("loop"), "", "/loop: Too many levels"},
+        {File("held") + "/x", "", "Not a directory"},
+    };
+    if (::geteuid() == 0) {
+        constexpr uid_t kNobody = 65'534;
+        EXPECT_EQ(::chown(File("theirs").c_str(), kNobody, kNobody), 0);
+        fs::permissions(File("theirs"), fs::perms(0666));
+        cases.push_back({File("theirs"), "old", "/theirs: it is another user's"});
+    }
+    for (const Case& c : cases) {
+        const Finished run =
+            RunTool(Database() + "-c \"SELECT 'new'\" --get " + c.file + " " + c.words, kHeld);
+        EXPECT_NE(run.messages.find(c.message), std::string::npos) << run.messages;
+        EXPECT_EQ(run.exit_code == 0, c.message[0] == '(') << c.file;
+        EXPECT_EQ(Slurp(c.words.empty() ? c.file : File("open")), c.content) << c.file;
+    }
+    EXPECT_EQ(RunTool(Database() + "-c 'SELECT 5' --get /dev/stdout").data, "5");
+    EXPECT_EQ(fs::status(File("setuid")).permissions(), fs::perms(0711));
+    EXPECT_TRUE(fs::is_symlink(File("dangling")));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 8) << "and no part of one";
+}
+
+TEST_F(ToolFiles, ScriptsGoWhereTheyStand)
+{
+    namespace fs = std::filesystem;
+    const auto scripts = fs::path(ORVELGW_CALLOUTS).parent_path().parent_path() / "scripts";
+    fs::create_directories(folder.path / "elsewhere/scripts");
+    fs::create_directories(folder.path / "here/scripts");
+    fs::copy_file(scripts / "common.sh", folder.path / "here/scripts/common.sh");
+    Written("here/scripts/where", ". \"$(dirname \"$0\")/common.sh\"\npwd\n");
+    const auto where = [&] {
+        const int status = std::system(("cd " + File("here") + "; CDPATH=" + File("elsewhere") +
+                                        " " + kHeld + "bash scripts/where >../out 2>&1")
+                                           .c_str());
+        return std::to_string(WEXITSTATUS(status)) + " " + Slurp(File("out"));
+    };
+    EXPECT_EQ(where(), "0 " + File("here") + "\n");
+    fs::permissions(File("here/build"), fs::perms(0555));
+    EXPECT_EQ(where(), "1 scripts/where: this user can't write " + File("here") +
+                           "/build, where all that scripts make goes\n");
+}
+
+TEST_F(ToolFiles, LeavesNoPartWhereASignalEndsIt)
+{
+    const std::string endless =
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT max(i) FROM n";
+    Written("out", "old");
+    for (const char* signal : {"INT", "TERM", "HUP", "ABRT"}) {
+        const std::string script = fmt::format(
+            "exec 2>/dev/null; ulimit -c 0\n"
+            "env --default-signal=INT {} {} -c '{}' --get {} &\n"
+            "while [ ! -e {}.* ]; do sleep 0.01; done\n"
+            "kill -{} $!; wait $!; [ $(kill -l $?) = {} ]",
+            ORVELGW_TOOL, kMemory, endless, File("out"), File("out"), signal, signal);
+        EXPECT_EQ(std::system(script.c_str()), 0) << signal;
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 1) << signal;
+    }
+    EXPECT_EQ(Slurp(File("out")), "old");
+}
+
 TEST_F(ToolFiles, ImportsAllRecordsOrNone)
 {
     Sql("CREATE TABLE t(id INTEGER NOT NULL, name VARCHAR(10), \\\"a b\\\" DECIMAL(8,2))");
@@ -220,9 +305,74 @@ TEST_F(ToolFiles, ImportsAllRecordsOrNone)
         EXPECT_EQ(bad.exit_code, 1);
         EXPECT_NE(bad.messages.find(c.message), std::string::npos) << bad.messages;
     }
+    // What has no end is told before the memory is full.
+    const std::pair<const char*, const char*> endless[] = {
+        {"x", "record 1: a field of more than 1000000 bytes"},
+        {",", "record 1: more than 1000000 fields"},
+    };
+    for (const auto& [byte, message] : endless) {
+        const Finished bad = RunTool(Database() + "--import /dev/stdin t",
+                                     "tr '\\0' " + std::string(byte) + " </dev/zero |");
+        EXPECT_EQ(bad.exit_code, 1);
+        EXPECT_NE(bad.messages.find(message), std::string::npos) << bad.messages;
+    }
     EXPECT_EQ(Tool("--import /nowhere.csv t").exit_code, 1);
     EXPECT_EQ(Tool("--import " + good + " nowhere").exit_code, 1);
     EXPECT_EQ(Sql("SELECT count(*) FROM t"), before);
+}
+
+// What a driver, a server or a file says doesn't reach the terminal as commands to it.
+TEST_F(ToolFiles, ShowsNoControlCharacter)
+{
+    const std::string escape = "\033c";
+    const std::string sql = " -c \"SELECT char(27) || 'c'\"";
+    const std::string file = File(escape.c_str());
+    const std::string memory = kMemory;
+    const std::string driver = "-d DRIVER=" + File("narrow-driver.so");
+    std::filesystem::create_symlink(ORVELGW_NARROW_SHIM, File("narrow-driver.so"));
+    std::filesystem::create_symlink(WIDE_DRIVER_4, File("driver.so"));
+    Written("odbc.ini", "[" + escape + "]\nDatabase=:memory:\n");
+    struct Case {
+        const char* what;
+        std::string words;
+        const char* environment = "";
+    };
+    const Case cases[] = {
+        {"a value", memory + sql},
+        {"a value of 2-byte characters", memory + "-u" + sql},
+        {"a title", memory + "-c 'SELECT 1 AS \"" + escape + "\"'"},
+        {"a title in a message",
+         memory + "-c 'SELECT printf(\"%.*c\", 1001, \"x\") AS \"" + escape + "\"'"},
+        {"a diagnostic", memory + "-c 'SELECT * FROM \"" + escape + "\"'"},
+        {"a warning", driver + " -c 'SELECT 1'", "TEST_DRIVER=warn"},
+        {"a refusal", driver + " -c 'SELECT 1'"},
+        {"outputs and the trace", memory + "call Prepare @statement 'SELECT \"" + escape +
+                                      "\", 2' then Execute @statement then DescribeColumns "
+                                      "@statement then Fetch @statement then GetOneRow @statement "
+                                      "'[1]' then GetData @statement 1 1 then GetDataW @statement "
+                                      "1 -8"},
+        {"a diagnostic of a call", memory + "call Prepare @statement 'SELECT \"" + escape + "'"},
+        {"a word of a call", memory + "call '" + escape + "'"},
+        {"a file that is written", memory + "-c 'SELECT 1' --get '" + file + "'"},
+        {"a file that can't be", memory + "-c 'SELECT 1' --get '" + file + "/x'"},
+        {"a file that is sent", memory + "-c 'SELECT ?' --put '" + file + "x'"},
+        {"a file that is imported", memory + "--import '" + file + "x' t"},
+        {"a field of CSV", Database() + "--import " + Written("x.csv", escape + "\n1\n") + " t"},
+        {"a library", memory + "--library '" + escape + "' -c 'SELECT 1'"},
+        {"a word", memory + "'" + escape + "'"},
+        {"a string", "doctor -d '" + escape + "'"},
+        {"the configuration", "doctor -d none"},
+        {"a data source", "doctor -d 'DSN=" + escape + "'"},
+        {"a driver file", "doctor -d 'DRIVER=" + file + "'"},
+        {"a driver's refusal of a statement", "doctor " + driver, "TEST_DRIVER=connect"},
+    };
+    Sql("CREATE TABLE t(a INTEGER)");
+    for (const Case& c : cases) {
+        const Finished run = RunTool(c.words, c.environment + (" ODBCINI=" + File("odbc.ini")));
+        const std::string shown = run.data + run.messages;
+        EXPECT_NE(shown.find("\\x1bc"), std::string::npos) << c.what << ": " << shown;
+        EXPECT_EQ(shown.find('\x1b'), std::string::npos) << c.what;
+    }
 }
 
 TEST_F(ToolFiles, CallsAnyEntry)

@@ -1,9 +1,11 @@
 // A driver that has wide functions, of characters of type CHARACTER, and the narrow ones that the
 // shim shows. It refuses every connection, unless TEST_DRIVER tells it otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
-// Place=here, =wide by the wide one; =crash crashes as it is asked for its diagnostics; =exit ends
-// the process as it is loaded. Where TEST_SIGNAL is a signal's number the narrow function sends it
-// to the parent process and hangs.
+// Place=here, =wide by the wide one; =warn as =connect, and warns of a statement that it prepares;
+// =crash crashes as it is asked for its diagnostics; =exit ends the process as it is loaded;
+// =manager, loaded in front of the driver manager, crashes in its place as it makes an environment.
+// Where TEST_SIGNAL is a signal's number the narrow function sends it to the parent process and
+// hangs.
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@
 namespace {
 
 constexpr std::int16_t kError = -1;
+constexpr std::int16_t kSuccessWithInfo = 1;
 constexpr std::int16_t kNoData = 100;
 
 std::string_view Told()
@@ -38,7 +41,7 @@ template <class Character>
 std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* native,
                       Character* message, std::int16_t capacity, std::int16_t* length)
 {
-    constexpr std::string_view kMessage = "Login failed, or FROM is missing";
+    constexpr std::string_view kMessage = "Login failed, or FROM is missing \033c";
     if (Told() == "crash") {
         std::abort();
     }
@@ -63,6 +66,9 @@ std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* nativ
 
 EXPORTED SQLAllocHandle(std::int16_t type, void* /*input*/, void** output)
 {
+    if (Told() == "manager") {
+        std::abort();
+    }
     *output = reinterpret_cast<void*>(static_cast<std::intptr_t>(type) * 16);
     return 0;
 }
@@ -113,7 +119,7 @@ EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in
         ::pause();
     }
     const bool has_keys = std::string_view(in).find(";Place=here") != std::string_view::npos;
-    return Told() == "connect" || (Told() == "keys" && has_keys) ? 0 : kError;
+    return Told() == "connect" || Told() == "warn" || (Told() == "keys" && has_keys) ? 0 : kError;
 }
 
 EXPORTED SQLDisconnect(void* /*connection*/)
@@ -121,9 +127,16 @@ EXPORTED SQLDisconnect(void* /*connection*/)
     return 0;
 }
 
+// The driver manager asks for a statement's descriptors, and has no statement without them.
+EXPORTED SQLGetStmtAttr(void* statement, std::int32_t /*attribute*/, void** descriptor)
+{
+    *descriptor = statement;
+    return Told() == "warn" ? 0 : kError;
+}
+
 EXPORTED SQLPrepare()
 {
-    return kError;
+    return Told() == "warn" ? kSuccessWithInfo : kError;
 }
 
 EXPORTED SQLGetDiagRec(std::int16_t /*type*/, void* /*handle*/, std::int16_t number, char* state,

@@ -1,8 +1,6 @@
 #include "encoding/ZConstList.h"
 
-#include <algorithm>
 #include <bit>
-#include <climits>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -17,46 +15,12 @@ enum TypeByte : unsigned char {
     kIeeeDouble = 8
 };
 
-constexpr int kCategories[] = {
-    ZConstList::kUnsupported, ZConstList::kString,  ZConstList::kWideString,
-    ZConstList::kUnsupported, ZConstList::kInteger, ZConstList::kInteger,
-    ZConstList::kDouble,      ZConstList::kDouble,  ZConstList::kDouble,
-};
-
 constexpr std::uint64_t kAllOnes = ~std::uint64_t{0};
-
-// The payload offset before the first MoveTo: as null as an offset can be.
-constexpr std::ptrdiff_t kNowhere = PTRDIFF_MIN / 2;
 
 }  // namespace
 
 alignas(wchar_t) char ZConstList::conv_buf[kConversionBufferSize];
 wchar_t ZConstList::conv_buf1[kConversionBufferSize];
-
-ZConstList::ZConstList(const void* bytes, std::size_t length)
-    : payload_(kNowhere),
-      element_(0),
-      index_(1),
-      start_(static_cast<const unsigned char*>(bytes)),
-      end_(start_ + length)
-{}
-
-ZConstList::ZConstList(const zarray* list) : ZConstList(list->bytes, list->length)
-{}
-
-ZConstList::ZConstList(const ORVEL_EXSTR* list)
-    : ZConstList(list->text, list->text != nullptr ? list->length : 0)
-{}
-
-unsigned char ZConstList::Byte(std::ptrdiff_t offset) const
-{
-    return offset >= 0 && offset < end_ - start_ ? start_[offset] : 0;
-}
-
-std::int8_t ZConstList::SignedByte(std::ptrdiff_t offset) const
-{
-    return static_cast<std::int8_t>(Byte(offset));
-}
 
 std::ptrdiff_t ZConstList::Step() const
 {
@@ -70,51 +34,6 @@ std::ptrdiff_t ZConstList::Step() const
         return low + 256 * high + 3;
     }
     return static_cast<std::ptrdiff_t>(Accumulate(element_ + 3, 4, 32)) + 7;
-}
-
-int ZConstList::MoveTo(long n)
-{
-    if (n > std::min<std::ptrdiff_t>(end_ - start_, INT32_MAX)) {
-        return 0;
-    }
-    if (index_ > n) {
-        element_ = 0;
-        index_ = 1;
-    }
-    while (index_ < n) {
-        element_ += Step();
-        ++index_;
-    }
-    if (element_ >= end_ - start_) {
-        return 0;
-    }
-    payload_ = element_ + (Byte(element_) != 0 ? 2 : 4);
-    return 1;
-}
-
-int ZConstList::GetType() const
-{
-    const unsigned type = Byte(payload_ - 1);
-    return type < std::size(kCategories) ? kCategories[type] : kUnsupported;
-}
-
-int ZConstList::PayloadLength() const
-{
-    const int prefix = Byte(element_);
-    if (prefix == 0) {
-        return Byte(element_ + 1) + 256 * Byte(element_ + 2) - 1;
-    }
-    return std::max(prefix - 2, 0);
-}
-
-std::string_view ZConstList::Payload() const
-{
-    const std::ptrdiff_t size = end_ - start_;
-    if (payload_ < 0 || payload_ >= size) {
-        return {};
-    }
-    const auto length = std::clamp<std::ptrdiff_t>(PayloadLength(), 0, size - payload_);
-    return {reinterpret_cast<const char*>(start_ + payload_), static_cast<std::size_t>(length)};
 }
 
 // ORs count bytes together, byte i shifted left by 8i bits. Shifts wrap at the word's width, as the
@@ -191,7 +110,8 @@ int ZConstList::uni2_uni4() const
         ::uni2_uni4(start_ + payload_, length, conv_buf1, kCapacity);
     } else {
         for (std::ptrdiff_t i = 0; i < length / 2; ++i) {
-            conv_buf1[i] = Byte(payload_ + 2 * i) + 256 * Byte(payload_ + 2 * i + 1);
+            conv_buf1[i] =
+                static_cast<wchar_t>(Byte(payload_ + 2 * i) + 256 * Byte(payload_ + 2 * i + 1));
         }
         conv_buf1[length / 2] = 0;
     }

@@ -1,5 +1,7 @@
 #include "encoding/ZString.h"
 
+#include <langinfo.h>
+
 #include <bit>
 #include <cstring>
 #include <cwchar>
@@ -12,14 +14,6 @@ wchar_t ZString::conv_buf[kConversionBufferSize];
 wchar_t ZString::conv_buf1[kConversionBufferSize];
 
 namespace {
-
-constexpr char kBytes = 1;
-constexpr char kWideUnits = 2;
-constexpr char kNonNegative = 4;
-constexpr char kNegative = 5;
-
-constexpr int kLongestShort = 253;
-constexpr int kLongestMedium = 65'534;
 
 // Four times the size of ZString::conv_buf, which always holds the 2-byte form of a text.
 constexpr int kUnitCapacity = 58'258'336;
@@ -39,6 +33,78 @@ void CheckLimit(unsigned long characters)
     }
 }
 
+// A character that is a byte of its own value in the encoding of any locale here, and no zero.
+bool IsASCII(wchar_t character)
+{
+    return static_cast<std::uint32_t>(character) - 1 < 0x7F;
+}
+
+// A character of up to three bytes in UTF-8, and no zero; surrogates have no form.
+bool IsShortUTF8(wchar_t character)
+{
+    const auto code = static_cast<std::uint32_t>(character);
+    return code - 1 < 0xD7FF || (code > 0xDFFF && code < 0x10000);
+}
+
+char* PutShortUTF8(wchar_t character, char* to)
+{
+    const auto code = static_cast<std::uint32_t>(character);
+    const auto put = [&to](std::uint32_t byte) { *to++ = static_cast<char>(byte); };
+    if (code < 0x80) {
+        put(code);
+        return to;
+    }
+    if (code < 0x800) {
+        put(0xC0 | code >> 6);
+    } else {
+        put(0xE0 | code >> 12);
+        put(0x80 | (code >> 6 & 0x3F));
+    }
+    put(0x80 | (code & 0x3F));
+    return to;
+}
+
+bool LocaleIsUTF8()
+{
+    return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+}
+
+// Multibyte text in ccbuf: what wcstombs makes of it, which takes longer than most values are long.
+// So it is left what is neither ASCII nor, where the locale has that, plain UTF-8.
+HostText ToMultibyte(const wchar_t* text, unsigned long n)
+{
+    constexpr std::ptrdiff_t kCapacity = 3'641'143;
+    constexpr std::ptrdiff_t kLongestShort = 3;
+    const wchar_t* const end = text + n;
+    const wchar_t* at = text;
+    char* to = ccbuf;
+    while (at != end && IsASCII(*at)) {
+        *to++ = static_cast<char>(*at++);
+    }
+    if (*at != 0 && LocaleIsUTF8()) {
+        while (at != end && to - ccbuf <= kCapacity - kLongestShort && IsShortUTF8(*at)) {
+            to = PutShortUTF8(*at++, to);
+        }
+    }
+    if (*at != 0) {
+        const int rest =
+            WideCharToMultiByte(0, 0, at, static_cast<int>(end - at), to,
+                                static_cast<int>(kCapacity - (to - ccbuf)), nullptr, nullptr);
+        if (rest < 0) {
+            throw std::length_error("text has no multibyte form in the process locale");
+        }
+        to += rest;
+    }
+    return {ElementType::kBytes, ccbuf, static_cast<std::size_t>(to - ccbuf)};
+}
+
+HostText ToUnits(const wchar_t* text, unsigned long n)
+{
+    auto* units = reinterpret_cast<unsigned short*>(ZString::conv_buf);
+    uni4_uni2(text, static_cast<int>(n), units, kUnitCapacity);
+    return {ElementType::kWideUnits, reinterpret_cast<const char*>(units), 2 * n};
+}
+
 }  // namespace
 
 void ZString::FollowUnicodeOption(const std::int64_t* option)
@@ -46,41 +112,31 @@ void ZString::FollowUnicodeOption(const std::int64_t* option)
     unicode_option = option;
 }
 
-void ZString::AppendElement(char type, const void* payload, unsigned long n)
+void ZString::AppendElement(ElementType type, const void* payload, unsigned long n)
 {
-    const auto length = static_cast<int>(n);
-    const auto stored = static_cast<unsigned>(length) + 1;
-    if (length <= kLongestShort) {
-        push_back(static_cast<char>(length + 2));
-    } else if (length <= kLongestMedium) {
-        push_back('\0');
-        append(reinterpret_cast<const char*>(&stored), 2);
-    } else {
-        append(3, '\0');
-        append(reinterpret_cast<const char*>(&stored), 4);
-    }
-    push_back(type);
+    char head[kLongestHead];
+    append(head, WriteHead(head, type, n));
     append(static_cast<const char*>(payload), n);
 }
 
 void ZString::AppendString(const char* text, unsigned long n)
 {
-    AppendElement(kBytes, text, n);
+    AppendElement(ElementType::kBytes, text, n);
 }
 
 void ZString::AppendNTString(const char* text)
 {
-    AppendElement(kBytes, text, std::strlen(text));
+    AppendElement(ElementType::kBytes, text, std::strlen(text));
 }
 
 void ZString::AppendEmptyValue()
 {
-    AppendElement(kBytes, "", 1);
+    AppendElement(ElementType::kBytes, "", 1);
 }
 
 void ZString::AppendCUString(const void* text, unsigned long n)
 {
-    AppendElement(kWideUnits, text, 2 * n);
+    AppendElement(ElementType::kWideUnits, text, 2 * n);
 }
 
 void ZString::AppendLong(long value)
@@ -95,25 +151,19 @@ void ZString::AppendLong(long value)
     } else if (magnitude <= 0xFFFFFF) {
         size = 3;
     }
-    AppendElement(value < 0 ? kNegative : kNonNegative, &low, size);
+    AppendElement(value < 0 ? ElementType::kNegative : ElementType::kNonNegative, &low, size);
+}
+
+HostText ToHostText(const wchar_t* text, unsigned long n)
+{
+    CheckLimit(n);
+    return UnicodeOption() ? ToUnits(text, n) : ToMultibyte(text, n);
 }
 
 void ZString::AppendWString(const wchar_t* text, unsigned long n)
 {
-    CheckLimit(n);
-    if (UnicodeOption()) {
-        auto* units = reinterpret_cast<unsigned short*>(conv_buf);
-        uni4_uni2(text, static_cast<int>(n), units, kUnitCapacity);
-        AppendCUString(units, n);
-        return;
-    }
-    constexpr int kCapacity = 3'641'143;
-    const int length =
-        WideCharToMultiByte(0, 0, text, static_cast<int>(n), ccbuf, kCapacity, nullptr, nullptr);
-    if (length < 0) {
-        throw std::length_error("text has no multibyte form in the process locale");
-    }
-    AppendString(ccbuf, static_cast<unsigned long>(length));
+    const HostText converted = ToHostText(text, n);
+    AppendElement(converted.type, converted.bytes, converted.size);
 }
 
 void ZString::AppendConvert(const char* text, unsigned long n)

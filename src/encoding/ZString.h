@@ -6,6 +6,7 @@
 #include <string>
 
 #include "encoding/conversions.h"
+#include "encoding/element.h"
 #include "orvelgw.h"
 
 /// A growing host list (orvelgw.h, convention 10). Every Append operation adds exactly one element.
@@ -50,5 +51,15 @@ public:
     static wchar_t conv_buf1[kConversionBufferSize];
 
 private:
-    void AppendElement(char type, const void* payload, unsigned long n);
+    void AppendElement(ElementType type, const void* payload, unsigned long n);
 };
+
+/// Text as an element's payload, in a conversion buffer until the next conversion.
+struct HostText {
+    ElementType type;
+    const char* bytes;
+    std::size_t size;
+};
+
+/// The payload that ZString::AppendWString makes of a text, by the same switch. Throws as it does.
+HostText ToHostText(const wchar_t* text, unsigned long n);

@@ -6,10 +6,12 @@ using namespace frame;
 
 namespace {
 
-// An environment made for ODBC 3 is made anew for ODBC 2, which ends every open connection.
+// An environment made for ODBC 3 is made anew for ODBC 2, which ends every open connection. Where
+// that failed, the next call tries again, whatever the option says by then.
 void RecreateForLegacy()
 {
-    if (env.legacy_option != 0 && env.OdbcVersion() != SQL_OV_ODBC2) {
+    const bool is_lost = first_time_thru == 0 && env.Handle() == nullptr;
+    if (is_lost || (env.legacy_option != 0 && env.OdbcVersion() != SQL_OV_ODBC2)) {
         env.Free();
         env.AllocEnv();
     }

@@ -62,20 +62,24 @@ extern "C" int GetSQLErrors(const zarray* connection, const zarray* statement, z
 
 extern "C" int WasError(int* value)
 {
-    Guarded([&] {
-        Trace(Begin("WasError"));
-        *value = err.Condensed();
-    });
+    Guarded(
+        [&] {
+            Trace(Begin("WasError"));
+            *value = err.Condensed();
+        },
+        Waits::kNever);
     Trace(End("WasError"), *value);
     return 0;
 }
 
 extern "C" int GetLastSQLCode(int* value)
 {
-    Guarded([&] {
-        Trace(Begin("GetLastSQLCode"));
-        *value = err.last_sql_code;
-    });
+    Guarded(
+        [&] {
+            Trace(Begin("GetLastSQLCode"));
+            *value = err.last_sql_code;
+        },
+        Waits::kNever);
     Trace(End("GetLastSQLCode"), *value);
     return 0;
 }

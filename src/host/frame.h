@@ -123,12 +123,16 @@ inline void StoreHandle(zarray* output, SQLHANDLE handle)
     output->length = sizeof handle;
 }
 
-/// Runs work. Whatever it throws ends here, as the exception flag; then returns false. The host's
-/// signals and locale outlive it.
+/// Whether work may wait for a driver.
+enum class Waits { kForDriver, kNever };
+
+/// Runs work. Whatever it throws ends here, as the exception flag; then returns false.
 template <class Work>
-bool Guarded(Work work)
+bool Guarded(Work work, Waits waits = Waits::kForDriver)
 {
-    const HostGuard guard;
+    using enum HostGuard::Cancellation;
+    const bool never_waits = waits == Waits::kNever && env.log_option == 0;
+    const HostGuard guard(never_waits ? kAsItIs : kOff);
     try {
         work();
         return true;
@@ -153,6 +157,7 @@ struct Entry {
     Code code = Code::kToResult;
     HandleBytes handle_bytes = HandleBytes::kEight;
     NoData no_data = NoData::kIsError;
+    Waits waits = Waits::kForDriver;
     bool failure_end_guarded = code != Code::kToResult;  // the END record of a failing code
     const char* begin_label = name;                      // its name in the BEGIN record
     const char* unknown_handle_label = name;  // in the END record of an unknown handle; null: none
@@ -176,18 +181,9 @@ struct Outcome {
     bool unknown_handle = false;
 };
 
-/// Reports an outcome. Returns false where that took an END record of its own, which the guard
-/// holds: that of an unknown handle, and of a failure where the entry has it so.
-inline bool Report(const Entry& entry, const Outcome& outcome)
+/// Sets the flag of a code that is no success, and returns as Report does.
+inline bool ReportFailure(const Entry& entry, const Outcome& outcome)
 {
-    if (entry.code == Code::kToResult) {
-        *entry.result = outcome.code;
-    } else if (entry.code == Code::kToRecord && !outcome.unknown_handle) {
-        err.last_sql_code = outcome.code;
-    }
-    if (Succeeded(outcome.code)) {
-        return true;
-    }
     if (outcome.code == SQL_NO_DATA && entry.no_data != NoData::kIsError) {
         err.no_data = entry.no_data == NoData::kSetsFlag ? 1 : 0;
         return true;
@@ -210,6 +206,18 @@ inline bool Report(const Entry& entry, const Outcome& outcome)
     return true;
 }
 
+/// Reports an outcome. Returns false where that took an END record of its own, which the guard
+/// holds: that of an unknown handle, and of a failure where the entry has it so.
+inline bool Report(const Entry& entry, const Outcome& outcome)
+{
+    if (entry.code == Code::kToResult) {
+        *entry.result = outcome.code;
+    } else if (entry.code == Code::kToRecord && !outcome.unknown_handle) {
+        err.last_sql_code = outcome.code;
+    }
+    return Succeeded(outcome.code) || ReportFailure(entry, outcome);
+}
+
 /// The frame without a BEGIN record. work() does what the entry is for and returns its Outcome;
 /// end(record) fills the END record of a success, and of a call whose work was cut short by an
 /// exception. That record alone is written outside the guard.
@@ -218,7 +226,7 @@ int RunWithoutBegin(const Entry& entry, Work work, EndRecord end_record)
 {
     bool ended = false;
     err.Reset();
-    Guarded([&] { ended = !Report(entry, work()); });
+    Guarded([&] { ended = !Report(entry, work()); }, entry.waits);
     if (!ended) {
         Trace(End(entry.name), end_record);
     }

@@ -45,28 +45,29 @@ extern "C" int UnbindParams(const zarray* statement, int* result)
 namespace {
 
 // What the two entries that set a value share; they differ in how they take it.
-int SetValue(const char* name, SQLRETURN (CStatement::*set)(ZConstList&, long),
-             const zarray* statement, ORVEL_EXSTR* value, int number, int* result)
+template <SQLRETURN (CStatement::*set)(ZConstList&, long)>
+int SetValue(const char* name, const zarray* statement, ORVEL_EXSTR* value, int number, int* result)
 {
     const LongStringReturn value_return(value);
-    return OnStatement({.name = name, .handle = statement, .result = result},
-                       Traced(statement, value, number), [&](CStatement& bound) {
-                           ZConstList list(value);
-                           return (bound.*set)(list, number);
-                       });
+    return OnStatement(
+        {.name = name, .handle = statement, .result = result, .waits = Waits::kNever},
+        Traced(statement, value, number), [&](CStatement& bound) {
+            ZConstList list(value);
+            return (bound.*set)(list, number);
+        });
 }
 
 }  // namespace
 
 extern "C" int SetParam(const zarray* statement, ORVEL_EXSTR* value, int number, int* result)
 {
-    return SetValue("SetParam", &CStatement::SetParam, statement, value, number, result);
+    return SetValue<&CStatement::SetParam>("SetParam", statement, value, number, result);
 }
 
 extern "C" int SetParamBinary(const zarray* statement, ORVEL_EXSTR* value, int number, int* result)
 {
-    return SetValue("SetParamBinary", &CStatement::SetParamBinary, statement, value, number,
-                    result);
+    return SetValue<&CStatement::SetParamBinary>("SetParamBinary", statement, value, number,
+                                                 result);
 }
 
 extern "C" int GetParam(const zarray* statement, int number, ORVEL_EXSTR* output)

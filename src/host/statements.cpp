@@ -7,6 +7,10 @@ using namespace frame;
 
 namespace {
 
+// The longest text of "PrepareW" is a character shorter. Process-wide, as every conversion buffer is.
+constexpr int kWideStatementSize = 32'768;
+wchar_t wide_statement[kWideStatementSize];
+
 // The END record of an entry whose result argument is a count: nothing, as the count is the host's
 // already, or the count as it stands where an exception cut the work short.
 auto CountEnd(const int* count)
@@ -63,18 +67,16 @@ extern "C" int PrepareHandleW(const zarray* statement, const zustring* text, int
     };
     return OnStatement({.name = "PrepareHandleW", .handle = statement, .result = result},
                        Traced(statement, first_half), [&](CStatement& prepared) -> Outcome {
-                           constexpr int kBufferSize = 32'768;
-                           if (text->length >= kBufferSize) {
+                           if (text->length >= kWideStatementSize) {
                                return {kStatementTooLong, "Statement too long"};
                            }
-                           wchar_t wide[kBufferSize];
-                           wide[0] = 0;
+                           wide_statement[0] = 0;
                            if (text->length != 0) {
                                uni2_uni4_no_swap(
                                    reinterpret_cast<const unsigned char*>(text->characters),
-                                   2 * text->length, wide, sizeof wide);
+                                   2 * text->length, wide_statement, sizeof wide_statement);
                            }
-                           return prepared.PrepareW(wide);
+                           return prepared.PrepareW(wide_statement);
                        });
 }
 

@@ -6,6 +6,7 @@
 
 #include "encoding/ZString.h"
 #include "odbc/Environment.h"
+#include "odbc/OwnedHandle.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -20,17 +21,27 @@ CConnection::~CConnection()
 
 CStatement* CConnection::AllocateStatement()
 {
-    SQLHSTMT statement = nullptr;
-    const SQLRETURN code = SQLAllocHandle(SQL_HANDLE_STMT, handle_, &statement);
-    return code == SQL_SUCCESS ? AddStatement(statement) : nullptr;
+    SQLHSTMT allocated = nullptr;
+    if (SQLAllocHandle(SQL_HANDLE_STMT, handle_, &allocated) != SQL_SUCCESS) {
+        return nullptr;
+    }
+    StatementHandle handle(allocated);
+    CStatement* statement = AddStatement(handle.Get());
+    handle.Release();
+    return statement;
 }
 
 CStatement* CConnection::AddStatement(SQLHSTMT handle)
 {
-    auto* statement = new CStatement(this, handle);
-    statements_.emplace(handle, statement);
-    environment_->AddStPointer(statement);
-    return statement;
+    const auto [place, is_new] =
+        statements_.try_emplace(handle, std::make_unique<CStatement>(this, handle));
+    try {
+        environment_->AddStPointer(place->second.get());
+    } catch (...) {
+        statements_.erase(place);
+        throw;
+    }
+    return place->second.get();
 }
 
 void CConnection::EraseStatement(SQLHSTMT handle)
@@ -41,7 +52,6 @@ void CConnection::EraseStatement(SQLHSTMT handle)
 void CConnection::ReleaseAll()
 {
     for (const auto& [handle, statement] : statements_) {
-        delete statement;
         environment_->EraseStatement(handle);
     }
     statements_.clear();

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 
 #include "orvelgw.h"
 
@@ -24,10 +25,11 @@ public:
     /// after SQL_SUCCESS_WITH_INFO the driver's handle is neither registered nor freed.
     CStatement* AllocateStatement();
 
-    /// Registers a statement here and in the environment; an entry of the same handle is kept.
+    /// Registers a statement here and in the environment, or in neither where memory fails. An
+    /// entry of the same handle is kept, and returned.
     CStatement* AddStatement(SQLHSTMT handle);
 
-    /// Takes the entry out of this connection's map; deletes nothing.
+    /// Takes the entry out of this connection's map, which deletes the object.
     void EraseStatement(SQLHSTMT handle);
 
     /// Deletes every statement object and takes it out of both maps.
@@ -43,6 +45,6 @@ public:
 
 private:
     SQLHDBC handle_;
-    std::map<SQLHSTMT, CStatement*> statements_;
+    std::map<SQLHSTMT, std::unique_ptr<CStatement>> statements_;
     CEnvironment* environment_;
 };

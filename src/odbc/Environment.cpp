@@ -1,14 +1,17 @@
 #include "odbc/Environment.h"
 
+#include <unistd.h>
+
 #include <sqlext.h>
 
 #include <cctype>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "odbc/Connection.h"
 #include "odbc/Error.h"
-#include "odbc/HostGuard.h"
+#include "odbc/OwnedHandle.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -33,6 +36,8 @@ std::string Keyword(const char* connection_string)
 
 }  // namespace
 
+CEnvironment::CEnvironment() = default;
+
 CEnvironment::~CEnvironment()
 {
     const HostGuard guard;
@@ -45,10 +50,15 @@ CEnvironment::~CEnvironment()
 
 SQLRETURN CEnvironment::AllocEnv()
 {
-    odbc_version_ = legacy_option != 0 ? SQL_OV_ODBC2 : SQL_OV_ODBC3;
+    const std::int64_t version = legacy_option != 0 ? SQL_OV_ODBC2 : SQL_OV_ODBC3;
+    odbc_version_ = 0;
     handle_ = nullptr;
+    process_ = ::getpid();
     const SQLRETURN code = SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &handle_);
-    SQLSetEnvAttr(handle_, SQL_ATTR_ODBC_VERSION, AsPointer(odbc_version_), 0);
+    SQLSetEnvAttr(handle_, SQL_ATTR_ODBC_VERSION, AsPointer(version), 0);
+    if (Succeeded(code)) {
+        odbc_version_ = version;
+    }
     return code;
 }
 
@@ -57,14 +67,20 @@ SQLRETURN CEnvironment::Free()
     if (handle_ == nullptr) {
         return SQL_SUCCESS;
     }
+    if (process_ != ::getpid()) {
+        connections_.clear();  // what is open is the parent's
+        handle_ = nullptr;
+        return SQL_SUCCESS;
+    }
     DisconnectAll();
-    const SQLRETURN code = SQLFreeHandle(SQL_HANDLE_ENV, handle_);
-    handle_ = nullptr;
+    const SQLRETURN code = SQLFreeHandle(SQL_HANDLE_ENV, std::exchange(handle_, nullptr));
+    broken_pipe_.Remove();
     return code;
 }
 
 SQLHDBC CEnvironment::AllocConnection(int timeout)
 {
+    broken_pipe_.Install();
     SQLHDBC connection = nullptr;
     if (SQLAllocHandle(SQL_HANDLE_DBC, handle_, &connection) != SQL_SUCCESS) {
         return nullptr;
@@ -75,14 +91,14 @@ SQLHDBC CEnvironment::AllocConnection(int timeout)
     return connection;
 }
 
-SQLHDBC CEnvironment::KeepConnected(SQLHDBC connection, SQLRETURN code, CError& error)
+bool CEnvironment::IsConnected(ConnectionHandle& attempted, SQLRETURN code, CError& error)
 {
-    if (Succeeded(code)) {
-        return connection;
+    if (!Succeeded(code)) {
+        error.SetConnectError(handle_, attempted.Get(), nullptr);
+        return false;
     }
-    error.SetConnectError(handle_, connection, nullptr);
-    SQLFreeHandle(SQL_HANDLE_DBC, connection);
-    return nullptr;
+    attempted.SetConnected();
+    return true;
 }
 
 SQLHDBC CEnvironment::Connect(const char* dsn, const char* uid, const char* pwd,
@@ -91,17 +107,14 @@ SQLHDBC CEnvironment::Connect(const char* dsn, const char* uid, const char* pwd,
     if (dsn == nullptr || handle_ == nullptr) {
         return nullptr;
     }
-    SQLHDBC connection = AllocConnection(timeout);
-    if (connection == nullptr) {
+    const LocaleGuard locale;
+    ConnectionHandle connection(AllocConnection(timeout));
+    if (connection.Get() == nullptr) {
         return nullptr;
     }
-    const SQLRETURN code = SQLConnect(connection, AsText(dsn), TextLength(dsn), AsText(uid),
+    const SQLRETURN code = SQLConnect(connection.Get(), AsText(dsn), TextLength(dsn), AsText(uid),
                                       TextLength(uid), AsText(pwd), TextLength(pwd));
-    connection = KeepConnected(connection, code, error);
-    if (connection != nullptr) {
-        AddConnection(connection);
-    }
-    return connection;
+    return IsConnected(connection, code, error) ? Register(connection) : nullptr;
 }
 
 SQLHDBC CEnvironment::ConnectToDSN(char* connection_string, const char* /*reserved_text*/,
@@ -111,8 +124,9 @@ SQLHDBC CEnvironment::ConnectToDSN(char* connection_string, const char* /*reserv
     if (connection_string == nullptr || handle_ == nullptr) {
         return nullptr;
     }
-    SQLHDBC connection = AllocConnection(timeout);
-    if (connection == nullptr) {
+    const LocaleGuard locale;
+    ConnectionHandle connection(AllocConnection(timeout));
+    if (connection.Get() == nullptr) {
         return nullptr;
     }
     std::string in;
@@ -131,49 +145,46 @@ SQLHDBC CEnvironment::ConnectToDSN(char* connection_string, const char* /*reserv
     // (any test of tests/sqlite_test.cpp crashes with a null pointer).
     SQLSMALLINT completed_length = 0;
     const SQLRETURN code =
-        SQLDriverConnect(connection, nullptr, AsText(in.c_str()), TextLength(in.c_str()),
+        SQLDriverConnect(connection.Get(), nullptr, AsText(in.c_str()), TextLength(in.c_str()),
                          reinterpret_cast<SQLCHAR*>(completed), kCompletedCapacity,
                          &completed_length, SQL_DRIVER_NOPROMPT);
-    return KeepConnected(connection, code, error);
+    return IsConnected(connection, code, error) ? connection.Release() : nullptr;
 }
 
 SQLHDBC CEnvironment::DSNConnect(char* connection_string, SQLHANDLE reserved, CError& error,
                                  int timeout)
 {
-    SQLHDBC connection = ConnectToDSN(connection_string, nullptr, reserved, error, timeout);
-    if (connection != nullptr) {
-        AddConnection(connection);
-    }
-    return connection;
+    ConnectionHandle connection(ConnectToDSN(connection_string, nullptr, reserved, error, timeout),
+                                ConnectionHandle::State::kConnected);
+    return connection.Get() != nullptr ? Register(connection) : nullptr;
+}
+
+SQLHDBC CEnvironment::Register(ConnectionHandle& connected)
+{
+    AddConnection(connected.Get());
+    return connected.Release();
 }
 
 CConnection* CEnvironment::GetConnectionPointer(SQLHDBC handle) const
 {
     const auto found = connections_.find(handle);
-    return found != connections_.end() ? found->second : nullptr;
-}
-
-CStatement* CEnvironment::GetStatementPointer(SQLHSTMT handle) const
-{
-    const auto found = statements_.find(handle);
-    return found != statements_.end() ? found->second : nullptr;
+    return found != connections_.end() ? found->second.get() : nullptr;
 }
 
 CConnection* CEnvironment::AddConnection(SQLHDBC handle)
 {
-    auto* connection = new CConnection(this, handle);
-    connections_.emplace(handle, connection);
-    return connection;
+    auto connection = std::make_unique<CConnection>(this, handle);
+    return connections_.try_emplace(handle, std::move(connection)).first->second.get();
 }
 
 void CEnvironment::AddStPointer(CStatement* statement)
 {
-    statements_.emplace(statement->Handle(), statement);
+    statements_.Insert(statement->Handle(), statement);
 }
 
 void CEnvironment::EraseStatement(SQLHSTMT handle)
 {
-    statements_.erase(handle);
+    statements_.Erase(handle);
 }
 
 SQLRETURN CEnvironment::DropStatement(SQLHSTMT handle)
@@ -186,11 +197,8 @@ SQLRETURN CEnvironment::DropStatement(SQLHSTMT handle)
     if (!Succeeded(code)) {
         return code;
     }
-    if (statement->Owner() != nullptr) {
-        statement->Owner()->EraseStatement(handle);
-    }
-    delete statement;
     EraseStatement(handle);
+    statement->Owner()->EraseStatement(handle);  // which deletes the object
     return code;
 }
 
@@ -199,9 +207,9 @@ SQLRETURN CEnvironment::Disconnect(SQLHDBC handle)
     if (!connections_.contains(handle)) {
         return kUnknownHandle;
     }
+    ConnectionHandle closing(handle, ConnectionHandle::State::kConnected);
     RemoveConnection(handle);
-    SQLDisconnect(handle);
-    return SQLFreeHandle(SQL_HANDLE_DBC, handle);
+    return closing.Close();
 }
 
 void CEnvironment::DisconnectAll()
@@ -213,11 +221,5 @@ void CEnvironment::DisconnectAll()
 
 void CEnvironment::RemoveConnection(SQLHDBC handle)
 {
-    const auto found = connections_.find(handle);
-    if (found == connections_.end()) {
-        return;
-    }
-    CConnection* connection = found->second;
-    delete connection;
     connections_.erase(handle);
 }

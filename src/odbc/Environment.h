@@ -1,33 +1,44 @@
 // The ODBC environment and the registry of everything opened in it.
 #pragma once
 
+#include <sys/types.h>
+
 #include <sql.h>
 
 #include <cstdint>
 #include <map>
+#include <memory>
+
+#include "odbc/HandleMap.h"
+#include "odbc/HostGuard.h"
 
 class CConnection;
 class CError;
+class ConnectionHandle;
 class CStatement;
 
 /// The process's ODBC environment, its switches, and the registry of connections and statements
-/// by ODBC handle. A handle that is not in the registry never reaches a driver.
+/// by ODBC handle. A handle that is not in the registry reaches no driver, but for the connection
+/// handle of "GetSQLErrors": the records of a connection that was removed can still be read.
+///
+/// In a child of fork() the environment does nothing: its connections are the parent's.
 ///
 /// Codes returned are ODBC's, or kUnknownHandle.
 class CEnvironment {
 public:
-    CEnvironment() = default;
+    CEnvironment();
     /// Frees what is open, as Free does.
     virtual ~CEnvironment();
     CEnvironment(const CEnvironment&) = delete;
     CEnvironment& operator=(const CEnvironment&) = delete;
 
     /// Creates the environment handle, for ODBC 2 with the legacy option and for ODBC 3 without,
-    /// and tells the driver manager that version. Returns the code of SQLAllocHandle. An earlier
-    /// handle is replaced, not freed.
+    /// and tells the driver manager that version. Returns the code of SQLAllocHandle; there is a
+    /// version only where that succeeded. An earlier handle is replaced, not freed.
     SQLRETURN AllocEnv();
 
-    /// Disconnects everything and frees the environment handle. Returns 0 where there is none.
+    /// Disconnects everything and frees the environment handle; in another process than the one
+    /// that made the handle, only forgets both. Returns 0 where there is none.
     SQLRETURN Free();
 
     /// Connects to a data source by name and registers the connection. Returns its handle, or null,
@@ -47,9 +58,9 @@ public:
 
     /// The registered object, or null.
     CConnection* GetConnectionPointer(SQLHDBC handle) const;
-    CStatement* GetStatementPointer(SQLHSTMT handle) const;
+    CStatement* GetStatementPointer(SQLHSTMT handle) const { return statements_.Find(handle); }
 
-    /// Registers a connection and returns its new object; an entry of the same handle is kept.
+    /// Registers a connection and returns its object; an entry of the same handle is kept.
     CConnection* AddConnection(SQLHDBC handle);
     void AddStPointer(CStatement* statement);
 
@@ -78,10 +89,13 @@ public:
 
 private:
     SQLHDBC AllocConnection(int timeout);
-    SQLHDBC KeepConnected(SQLHDBC connection, SQLRETURN code, CError& error);
+    bool IsConnected(ConnectionHandle& attempted, SQLRETURN code, CError& error);
+    SQLHDBC Register(ConnectionHandle& connected);
 
     std::int64_t odbc_version_ = 0;  // 2 or 3 once there is an environment
     SQLHENV handle_ = nullptr;
-    std::map<SQLHDBC, CConnection*> connections_;  // each object is deleted here
-    std::map<SQLHSTMT, CStatement*> statements_;   // each object is its connection's
+    pid_t process_ = 0;  // that made the handle
+    BrokenPipeHandler broken_pipe_;
+    HandleMap<CStatement> statements_;  // each object is its connection's
+    std::map<SQLHDBC, std::unique_ptr<CConnection>> connections_;
 };

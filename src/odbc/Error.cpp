@@ -5,16 +5,6 @@
 #include "encoding/ZString.h"
 #include "odbc/SQLError.h"
 
-void CError::Reset()
-{
-    last_sql_code = 0;
-    exception = 0;
-    no_data = 0;
-    bad_type = 0;
-    error = 0;
-    connect_error = 0;
-}
-
 int CError::Condensed() const
 {
     if (exception != 0) {

@@ -20,7 +20,15 @@ public:
 
     /// Clears the code and the flags. The message stays, and is reported only while connect_error
     /// is set.
-    void Reset();
+    void Reset()
+    {
+        last_sql_code = 0;
+        exception = 0;
+        no_data = 0;
+        bad_type = 0;
+        error = 0;
+        connect_error = 0;
+    }
 
     /// What "WasError" says of the flags.
     int Condensed() const;

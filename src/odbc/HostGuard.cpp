@@ -1,27 +1,55 @@
 #include "odbc/HostGuard.h"
 
-#include <cerrno>
 #include <clocale>
-#include <ctime>
+#include <csignal>
 
-HostGuard::HostGuard() : locale_(std::setlocale(LC_CTYPE, nullptr))
+namespace {
+
+extern "C" void SwallowInEntry(int signal)
 {
-    sigset_t pending;
-    sigpending(&pending);
-    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
-    sigemptyset(&broken_pipe_);
-    sigaddset(&broken_pipe_, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &broken_pipe_, &mask_);
+    if (!HostGuard::IsInEntry()) {
+        // Not a driver's: the process ends of it when this handler has returned.
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
 }
 
-HostGuard::~HostGuard()
+bool IsHandledBy(void (*handler)(int))
 {
-    // A signal that came meanwhile is the driver's, and is taken away.
-    const timespec at_once{};
-    while (!was_pending_ && sigtimedwait(&broken_pipe_, nullptr, &at_once) == -1 &&
-           errno == EINTR) {
+    struct sigaction present {};
+    return sigaction(SIGPIPE, nullptr, &present) == 0 && (present.sa_flags & SA_SIGINFO) == 0 &&
+           present.sa_handler == handler;
+}
+
+}  // namespace
+
+void BrokenPipeHandler::Install()
+{
+    if (IsHandledBy(SIG_DFL)) {
+        struct sigaction ours {};
+        ours.sa_handler = SwallowInEntry;
+        ours.sa_flags = SA_RESTART | SA_ONSTACK;
+        sigaction(SIGPIPE, &ours, nullptr);
     }
-    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+}
+
+void BrokenPipeHandler::Remove()
+{
+    if (IsHandledBy(SwallowInEntry)) {
+        std::signal(SIGPIPE, SIG_DFL);
+    }
+}
+
+BrokenPipeHandler::~BrokenPipeHandler()
+{
+    Remove();
+}
+
+LocaleGuard::LocaleGuard() : locale_(std::setlocale(LC_CTYPE, nullptr))
+{}
+
+LocaleGuard::~LocaleGuard()
+{
     if (locale_ != std::setlocale(LC_CTYPE, nullptr)) {
         std::setlocale(LC_CTYPE, locale_.c_str());
     }

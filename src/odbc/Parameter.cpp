@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <utility>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
@@ -35,7 +36,7 @@ std::size_t BufferSize(std::size_t n, std::size_t with_end)
 }
 
 template <class Value>
-Value Load(const std::vector<char>& buffer)
+Value Load(const ZeroedBuffer& buffer)
 {
     Value value{};
     std::memcpy(&value, buffer.data(), std::min(sizeof value, buffer.size()));
@@ -71,7 +72,7 @@ void CParameter::SetLenFromList(ZConstList& lengths)
     lengths.MoveTo(number_);
     const int length = lengths.GetType() == ZConstList::kInteger ? lengths.GetInt() : 0;
     const auto n = static_cast<std::size_t>(std::max(length, 0));
-    buffer_.assign(BufferSize(n, n + 1), '\0');
+    buffer_ = ZeroedBuffer(BufferSize(n, n + 1));
     indicator_ = length;
 }
 
@@ -112,7 +113,9 @@ SQLRETURN CParameter::Bind()
                                : BindTo(column_size_, decimal_digits_, buffer_.data(),
                                         static_cast<SQLLEN>(buffer_.size()));
     if (Succeeded(code)) {
-        outgrown_.clear();
+        outgrown_ = ZeroedBuffer();
+        is_bound_ = true;
+        holds_buffer_ = !is_bound_to_token_;
         bound_before_ = statement_->Executions();
     }
     return code;
@@ -139,8 +142,11 @@ bool CParameter::MakeRoom(std::size_t wanted, std::size_t size)
     if (!buffer_.empty() && buffer_.size() >= wanted) {
         return false;
     }
-    outgrown_.emplace_back(size);
-    buffer_.swap(outgrown_.back());
+    ZeroedBuffer larger(size);
+    if (std::exchange(holds_buffer_, false)) {
+        outgrown_ = std::move(buffer_);
+    }
+    buffer_ = std::move(larger);
     return true;
 }
 
@@ -151,10 +157,18 @@ bool CParameter::TakeCType(SQLSMALLINT c_type)
     return changes;
 }
 
-void CParameter::Store(const void* value, std::size_t size, std::size_t terminator)
+void CParameter::Store(const void* value, std::size_t size)
 {
     std::memcpy(buffer_.data(), value, size);
-    std::memset(buffer_.data() + size, 0, terminator);
+}
+
+template <class Character>
+void CParameter::StoreTerminated(const Character* text, std::size_t n)
+{
+    constexpr Character kEnd = 0;
+    const std::size_t size = n * sizeof kEnd;
+    Store(text, size);
+    std::memcpy(buffer_.data() + size, &kEnd, sizeof kEnd);
 }
 
 int CParameter::SetBinaryFromList(ZConstList& value)
@@ -167,7 +181,11 @@ int CParameter::SetBinaryFromList(ZConstList& value)
         return grows ? 1 : 0;
     }
     c_type_ = SQL_C_BINARY;
-    Store(bytes.data(), bytes.size(), bytes.size() < buffer_.size() ? 1 : 0);
+    if (bytes.size() < buffer_.size()) {
+        StoreTerminated(bytes.data(), bytes.size());
+    } else {
+        Store(bytes.data(), bytes.size());
+    }
     if (IsInput()) {
         indicator_ = static_cast<SQLLEN>(bytes.size());
     }
@@ -177,13 +195,14 @@ int CParameter::SetBinaryFromList(ZConstList& value)
 int CParameter::SetFromList(ZConstList& value)
 {
     const int category = value.GetType();
-    const std::size_t length = value.Payload().size();
+    const std::string_view payload = value.Payload();
+    const std::size_t length = payload.size();
     bool rebind = MakeRoom(length + 1, BufferSize(length, length + 1));
     const bool is_text = category == ZConstList::kString || category == ZConstList::kWideString;
     if (is_text && length == 0) {
         indicator_ = SQL_NULL_DATA;  // an empty string is a NULL; one zero byte is the empty value
     } else if (is_text) {
-        rebind |= category == ZConstList::kString ? StoreText(value) : StoreWideText(value);
+        rebind |= category == ZConstList::kString ? StoreText(payload) : StoreWideText(value);
         if (IsInput()) {
             indicator_ = SQL_NTS;
         }
@@ -193,18 +212,17 @@ int CParameter::SetFromList(ZConstList& value)
     } else if (category == ZConstList::kDouble) {
         const double number = value.GetDouble();
         rebind |= TakeCType(SQL_C_DOUBLE);
-        Store(&number, sizeof number, 0);
+        Store(&number, sizeof number);
         indicator_ = 0;
     }
     return rebind ? 1 : 0;
 }
 
-bool CParameter::StoreText(ZConstList& value)
+bool CParameter::StoreText(std::string_view text)
 {
-    const auto text = value.Payload();
     const bool changes = TakeCType(SQL_C_CHAR);
     if (statement_->Owner()->Environment()->unicode_option == 0) {
-        Store(text.data(), text.size(), 1);
+        StoreTerminated(text.data(), text.size());
         return changes;
     }
     VYRToWide(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()),
@@ -212,7 +230,7 @@ bool CParameter::StoreText(ZConstList& value)
     c_type_ = SQL_C_WCHAR;
     const std::size_t bytes = kWidth * text.size();
     MakeRoom(bytes + kWidth, BufferSize(bytes, bytes + kWidth));
-    Store(wconvbuf, bytes, kWidth);
+    StoreTerminated(wconvbuf, text.size());
     return true;
 }
 
@@ -220,9 +238,10 @@ bool CParameter::StoreWideText(ZConstList& value)
 {
     value.uni2_uni4();
     bool rebind = TakeCType(SQL_C_WCHAR);
-    const std::size_t bytes = kWidth * (value.Payload().size() / 2);
+    const std::size_t characters = value.Payload().size() / 2;
+    const std::size_t bytes = kWidth * characters;
     rebind |= MakeRoom(bytes + kWidth, BufferSize(bytes, bytes + kWidth));
-    Store(ZConstList::conv_buf1, bytes, kWidth);
+    StoreTerminated(ZConstList::conv_buf1, characters);
     return rebind;
 }
 
@@ -231,7 +250,7 @@ void CParameter::StoreInteger(long value)
     if (IsWrittenAsText(sql_type_)) {
         const std::string text = std::to_string(value);
         c_type_ = SQL_C_CHAR;
-        Store(text.c_str(), text.size(), 1);
+        StoreTerminated(text.data(), text.size());
         indicator_ = SQL_NTS;
         return;
     }
@@ -241,7 +260,7 @@ void CParameter::StoreInteger(long value)
     }
     // All 64 bits, whatever the C type: Virtuoso's driver 7.2.5 reads as many of SQL_C_SLONG
     // (tests/sources, Values.ThereAndBack). The first 32 are the value for those that keep to it.
-    Store(&value, sizeof value, 0);
+    Store(&value, sizeof value);
     indicator_ = 0;
 }
 

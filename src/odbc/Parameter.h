@@ -4,8 +4,10 @@
 #include <sql.h>
 #include <sqlext.h>
 
-#include <vector>
+#include <cstddef>
+#include <string_view>
 
+#include "encoding/ZeroedBuffer.h"
 #include "encoding/conversions.h"
 
 class CStatement;
@@ -60,6 +62,9 @@ public:
     /// Values.OfWideTextAgain).
     bool WantsBinding() const;
 
+    /// Whether the driver has taken a binding, and may read and write by it until there is another.
+    bool IsBound() const { return is_bound_; }
+
     SQLSMALLINT GetCType() const { return c_type_; }
 
 private:
@@ -71,8 +76,10 @@ private:
                      SQLLEN size);
     bool MakeRoom(std::size_t wanted, std::size_t size);
     bool TakeCType(SQLSMALLINT c_type);
-    void Store(const void* value, std::size_t size, std::size_t terminator);
-    bool StoreText(ZConstList& value);
+    void Store(const void* value, std::size_t size);
+    template <class Character>
+    void StoreTerminated(const Character* text, std::size_t n);
+    bool StoreText(std::string_view text);
     bool StoreWideText(ZConstList& value);
     void StoreInteger(long value);
     void AppendText(ZString& list) const;
@@ -82,14 +89,16 @@ private:
     CStatement* statement_;
     SQLLEN indicator_ = 0;
     SQLULEN column_size_ = 0;
-    std::vector<char> buffer_;                 // its size is what is bound as BufferLength
-    std::vector<std::vector<char>> outgrown_;  // of which the driver may still hold one
+    ZeroedBuffer buffer_;    // its size is what is bound as BufferLength
+    ZeroedBuffer outgrown_;  // that the driver holds until the next binding
     SQLSMALLINT decimal_digits_ = 0;
     SQLSMALLINT sql_type_ = 0;
     SQLSMALLINT c_type_ = SQL_C_CHAR;
     SQLSMALLINT io_type_ = SQL_PARAM_INPUT;
     long number_;
+    bool is_bound_ = false;
     bool is_bound_to_token_ = false;
+    bool holds_buffer_ = false;       // the driver, by its address
     unsigned long bound_before_ = 0;  // how many executions preceded the binding
 };
 

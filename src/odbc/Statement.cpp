@@ -3,8 +3,11 @@
 #include <sqlext.h>
 #include <sqlucode.h>
 
+#include <string>
+
 #include "encoding/conversions.h"
 #include "odbc/Parameter.h"
+#include "odbc/result.h"
 
 CStatement::CStatement(CConnection* owner, SQLHSTMT handle) : owner_(owner), handle_(handle)
 {}
@@ -25,7 +28,14 @@ SQLRETURN CStatement::Prepare(char* text, int length)
     if (text == nullptr) {
         return SQL_ERROR;
     }
-    return SQLPrepare(handle_, reinterpret_cast<SQLCHAR*>(text), length);
+    if (length <= 0) {
+        return SQLPrepare(handle_, AsText(text), length);
+    }
+    // psqlodbca.so 13.02 reads up to a zero, whatever the length (tests/results_test.cpp,
+    // ScriptedTest.PreparesTextOfAnyWidth, whose driver manager does so). A copy costs nothing that
+    // can be measured beside SQLPrepare.
+    const std::string terminated(text, static_cast<std::size_t>(length));
+    return SQLPrepare(handle_, AsText(terminated.c_str()), length);
 }
 
 SQLRETURN CStatement::PrepareW(wchar_t* text)

@@ -4,6 +4,7 @@
 
 #include <sql.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -31,7 +32,8 @@ public:
     /// Deletes the parameters.
     void ReleaseAll();
 
-    /// SQLPrepare; SQL_ERROR without a call for a null text. The length is in bytes.
+    /// SQLPrepare; SQL_ERROR without a call for a null text. The length is in bytes; a driver finds a
+    /// zero behind them.
     SQLRETURN Prepare(char* text, int length);
     /// SQLPrepareW of a terminated text; SQL_ERROR without a call for a null text.
     SQLRETURN PrepareW(wchar_t* text);
@@ -186,11 +188,12 @@ public:
 
 private:
     CParameter* ParameterFor(ZConstList& value, long number) const;
+    void Retire(std::unique_ptr<CParameter> parameter, std::size_t index);
 
     CConnection* owner_;
     std::vector<std::unique_ptr<CParameter>> parameters_;  // by number - 1; an element may be null
-    // Replaced, but the driver may hold their buffers: it refused what was to replace them.
-    std::vector<std::unique_ptr<CParameter>> retired_;
+    // Replaced, but the driver holds their buffers: it refused what was to replace them.
+    std::vector<std::unique_ptr<CParameter>> retired_;  // by number - 1, too
     SQLHSTMT handle_;
     unsigned long executions_ = 0;
 };

@@ -4,10 +4,8 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdlib>
+#include <cstdint>
 #include <cstring>
-#include <new>
-#include <span>
 #include <stdexcept>
 
 #include "encoding/conversions.h"
@@ -23,21 +21,23 @@ constexpr SQLLEN kWidth = sizeof(wchar_t);
 constexpr SQLLEN kNarrowBuffer = 32'766;
 constexpr SQLLEN kWideBuffer = 131'064;
 
+// Process-wide, as every conversion buffer is.
+WideRead wide_value;
+
 /// One read of a column, and its delivery to the host.
 class Piece {
 public:
-    /// Reads into storage of zero bytes that holds more than what the driver is offered, by a
-    /// terminator at the least.
-    Piece(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type, std::span<char> zeros,
-          SQLLEN offered)
-        : c_type_(c_type), bytes_(zeros.data())
+    /// Reads a value for the host's area at text. Bytes go there at once. Wide characters take the
+    /// way through wide_value, in room for so many of them.
+    Piece(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type, char* text, SQLLEN offered,
+          std::size_t characters)
+        : c_type_(c_type), text_(text)
     {
         if (c_type_ == SQL_C_WCHAR) {
-            WideRead wide(WideRead::ZeroFilled{{Characters(), zeros.size() / kWidth}});
-            code_ = wide.Read(statement, column, offered);
-            indicator_ = wide.Indicator();
+            code_ = wide_value.Read(statement, column, offered, characters);
+            indicator_ = wide_value.Indicator();
         } else {
-            code_ = SQLGetData(statement, column, c_type, bytes_, offered, &indicator_);
+            code_ = SQLGetData(statement, column, c_type, text_, offered, &indicator_);
         }
     }
 
@@ -50,55 +50,32 @@ public:
         return indicator_ < 0 || indicator_ >= limit ? cut : indicator_;
     }
 
-    /// Writes so many bytes of the value, characters cut to their low 16 bits; nothing for a NULL
-    /// or a failure. Empty text is one zero, byte or character.
+    /// Makes so many bytes of the value the output, characters cut to their low 16 bits; nothing of
+    /// a NULL or a failure. Empty text is one zero, byte or character.
     template <class Length>
-    void Deliver(SQLLEN bytes, char* text, Length& length) const
+    void Deliver(SQLLEN bytes, Length& length) const
     {
         if (!Succeeded(code_) || indicator_ == SQL_NULL_DATA) {
             length = 0;
         } else if (indicator_ == 0 && c_type_ != SQL_C_BINARY) {
-            std::memset(text, 0, sizeof(std::uint16_t));
+            std::memset(text_, 0, sizeof(std::uint16_t));
             length = 1;
         } else if (c_type_ == SQL_C_WCHAR) {
             const auto characters = static_cast<int>(bytes / kWidth);
             const auto room = static_cast<int>(std::min<SQLLEN>(2 * (bytes / kWidth), INT_MAX));
-            auto* units = reinterpret_cast<unsigned short*>(text);
-            length = static_cast<Length>(uni4_uni2_no_swap(Characters(), characters, units, room));
+            auto* units = reinterpret_cast<unsigned short*>(text_);
+            length =
+                static_cast<Length>(uni4_uni2_no_swap(wide_value.Text(), characters, units, room));
         } else {
-            std::memcpy(text, bytes_, static_cast<std::size_t>(bytes));
             length = static_cast<Length>(bytes);
         }
     }
 
 private:
-    wchar_t* Characters() const { return reinterpret_cast<wchar_t*>(bytes_); }
-
     SQLSMALLINT c_type_;
-    char* bytes_;
+    char* text_;
     SQLRETURN code_ = SQL_ERROR;
     SQLLEN indicator_ = 0;
-};
-
-/// Zero bytes for a piece of any length; of a large one, only the pages that are used are made.
-class Staging {
-public:
-    explicit Staging(std::size_t size)
-        : bytes_(static_cast<char*>(std::calloc(size, 1))), size_(size)
-    {
-        if (bytes_ == nullptr) {
-            throw std::bad_alloc();
-        }
-    }
-    ~Staging() { std::free(bytes_); }
-    Staging(const Staging&) = delete;
-    Staging& operator=(const Staging&) = delete;
-
-    std::span<char> Bytes() const { return {bytes_, size_}; }
-
-private:
-    char* bytes_;
-    std::size_t size_;
 };
 
 }  // namespace
@@ -108,14 +85,11 @@ SQLRETURN CStatement::GetData(SQLUSMALLINT column, SQLSMALLINT c_type, zarray* o
     output->length = 0;
     const bool is_wide = c_type == SQL_C_WCHAR;
     const SQLLEN offered = is_wide ? kWideBuffer : kNarrowBuffer;
-    alignas(wchar_t) char zeros[kWideBuffer + kWidth];
-    const std::span<char> used(zeros, static_cast<std::size_t>(offered + kWidth));
-    std::ranges::fill(used, '\0');
-    const Piece piece(handle_, column, c_type, used, offered);
+    const Piece piece(handle_, column, c_type, reinterpret_cast<char*>(output->bytes), offered, 0);
     const SQLLEN terminator = is_wide ? kWidth : c_type == SQL_C_CHAR ? 1 : 0;
     // The count of bytes has 16 bits, here as in the output: 65,536 bytes count as none.
     const auto bytes = static_cast<std::uint16_t>(piece.Bytes(offered, offered - terminator));
-    piece.Deliver(bytes, reinterpret_cast<char*>(output->bytes), output->length);
+    piece.Deliver(bytes, output->length);
     return piece.Code();
 }
 
@@ -126,12 +100,13 @@ SQLRETURN CStatement::GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long le
     if (length < 0) {
         throw std::length_error("a buffer of negative length");
     }
-    const SQLLEN unit = c_type == SQL_C_WCHAR ? kWidth : 1;
-    const SQLLEN staged = unit * length;
-    const Staging staging(static_cast<std::size_t>(staged + unit));
     // Offered as many bytes as units are wanted: of wide text the driver fills a quarter.
-    const Piece piece(handle_, column, c_type, staging.Bytes(), length);
-    const SQLLEN bytes = piece.Bytes(unit * static_cast<SQLLEN>(kConversionLimit), staged);
-    piece.Deliver(std::min(bytes, staged), output->text, output->length);
+    const Piece piece(handle_, column, c_type, output->text, length,
+                      static_cast<std::size_t>(length));
+    const SQLLEN unit = c_type == SQL_C_WCHAR ? kWidth : 1;
+    const SQLLEN wanted = unit * length;
+    const SQLLEN bytes = piece.Bytes(unit * static_cast<SQLLEN>(kConversionLimit), wanted);
+    piece.Deliver(std::min(bytes, wanted), output->length);
+    wide_value.Trim();
     return piece.Code();
 }

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 #include "encoding/ZConstList.h"
@@ -23,9 +22,23 @@ SQLRETURN BindAgain(CParameter& parameter, int changed)
 
 }  // namespace
 
+// Keeps what the driver may still read and write by: of each number the parameter bound last.
+void CStatement::Retire(std::unique_ptr<CParameter> parameter, std::size_t index)
+{
+    if (parameter == nullptr || !parameter->IsBound()) {
+        return;
+    }
+    if (retired_.size() <= index) {
+        retired_.resize(index + 1);
+    }
+    retired_[index] = std::move(parameter);
+}
+
 SQLRETURN CStatement::UnbindParameters()
 {
-    std::move(parameters_.begin(), parameters_.end(), std::back_inserter(retired_));
+    for (std::size_t index = 0; index < parameters_.size(); ++index) {
+        Retire(std::move(parameters_[index]), index);
+    }
     parameters_.clear();
     const SQLRETURN code = SQLFreeStmt(handle_, SQL_RESET_PARAMS);
     if (Succeeded(code)) {
@@ -62,14 +75,14 @@ SQLRETURN CStatement::BindParameter(int number, int io_type, int c_type, int sql
     if (size > parameters_.size()) {
         parameters_.resize(size);
     }
+    auto made = std::make_unique<CParameter>(this, number, io_type, c_type, sql_type, column_size,
+                                             decimal_digits, length);
     auto& place = parameters_[size - 1];
-    retired_.emplace_back();
-    place.swap(retired_.back());
-    place = std::make_unique<CParameter>(this, number, io_type, c_type, sql_type, column_size,
-                                         decimal_digits, length);
+    Retire(std::move(place), size - 1);
+    place = std::move(made);
     const SQLRETURN code = place->Bind();
-    if (Succeeded(code)) {
-        retired_.pop_back();
+    if (Succeeded(code) && retired_.size() >= size) {
+        retired_[size - 1].reset();
     }
     return code;
 }

@@ -9,8 +9,10 @@
 #include "encoding/ZString.h"
 #include "odbc/Connection.h"
 #include "odbc/Environment.h"
+#include "odbc/RowList.h"
 #include "odbc/Statement.h"
 #include "odbc/WideRead.h"
+#include "odbc/blocks.h"
 #include "odbc/result.h"
 
 namespace {
@@ -31,8 +33,6 @@ constexpr ValueLimits kAllColumns{1000, 4000, 4001, 1000, false};
 constexpr ValueLimits kListedColumns{1000, 2000, 1001, 250, false};
 constexpr ValueLimits kFetchedRows{1001, 4004, 4004, 1000, true};
 
-constexpr std::size_t kLargestBuffer = 4004;
-
 /// Length of a value by its indicator, cut at a limit. A driver that doesn't know the length
 /// (SQL_NO_TOTAL or any negative number) has filled its buffer: that is the cut-off case.
 SQLLEN CutAt(SQLLEN indicator, SQLLEN from, SQLLEN cut)
@@ -40,77 +40,108 @@ SQLLEN CutAt(SQLLEN indicator, SQLLEN from, SQLLEN cut)
     return indicator < 0 || indicator >= from ? cut : indicator;
 }
 
-/// Reads columns of the current row and appends an item for each.
-class RowReader {
+/// A column of the current row read as bytes, from a buffer of zeros: what a driver says it wrote
+/// and didn't shows nothing of another value. A read clears what the last one may have written.
+class NarrowRead {
 public:
-    RowReader(SQLHSTMT statement, const ValueLimits& limits, bool narrow)
-        : statement_(statement), limits_(limits), narrow_(narrow), wide_(wide_storage_)
-    {}
-
-    RowReader(const RowReader&) = delete;  // wide_ looks into wide_storage_
-    RowReader& operator=(const RowReader&) = delete;
-    ~RowReader() = default;
-
-    SQLRETURN AppendColumn(SQLUSMALLINT column, ZString& row)
+    /// SQLGetData with SQL_C_CHAR, which is offered so many bytes. Returns its code.
+    SQLRETURN Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes)
     {
-        return narrow_ ? AppendNarrow(column, row) : AppendWide(column, row);
-    }
-
-private:
-    // Appends the item that needs no value and returns true, or returns false where there is one.
-    static bool AppendValueless(SQLRETURN code, SQLLEN indicator, ZString& row)
-    {
-        if (code == SQL_NO_DATA || (Succeeded(code) && indicator == 0)) {
-            row.AppendEmptyValue();
-        } else if (!Succeeded(code)) {
-            row.AppendNTString("<ERROR>");
-        } else if (indicator == SQL_NULL_DATA) {
-            row.AppendNTString("");
-        } else {
-            return false;
-        }
-        return true;
-    }
-
-    SQLRETURN AppendNarrow(SQLUSMALLINT column, ZString& row)
-    {
-        narrow_storage_.fill('\0');
-        SQLLEN indicator = 0;
-        const SQLRETURN code = SQLGetData(statement_, column, SQL_C_CHAR, narrow_storage_.data(),
-                                          limits_.narrow_buffer, &indicator);
-        if (AppendValueless(code, indicator, row)) {
-            return code;
-        }
-        if (limits_.narrow_is_text) {
-            narrow_storage_[static_cast<std::size_t>(limits_.narrow_buffer) - 1] = '\0';
-            row.AppendNTString(narrow_storage_.data());
-        } else {
-            const SQLLEN limit = limits_.narrow_buffer;
-            row.AppendString(narrow_storage_.data(),
-                             static_cast<unsigned long>(CutAt(indicator, limit, limit)));
+        ClearBlocks(value_.data(), used_);
+        indicator_ = 0;
+        used_ = static_cast<std::size_t>(buffer_bytes);
+        const SQLRETURN code =
+            SQLGetData(statement, column, SQL_C_CHAR, value_.data(), buffer_bytes, &indicator_);
+        if (code == SQL_SUCCESS && indicator_ >= 0 && indicator_ < buffer_bytes) {
+            used_ = static_cast<std::size_t>(indicator_) + 1;
+        } else if (value_[0] == '\0') {
+            used_ = 0;  // whoever writes anything writes the first byte
         }
         return code;
     }
 
-    SQLRETURN AppendWide(SQLUSMALLINT column, ZString& row)
+    SQLLEN Indicator() const { return indicator_; }
+    char* Value() { return value_.data(); }
+
+private:
+    alignas(64) std::array<char, 1024 + kBlock> value_{};
+    std::size_t used_ = 0;
+    SQLLEN indicator_ = 0;
+};
+
+// Process-wide, as every conversion buffer is.
+NarrowRead narrow_value;
+WideRead wide_value;
+RowList list;
+
+/// Reads columns of the current row and adds an item for each to the list.
+class RowReader {
+public:
+    RowReader(SQLHSTMT statement, const ValueLimits& limits, bool narrow)
+        : statement_(statement), limits_(limits), narrow_(narrow)
     {
-        const SQLRETURN code = wide_.Read(statement_, column, limits_.wide_buffer);
-        const SQLLEN indicator = wide_.Indicator();
-        if (!AppendValueless(code, indicator, row)) {
-            const SQLLEN bytes =
-                CutAt(indicator, limits_.wide_cut_from, limits_.wide_cut * kCharacterBytes);
-            row.AppendWString(wide_.Text(), static_cast<unsigned long>(bytes / kCharacterBytes));
+        list.Restart();
+    }
+
+    SQLRETURN AppendColumn(SQLUSMALLINT column) const
+    {
+        return narrow_ ? AppendNarrow(column) : AppendWide(column);
+    }
+
+private:
+    static bool HasValue(SQLRETURN code, SQLLEN indicator)
+    {
+        return Succeeded(code) && indicator != 0 && indicator != SQL_NULL_DATA;
+    }
+
+    // The item where there is no value.
+    static void AppendValueless(SQLRETURN code, SQLLEN indicator)
+    {
+        if (code == SQL_NO_DATA || (Succeeded(code) && indicator == 0)) {
+            list.AppendText({"", 1});
+        } else {
+            list.AppendText(Succeeded(code) ? "" : "<ERROR>");
         }
+    }
+
+    SQLRETURN AppendNarrow(SQLUSMALLINT column) const
+    {
+        const SQLLEN room = limits_.narrow_buffer;
+        const SQLRETURN code = narrow_value.Read(statement_, column, room);
+        const SQLLEN indicator = narrow_value.Indicator();
+        if (!HasValue(code, indicator)) {
+            AppendValueless(code, indicator);
+            return code;
+        }
+        char* value = narrow_value.Value();
+        auto size = static_cast<std::size_t>(CutAt(indicator, room, room));
+        if (limits_.narrow_is_text) {
+            value[room - 1] = '\0';
+            size = std::strlen(value);
+        }
+        list.Append(ElementType::kBytes, value, size);
+        return code;
+    }
+
+    SQLRETURN AppendWide(SQLUSMALLINT column) const
+    {
+        const SQLRETURN code = wide_value.Read(statement_, column, limits_.wide_buffer, 0);
+        const SQLLEN indicator = wide_value.Indicator();
+        if (!HasValue(code, indicator)) {
+            AppendValueless(code, indicator);
+            return code;
+        }
+        const SQLLEN bytes =
+            CutAt(indicator, limits_.wide_cut_from, limits_.wide_cut * kCharacterBytes);
+        const HostText text =
+            ToHostText(wide_value.Text(), static_cast<unsigned long>(bytes / kCharacterBytes));
+        list.Append(text.type, text.bytes, text.size);
         return code;
     }
 
     SQLHSTMT statement_;
     const ValueLimits& limits_;
     bool narrow_;
-    // Each with room for a terminator behind what the driver is offered.
-    std::array<char, kFetchedRows.narrow_buffer + 1> narrow_storage_{};
-    std::array<wchar_t, kLargestBuffer / kCharacterBytes + 1> wide_storage_{};
-    WideRead wide_;
 };
 
 bool ReadsNarrow(const CConnection* owner)
@@ -128,16 +159,15 @@ SQLRETURN CStatement::GetOneRow(ZConstList& columns, zarray* output)
         return code;
     }
     const bool listed = columns.MoveTo(1) != 0;
-    RowReader reader(handle_, listed ? kListedColumns : kAllColumns, ReadsNarrow(owner_));
-    ZString row;
+    const RowReader reader(handle_, listed ? kListedColumns : kAllColumns, ReadsNarrow(owner_));
     for (int item = 1; listed ? columns.MoveTo(item) != 0 : item <= count; ++item) {
         const int column = listed ? columns.GetInt() : item;
         if (column < 1 || column > count) {
             return kOutOfRange;
         }
-        code = reader.AppendColumn(static_cast<SQLUSMALLINT>(column), row);
+        code = reader.AppendColumn(static_cast<SQLUSMALLINT>(column));
     }
-    row.CopyTo(output);
+    list.MoveTo(output);
     return code;
 }
 
@@ -149,27 +179,28 @@ SQLRETURN CStatement::ExtendedFetch(unsigned int rows, zarray* output)
     if (code != SQL_SUCCESS || count == 0) {
         return code;
     }
-    RowReader reader(handle_, kFetchedRows, ReadsNarrow(owner_));
-    ZString list;
-    ZString row;
+    const RowReader reader(handle_, kFetchedRows, ReadsNarrow(owner_));
     code = SQLFetch(handle_);
     for (unsigned int taken = 0; Succeeded(code) && taken < rows;) {
-        row.clear();
+        const bool is_full = list.Size() >= kOutputLimit;
+        list.BeginRow();
         for (int column = 1; column <= count; ++column) {
-            code = reader.AppendColumn(static_cast<SQLUSMALLINT>(column), row);
+            code = reader.AppendColumn(static_cast<SQLUSMALLINT>(column));
         }
-        if (list.size() < kOutputLimit) {  // beyond it the list is thrown away: let it not grow
-            list.AppendString(row.data(), row.size());
+        if (is_full) {
+            list.DropRow();  // the list is thrown away: let it not grow
+        } else {
+            list.EndRow();
         }
         if (++taken < rows) {
             code = SQLFetch(handle_);
         }
     }
-    if (list.size() >= kOutputLimit) {
-        list.clear();
-        list.AppendNTString("<ERROR:Too much data was requested>");
+    if (list.Size() >= kOutputLimit) {
+        list.Restart();
+        list.AppendText("<ERROR:Too much data was requested>");
         code = kTooMuchData;
     }
-    list.CopyTo(output);
+    list.MoveTo(output);
     return code == SQL_NO_DATA ? SQLRETURN{SQL_SUCCESS} : code;
 }

@@ -1,35 +1,56 @@
 #include "odbc/WideRead.h"
 
-#include <cwchar>
+#include <algorithm>
 
-WideRead::WideRead(std::span<wchar_t> storage) : storage_(storage)
+#include "odbc/blocks.h"
+
+void WideRead::Grow(std::size_t size)
 {
-    std::wmemset(storage_.data(), 0, storage_.size());
+    used_ = 0;
+    storage_ = ZeroedBuffer();  // before there is the new one
+    storage_ = ZeroedBuffer(size);
 }
 
-SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes)
+SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes,
+                         std::size_t characters)
 {
     constexpr SQLLEN kNullTimesFour = 4L * SQL_NULL_DATA;
     constexpr SQLLEN kWidth = sizeof(wchar_t);
 
-    std::wmemset(storage_.data(), 0, used_);
+    const std::size_t offered = static_cast<std::size_t>(buffer_bytes);
+    const std::size_t room = std::max(characters, offered / kWidth + 1) + 1;
+    if (storage_.size() < room * kWidth + kBlock) {
+        Grow(room * kWidth + kBlock);
+    }
+    ClearBlocks(storage_.data(), used_);
+    auto* text = reinterpret_cast<wchar_t*>(storage_.data());
     indicator_ = 0;
-    used_ = storage_.size();
+    used_ = offered;
     const SQLRETURN code =
-        SQLGetData(statement, column, SQL_C_WCHAR, storage_.data(), buffer_bytes, &indicator_);
+        SQLGetData(statement, column, SQL_C_WCHAR, text, buffer_bytes, &indicator_);
     if (code != SQL_SUCCESS) {
         return code;
     }
-    if (indicator_ == kNullTimesFour && storage_.front() == 0) {
+    if ((indicator_ == kNullTimesFour || indicator_ == SQL_NULL_DATA) && *text == 0) {
         indicator_ = SQL_NULL_DATA;
+        used_ = 0;  // whoever writes anything writes the first character
     } else if (indicator_ >= 0 && indicator_ <= buffer_bytes) {
         const auto counted = static_cast<std::size_t>(indicator_ / kWidth);
-        used_ = counted + 1;
+        used_ = std::min((counted + 1) * kWidth, offered);
         if (counted > 0) {
-            indicator_ = static_cast<SQLLEN>(WrittenCharacters(Text(), counted)) * kWidth;
+            indicator_ = static_cast<SQLLEN>(WrittenCharacters(text, counted)) * kWidth;
         }
     }
     return code;
+}
+
+void WideRead::Trim()
+{
+    constexpr std::size_t kKept = 1U << 20;
+    if (storage_.size() > kKept) {
+        storage_ = ZeroedBuffer();
+        used_ = 0;
+    }
 }
 
 std::size_t WrittenCharacters(const wchar_t* text, std::size_t counted)

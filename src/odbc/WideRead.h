@@ -5,7 +5,8 @@
 #include <sqlext.h>
 
 #include <cstddef>
-#include <span>
+
+#include "encoding/ZeroedBuffer.h"
 
 /// A column of the current row read as wide characters.
 ///
@@ -16,32 +17,32 @@
 ///   - it multiplies the indicator of a NULL by four, to -4: WideRead.NullIsTold;
 ///   - it multiplies the narrow bytes by four, so text outside ASCII counts characters that nobody
 ///     wrote: WideRead.CountsWrittenCharacters.
-/// So a read starts from zeroed storage and a set indicator, and its outcome is mended before
-/// anybody looks at it.
+/// So a read starts from zeros and a set indicator, and its outcome is mended before anybody looks
+/// at it. The memory is kept from one read to the next, which clears what the last one may have
+/// written.
 class WideRead {
 public:
-    /// Reads into storage, which is zero-filled here and must outlive this object. Its last
-    /// character is never offered to the driver: what is read always ends in a zero.
-    explicit WideRead(std::span<wchar_t> storage);
-    /// The same for storage that is zero-filled already: of a large one, only what is used is
-    /// touched.
-    struct ZeroFilled {
-        std::span<wchar_t> storage;
-    };
-    explicit WideRead(ZeroFilled zeros) : storage_(zeros.storage) {}
-
-    /// SQLGetData with SQL_C_WCHAR; buffer_bytes (within the storage, less its last character) is
-    /// what the driver is offered. Returns its code.
-    SQLRETURN Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes);
+    /// SQLGetData with SQL_C_WCHAR; buffer_bytes is what the driver is offered, in room for at
+    /// least so many characters. Returns its code. Throws std::bad_alloc.
+    SQLRETURN Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes,
+                   std::size_t characters);
 
     /// Bytes of the value read last (more than was offered where it was cut), SQL_NULL_DATA or
     /// another negative indicator of the driver.
     SQLLEN Indicator() const { return indicator_; }
-    const wchar_t* Text() const { return storage_.data(); }
+
+    /// The characters, with zeros behind what the driver wrote to the end of the room, and one
+    /// more.
+    const wchar_t* Text() const { return reinterpret_cast<const wchar_t*>(storage_.data()); }
+
+    /// Gives back the memory of a rare huge value.
+    void Trim();
 
 private:
-    std::span<wchar_t> storage_;
-    std::size_t used_ = 0;  // characters that the last read may have written
+    void Grow(std::size_t size);
+
+    ZeroedBuffer storage_;
+    std::size_t used_ = 0;  // bytes that the last read may have written
     SQLLEN indicator_ = 0;
 };
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "shell/present.h"
 #include "shell/version.h"
 
 namespace {
@@ -127,6 +128,11 @@ constexpr char kShimHelp[] =
     "Make a shim for a driver that the driver manager misuses: FACE is narrow, wide or utf16, as\n"
     "doctor advises it; DRIVER the driver's file. Prints the DRIVER= for a connection string.";
 
+std::string Refusal(const CLI::App* /*app*/, const CLI::Error& error)
+{
+    return Printable(error.what()) + "\nRun with --help for more information.\n";
+}
+
 // The words in reverse order, as the parser takes them, a value of none (--null=) as one of its
 // own.
 std::vector<std::string> Reversed(int count, const char* const* words)
@@ -186,6 +192,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
                      "Where to put it (default: beside the gateway, or beside a driver in a folder "
                      "of its own)");
     app.footer(kFooter);
+    app.failure_message(&Refusal);
     try {
         app.parse(Reversed(count, words));
         command.markers = markers.Markers();

@@ -11,6 +11,12 @@
 namespace {
 
 constexpr std::size_t kBlockSize = 65'536;
+
+// Far more than a parameter and a table take: a file that goes beyond is none of records, and would
+// fill the memory.
+constexpr std::size_t kLongestField = 1'000'000;
+constexpr std::size_t kMostFields = 1'000'000;
+
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 int NoBlanks(unsigned char /*byte*/)
@@ -68,12 +74,23 @@ void CsvReader::ReadBlock()
         is_finished_ = true;
         is_read = csv_fini(&parser_, &TakeField, &TakeRecord, this) == 0;
     }
-    if (!is_read) {
-        throw CsvError(
-            fmt::format("{}: record {}: a quote that does not belong there, or none "
-                        "where one is due",
-                        file_, number_ + complete_.size() + 1));
+    if (!is_read && csv_error(&parser_) == CSV_ENOMEM) {
+        throw std::bad_alloc();
     }
+    if (!is_read) {
+        FailReading("a quote that does not belong there, or none where one is due");
+    }
+    if (parser_.entry_pos > kLongestField) {
+        FailReading(fmt::format("a field of more than {} bytes", kLongestField));
+    }
+    if (fields_.size() > kMostFields) {
+        FailReading(fmt::format("more than {} fields", kMostFields));
+    }
+}
+
+void CsvReader::FailReading(const std::string& why) const
+{
+    throw CsvError(fmt::format("{}: record {}: {}", file_, number_ + complete_.size() + 1, why));
 }
 
 std::optional<CsvReader::Record> CsvReader::Next()

@@ -37,6 +37,7 @@ public:
 
 private:
     void ReadBlock();
+    [[noreturn]] void FailReading(const std::string& why) const;
     static void TakeField(void* bytes, std::size_t size, void* self);
     static void TakeRecord(int end, void* self);
 

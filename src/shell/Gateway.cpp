@@ -26,21 +26,7 @@ constexpr std::size_t kLeastUnits = 2;
 constexpr std::size_t kOutputSize = std::size_t{65'536} * 600;
 
 constexpr std::size_t kHandleSize = 8;
-
-// A counted argument: the length word, the data, and zeros as far as an entry may read: 8 bytes of
-// a handle, 4 bytes a character of a name that goes out as a wide one.
-std::string Counted(std::size_t count, std::string_view data, std::size_t readable = kHandleSize)
-{
-    if (count > UINT16_MAX) {
-        throw CallError("an argument of " + std::to_string(count) +
-                        " is longer than a length word can say");
-    }
-    const auto word = static_cast<uint16_t>(count);
-    std::string argument(reinterpret_cast<const char*>(&word), sizeof word);
-    argument.append(data);
-    argument.resize(std::max(argument.size(), sizeof word + std::max(readable, kHandleSize)));
-    return argument;
-}
+constexpr std::size_t kWordSize = sizeof(uint16_t);
 
 template <class Wanted>
 const Wanted& As(const Argument& argument, char letter)
@@ -54,9 +40,40 @@ const Wanted& As(const Argument& argument, char letter)
 
 }  // namespace
 
+char* CallHost::Take(std::size_t size, std::size_t /*alignment*/)
+{
+    auto* bytes = static_cast<char*>(std::calloc(std::max<std::size_t>(size, 1), 1));
+    if (bytes == nullptr) {
+        throw std::bad_alloc();
+    }
+    return bytes;
+}
+
+void CallHost::GiveBack(char* bytes)
+{
+    std::free(bytes);
+}
+
+std::size_t CallHost::Readable(const ORVEL_ZFE& /*row*/, std::size_t /*index*/,
+                               const Argument& input) const
+{
+    const auto* units = std::get_if<std::u16string>(&input);
+    return std::max(kHandleSize, units != nullptr ? 4 * units->size() : 0);
+}
+
+std::size_t CallHost::Room(const ORVEL_ZFE& /*row*/, const std::vector<Argument>& inputs) const
+{
+    // A long string's units are asked for by the last integer.
+    const auto* asked_for = inputs.empty() ? nullptr : std::get_if<int32_t>(&inputs.back());
+    const auto units = static_cast<std::size_t>(asked_for != nullptr ? std::max(*asked_for, 0) : 0);
+    return std::max(kOutputSize, 2 * (units + kLeastUnits));
+}
+
 /// One call's arguments as the entry takes them, and the storage behind them.
 class Marshalling {
 public:
+    explicit Marshalling(const ORVEL_ZFE& row) : row_(row) {}
+
     void Add(char letter, const Argument& input)
     {
         switch (letter) {
@@ -64,20 +81,19 @@ public:
                 if (std::holds_alternative<std::monostate>(input)) {
                     AddPointer(nullptr);
                 } else {
-                    AddPointer(texts_.emplace_back(As<std::string>(input, letter)).data());
+                    const auto& text = As<std::string>(input, letter);
+                    AddPointer(Placed({text.c_str(), text.size() + 1}, text.size() + 1, 1));
                 }
                 break;
             case 'b': {
                 const auto& bytes = As<std::string>(input, letter);
-                AddPointer(texts_.emplace_back(Counted(bytes.size(), bytes)).data());
+                AddCounted(bytes.size(), bytes, input);
                 break;
             }
             case 's': {
                 const auto& units = As<std::u16string>(input, letter);
-                const std::string_view bytes(reinterpret_cast<const char*>(units.data()),
-                                             2 * units.size());
-                AddPointer(
-                    texts_.emplace_back(Counted(units.size(), bytes, 4 * units.size())).data());
+                AddCounted(units.size(),
+                           {reinterpret_cast<const char*>(units.data()), 2 * units.size()}, input);
                 break;
             }
             case 'j':
@@ -88,7 +104,7 @@ public:
         }
     }
 
-    void AddOutput(char letter)
+    void AddOutput(char letter, const std::vector<Argument>& inputs)
     {
         if (letter == 'P') {
             AddPointer(&reply_.code);
@@ -96,25 +112,19 @@ public:
         }
         const bool is_long_string = letter == 'J' || letter == 'N';
         reply_.unit_ = letter == 'S' || letter == 'N' ? 2 : 1;
-        // A long string's units are asked for by the integer before it.
-        reply_.size_ = is_long_string
-                           ? std::max(kOutputSize, (asked_for_ + kLeastUnits) * reply_.unit_)
-                           : kOutputSize;
-        reply_.area_.reset(static_cast<char*>(std::calloc(reply_.size_, 1)));
-        if (reply_.area_ == nullptr) {
-            throw std::bad_alloc();
-        }
+        reply_.size_ = host_.Room(row_, inputs);
+        reply_.offset_ = is_long_string ? 0 : kWordSize;
+        reply_.area_.reset(
+            host_.Take(reply_.offset_ + reply_.size_, is_long_string ? 1 : kWordSize));
         if (is_long_string) {
             output_string_.text = reply_.area_.get();
             AddPointer(&output_string_);
         } else {
-            reply_.offset_ = sizeof(uint16_t);
-            reply_.size_ -= reply_.offset_;
             AddPointer(reply_.area_.get());
         }
     }
 
-    Reply Call(orvel_function function)
+    Reply Call()
     {
         std::vector<void*> places;
         for (Value& value : values_) {
@@ -129,7 +139,7 @@ public:
             string.descriptor = HostServices::Instance().NewLongString(string.text);
         }
         ffi_arg returned = 0;
-        ffi_call(&interface, function, &returned, places.data());
+        host_.Perform([&] { ffi_call(&interface, row_.function, &returned, places.data()); });
         TakeOutput();
         return std::move(reply_);
     }
@@ -154,9 +164,29 @@ private:
         values_.push_back({.pointer = pointer});
     }
 
+    char* Placed(std::string_view bytes, std::size_t readable, std::size_t alignment)
+    {
+        const std::size_t size = std::max(bytes.size(), readable);
+        auto& place = places_.emplace_back(host_.Take(size, alignment), Reply::GiveBack{&host_});
+        std::memcpy(place.get(), bytes.data(), bytes.size());
+        return place.get();
+    }
+
+    void AddCounted(std::size_t count, std::string_view data, const Argument& input)
+    {
+        if (count > UINT16_MAX) {
+            throw CallError("an argument of " + std::to_string(count) +
+                            " is longer than a length word can say");
+        }
+        const auto word = static_cast<uint16_t>(count);
+        std::string bytes(reinterpret_cast<const char*>(&word), sizeof word);
+        bytes.append(data);
+        const std::size_t readable = host_.Readable(row_, values_.size(), input);
+        AddPointer(Placed(bytes, sizeof word + readable, kWordSize));
+    }
+
     void AddInteger(int32_t integer)
     {
-        asked_for_ = static_cast<std::size_t>(std::max(integer, 0));
         types_.push_back(&ffi_type_sint32);
         values_.push_back({.integer = integer});
     }
@@ -177,19 +207,15 @@ private:
         }
     }
 
-    std::deque<std::string> texts_;
+    const ORVEL_ZFE& row_;
+    CallHost& host_ = *HostServices::Instance().call_host;
+    std::deque<std::unique_ptr<char, Reply::GiveBack>> places_;
     std::deque<LongString> long_strings_;
     ORVEL_EXSTR output_string_{};
-    std::size_t asked_for_ = 0;
-    Reply reply_;
+    Reply reply_{host_};
     std::vector<ffi_type*> types_;
     std::vector<Value> values_;
 };
-
-void Reply::Free::operator()(char* area) const
-{
-    std::free(area);
-}
 
 std::string_view Reply::List() const
 {
@@ -215,9 +241,19 @@ Gateway::Gateway(const std::string& path) : library_(dlopen(path.c_str(), RTLD_N
     if (get_table == nullptr) {
         throw LoadError(path + " is not a gateway: it exports no GetZFTable");
     }
+    TakeTable(get_table);
+}
+
+Gateway::Gateway(decltype(&GetZFTable) get_table)
+{
+    TakeTable(get_table);
+}
+
+void Gateway::TakeTable(decltype(&GetZFTable) get_table)
+{
     table_ = get_table(nullptr, HostServices::Table());
     if (table_ == nullptr) {
-        throw LoadError(path + " has no callout table");
+        throw LoadError("the gateway has no callout table");
     }
     try {
         CheckTable();
@@ -278,11 +314,11 @@ Reply Gateway::Call(std::string_view name, const std::vector<Argument>& inputs) 
     if (row == nullptr) {
         throw CallError("no entry has the name " + std::string(name));
     }
-    Marshalling marshalling;
+    Marshalling marshalling(*row);
     auto input = inputs.begin();
     for (const char letter : std::string_view(row->signature)) {
         if (IsOutput(letter)) {
-            marshalling.AddOutput(letter);
+            marshalling.AddOutput(letter, inputs);
         } else if (input == inputs.end()) {
             throw CallError(std::string(name) + " takes more arguments: " + row->signature);
         } else {
@@ -292,5 +328,5 @@ Reply Gateway::Call(std::string_view name, const std::vector<Argument>& inputs) 
     if (input != inputs.end()) {
         throw CallError(std::string(name) + " takes fewer arguments: " + row->signature);
     }
-    return marshalling.Call(row->function);
+    return marshalling.Call();
 }

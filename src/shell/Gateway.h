@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 #include "orvelgw.h"
+#include "shell/CallHost.h"
 
 /// The shared object can't be loaded, or its callout table is not what orvelgw.h says.
 struct LoadError : std::runtime_error {
@@ -19,10 +19,6 @@ struct LoadError : std::runtime_error {
 struct CallError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
-
-/// An input argument: no text, an integer, text or bytes, 2-byte characters. Letter c takes
-/// nothing or text; b and j text; s 2-byte characters; i an integer.
-using Argument = std::variant<std::monostate, int32_t, std::string, std::u16string>;
 
 /// Whether a letter of a signature is an output.
 bool IsOutput(char letter);
@@ -51,11 +47,15 @@ public:
 private:
     friend class Marshalling;
 
-    struct Free {
-        void operator()(char* area) const;
+    explicit Reply(CallHost& host) : area_(nullptr, GiveBack{&host}) {}
+
+    struct GiveBack {
+        void operator()(char* area) const { host->GiveBack(area); }
+
+        CallHost* host = nullptr;
     };
 
-    std::unique_ptr<char, Free> area_;
+    std::unique_ptr<char, GiveBack> area_;
     std::size_t offset_ = 0;  // of the value in the area
     std::size_t size_ = 0;    // of what is granted for it
     std::size_t unit_ = 1;    // bytes that length counts in
@@ -67,6 +67,9 @@ public:
     /// Loads the shared object, hands it the host function table and checks its callout table.
     /// Throws LoadError.
     explicit Gateway(const std::string& path);
+
+    /// The same of a library that is part of the program.
+    explicit Gateway(decltype(&GetZFTable) get_table);
 
     const ORVEL_ZFE* Table() const { return table_; }
 
@@ -86,6 +89,7 @@ private:
         void operator()(void* library) const;
     };
 
+    void TakeTable(decltype(&GetZFTable) get_table);
     void CheckTable() const;
 
     std::unique_ptr<void, Unload> library_;

@@ -1,7 +1,6 @@
 #include "shell/HostServices.h"
 
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -65,23 +64,24 @@ int32_t HostServices::CallRoutine(int32_t /*call*/, int32_t argument_count)
 
 ORVEL_EXSTR HostServices::NewLongString(const std::string& text)
 {
-    auto* copy = static_cast<char*>(std::malloc(text.size() + 1));
-    if (copy == nullptr) {
-        throw std::bad_alloc();
-    }
-    std::memcpy(copy, text.c_str(), text.size() + 1);
+    auto* copy = call_host->Take(text.size() + call_host->behind_long_text, 1);
+    text.copy(copy, text.size());
     ++long_strings_out_;
     return {static_cast<uint32_t>(text.size()), copy};
 }
 
 void HostServices::ReleaseLongString(ORVEL_EXSTR* string)
 {
-    std::free(string->text);
+    Instance().call_host->GiveBack(string->text);
     *string = {0, nullptr};
     --Instance().long_strings_out_;
 }
 
 char* HostServices::AllocLongString(void* /*scratch*/, uint16_t length)
 {
-    return static_cast<char*>(std::malloc(std::size_t{length} + 1));
+    try {
+        return Instance().call_host->Take(length, 1);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }

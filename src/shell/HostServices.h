@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orvelgw.h"
+#include "shell/CallHost.h"
 
 /// One record of the gateway's trace, as its five strings arrive.
 struct TraceRecord {
@@ -29,6 +30,9 @@ public:
     /// Called with every trace record, inside the entry that writes it. May throw.
     std::function<void(const TraceRecord&)> on_record;
 
+    /// How calls are made, and where long strings lie.
+    CallHost* call_host = &heap_;
+
     /// Makes a long string that ReleaseLongString takes back.
     ORVEL_EXSTR NewLongString(const std::string& text);
 
@@ -45,6 +49,7 @@ private:
     static void ReleaseLongString(ORVEL_EXSTR* string);
     static char* AllocLongString(void* scratch, uint16_t length);
 
+    CallHost heap_;
     std::vector<std::string> arguments_;
     int long_strings_out_ = 0;
 };

@@ -1,6 +1,7 @@
 // A connection through the gateway.
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>

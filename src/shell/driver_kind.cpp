@@ -64,10 +64,12 @@ bool IsDriver(const std::string& object)
 }
 
 // iODBC exports the text that its own trace begins with.
+constexpr char kVersionText[] = "iodbc_version";
+
 std::string VersionOf(const std::string& driver_manager)
 {
     const Library loaded(dlopen(driver_manager.c_str(), RTLD_LAZY | RTLD_NOLOAD), &dlclose);
-    const void* const version = loaded != nullptr ? dlsym(loaded.get(), "iodbc_version") : nullptr;
+    const void* const version = loaded != nullptr ? dlsym(loaded.get(), kVersionText) : nullptr;
     return version != nullptr ? *static_cast<const char* const*>(version) : "";
 }
 
@@ -153,7 +155,7 @@ int MeasuredWidth(void* driver)
     return DiagnosedWidth(driver, connection);
 }
 
-// Says U and a reason, D (no driver), N, or W and then the width.
+// Says U and a reason, D (no driver), M (a driver manager), N, or W and then the width.
 void Examine(const std::string& file, const Say& say)
 {
     void* driver = dlopen(file.c_str(), kLoadFlags);
@@ -161,6 +163,8 @@ void Examine(const std::string& file, const Say& say)
         say(std::string("U") + dlerror());
     } else if (!Defines(driver, "SQLConnect") && !Defines(driver, "SQLConnectW")) {
         say("D");
+    } else if (Defines(driver, kVersionText)) {
+        say("M");
     } else if (!Defines(driver, "SQLConnectW")) {
         say("N");
     } else {
@@ -210,6 +214,9 @@ DriverKind KindOfDriver(const std::string& file)
             break;
         case 'D':
             kind.form = DriverKind::kNoDriver;
+            break;
+        case 'M':
+            kind.form = DriverKind::kDriverManager;
             break;
         case 'N':
             kind.form = DriverKind::kNarrow;

@@ -11,6 +11,8 @@ bool DriverIsNarrow();
 struct DriverManager {
     std::string file;     // links resolved; empty: none is loaded
     std::string version;  // empty: it doesn't tell
+
+    std::string Text() const { return "iODBC " + version + ", " + file; }
 };
 
 DriverManager LoadedDriverManager();
@@ -20,7 +22,7 @@ std::string Resolved(const std::string& file);
 
 /// What a driver file is, found out by loading it in a process of its own.
 struct DriverKind {
-    enum Form { kUnloadable, kNoDriver, kNarrow, kWide };
+    enum Form { kUnloadable, kNoDriver, kDriverManager, kNarrow, kWide };
 
     Form form = kUnloadable;
     std::string reason;       // why it can't be loaded

@@ -27,9 +27,10 @@ std::string Quoted(const std::string& name, const std::string& quote)
 }
 
 // The table's column of a name: the one that is the same, or else the same but for case.
-const Column& ColumnNamed(const std::vector<Column>& columns, const std::string& name,
+const Column& ColumnNamed(const std::vector<Column>& columns, const CsvReader::Field& title,
                           const std::string& table)
 {
+    const std::string name = title.value_or("");
     auto found = std::ranges::find(columns, name, &Column::name);
     if (found == columns.end()) {
         found = std::ranges::find_if(columns, [&](const Column& column) {
@@ -67,7 +68,7 @@ Insertion InsertionOf(const Session& session, const std::string& table,
     std::string markers;
     std::set<std::string> named;
     for (const CsvReader::Field& title : titles) {
-        const Column& column = ColumnNamed(columns, title.value_or(""), table);
+        const Column& column = ColumnNamed(columns, title, table);
         if (!named.insert(column.name).second) {
             throw SqlError("two fields are for the column " + column.name, {});
         }

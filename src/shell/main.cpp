@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -102,7 +103,7 @@ void RunStatements(const Session& session, const CommandLine& command, ResultSin
         }
         const auto size = query.RunIntoFile(*command.get_file);
         std::fprintf(stderr, "(%ju %s written to %s%s)\n", static_cast<std::uintmax_t>(size),
-                     size == 1 ? "byte" : "bytes", command.get_file->c_str(),
+                     size == 1 ? "byte" : "bytes", Printable(*command.get_file).c_str(),
                      size == 0 ? ": NULL, or an empty value" : "");
     }
 }
@@ -142,7 +143,7 @@ ExitCode CarryOut(const CommandLine& command)
 {
     const ExitCode exit_code =
         !command.shim_face.empty() ? PrintShim(command)
-        : command.diagnose ? Doctor(LibraryPath(command), *command.connection_string, stdout).Run()
+        : command.diagnose ? Diagnose(LibraryPath(command), *command.connection_string, stdout)
                            : CarryOutThroughGateway(command);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw std::runtime_error("the output could not be written");
@@ -179,6 +180,9 @@ int main(int count, char** words)
         return kConnectionFailed;
     } catch (const SqlError& error) {
         Report(error);
+        return kSqlFailed;
+    } catch (const std::bad_alloc&) {
+        Complain("the memory is not enough");
         return kSqlFailed;
     } catch (const std::exception& error) {
         Complain(error.what());

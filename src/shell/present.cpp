@@ -226,6 +226,6 @@ void TablePrinter::Changed(std::int64_t rows)
 void TablePrinter::Warn(const std::vector<std::string>& diagnostics)
 {
     for (const std::string& line : diagnostics) {
-        Say(messages_, "{}\n", line);
+        Say(messages_, "{}\n", Printable(line));
     }
 }

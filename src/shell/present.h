@@ -1,6 +1,7 @@
 // What a person sees: rows as aligned columns, lists and trace records as text.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>

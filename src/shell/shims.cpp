@@ -44,6 +44,8 @@ std::string Misfit(const ShimFace& face, const fs::path& driver)
             return kind.reason;
         case DriverKind::kNoDriver:
             return "no ODBC driver";
+        case DriverKind::kDriverManager:
+            return "a driver manager, and no driver";
         case DriverKind::kNarrow:
             return face.library == FaceOf("narrow").library
                        ? "its functions are narrow already; wide and utf16 do something for it"
@@ -91,6 +93,10 @@ const ShimFace& FaceOf(const std::string& name)
 // Links and copies have the shim's name inside.
 bool IsShim(const fs::path& file)
 {
+    std::error_code none;
+    if (!fs::is_regular_file(file, none)) {
+        return false;
+    }
     std::ifstream in(file, std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(in), {});
     return std::ranges::any_of(kShimFaces, [&](const ShimFace& face) {

@@ -1,6 +1,7 @@
 // Values as a person types them.
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>

@@ -17,6 +17,15 @@ constexpr int kLoadFlags = RTLD_NOW | RTLD_LOCAL;
 constexpr int kLoadFlags = RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND;
 #endif
 
+// Whether both addresses are of one file; those of what a library needs are not.
+bool HasOneFile(const void* first, const void* second)
+{
+    Dl_info one{};
+    Dl_info other{};
+    return dladdr(first, &one) != 0 && dladdr(second, &other) != 0 &&
+           one.dli_fbase == other.dli_fbase;
+}
+
 std::filesystem::path OwnFile()
 {
     Dl_info info{};
@@ -64,6 +73,9 @@ void RealDriver::Try(const std::string& file, const std::string& shim)
         reason = IsLoaded() ? file + ": no ODBC driver, as it has no SQLConnect" : dlerror();
         if (IsLoaded() && Find("SQLConnect") == nullptr) {
             library_.reset();
+        } else if (IsLoaded() && HasOneFile(Find("SQLConnect"), Find("iodbc_version"))) {
+            library_.reset();
+            reason = file + ": this is a driver manager, which would load the shim again";
         }
     }
     failure_ += (failure_.empty() ? "" : "; ") + reason;

@@ -34,7 +34,6 @@ struct Source {
     std::string driver;       // with what says which database, for a connection string
     std::string server = {};  // what says where, up to its port; empty: it is a file
     std::string user = {};
-    std::string password = {};
     std::string bad_login = {};      // what is said of a wrong password
     std::string no_server = {};      // and of a port where nobody listens
     bool is_narrow = true;           // the driver manager converts all wide text
@@ -49,10 +48,20 @@ struct Source {
     /// What comes back in some cases in the place of what is usual.
     std::map<std::string, std::string> differs = {};
 
+    /// The same from a version on, of the server or of what reads the file, as its driver tells it.
+    std::map<std::string, std::map<std::string, std::string>> differs_from = {};
+
+    /// What comes back in a case at a version: what is usual, or what the source makes of it.
+    std::string Expected(const std::string& its_case, std::string usual,
+                         const std::string& version) const;
+
     /// A connection string; port 0 is the one its server listens at.
     std::string ConnectionString(int port = 0) const;
     /// The same for another password.
     std::string ConnectionString(int port, const std::string& its_password) const;
+
+    /// Its user's password, which scripts/with-servers made.
+    std::string Password() const;
 
     /// A name of SQL as the catalog has it.
     std::string Name(std::string its_name) const;

@@ -39,13 +39,14 @@ TEST_P(Connecting, ByName)
     }
     const std::string& name = GetParam().name;
     const std::string& user = GetParam().user;
-    const std::string& password = GetParam().password;
+    const std::string password = GetParam().Password();
     std::string string = name;
     string.append(";UID=").append(user).append(";PWD=").append(password);
     const std::pair<const char*, std::vector<Argument>> ways[] = {
         {"Connect", {name, user, password}},
         {"ConnectWithTimeout", {name, user, password, 5}},
         {"DSNConnect", {string}},
+        {"DSNConnect", {name}},
     };
     for (const auto& [entry, inputs] : ways) {
         const std::string handle(Call(entry, inputs).Bytes());
@@ -65,12 +66,13 @@ TEST_P(Connecting, WithAWrongPassword)
     if (Lacks("users")) {
         GTEST_SKIP();
     }
+    // What other users of this machine would try first; Virtuoso 7.2.5 stops answering after a few.
+    const std::string why = Expected("bad login", GetParam().bad_login);
+    ExpectRefusals("DSNConnect", {GetParam().ConnectionString(0, "secret")}, why, 1);
     if (!Lacks("a name")) {
-        ExpectRefusals("Connect", {GetParam().name, GetParam().user, "wrong"}, GetParam().bad_login,
-                       1);
+        ExpectRefusals("Connect", {GetParam().name, GetParam().user, "dba"}, why, 1);
+        EXPECT_EQ(Call("Connect", {GetParam().name, "root", ""}).length, 0U);
     }
-    ExpectRefusals("DSNConnect", {GetParam().ConnectionString(0, "wrong")}, GetParam().bad_login,
-                   1);
     EXPECT_EQ(Code("Disconnect", {Connected()}), 0);
 }
 

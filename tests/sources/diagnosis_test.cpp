@@ -9,6 +9,8 @@
 
 namespace {
 
+// Passwords are in files and in the environment, as other users see what a command line has.
+
 /// The doctor's report begins every line with a subject and a verdict.
 void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
 {
@@ -19,13 +21,35 @@ void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
     }
 }
 
-class Diagnosis : public SourceTest {};
+class Diagnosis : public SourceTest {
+protected:
+    /// A configuration whose data source has this face's driver.
+    static std::string OwnSource(const TemporaryFolder& folder)
+    {
+        const std::string& name = GetParam().name;
+        const std::string& driver = GetParam().driver;
+        const std::string section = "[" + name.substr(0, name.find('_')) + "]\nDriver = ";
+        std::string text = Slurp(std::getenv("ODBCINI"));
+        if (driver.starts_with("DRIVER=/")) {
+            const auto at = text.find(section) + section.size();
+            const auto file = driver.substr(7, driver.find(';') - 7);
+            text.replace(at, text.find('\n', at) - at, file);
+        }
+        const auto file = folder.path / "odbc.ini";
+        std::ofstream(file) << text;
+        return file;
+    }
+};
 
 TEST_P(Diagnosis, OfASourceThatIsThere)
 {
-    const Finished run = RunDoctor(GetParam().ConnectionString());
+    const TemporaryFolder folder;
+    const std::string name = GetParam().name;
+    const Finished run = GetParam().server.empty() ? RunDoctor(GetParam().ConnectionString())
+                                                   : RunDoctor(name.substr(0, name.find('_')),
+                                                               "ODBCINI=" + OwnSource(folder));
     EXPECT_EQ(std::to_string(run.exit_code), Expected("doctor's code", "0"));
-    const auto row = [](const std::string& check, const std::string& usual) {
+    const auto row = [&](const std::string& check, const std::string& usual) {
         return "  " + check + std::string(check == "long text whole" ? 13 : 7, ' ') +
                Expected("doctor's " + check, usual);
     };
@@ -55,7 +79,7 @@ TEST_P(Diagnosis, OfAServerThatIsDown)
         GTEST_SKIP();
     }
     const LocalPort closed(LocalPort::kNobody);
-    const Finished run = RunDoctor(GetParam().ConnectionString(closed.number));
+    const Finished run = RunDoctor(GetParam().ConnectionString(closed.number, "any"));
     EXPECT_EQ(run.exit_code, 4);
     ExpectLines(run, {"connection      refused    SQLState:", "server          unreached",
                       "cause           stopped    nobody listens at 127.0.0.1 port " +
@@ -68,7 +92,8 @@ INSTANTIATE_TEST_SUITE_P(Sources, Diagnosis, testing::ValuesIn(Sources()), Sourc
 TEST(MisusedDrivers, AreNamedWithTheirCure)
 {
     const LocalPort closed(LocalPort::kNobody);
-    const std::string postgresql = Sources().at(1).ConnectionString();
+    const std::string postgresql = Sources().at(1).ConnectionString(0, "");
+    ::setenv("PGPASSWORD", Sources().at(1).Password().c_str(), 1);
     const struct {
         const char* file;
         std::string rest;
@@ -93,13 +118,13 @@ TEST(MisusedDrivers, AreNamedWithTheirCure)
 // libmaodbc.so 3.1.15 leaves a data source aside where the string names a driver.
 TEST(MisusedDrivers, AreTriedWithTheKeysOfADataSource)
 {
-    const auto file = std::filesystem::temp_directory_path() /
-                      ("orvelgw-misused-" + std::to_string(::getpid()) + ".ini");
+    const TemporaryFolder folder;
+    const auto file = folder.path / "odbc.ini";
     std::ofstream(file) << "[misused]\nDriver=" ORVELGW_DRIVER_FOLDER "/libmaodbc.so\n"
-                        << "Server=127.0.0.1\nPort=" << Slurp(Sources().at(2).ServerFile("port"));
-    const Finished run = RunDoctor("DSN=misused;UID=orvel;PWD=secret", "ODBCINI=" + file.string());
+                        << "Server=127.0.0.1\nUID=orvel\nPWD=" << Sources().at(2).Password()
+                        << "\nPort=" << Slurp(Sources().at(2).ServerFile("port"));
+    const Finished run = RunDoctor("misused", "ODBCINI=" + file.string());
     ExpectLines(run, {"server          right", "with the shim   right      MariaDB"});
-    std::filesystem::remove(file);
 }
 
 }  // namespace

@@ -17,8 +17,13 @@ public:
     }
 
 protected:
-    /// The environment has another locale than the host has set.
-    SourceTest() { ::setenv("LC_ALL", "C", 1); }
+    /// The environment has another locale than the host has set. psqlodbca.so 13.02 reads the names
+    /// of SQLPrimaryKeys up to a zero.
+    SourceTest()
+    {
+        ::setenv("LC_ALL", "C", 1);
+        guarded.behind_names = 1;
+    }
 
     /// Whether the source lacks a behaviour; says so, and why.
     static bool Lacks(const std::string& behaviour)
@@ -33,10 +38,15 @@ protected:
     }
 
     /// What is expected of a named case: what every source gives, or what this one makes of it.
-    static std::string Expected(const std::string& name, const std::string& usual)
+    std::string Expected(const std::string& name, const std::string& usual)
     {
-        const auto differs = GetParam().differs.find(name);
-        return differs == GetParam().differs.end() ? usual : differs->second;
+        constexpr int kDbmsVersion = 18;
+        if (version.empty() && !GetParam().differs_from.empty()) {
+            const std::string asking = Connected();
+            version = DecodeList(Call("GetInfo", {asking, kDbmsVersion}).List()).at(0).Text();
+            EXPECT_EQ(Code("Disconnect", {asking}), 0);
+        }
+        return GetParam().Expected(name, usual, version);
     }
 
     std::string Connected() const
@@ -45,6 +55,8 @@ protected:
         EXPECT_EQ(handle.size(), 8U) << List("GetSQLErrors", {"", ""});
         return handle;
     }
+
+    std::string version;  // the source's own, once it was asked for
 };
 
 /// The same with a connection and a statement.

@@ -59,9 +59,14 @@ TEST_P(Values, ThereAndBack)
         {"NULL integer", "INTEGER", 4, "", ""},
         {"NULL moment", types.moment, 93, "", ""},
     };
+    const bool takes_wide_dates = !Lacks("dates as wide text");
     for (const int option : {0, 1}) {
         Code("SetUnicodeOption", {option});
         for (const Case& c : cases) {
+            const bool is_date = c.sql_type >= 91 && c.back[0] != '\0';
+            if (option == 1 && is_date && !takes_wide_dates) {
+                continue;
+            }
             Make("t", "v " + c.column_type);
             RunWith(kInsert, c.value, c.sql_type);
             const std::string back = Expected(c.name, c.back);

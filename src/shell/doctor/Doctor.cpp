@@ -15,6 +15,7 @@
 
 #include "shell/Session.h"
 #include "shell/doctor/TrialLink.h"
+#include "shell/doctor/driver_manager.h"
 #include "shell/version.h"
 
 namespace {
@@ -58,6 +59,8 @@ KindWords WordsOf(const DriverKind& kind)
             return {"unloadable", kind.reason};
         case DriverKind::kNoDriver:
             return {"no driver", "no ODBC functions"};
+        case DriverKind::kDriverManager:
+            return {"no driver", "a driver manager, which would load itself for ever"};
         case DriverKind::kNarrow:
             return {"right", "narrow functions only; the driver manager converts wide text"};
         case DriverKind::kWide:
@@ -71,6 +74,18 @@ KindWords WordsOf(const DriverKind& kind)
 }
 
 }  // namespace
+
+ExitCode Diagnose(const std::string& library, const std::string& data_source, std::FILE* out)
+{
+    if (const auto failure = FailureOfDriverManager(library)) {
+        const DoctorReport report(out);
+        report.Line("driver manager", failure->word, failure->manager);
+        report.Line("cause", failure->word, "the driver manager itself " + failure->how);
+        report.Advise("use another version of it; docs/drivers.md names one that crashes, and why");
+        return kConnectionFailed;
+    }
+    return Doctor(library, data_source, out).Run();
+}
 
 Doctor::Doctor(std::string library, const std::string& data_source, std::FILE* out)
     : library_(std::move(library)),
@@ -98,6 +113,10 @@ ExitCode Doctor::Run()
     if (source_.WhatIsWrong() == DataSource::kNone) {
         kind_ = KindOfDriver(source_.DriverFile());
         ReportKind();
+        if (kind_.form == DriverKind::kDriverManager) {
+            ReportCauses({});
+            return kConnectionFailed;
+        }
         ReportServer();
     }
     ModeTrial trial = TryMode(*gateway_, kModes[0].options, text_);
@@ -124,7 +143,7 @@ void Doctor::ReportLibrary()
         report_.Line("driver manager", "missing", "no libiodbc is in the process");
     } else {
         report_.Line("driver manager", manager.version.empty() ? "unknown" : "right",
-                     "iODBC " + manager.version + ", " + manager.file);
+                     manager.Text());
     }
 }
 

@@ -58,3 +58,7 @@ private:
     DoctorReport report_;
     std::optional<Gateway> gateway_;
 };
+
+/// The doctor's whole report. library: the gateway's file; data_source: a connection string or the
+/// name of a data source. Comes to the doctor only where the driver manager survives being used.
+ExitCode Diagnose(const std::string& library, const std::string& data_source, std::FILE* out);

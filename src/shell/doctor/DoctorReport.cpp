@@ -23,7 +23,7 @@ DoctorReport::DoctorReport(std::FILE* out, const std::string& hidden)
 
 void DoctorReport::Text(const std::string& line) const
 {
-    std::string shown = line;
+    std::string shown = Printable(line);
     for (auto at = shown.find(hidden_); !hidden_.empty() && at != std::string::npos;
          at = shown.find(hidden_)) {
         shown.replace(at, hidden_.size(), "***");
@@ -35,7 +35,7 @@ void DoctorReport::Text(const std::string& line) const
 void DoctorReport::Line(std::string_view subject, std::string_view verdict,
                         std::string_view what) const
 {
-    Text(Padded(subject, kSubjectWidth) + Padded(verdict, kVerdictWidth) + Printable(what));
+    Text((Padded(subject, kSubjectWidth) + Padded(verdict, kVerdictWidth)).append(what));
 }
 
 void DoctorReport::Line(std::string_view subject, std::string_view verdict,
@@ -55,15 +55,15 @@ void DoctorReport::Line(std::string_view subject, std::string_view verdict,
 
 void DoctorReport::More(std::string_view what) const
 {
-    Text(std::string(kSubjectWidth + kVerdictWidth, ' ') + Printable(what));
+    Text(std::string(kSubjectWidth + kVerdictWidth, ' ').append(what));
 }
 
 void DoctorReport::Advise(std::string_view what) const
 {
-    Text(std::string(kSubjectWidth, ' ') + "-> " + Printable(what));
+    Text(std::string(kSubjectWidth, ' ').append("-> ").append(what));
 }
 
 void DoctorReport::Note(std::string_view what) const
 {
-    Text("  -> " + Printable(what));
+    Text(std::string("  -> ").append(what));
 }

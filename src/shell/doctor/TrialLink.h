@@ -2,20 +2,22 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
-/// A link to the shim in a temporary folder of its own, which goes with this object, or with the
-/// process where INT, TERM or HUP ends it. There is one such object at a time.
+#include "shell/TemporaryPath.h"
+
+/// A link to the shim in a temporary folder of its own, which goes with this object or with the
+/// process.
 class TrialLink {
 public:
     /// shim: the shim's own file.
     TrialLink(const std::filesystem::path& shim, const std::filesystem::path& driver);
-    ~TrialLink();
-    TrialLink(const TrialLink&) = delete;
-    TrialLink& operator=(const TrialLink&) = delete;
 
     /// The link, empty where no folder can be written.
-    const std::filesystem::path& File() const { return link_; }
+    const std::string& File() const { return link_.Path(); }
 
 private:
-    std::filesystem::path link_;
+    TemporaryPath folder_;
+    TemporaryPath link_;
+    TemporaryPath driver_;
 };

@@ -137,6 +137,9 @@ std::optional<Cause> CauseInFiles(const DataSource& source, const DriverKind& ki
                      file + " is a library without ODBC functions",
                      {"name the driver's own file; setup libraries (lib...S.so) are none"}};
     }
+    if (kind.form == DriverKind::kDriverManager) {
+        return Cause{"no driver", file + " is a driver manager", {"name the driver's own file"}};
+    }
     return std::nullopt;
 }
 

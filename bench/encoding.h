@@ -1,0 +1,15 @@
+// The encoding alone, without ODBC.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct EncodingFigure {
+    std::string name;
+    double nanoseconds;         // a value
+    double gigabytes_a_second;  // of what is read
+    double allocations;         // a value
+};
+
+/// Runs Google Benchmark over the encoding's operations.
+std::vector<EncodingFigure> MeasureEncoding(bool quick);

@@ -1,0 +1,20 @@
+// What only shows from outside a process, measured of children of this one.
+#pragma once
+
+#include <vector>
+
+#include "Case.h"
+
+/// System calls that the gateway's half of each case makes more than the other half, a call of an
+/// entry.
+std::vector<double> AddedSystemCalls(const std::vector<Case>& cases, const Source& source);
+
+/// Resident memory of a host, in bytes.
+struct Memory {
+    double loaded;
+    double connected;
+    double after_first_calls;
+    double after_million_calls;
+};
+
+Memory MeasureMemory(const Source& source);

@@ -1,0 +1,29 @@
+// A CSV file of any bytes: records, or a sentence that says which of them is none.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "shell/CsvReader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size)
+{
+    const int file = ::memfd_create("csv", 0);
+    if (::write(file, bytes, size) != static_cast<ssize_t>(size)) {
+        std::abort();
+    }
+    try {
+        CsvReader reader("/proc/self/fd/" + std::to_string(file));
+        std::size_t number = 0;
+        while (const auto record = reader.Next()) {
+            if (reader.Number() != ++number || record->empty()) {
+                std::abort();
+            }
+        }
+    } catch (const CsvError&) {
+    }
+    ::close(file);
+    return 0;
+}

@@ -1,0 +1,26 @@
+// Words as a person types them: refused with a sentence, or a list that decodes.
+#include "shell/words.h"
+
+#include <cstdint>
+#include <string>
+
+#include "shell/HostList.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size)
+{
+    const std::string word(reinterpret_cast<const char*>(bytes), size);
+    const auto tried = [&](auto read) {
+        try {
+            read();
+        } catch (const UsageError&) {
+        }
+    };
+    tried([&] { DecodeList(ListOf(word)); });
+    tried([&] { DecodeList(ListOf("[" + word + "]")); });
+    for (const TextForm form : {TextForm::kBytes, TextForm::kUnits}) {
+        tried([&] { DecodeList(EncodeList({ValueOf(word, form)})).at(0).Text(); });
+    }
+    tried([&] { BytesOf(word); });
+    tried([&] { IntegerOf(word); });
+    return 0;
+}

@@ -1,0 +1,59 @@
+// Rows on their way to the host.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "encoding/ZeroedBuffer.h"
+#include "encoding/element.h"
+#include "odbc/blocks.h"
+#include "orvelgw.h"
+
+/// A host list of values, or of rows of values, in memory that is kept from one call to the next.
+class RowList {
+public:
+    /// Empties the list.
+    void Restart() { end_ = 0; }
+
+    /// Adds an element of n bytes, behind which kBlock more are readable.
+    void Append(ElementType type, const char* payload, std::size_t n)
+    {
+        char* head = Room(kLongestHead + n + kBlock);
+        const std::size_t size = WriteHead(head, type, n);
+        CopyBlocks(head + size, payload, n);
+        end_ += size + n;
+    }
+    /// Adds a string.
+    void AppendText(std::string_view text);
+
+    /// What is added from here to EndRow is one element of the list.
+    void BeginRow()
+    {
+        Room(row_head_);
+        row_ = end_ += row_head_;
+    }
+    void EndRow();
+    /// Drops what was added since BeginRow.
+    void DropRow() { end_ = row_ - row_head_; }
+
+    std::size_t Size() const { return end_; }
+
+    /// Fills an output: the low 16 bits of the list's length, then all of its bytes. The list is
+    /// empty then, and the memory of a rare huge one is given back.
+    void MoveTo(zarray* output);
+
+private:
+    char* Room(std::size_t n)
+    {
+        if (buffer_.size() - end_ < n) {
+            Grow(n);
+        }
+        return buffer_.data() + end_;
+    }
+    void Grow(std::size_t n);
+
+    ZeroedBuffer buffer_;
+    std::size_t end_ = 0;
+    std::size_t row_ = 0;       // where the row being built begins, behind its head
+    std::size_t row_head_ = 2;  // what was left for that head: as much as the last one took
+};

@@ -1,0 +1,24 @@
+// Short pieces of memory, cleared and copied in whole blocks.
+//
+// Most values are shorter than a block: a block is a store or two, where memset and memcpy take the
+// length apart first. Whatever is cleared or copied must have kBlock bytes of room behind it.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+inline constexpr std::size_t kBlock = 32;
+
+inline void ClearBlocks(char* to, std::size_t n)
+{
+    for (std::size_t at = 0; at < n; at += kBlock) {
+        std::memset(to + at, 0, kBlock);
+    }
+}
+
+inline void CopyBlocks(char* to, const char* from, std::size_t n)
+{
+    for (std::size_t at = 0; at < n; at += kBlock) {
+        std::memcpy(to + at, from + at, kBlock);
+    }
+}

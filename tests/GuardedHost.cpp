@@ -1,0 +1,143 @@
+#include "GuardedHost.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <string_view>
+
+#include "shell/HostList.h"
+
+namespace {
+
+constexpr std::size_t kPage = 4096;
+constexpr std::size_t kLargestKept = 4'000'000;
+constexpr int kWide = -8;  // SQL_C_WCHAR
+
+constexpr std::size_t RoundedUp(std::size_t size, std::size_t to)
+{
+    return (size + to - 1) / to * to;
+}
+
+int IntegerAt(const std::vector<Argument>& inputs, std::size_t index)
+{
+    return std::get<int32_t>(inputs.at(index));
+}
+
+// The columns that a list asks for; of one that is no list of numbers as many as a walk may find.
+std::size_t Listed(const std::string& list)
+{
+    try {
+        const auto numbers = DecodeList(list);
+        std::ranges::for_each(numbers, [](const ListElement& number) { number.Integer(); });
+        return numbers.size();
+    } catch (const ListError&) {
+        return list.size();
+    }
+}
+
+// The room for a value whose size depends on nothing.
+const std::map<std::string_view, std::size_t> kRooms = {
+    {"Connect", 8},
+    {"ConnectWithTimeout", 8},
+    {"DSNConnect", 8},
+    {"DSNConnectWithTimeout", 8},
+    {"AllocStatement", 8},
+    {"FetchRows", 3'641'144},
+    {"GetData", 32'766},
+    {"GetDataW", 32'766},
+    {"StrColAttribute", 6'200},
+    {"StrColAttributeW", 6'200},
+    {"GetInfo", 2'051},
+    {"DataSources", 520},
+    {"NumColAttribute", 12},
+    {"ParamData", 12},
+    {"PreparseSQL", 0},
+    {"GetParameter", 0},  // asked for by the library
+};
+
+}  // namespace
+
+char* GuardedHost::Take(std::size_t size, std::size_t alignment)
+{
+    const std::size_t aligned = RoundedUp(size, alignment);
+    const std::size_t area_size = RoundedUp(std::max<std::size_t>(aligned, 1), kPage);
+    auto& unused = unused_[area_size];
+    if (unused.empty()) {
+        void* pages = ::mmap(nullptr, area_size + kPage, PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (pages == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        unused.push_back({static_cast<char*>(pages), area_size});
+        ::mprotect(unused.back().start + area_size, kPage, PROT_NONE);
+    }
+    char* bytes = unused.back().start + area_size - aligned;
+    taken_.emplace(bytes, unused.back());
+    unused.pop_back();
+    return bytes;
+}
+
+void GuardedHost::GiveBack(char* bytes)
+{
+    const auto taken = taken_.find(bytes);
+    const Area area = taken->second;
+    taken_.erase(taken);
+    if (area.size > kLargestKept) {
+        ::munmap(area.start, area.size + kPage);
+        return;
+    }
+    if (area.size <= 4 * kPage) {
+        std::memset(area.start, 0, area.size);
+    } else {
+        ::madvise(area.start, area.size, MADV_DONTNEED);  // zeros again
+    }
+    unused_[area.size].push_back(area);
+}
+
+std::size_t GuardedHost::Readable(const ORVEL_ZFE& row, std::size_t index,
+                                  const Argument& input) const
+{
+    const std::string_view name = row.name;
+    const bool is_handle = index == 0 || name == "GetSQLErrors";
+    const auto* units = std::get_if<std::u16string>(&input);
+    if (units == nullptr) {
+        return std::max<std::size_t>(is_handle ? 8 : 0,
+                                     std::get<std::string>(input).size() + behind_names);
+    }
+    const bool is_procedure = name == "DescribeProceduresW" || name == "DescribeProcedureColumnsW";
+    const bool is_catalog = name == "DescribeProceduresW" && index == 1;
+    const bool goes_out_as_it_lies =
+        name == "StatisticsW" || (is_catalog && units->substr(0, 2) == std::u16string(2, u'\0'));
+    return goes_out_as_it_lies ? 4 * units->size()
+                               : std::max<std::size_t>(is_procedure ? 4 : 0, 2 * units->size());
+}
+
+std::size_t GuardedHost::Room(const ORVEL_ZFE& row, const std::vector<Argument>& inputs) const
+{
+    const std::string_view name = row.name;
+    if (const auto room = kRooms.find(name); room != kRooms.end()) {
+        return room->second;
+    }
+    if (name == "GetDataEx" || name == "GetDataExW") {
+        const std::size_t unit = IntegerAt(inputs, 2) == kWide ? 2 : 1;
+        const auto length = static_cast<std::size_t>(std::max(IntegerAt(inputs, 3), 0));
+        return std::max<std::size_t>(unit * length, 2);
+    }
+    const Counts now = counts();
+    const auto many = [](long count, std::size_t size) {
+        return static_cast<std::size_t>(std::max(count, 0L)) * size;
+    };
+    if (name == "GetOneRow") {
+        const auto& list = std::get<std::string>(inputs.at(1));
+        return list.empty() ? many(now.columns, 6'004) : Listed(list) * 6'004;
+    }
+    if (name == "DescribeColumns") {
+        return 600 + many(now.columns, 600);
+    }
+    if (name == "DescribeParameters") {
+        return 50 + many(now.markers, 20);
+    }
+    return many(std::max(now.diagnostics, 1L), 600);
+}

@@ -1,0 +1,495 @@
+// Every entry while something fails: each allocation once, and from then on; each ODBC call with
+// each code, and by an exception; each trace record by an exception of the host's. Whatever fails,
+// the call comes back, the next connection works, and nothing is left behind: no handle, no memory,
+// no long string. This program is the host, the driver manager and the allocator.
+#include <dlfcn.h>
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "gateway_fixture.h"
+#include "scripted_odbc.h"
+
+using scripted::Current;
+
+namespace {
+
+/// What fails, and when: at the nth time that it could.
+struct Failure {
+    enum Kind { kAllocation, kEveryAllocation, kOdbcCall, kOdbcException, kRecord } kind;
+    SQLRETURN code = 0;
+    int nth = 1;
+};
+
+/// What goes on in the library's calls.
+struct Watch {
+    bool is_on = false;
+    Failure failure{};
+    int times = 0;  // that it could have failed
+    std::string failed = {};
+    std::array<void*, 4'096> blocks{};  // of memory that the library has
+    std::size_t block_count = 0;
+
+    bool FailsNow(bool is_of_kind)
+    {
+        if (!is_on || !is_of_kind) {
+            return false;
+        }
+        ++times;
+        return times == failure.nth ||
+               (failure.kind == Failure::kEveryAllocation && times > failure.nth);
+    }
+    bool AllocationFails()
+    {
+        return scripted::depth == 0 && FailsNow(failure.kind <= Failure::kEveryAllocation);
+    }
+};
+
+Watch watched;
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+void* operator new(std::size_t size)
+{
+    void* block = watched.AllocationFails() ? nullptr : std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (watched.is_on && scripted::depth == 0) {
+        watched.blocks.at(watched.block_count++) = block;
+    }
+    return block;
+}
+void operator delete(void* block) noexcept
+{
+    for (std::size_t i = watched.block_count; i > 0; --i) {
+        if (watched.blocks[i - 1] == block) {
+            watched.blocks[i - 1] = watched.blocks[--watched.block_count];
+            break;
+        }
+    }
+    std::free(block);
+}
+void operator delete(void* block, std::size_t /*size*/) noexcept
+{
+    operator delete(block);
+}
+#ifndef __SANITIZE_ADDRESS__  // which has a calloc of its own
+extern "C" void* calloc(std::size_t n, std::size_t size)
+{
+    // The C library's calls are its own affair.
+    Dl_info caller{};
+    const bool is_librarys = watched.is_on && dladdr(__builtin_return_address(0), &caller) != 0 &&
+                             std::string_view(caller.dli_fname) == ORVELGW_LIBRARY;
+    constexpr std::size_t kAlignment = alignof(std::max_align_t);
+    const std::size_t bytes = (n * size + kAlignment - 1) / kAlignment * kAlignment;
+    const bool fails = is_librarys && watched.AllocationFails();
+    void* block = fails ? nullptr : std::aligned_alloc(kAlignment, bytes);
+    return block != nullptr ? std::memset(block, 0, bytes) : nullptr;
+}
+#endif
+#pragma GCC visibility pop
+
+namespace {
+
+struct HostThrew {};
+
+/// Watches what happens in entries; what the library calls of the host is not its own.
+class WatchingHost : public GuardedHost {
+public:
+    void Perform(const std::function<void()>& entry) override
+    {
+        const auto off = [](Watch* watch) { watch->is_on = false; };
+        const std::unique_ptr<Watch, decltype(off)> until_end(&watched, off);
+        watched.is_on = true;
+        entry();
+    }
+
+    /// The functions of a host in front of those of HostServices.
+    static const orvel_function* Table()
+    {
+        static std::array<orvel_function, ORVEL_HOST_SLOTS> slots{};
+        slots[ORVEL_SLOT_PUSH_STRING] = Outside<ORVEL_SLOT_PUSH_STRING, int32_t, const char*>();
+        slots[ORVEL_SLOT_ROUTINE_REF] =
+            Outside<ORVEL_SLOT_ROUTINE_REF, int32_t*, int32_t, const char*, int32_t, const char*>();
+        slots[ORVEL_SLOT_CALL_ROUTINE] = Outside<ORVEL_SLOT_CALL_ROUTINE, int32_t, int32_t>();
+        slots[ORVEL_SLOT_RELEASE_LONG_STRING] =
+            Outside<ORVEL_SLOT_RELEASE_LONG_STRING, ORVEL_EXSTR*>();
+        slots[ORVEL_SLOT_ALLOC_LONG_STRING] =
+            Outside<ORVEL_SLOT_ALLOC_LONG_STRING, void*, uint16_t>();
+        return slots.data();
+    }
+
+private:
+    template <int slot, class... Arguments>
+    static orvel_function Outside()
+    {
+        return reinterpret_cast<orvel_function>(+[](Arguments... arguments) {
+            const scripted::Inside inside;
+            using Function = char* (*)(Arguments...);
+            return reinterpret_cast<Function>(HostServices::Table()[slot])(arguments...);
+        });
+    }
+};
+
+/// How the library stands when an entry is called.
+struct Setting {
+    const char* name;
+    bool is_open;  // there are a connection and a statement
+    int32_t log;
+    int32_t unicode;
+    int32_t legacy;
+};
+
+constexpr Setting kSettings[] = {{"plain", true, 0, 0, 0},
+                                 {"traced", true, 1, 1, 0},
+                                 {"legacy", true, 0, 0, 1},
+                                 {"first call", false, 1, 0, 0}};
+
+const std::string kLongText(600, 't');  // more than a string or a parameter holds by itself
+
+/// One call of an entry, with one failure in it, from loading the library to unloading it.
+class Case {
+public:
+    Case(const ORVEL_ZFE& row, const Setting& setting, const Failure& failure)
+        : row_(row), setting_(setting)
+    {
+        scripted::Restart();
+        Current().columns = Current().markers = 1;
+        Current().diagnostics = {{"HY000", 1, kLongText}};
+        Current().values = {{.length = 4, .bytes = scripted::WideBytes(L"v")}};
+        watched.failure = failure;
+        HostServices::Instance().call_host = &host;
+        gateway_.emplace(ORVELGW_LIBRARY);
+        UseTable();
+    }
+
+    /// Whether the failure came: otherwise all that could fail has failed before.
+    bool Run(std::vector<std::string>& problems)
+    {
+        Open();
+        const auto inputs = Inputs();
+        if (row_.name == std::string_view("RemoveConnection")) {
+            Current().GiveUp(HandleOf(connection_));
+        }
+        watched.times = 0;
+        watched.failed.clear();
+        host.counts = [] { return GuardedHost::Counts{1, 1, 1}; };
+        Fail();
+        Call(inputs);
+        Current().answer = nullptr;
+        HostServices::Instance().on_record = nullptr;
+        const bool came = watched.times >= watched.failure.nth;
+        if (came) {
+            Check(HostServices::Instance().LongStringsOut() == 0, "a long string is out");
+            watched.failure.nth = INT32_MAX;
+            gateway_->Call("SetLogOption", {0});
+            ConnectsAndQueries();
+        }
+        Current().GiveUp(nullptr);
+        gateway_.reset();
+        Current().EndHandles();
+        for (const std::string& misuse : Current().misuses) {
+            Check(false, misuse);
+        }
+        Check(watched.block_count == 0, fmt::format("{} blocks are left", watched.block_count));
+        watched.block_count = 0;
+        if (came) {
+            problems = std::move(problems_);
+        }
+        return came;
+    }
+
+private:
+    static SQLHANDLE HandleOf(const std::string& bytes)
+    {
+        SQLHANDLE handle = nullptr;
+        bytes.copy(reinterpret_cast<char*>(&handle), sizeof handle);
+        return handle;
+    }
+
+    void Check(bool is_right, const std::string& what)
+    {
+        if (!is_right) {
+            problems_.push_back(what);
+        }
+    }
+
+    static void UseTable()
+    {
+        void* library = dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+        auto* use = reinterpret_cast<decltype(&GetZFTable)>(dlsym(library, "GetZFTable"));
+        use(nullptr, WatchingHost::Table());
+        dlclose(library);
+    }
+
+    // Nothing fails here: the failure is as far away as can be.
+    void Open()
+    {
+        const int nth = std::exchange(watched.failure.nth, INT32_MAX);
+        if (setting_.is_open) {
+            connection_ = gateway_->Call("DSNConnect", {"x"}).Bytes();
+            statement_ = gateway_->Call("AllocStatement", {connection_}).Bytes();
+            gateway_->CallOn(statement_, "BindParameter", {1, 2, 1, 12, 10, 0, 300});
+        }
+        gateway_->Call("SetUnicodeOption", {setting_.unicode});
+        gateway_->Call("SetLegacyOption", {setting_.legacy});
+        gateway_->Call("SetLogOption", {setting_.log});
+        watched.failure.nth = nth;
+    }
+
+    bool IsOnConnection() const
+    {
+        const std::string_view name = row_.name;
+        return name.ends_with("onnect") || name.ends_with("Connection") ||
+               name.ends_with("ConnectOption") || name == "AllocStatement" || name == "GetInfo" ||
+               name == "Transact";
+    }
+
+    std::vector<Argument> Inputs() const
+    {
+        const std::string_view name = row_.name;
+        const std::string_view signature = row_.signature;
+        std::vector<Argument> inputs;
+        for (std::size_t i = 0; i < signature.size(); ++i) {
+            switch (signature[i]) {
+                case 'c':
+                    inputs.emplace_back(kLongText);
+                    break;
+                case 'b':
+                    if (i == 0) {
+                        const bool has_both = name == "GetSQLErrors";
+                        const auto& handle =
+                            IsOnConnection() || has_both ? connection_ : statement_;
+                        inputs.emplace_back(handle.empty() ? std::string("\x09\x03\0\0\0\0\0\0", 8)
+                                                           : handle);
+                    } else {
+                        inputs.emplace_back(name == "GetSQLErrors" ? statement_
+                                            : name == "PutData"    ? kLongText
+                                                                   : EncodeList({1}));
+                    }
+                    break;
+                case 's':
+                    inputs.emplace_back(std::u16string(400, u'u'));
+                    break;
+                case 'j':
+                    inputs.emplace_back(EncodeList({kLongText}));
+                    break;
+                case 'i':
+                    inputs.emplace_back(1);
+                    break;
+                default:
+                    break;
+            }
+        }
+        return inputs;
+    }
+
+    static void Fail()
+    {
+        const auto kind = watched.failure.kind;
+        Current().answer = [kind](std::string_view function) -> std::optional<SQLRETURN> {
+            const bool is_code = kind == Failure::kOdbcCall;
+            if (!watched.FailsNow(is_code || kind == Failure::kOdbcException)) {
+                return std::nullopt;
+            }
+            watched.failed = function;
+            return is_code ? watched.failure.code : throw std::runtime_error("driver");
+        };
+        HostServices::Instance().on_record = [kind](const TraceRecord& record) {
+            if (watched.FailsNow(kind == Failure::kRecord)) {
+                watched.failed = record.name;
+                throw HostThrew();
+            }
+        };
+    }
+
+    void Call(const std::vector<Argument>& inputs)
+    {
+        const auto kind = watched.failure.kind;
+        try {
+            const Reply reply = gateway_->Call(row_.name, inputs);
+            const bool came = !watched.failed.empty();
+            if (came && (kind == Failure::kOdbcException || kind == Failure::kRecord)) {
+                CheckContained(reply);
+            }
+        } catch (const HostThrew&) {
+            Check(ThrowsAtHost(), watched.failed + " left the entry");
+        } catch (const std::bad_alloc&) {
+            Check(setting_.log != 0, "a failing allocation left the entry");
+        } catch (...) {
+            Check(false, "an exception left the entry");
+        }
+    }
+
+    // A first environment that can't be made is an empty handle, and no more.
+    void CheckContained(const Reply& reply)
+    {
+        const std::string failed = watched.failed;
+        const bool is_first = !setting_.is_open && reply.length == 0 &&
+                              (failed == "SQLAllocHandle" || failed == "SQLSetEnvAttr");
+        const bool is_told = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
+        Check(is_told || is_first, "the exception is not told of " + failed);
+        const bool is_removal = row_.name == std::string_view("RemoveConnection");
+        if (failed.ends_with(" END")) {
+            Check(!ThrowsAtHost() || !setting_.is_open, failed + " did not leave the entry");
+        } else {
+            Check(reply.code == (is_removal ? ORVEL_ERROR : Reply::kUntouched), "a code is there");
+        }
+    }
+
+    // Only the last END record, and what convention 9 names beside it, may throw at the host.
+    bool ThrowsAtHost() const
+    {
+        const std::string_view name = row_.name;
+        const std::string_view record = watched.failed;
+        const bool is_inner =
+            name.ends_with("Connect") && record.find("WithTimeout") != std::string_view::npos;
+        return record.ends_with(" END")
+                   ? !is_inner
+                   : !record.ends_with(" BEGIN") || name == "DataSources" || name == "GetTypeInfo";
+    }
+
+    void ConnectsAndQueries()
+    {
+        const auto done = [&](const char* entry, const Reply& reply, uint32_t length) {
+            Check(reply.length == length && gateway_->Call("WasError").code == 0,
+                  fmt::format("{} works no more", entry));
+            return std::string(reply.Bytes());
+        };
+        Current().rows = 1;
+        gateway_->CallOn(statement_ + std::string(8, '\0'), "Execute");  // over what it still holds
+        const auto made = done("DSNConnect", gateway_->Call("DSNConnect", {"y"}), 8);
+        const auto used = done("AllocStatement", gateway_->Call("AllocStatement", {made}), 8);
+        done("Prepare", gateway_->CallOn(used, "Prepare", {"q"}), 0);
+        done("Execute", gateway_->CallOn(used, "Execute"), 0);
+        const bool is_wide = setting_.unicode != 0 && setting_.legacy == 0;
+        done("FetchRows", gateway_->CallOn(used, "FetchRows", {1}), is_wide ? 6 : 5);
+        done("Disconnect", gateway_->CallOn(made, "Disconnect"), 0);
+    }
+
+    const ORVEL_ZFE& row_;
+    const Setting& setting_;
+    static inline WatchingHost host;
+    std::optional<Gateway> gateway_;
+    std::string connection_;
+    std::string statement_;
+    std::vector<std::string> problems_;
+};
+
+/// What a child process tells its parent, which outlives it.
+struct Shared {
+    int nth;
+    int cases;
+    int problems;
+};
+
+// Runs an entry with the failure at each place in turn; a child process goes on where the last one
+// ended.
+void FailEverywhere(const ORVEL_ZFE& row, const Setting& setting, Failure failure, Shared& shared)
+{
+    const auto told = [&](const std::string& what) {
+        ++shared.problems;
+        fmt::print(stderr, "{}, {}: failure {} code {} no. {} {}: {}\n", row.name, setting.name,
+                   static_cast<int>(failure.kind), failure.code, shared.nth, watched.failed, what);
+    };
+    shared.nth = 0;
+    for (int status = 1; status != 0;) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            bool came = true;
+            while (came) {
+                failure.nth = ++shared.nth;
+                std::vector<std::string> problems;
+                came = Case(row, setting, failure).Run(problems);
+                for (const std::string& problem : problems) {
+                    told(problem);
+                }
+                shared.cases += came ? 1 : 0;
+            }
+            std::_Exit(0);
+        }
+        ::waitpid(child, &status, 0);
+        if (status != 0) {
+            told(fmt::format("the process ended, status {:#x}", status));
+        }
+    }
+}
+
+class Failures : public testing::Test {
+protected:
+    Failures()
+    {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+        const Gateway gateway(ORVELGW_LIBRARY);
+        for (const ORVEL_ZFE* row = gateway.Table(); row->name != nullptr; ++row) {
+            names_.emplace_back(row->name);
+            signatures_.emplace_back(row->signature);
+        }
+        for (std::size_t i = 0; i < names_.size(); ++i) {
+            rows_.push_back({names_[i].c_str(), signatures_[i].c_str(), nullptr});
+        }
+        shared_ = static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                              MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    }
+    ~Failures() override
+    {
+        fmt::print("{} cases, {} problems\n", shared_->cases, shared_->problems);
+        EXPECT_EQ(shared_->problems, 0);
+        EXPECT_GT(shared_->cases, 0);
+        ::munmap(shared_, sizeof(Shared));
+    }
+
+    void Everywhere(Failure failure)
+    {
+        for (const ORVEL_ZFE& row : rows_) {
+            for (const Setting& setting : kSettings) {
+                FailEverywhere(row, setting, failure, *shared_);
+            }
+        }
+    }
+
+private:
+    std::vector<std::string> names_;
+    std::vector<std::string> signatures_;
+    std::vector<ORVEL_ZFE> rows_;
+    Shared* shared_;
+};
+
+TEST_F(Failures, OfAnAllocation)
+{
+    Everywhere({Failure::kAllocation});
+}
+
+TEST_F(Failures, OfEveryAllocationFromOneOn)
+{
+    Everywhere({Failure::kEveryAllocation});
+}
+
+TEST_F(Failures, OfAnOdbcCall)
+{
+    constexpr SQLRETURN kCodes[] = {-1, -2, 100, 2, 99, 1, 12'345};
+    for (const SQLRETURN code : kCodes) {
+        Everywhere({Failure::kOdbcCall, code});
+    }
+}
+
+TEST_F(Failures, ByAnException)
+{
+    Everywhere({Failure::kOdbcException});
+}
+
+TEST_F(Failures, OfATraceRecord)
+{
+    Everywhere({Failure::kRecord});
+}
+
+}  // namespace
