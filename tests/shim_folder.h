@@ -6,7 +6,7 @@
 
 #include "TemporaryFolder.h"
 
-/// Links and copies in a folder that goes with it. Two links to a shim are one to the loader.
+/// Links and copies in a folder that goes with them. Two links to a shim are one to the loader.
 class ShimFolder : public TemporaryFolder {
 public:
     std::string Link(const std::filesystem::path& file, const std::string& name) const

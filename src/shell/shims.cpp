@@ -45,7 +45,7 @@ std::string Misfit(const ShimFace& face, const fs::path& driver)
         case DriverKind::kNoDriver:
             return "no ODBC driver";
         case DriverKind::kDriverManager:
-            return "this is a driver manager, and no driver";
+            return "a driver manager, and no driver";
         case DriverKind::kNarrow:
             return face.library == FaceOf("narrow").library
                        ? "its functions are narrow already; wide and utf16 do something for it"

@@ -21,14 +21,35 @@ void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
     }
 }
 
-class Diagnosis : public SourceTest {};
+class Diagnosis : public SourceTest {
+protected:
+    /// A configuration whose data source has this face's driver.
+    static std::string OwnSource(const TemporaryFolder& folder)
+    {
+        const std::string& name = GetParam().name;
+        const std::string& driver = GetParam().driver;
+        const std::string section = "[" + name.substr(0, name.find('_')) + "]\nDriver = ";
+        std::string text = Slurp(std::getenv("ODBCINI"));
+        if (driver.starts_with("DRIVER=/")) {
+            const auto at = text.find(section) + section.size();
+            const auto file = driver.substr(7, driver.find(';') - 7);
+            text.replace(at, text.find('\n', at) - at, file);
+        }
+        const auto file = folder.path / "odbc.ini";
+        std::ofstream(file) << text;
+        return file;
+    }
+};
 
 TEST_P(Diagnosis, OfASourceThatIsThere)
 {
-    const bool is_named = !GetParam().server.empty() && !Lacks("a name");
-    const Finished run = RunDoctor(is_named ? GetParam().name : GetParam().ConnectionString());
+    const TemporaryFolder folder;
+    const std::string name = GetParam().name;
+    const Finished run = GetParam().server.empty() ? RunDoctor(GetParam().ConnectionString())
+                                                   : RunDoctor(name.substr(0, name.find('_')),
+                                                               "ODBCINI=" + OwnSource(folder));
     EXPECT_EQ(std::to_string(run.exit_code), Expected("doctor's code", "0"));
-    const auto row = [this](const std::string& check, const std::string& usual) {
+    const auto row = [&](const std::string& check, const std::string& usual) {
         return "  " + check + std::string(check == "long text whole" ? 13 : 7, ' ') +
                Expected("doctor's " + check, usual);
     };

@@ -1,7 +1,6 @@
 #include "shell/doctor/TrialLink.h"
 
 #include <cstdlib>
-#include <string>
 #include <system_error>
 
 #include "shell/driver_kind.h"
