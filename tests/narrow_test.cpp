@@ -31,7 +31,7 @@ protected:
         return std::string(Call("DSNConnect", {"DRIVER=" + driver + ";Database=:memory:"}).Bytes());
     }
 
-    const ShimFolder folder;
+    const ShimFolder folder{};
 };
 
 TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)

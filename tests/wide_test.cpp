@@ -178,7 +178,7 @@ protected:
         return CALL(face, SQLSetStmtAttrW, statement, attribute, reinterpret_cast<void*>(value), 0);
     }
 
-    const ShimFolder folder;
+    const ShimFolder folder{};
     std::unique_ptr<void, int (*)(void*)> library;
     NarrowDriver& driver;
     Face face;
@@ -687,7 +687,7 @@ private:
 
 TEST(WideSqlite, AllocatesNothingForAValue)
 {
-    const ShimFolder folder;
+    const ShimFolder folder{};
     const Face face(folder, "utf16-libsqlite3odbc.so");
     SQLHSTMT const statement = face.Statement();
     std::wstring sql = L"SELECT ?";
@@ -715,7 +715,7 @@ TEST(WideSqlite, AllocatesNothingForAValue)
 
 TEST(WideSqlite, CarriesAnyTextInAnyPieces)
 {
-    const ShimFolder folder;
+    const ShimFolder folder{};
     RandomText random;
     const std::pair<const char*, WideForm> faces[] = {
         {"wide-libsqlite3odbc.so", WideForm::kCodePoints},
