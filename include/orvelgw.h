@@ -14,8 +14,8 @@
  *
  *  2. Threads. One thread at a time, whichever. The environment, the error record, the handle
  *     registry and the conversion buffers belong to the whole process and take no lock. A thread
- *     that is cancelled (pthread_cancel) while an entry waits for a driver ends after the entry. The
- *     library itself uses 16 KB of stack at most in a call; the driver manager and the driver need
+ *     that is cancelled (pthread_cancel) while an entry waits for a driver ends after the entry.
+ * The library itself uses 16 KB of stack at most in a call; the driver manager and the driver need
  *     theirs beside that (iODBC 3.52.9 with SQLite's driver: 46 KB to connect, 6 KB otherwise).
  *
  *  3. Widths and byte order. Length words and 2-byte characters are 16 bits, integers and the
@@ -79,7 +79,8 @@
  *     ends in the exception flag ("WasError" says -1000). Only what the logging routine throws from
  *     an entry's last END record, from the single record of "Test" and of the option and version
  *     entries, from BEGIN of "DataSources", or from any record of "GetTypeInfo" but that of a
- *     failure, and what comes of failing memory while such a record is made, reaches the host. ReleaseLongString must not throw.
+ *     failure, and what comes of failing memory while such a record is made, reaches the host.
+ * ReleaseLongString must not throw.
  *
  * 10. Lists. Results of more than one value, and lists as arguments, are the elements below, one
  *     behind the other, without a header or an end mark. A list in a list is a string element that
@@ -94,10 +95,10 @@
  *     In rows a NULL is the empty string element 02 01, and an empty value is one zero byte.
  *
  * 11. Process. A server that is gone is an error of the call, though a driver's write to it raises
- *     SIGPIPE. Where the host leaves that signal to the system (SIG_DFL) as it connects, the library
- *     installs a handler: while an entry runs, its thread's SIGPIPE is swallowed; any other ends the
- *     process, as it would have. The handler goes when the environment does, at unloading or exit,
- *     unless the host has replaced it by then. A host that ignores the signal or handles it, set
+ *     SIGPIPE. Where the host leaves that signal to the system (SIG_DFL) as it connects, the
+ * library installs a handler: while an entry runs, its thread's SIGPIPE is swallowed; any other
+ * ends the process, as it would have. The handler goes when the environment does, at unloading or
+ * exit, unless the host has replaced it by then. A host that ignores the signal or handles it, set
  *     before or after, keeps what it has set, and a handler of its own sees the drivers' signals,
  *     too. A host that sets SIG_DFL after it has connected gives the protection up until it
  *     connects again; one that blocks the signal finds a driver's pending. exec() brings SIG_DFL

@@ -151,9 +151,10 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
         {right + ";Host=127.0.0.1:" + std::to_string(silent.number),
          {"server right", "cause refused the server is there, and refuses the user"}},
         {wide + server + closed,
-         {"kind misused wide functions, of 2-byte characters", "cause misused", "-> ln -s ",
+         {"kind misused wide functions, of 2-byte characters", "cause misused",
+          std::string("-> for -u: orvelgw shim utf16 ") + WIDE_DRIVER_2 + "\n",
           "with the shim refused SQLState: (28000) NativeError: [7] Message: Login failed",
-          "/narrow-libwide-driver-2.so instead\n", "behind it stopped nobody listens"}},
+          "-> then take the DRIVER= that it prints\n", "behind it stopped nobody listens"}},
     };
     for (const auto& [string, parts] : cases) {
         const Finished run = Diagnosed(string);
@@ -170,7 +171,7 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
 {
     fs::create_symlink(WIDE_DRIVER_2, folder / "driver.so");
     const std::string shim = "DRIVER=" + In("narrow-driver.so");
-    const std::string in_section = "/narrow-libwide-driver-2.so in [far] of " + In("odbc.ini");
+    const std::string in_section = "as Driver = in [far] of " + In("odbc.ini");
     using Parts = std::vector<std::string>;
     const std::tuple<std::string, std::string, int, Parts> cases[] = {
         {right, "TEST_DRIVER=crash", 4, {"cause crashed the driver crashed: Aborted"}},
@@ -181,7 +182,10 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
           "cause crashed the driver manager itself crashes: Aborted"}},
         {right, "TEST_DRIVER=exit", 4, {"cause unloadable loading it crashes: it ended the"}},
         {wide, "TEST_DRIVER=connect", 4, {"with the shim right"}},
-        {wide, "TEST_DRIVER=wide", 1, {"-> ln -s"}},
+        {wide,
+         "TEST_DRIVER=wide",
+         1,
+         {"-> for narrow and -l, as bytes of the driver's own: orvelgw shim narrow "}},
         {wide, "TMPDIR=/no/such/folder", 4, {"cause misused"}},
         {"far", "TEST_DRIVER=keys", 4, {"with the shim right", in_section}},
         {shim,
@@ -196,6 +200,44 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
         EXPECT_EQ(run.exit_code, exit_code) << does;
         Expect(run.data, parts);
     }
+}
+
+TEST_F(DoctorFiles, MakesShimsForDriversThatNeedThem)
+{
+    fs::create_symlink(WIDE_DRIVER_2, folder / "two.so");
+    fs::create_symlink(WIDE_DRIVER_4, folder / "four.so");
+    fs::create_symlink(ORVELGW_DRIVER_FOLDER "/libsqlite3odbc.so", folder / "sqlite.so");
+    std::ofstream(folder / "wide-two.so") << "a person's own";
+    fs::create_directory(folder / "other");
+    const std::string other = " " + In("other");
+    const std::tuple<std::string, int, std::string> cases[] = {
+        {"utf16 " + In("two.so"), 0, "DRIVER=" + In("utf16-two.so") + "\n"},
+        {"utf16 " + In("two.so"), 0, "DRIVER="},  // it may be made again
+        {"utf16 " + In("sqlite.so"), 0, "DRIVER=" + In("utf16-sqlite.so") + "\n"},
+        {"wide libsqlite3odbc.so" + other, 0, "DRIVER=" + In("other") + "/wide-libsqlite3odbc.so"},
+        {"wide " + In("two.so"), 1, "wide-two.so: there is a file of that name, which is no shim"},
+        {"wide " + In("two.so") + other, 1,
+         "it would look for its driver at " ORVELGW_DRIVER_FOLDER},
+        {"narrow " + In("sqlite.so"), 1, "its functions are narrow already"},
+        {"wide " + In("four.so"), 1, "it has 4-byte wide functions, and needs no shim"},
+        {"wide " + In("utf16-two.so"), 1, "this is a shim itself"},
+        {"wide " + In("text.so"), 1, "text.so: "},
+        {"wide " + In("none.so"), 1, "none.so: there is no such file"},
+        {"utf16 libsqlite3odbc.so " + In("missing"), 1, "No such file or directory"},
+        {"broad libsqlite3odbc.so", 2, "broad not in"},
+        {"wide", 2, "DRIVER is required"},
+        {"-u wide libsqlite3odbc.so", 2, "shim takes no option but --library"},
+    };
+    for (const auto& [words, exit_code, part] : cases) {
+        const Finished run = RunTool("shim " + words);
+        EXPECT_EQ(run.exit_code, exit_code) << words;
+        Expect(exit_code == 0 ? run.data : run.messages, {part});
+    }
+    EXPECT_EQ(Slurp(folder / "wide-two.so"), "a person's own");
+    const Finished run = Diagnosed("DRIVER=" + In("utf16-sqlite.so") + ";Database=:memory:");
+    Expect(run.data, {"the shim utf16, for -u\n", "behind the shim found " + In("sqlite.so"),
+                      "kind right wide functions, of 4-byte characters",
+                      "😀 as a parameter refused right right\n"});
 }
 
 TEST_F(DoctorFiles, LeavesNothingWhereASignalEndsIt)

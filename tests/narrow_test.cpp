@@ -2,35 +2,28 @@
 #include <dlfcn.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <sstream>
 
-#include "TemporaryFolder.h"
 #include "gateway_fixture.h"
 #include "shell/driver_kind.h"
+#include "shim_folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
 class NarrowShim : public GatewayTest {
 protected:
-    /// A link to the shim, or a copy, in a folder of the test's. Two links are one to the loader.
     std::string Link(const std::string& name) const
     {
-        const auto link = folder / name;
-        fs::create_symlink(fs::canonical(ORVELGW_NARROW_SHIM), link);
-        return link;
+        return folder.Link(ORVELGW_NARROW_SHIM, name);
     }
     std::string Copy(const std::string& name) const
     {
-        fs::copy_file(ORVELGW_NARROW_SHIM, folder / name);
-        return folder / name;
+        return folder.Copy(ORVELGW_NARROW_SHIM, name);
     }
     std::string Self() const
     {
         std::string shim = Copy("narrow-self.so");
-        fs::create_symlink(shim, folder / "self.so");
+        folder.Link(shim, "self.so");
         return shim;
     }
     std::string Connect(const std::string& driver) const
@@ -38,8 +31,7 @@ protected:
         return std::string(Call("DSNConnect", {"DRIVER=" + driver + ";Database=:memory:"}).Bytes());
     }
 
-    const TemporaryFolder files;
-    const fs::path& folder = files.path;
+    const ShimFolder folder;
 };
 
 TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)
@@ -99,7 +91,7 @@ TEST_F(NarrowShim, KeepsTheDriversCallsInsideIt)
 {
     void* driver_manager = dlopen("libiodbc.so.2", RTLD_NOW | RTLD_GLOBAL);
     ASSERT_NE(driver_manager, nullptr);
-    fs::create_symlink(CALLING_DRIVER, folder / "calling.so");
+    folder.Link(NARROW_DRIVER, "calling.so");
     const std::string connection = Connect(Copy("narrow-calling.so"));
     EXPECT_EQ(connection.size(), 8U) << List("GetSQLErrors", {"", ""});
     EXPECT_EQ(Code("Disconnect", {connection}), 0);
@@ -111,10 +103,10 @@ TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
 {
     Dl_info library{};
     ASSERT_NE(dladdr(reinterpret_cast<void*>(&std::fopen), &library), 0);
-    fs::create_symlink(library.dli_fname, folder / "libc.so.6");
-    fs::create_symlink(LoadedDriverManager().file, folder / "libiodbc.so.2");
+    folder.Link(library.dli_fname, "libc.so.6");
+    folder.Link(LoadedDriverManager().file, "libiodbc.so.2");
     const std::pair<std::string, std::string> cases[] = {
-        {Copy("narrow-nothing.so"), (folder / "nothing.so").string() + ": cannot open"},
+        {Copy("narrow-nothing.so"), (folder.path / "nothing.so").string() + ": cannot open"},
         {Copy("narrow-nothing2.so"), "/odbc/nothing2.so: cannot open"},
         {Copy("narrow-libc.so.6"), "libc.so.6: no ODBC driver, as it has no SQLConnect"},
         {Copy("narrow-libiodbc.so.2"), "libiodbc.so.2: this is a driver manager"},

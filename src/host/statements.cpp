@@ -7,7 +7,8 @@ using namespace frame;
 
 namespace {
 
-// The longest text of "PrepareW" is a character shorter. Process-wide, as every conversion buffer is.
+// The longest text of "PrepareW" is a character shorter. Process-wide, as every conversion buffer
+// is.
 constexpr int kWideStatementSize = 32'768;
 wchar_t wide_statement[kWideStatementSize];
 

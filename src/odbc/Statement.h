@@ -32,8 +32,8 @@ public:
     /// Deletes the parameters.
     void ReleaseAll();
 
-    /// SQLPrepare; SQL_ERROR without a call for a null text. The length is in bytes; a driver finds a
-    /// zero behind them.
+    /// SQLPrepare; SQL_ERROR without a call for a null text. The length is in bytes; a driver finds
+    /// a zero behind them.
     SQLRETURN Prepare(char* text, int length);
     /// SQLPrepareW of a terminated text; SQL_ERROR without a call for a null text.
     SQLRETURN PrepareW(wchar_t* text);

@@ -61,12 +61,13 @@ private:
     CLI::Option* file_;
 };
 
-void CheckDoctor(const CLI::App& app)
+// Refuses the options that a subcommand has no use for.
+void CheckOptions(const CLI::App& app, const std::vector<const char*>& allowed, const char* refusal)
 {
     for (const CLI::Option* option : app.parse_order()) {
-        if (!option->check_lname("data-source") && !option->check_lname("library")) {
-            throw CLI::ValidationError(
-                "doctor takes --data-source and --library alone: it tries every mode by itself");
+        if (std::ranges::none_of(allowed,
+                                 [=](const char* name) { return option->check_lname(name); })) {
+            throw CLI::ValidationError(refusal);
         }
     }
 }
@@ -75,11 +76,16 @@ void CheckDoctor(const CLI::App& app)
 void CheckTogether(const CLI::App& app, const CommandLine& command, bool calls)
 {
     const int wanted = (command.statements.empty() ? 0 : 1) + (command.import.empty() ? 0 : 1) +
-                       (calls ? 1 : 0) + (command.diagnose ? 1 : 0);
+                       (calls ? 1 : 0) + (command.diagnose ? 1 : 0) +
+                       (command.shim_face.empty() ? 0 : 1);
     if (wanted != 1) {
-        throw CLI::ValidationError(wanted == 0
-                                       ? "one of --command, --import, call and doctor is required"
-                                       : "--command, --import, call and doctor exclude each other");
+        throw CLI::ValidationError(
+            wanted == 0 ? "one of --command, --import, call, doctor and shim is required"
+                        : "--command, --import, call, doctor and shim exclude each other");
+    }
+    if (!command.shim_face.empty()) {
+        CheckOptions(app, {"library"}, "shim takes no option but --library");
+        return;
     }
     if (!command.connection_string && !calls) {
         throw CLI::ValidationError("--data-source is required");
@@ -88,7 +94,9 @@ void CheckTogether(const CLI::App& app, const CommandLine& command, bool calls)
         throw CLI::ValidationError("call: the name of an entry is required");
     }
     if (command.diagnose) {
-        CheckDoctor(app);
+        CheckOptions(
+            app, {"data-source", "library"},
+            "doctor takes --data-source and --library alone: it tries every mode by itself");
     }
     const bool needs_one = !command.markers.empty() || command.get_file;
     if (needs_one && command.statements.size() != 1) {
@@ -97,7 +105,8 @@ void CheckTogether(const CLI::App& app, const CommandLine& command, bool calls)
 }
 
 constexpr char kFooter[] =
-    "Rows, results of calls and the doctor's report go to stdout, all else to stderr. Exit codes:\n"
+    "Rows, results of calls, the doctor's report and the words of shim go to stdout, all else to\n"
+    "stderr. Exit codes:\n"
     "0; 1 SQL error, a file that can't be read or written, a call that failed, or text that is\n"
     "right in no mode; 2 wrong usage; 3 the gateway can't be loaded; 4 the connection failed.\n";
 
@@ -114,6 +123,10 @@ constexpr char kDoctorHelp[] =
 constexpr char kDoctorFooter[] =
     "  -d,--data-source STRING     Connection string, or the name of a data source\n"
     "  --library FILE              The gateway to load";
+
+constexpr char kShimHelp[] =
+    "Make a shim for a driver that the driver manager misuses: FACE is narrow, wide or utf16, as\n"
+    "doctor advises it; DRIVER the driver's file. Prints the DRIVER= for a connection string.";
 
 std::string Refusal(const CLI::App* /*app*/, const CLI::Error& error)
 {
@@ -169,6 +182,15 @@ Parsed ParseCommandLine(int count, const char* const* words)
     call->add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
     CLI::App* doctor = app.add_subcommand("doctor", kDoctorHelp)->fallthrough();
     doctor->footer(kDoctorFooter);
+    CLI::App* shim = app.add_subcommand("shim", kShimHelp)->fallthrough();
+    shim->add_option("FACE", command.shim_face, "narrow, wide or utf16")
+        ->required()
+        ->check(CLI::IsMember({"narrow", "wide", "utf16"}));
+    shim->add_option("DRIVER", command.shim_driver, "The driver's file, or its name alone")
+        ->required();
+    shim->add_option("FOLDER", command.shim_folder,
+                     "Where to put it (default: beside the gateway, or beside a driver in a folder "
+                     "of its own)");
     app.footer(kFooter);
     app.failure_message(&Refusal);
     try {

@@ -8,7 +8,8 @@
 #include "shell/Query.h"
 #include "shell/Session.h"
 
-/// What the program is to do: run statements, import a file, call entries, or diagnose.
+/// What the program is to do: run statements, import a file, call entries, diagnose, or make a
+/// shim.
 struct CommandLine {
     std::optional<std::string> connection_string;
     SessionOptions options;
@@ -25,6 +26,10 @@ struct CommandLine {
     bool is_hex = false;
 
     bool diagnose = false;
+
+    std::string shim_face;  // empty: none is to be made
+    std::string shim_driver;
+    std::string shim_folder;  // empty: where it belongs
 };
 
 /// Exit codes of the program.

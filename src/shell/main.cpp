@@ -22,6 +22,7 @@
 #include "shell/doctor/Doctor.h"
 #include "shell/import.h"
 #include "shell/present.h"
+#include "shell/shims.h"
 #include "shell/words.h"
 
 namespace {
@@ -130,11 +131,20 @@ ExitCode CarryOutThroughGateway(const CommandLine& command)
     return exit_code;
 }
 
+ExitCode PrintShim(const CommandLine& command)
+{
+    const auto made = MakeShim(FaceOf(command.shim_face), LibraryPath(command),
+                               DriverNamed(command.shim_driver), command.shim_folder);
+    std::printf("DRIVER=%s\n", Printable(made.string()).c_str());
+    return kDone;
+}
+
 ExitCode CarryOut(const CommandLine& command)
 {
     const ExitCode exit_code =
-        command.diagnose ? Diagnose(LibraryPath(command), *command.connection_string, stdout)
-                         : CarryOutThroughGateway(command);
+        !command.shim_face.empty() ? PrintShim(command)
+        : command.diagnose ? Diagnose(LibraryPath(command), *command.connection_string, stdout)
+                           : CarryOutThroughGateway(command);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw std::runtime_error("the output could not be written");
     }

@@ -26,7 +26,8 @@ struct Dialect {
     std::string keeping = {};  // what makes a server keep its tables when it is killed
 };
 
-/// One source. scripts/with-servers makes a data source of the same name.
+/// One source. scripts/with-servers makes a data source of the same name; a name like mariadb_utf16
+/// is that of a face, the same source behind a shim.
 struct Source {
     std::string name;
     std::string product;
@@ -36,6 +37,7 @@ struct Source {
     std::string bad_login = {};      // what is said of a wrong password
     std::string no_server = {};      // and of a port where nobody listens
     bool is_narrow = true;           // the driver manager converts all wide text
+    std::string wide_literal = {};   // what begins a literal of wide text, before its quote
     bool folds_to_capitals = false;  // names in SQL, unless they are quoted
     TypeNames types = {};
     Dialect dialect = {};
@@ -68,7 +70,7 @@ struct Source {
     std::string ServerFile(const std::string& file) const;
 };
 
-/// SQLite, PostgreSQL, MariaDB through the shim, Virtuoso.
+/// SQLite, PostgreSQL, MariaDB through the narrow shim, Virtuoso; then faces of the first three.
 const std::vector<Source>& Sources();
 
 void PrintTo(const Source& source, std::ostream* out);

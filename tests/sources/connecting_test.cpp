@@ -34,6 +34,9 @@ protected:
 
 TEST_P(Connecting, ByName)
 {
+    if (Lacks("a name")) {
+        GTEST_SKIP();
+    }
     const std::string& name = GetParam().name;
     const std::string& user = GetParam().user;
     const std::string password = GetParam().Password();
@@ -65,9 +68,11 @@ TEST_P(Connecting, WithAWrongPassword)
     }
     // What other users of this machine would try first; Virtuoso 7.2.5 stops answering after a few.
     const std::string why = Expected("bad login", GetParam().bad_login);
-    ExpectRefusals("Connect", {GetParam().name, GetParam().user, "dba"}, why, 1);
+    if (!Lacks("a name")) {
+        ExpectRefusals("Connect", {GetParam().name, GetParam().user, "dba"}, why, 1);
+        EXPECT_EQ(Call("Connect", {GetParam().name, "root", ""}).length, 0U);
+    }
     ExpectRefusals("DSNConnect", {GetParam().ConnectionString(0, "secret")}, why, 1);
-    EXPECT_EQ(Call("Connect", {GetParam().name, "root", ""}).length, 0U);
     EXPECT_EQ(Code("Disconnect", {Connected()}), 0);
 }
 

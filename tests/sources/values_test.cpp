@@ -152,7 +152,7 @@ TEST_P(Values, OfWideTextToNarrowDrivers)
 // The same defect cuts the text of "PrepareW".
 TEST_P(Values, OfStatementsInWideText)
 {
-    const std::string literal = GetParam().is_narrow ? "'Ωz'" : "N'Ωz'";
+    const std::string literal = GetParam().wide_literal + "'Ωz'";
     ASSERT_EQ(Code("PrepareW", {statement, UnitsFromUtf8("SELECT " + literal + " -- cut")}), 0);
     ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
     EXPECT_EQ(Rows(), "\"Ωz\"\n");

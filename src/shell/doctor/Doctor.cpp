@@ -7,12 +7,14 @@
 
 #include <clocale>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <type_traits>
 #include <utility>
 
 #include "shell/Session.h"
-#include "shell/doctor/Shim.h"
+#include "shell/doctor/TrialLink.h"
 #include "shell/doctor/driver_manager.h"
 #include "shell/version.h"
 
@@ -121,7 +123,7 @@ ExitCode Doctor::Run()
     ReportConnection("connection", trial);
     if (trial.is_connected) {
         if (IsMisused()) {
-            AdviseShim();
+            AdviseShims();
         }
         return TryRoundTrips(std::move(trial));
     }
@@ -191,11 +193,16 @@ void Doctor::ReportDriver()
                  : fault == DataSource::kUnreachedFile ? "unreached"
                                                        : "missing",
                  source_.DriverFile());
-    const auto behind = Shim::DriverBehind(source_.DriverFile());
-    if (fault == DataSource::kNone && behind) {
-        behind_ = KindOfDriver(*behind);
+    if (fault != DataSource::kNone) {
+        return;
+    }
+    if (const auto shim = AsShim(source_.DriverFile())) {
+        shim_.emplace(*shim);
+        behind_ = KindOfDriver(shim->driver);
         const auto [verdict, text] = WordsOf(*behind_);
-        report_.Line("behind the shim", IsUsable(*behind_) ? "found" : verdict, behind->string());
+        report_.More(fmt::format("the shim {}, for {}", shim->face.name, shim->face.modes));
+        report_.Line("behind the shim", IsUsable(*behind_) ? "found" : verdict,
+                     shim->driver.string());
         report_.More(text);
     }
 }
@@ -205,11 +212,14 @@ void Doctor::ReportKind() const
     const auto [verdict, text] = WordsOf(kind_);
     report_.Line("kind", verdict, text);
     if (IsMisused()) {
-        report_.More("this driver manager takes them for 4-byte ones; the cure is the shim");
+        report_.More("this driver manager takes them for 4-byte ones; the cure is a shim");
     } else if (kind_.form == DriverKind::kWide && kind_.character_width == 0) {
         report_.Advise(
             "the driver manager takes them for 4-byte characters; garbled diagnostics "
-            "mean 2-byte ones, for which there is liborvelnarrow.so");
+            "mean 2-byte ones, for which there are shims");
+        AdviseShims();
+    } else if (kind_.form == DriverKind::kNarrow) {
+        AdviseShim("utf16");
     }
 }
 
@@ -225,19 +235,23 @@ void Doctor::ReportServer()
     }
 }
 
-void Doctor::AdviseShim() const
+void Doctor::AdviseShims() const
 {
-    const Shim shim(library_, source_.DriverFile());
-    if (!shim.IsBuilt()) {
-        report_.Advise(shim.File().string() + " is not there; cmake --build makes it");
-    }
-    if (!shim.IsLinked()) {
-        report_.Advise(fmt::format("ln -s {} {}", shim.File().string(), shim.Link().string()));
+    for (const ShimFace& face : kShimFaces) {
+        AdviseShim(face.name);
     }
     report_.Advise(string_.Has("DRIVER")
-                       ? fmt::format("DRIVER={} instead", shim.Link().string())
-                       : fmt::format("Driver = {} in [{}] of {}", shim.Link().string(),
+                       ? std::string("then take the DRIVER= that it prints")
+                       : fmt::format("then write what it prints behind DRIVER= as Driver = in [{}] "
+                                     "of {}",
                                      source_.Section(), source_.SectionFile()));
+}
+
+// A driver that is behind a shim already may have another one.
+void Doctor::AdviseShim(const char* face) const
+{
+    report_.Advise(fmt::format("for {}: orvelgw shim {} {}", FaceOf(face).modes, face,
+                               shim_ ? shim_->driver.string() : source_.DriverFile()));
 }
 
 void Doctor::ReportConnection(const char* subject, const ModeTrial& trial) const
@@ -259,8 +273,10 @@ void Doctor::ReportCause(const char* subject, const Cause& cause) const
 
 std::optional<ModeTrial> Doctor::TryShim() const
 {
-    const Shim shim(library_, source_.DriverFile());
-    if (!shim.IsBuilt()) {
+    const std::filesystem::path shim =
+        std::filesystem::path(library_).parent_path() / FaceOf("narrow").library;
+    std::error_code none;
+    if (!std::filesystem::exists(shim, none)) {
         return std::nullopt;
     }
     const TrialLink link(shim, source_.DriverFile());
@@ -280,7 +296,7 @@ void Doctor::ReportCauses(const ModeTrial& trial) const
         const auto [verdict, text] = WordsOf(*behind_);
         ReportCause("cause", {verdict,
                               "behind the shim: " + text,
-                              {"install the driver's package, or correct the link's name"}});
+                              {"install the driver's package, or correct the shim's name"}});
     } else if (!IsMisused()) {
         ReportCause("cause", CauseBeyondDriver(trial));
     } else {
@@ -296,7 +312,7 @@ void Doctor::ReportMisuse() const
     }
     ReportCause("cause",
                 {"misused", "its wide functions take 2-byte characters, and get 4-byte ones", {}});
-    AdviseShim();
+    AdviseShims();
     if (shimmed && !shimmed->is_connected) {
         ReportCause("  behind it", CauseBeyondDriver(*shimmed));
     }

@@ -14,6 +14,7 @@
 #include "shell/doctor/round_trips.h"
 #include "shell/doctor/server.h"
 #include "shell/driver_kind.h"
+#include "shell/shims.h"
 
 /// Reports what there is between this machine and a data source, whether or not it can be reached:
 /// library, driver manager, driver and its kind, connection, and what comes back of round trips.
@@ -34,7 +35,8 @@ private:
     void ReportKind() const;
     void ReportServer();
     bool IsMisused() const { return kind_.form == DriverKind::kWide && kind_.character_width == 2; }
-    void AdviseShim() const;
+    void AdviseShims() const;
+    void AdviseShim(const char* face) const;
     void ReportConnection(const char* subject, const ModeTrial& trial) const;
     void ReportCause(const char* subject, const Cause& cause) const;
     void ReportCauses(const ModeTrial& trial) const;
@@ -49,7 +51,8 @@ private:
     Profiles profiles_;
     DataSource source_;
     DriverKind kind_;
-    std::optional<DriverKind> behind_;  // of the driver behind the shim, where that is the driver
+    std::optional<ShimFile> shim_;      // where the driver is a shim
+    std::optional<DriverKind> behind_;  // the kind of the driver behind it
     std::optional<Server> server_;      // where one is named
     Reach reach_;
     DoctorReport report_;

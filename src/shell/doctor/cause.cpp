@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "shell/Session.h"
-#include "shell/doctor/Shim.h"
+#include "shell/shims.h"
 
 namespace {
 
@@ -127,11 +127,10 @@ std::optional<Cause> CauseInFiles(const DataSource& source, const DriverKind& ki
     if (kind.form == DriverKind::kUnloadable) {
         return Cause{"unloadable", kind.reason, AdviceOnLoading(file, kind.reason)};
     }
-    if (Shim::IsNameless(file)) {
-        return Cause{
-            "no driver",
-            file + " is the shim, which finds a driver by the name of a link to it",
-            {fmt::format("ln -s {} narrow-NAME.so, and name the link, for NAME.so", file)}};
+    if (IsShim(file) && !AsShim(file)) {
+        return Cause{"no driver",
+                     file + " is the shim, which finds a driver by its own file's name",
+                     {"orvelgw shim makes one that is named after a driver"}};
     }
     if (kind.form == DriverKind::kNoDriver) {
         return Cause{"no driver",

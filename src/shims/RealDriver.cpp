@@ -1,14 +1,13 @@
-#include "narrow/RealDriver.h"
+#include "shims/RealDriver.h"
 
 #include <dlfcn.h>
 
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 
-namespace {
+#include "shims/self.h"
 
-constexpr std::string_view kPrefix = "narrow-";
+namespace {
 
 // The driver's calls of ODBC functions are to stay inside it, where a program or a driver manager
 // has functions of the same names. AddressSanitizer refuses the flag.
@@ -45,16 +44,21 @@ const RealDriver& RealDriver::Instance()
 RealDriver::RealDriver()
 {
     const auto shim = OwnFile();
-    const std::string name = shim.filename();
-    if (!name.starts_with(kPrefix) || name.size() == kPrefix.size()) {
-        failure_ =
-            shim.string() + ": a driver is named by a link to it, such as narrow-libmaodbc.so";
+    const std::string file = shim.filename();
+    for (const std::string_view prefix : Prefixes()) {
+        if (file.starts_with(prefix) && file.size() > prefix.size()) {
+            prefix_ = prefix;
+            name_ = file.substr(prefix.size());
+        }
+    }
+    if (name_.empty()) {
+        failure_ = shim.string() + ": a driver is named by a link to it, such as " +
+                   std::string(Prefixes().front()) + "libmaodbc.so";
         return;
     }
-    const std::string real = name.substr(kPrefix.size());
-    Try(shim.parent_path() / real, shim);
+    Try(shim.parent_path() / name_, shim);
     if (!IsLoaded()) {
-        Try(std::filesystem::path(ORVELGW_DRIVER_FOLDER) / real, shim);
+        Try(std::filesystem::path(ORVELGW_DRIVER_FOLDER) / name_, shim);
     }
 }
 

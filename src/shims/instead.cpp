@@ -1,12 +1,12 @@
-#include "narrow/instead.h"
+#include "shims/instead.h"
 
-#include <algorithm>
-#include <cstring>
 #include <map>
 #include <string>
 #include <string_view>
 
-#include "narrow/RealDriver.h"
+#include "shims/Diagnosis.h"
+#include "shims/RealDriver.h"
+#include "shims/self.h"
 
 namespace {
 
@@ -40,25 +40,10 @@ SQLRETURN TellFailure(SQLSMALLINT /*type*/, SQLHANDLE /*handle*/, SQLSMALLINT nu
                       SQLCHAR* state, SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT capacity,
                       SQLSMALLINT* length)
 {
-    if (number != 1) {
-        return SQL_NO_DATA;
-    }
-    const std::string message = "[Orvel][Narrow shim]" + RealDriver::Instance().Failure();
-    const bool fits = static_cast<std::size_t>(std::max<SQLSMALLINT>(capacity, 0)) > message.size();
-    if (state != nullptr) {
-        std::memcpy(state, "IM003", 6);  // the specified driver could not be loaded
-    }
-    if (native != nullptr) {
-        *native = 0;
-    }
-    if (text != nullptr && capacity > 0) {
-        const auto cut = message.substr(0, static_cast<std::size_t>(capacity) - 1);
-        std::memcpy(text, cut.c_str(), cut.size() + 1);
-    }
-    if (length != nullptr) {
-        *length = static_cast<SQLSMALLINT>(message.size());
-    }
-    return fits ? SQL_SUCCESS : SQL_SUCCESS_WITH_INFO;
+    const std::string message =
+        "[Orvel][" + std::string(ShimName()) + "]" + RealDriver::Instance().Failure();
+    constexpr std::string_view kNotLoaded = "IM003";  // the specified driver could not be loaded
+    return TellRecord(kNotLoaded, message, number, state, native, text, capacity, length);
 }
 
 }  // namespace

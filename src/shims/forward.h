@@ -1,20 +1,15 @@
-// The functions of the shim: the narrow functions of an ODBC 3 driver, and SQLExtendedFetch, which
-// ODBC 2 programs need besides. Each hands its arguments, handles among them, to the real driver's
-// function untouched.
-//
-// Left out is what iODBC 3.52.9 prefers to another function wherever a driver exports it, and not
-// every driver has: the rest of ODBC 2 (psqlodbcw.so 13.02 has none of it), SQLBindParam and
-// SQLSetParam (libmaodbc.so 3.1.15 lacks the first). Shown by NarrowShim.ExportsWhatEveryDriverHas.
+// Functions that hand their arguments to the driver's of the same name.
+#pragma once
+
 #include <sql.h>
 #include <sqlext.h>
 
 #include <tuple>
 #include <type_traits>
 
-#include "narrow/RealDriver.h"
-#include "narrow/instead.h"
-
-namespace {
+#include "shims/RealDriver.h"
+#include "shims/instead.h"
+#include "shims/self.h"
 
 /// The types of a function's arguments, which its prototype in ODBC's headers tells.
 template <class Function>
@@ -38,14 +33,32 @@ Function* Real(const char* name)
     return found != nullptr ? reinterpret_cast<Function*>(found) : &Missing<Function>::Answer;
 }
 
+/// The driver's function, by one of the shim's own and its name.
+template <auto* function>
+auto* DriversOwn(const char* name)
+{
+    static auto* const real = Real<std::remove_pointer_t<decltype(function)>>(name);
+    return real;
+}
+#define DRIVERS(f) DriversOwn<&f>(#f)
+
+/// The handle that a function is called with, which comes first or behind its type.
+template <class First, class... Rest>
+SQLHANDLE HandleAmong(First first, Rest... rest)
+{
+    if constexpr (std::is_same_v<First, SQLHANDLE>) {
+        return first;
+    } else {
+        return HandleAmong(rest...);
+    }
+}
+
 template <auto* function, class... Types>
 SQLRETURN Forward(const char* name, Types... arguments)
 {
-    static auto* const real = Real<std::remove_pointer_t<decltype(function)>>(name);
-    return real(arguments...);
+    BeginCall(HandleAmong(arguments...));
+    return DriversOwn<function>(name)(arguments...);
 }
-
-}  // namespace
 
 // clang-format off
 // A function of the table, by the number of its arguments. The compiler holds each against its
@@ -71,34 +84,3 @@ SQLRETURN Forward(const char* name, Types... arguments)
     SQLRETURN f(EIGHT(f), AT(f, 8) j, AT(f, 9) k, AT(f, 10) l, AT(f, 11) m, AT(f, 12) n) \
         REAL(f, a, b, c, d, e, g, h, i, j, k, l, m, n)
 // clang-format on
-
-#pragma GCC visibility push(default)
-
-extern "C" {
-
-// Arguments have no names here that would tell more than their places.
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
-// clang-format off
-// ODBC 3
-F3(SQLAllocHandle) F6(SQLBindCol) F10(SQLBindParameter) F6(SQLBrowseConnect)
-F2(SQLBulkOperations) F1(SQLCancel) F1(SQLCloseCursor) F7(SQLColAttribute)
-F9(SQLColumnPrivileges) F9(SQLColumns) F7(SQLConnect) F2(SQLCopyDesc) F9(SQLDescribeCol)
-F6(SQLDescribeParam) F1(SQLDisconnect) F8(SQLDriverConnect) F3(SQLEndTran) F3(SQLExecDirect)
-F1(SQLExecute) F1(SQLFetch) F3(SQLFetchScroll) F13(SQLForeignKeys) F2(SQLFreeHandle)
-F2(SQLFreeStmt) F5(SQLGetConnectAttr) F4(SQLGetCursorName) F6(SQLGetData) F6(SQLGetDescField)
-F11(SQLGetDescRec) F7(SQLGetDiagField) F8(SQLGetDiagRec) F5(SQLGetEnvAttr) F3(SQLGetFunctions)
-F5(SQLGetInfo) F5(SQLGetStmtAttr) F2(SQLGetTypeInfo) F1(SQLMoreResults) F6(SQLNativeSql)
-F2(SQLNumParams) F2(SQLNumResultCols) F2(SQLParamData) F3(SQLPrepare) F7(SQLPrimaryKeys)
-F9(SQLProcedureColumns) F7(SQLProcedures) F3(SQLPutData) F2(SQLRowCount) F4(SQLSetConnectAttr)
-F3(SQLSetCursorName) F5(SQLSetDescField) F10(SQLSetDescRec) F4(SQLSetEnvAttr) F4(SQLSetPos)
-F4(SQLSetStmtAttr) F10(SQLSpecialColumns) F9(SQLStatistics) F7(SQLTablePrivileges)
-F9(SQLTables)
-
-// ODBC 2
-F5(SQLExtendedFetch)
-// clang-format on
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
-
-}  // extern "C"
-
-#pragma GCC visibility pop

@@ -1,0 +1,60 @@
+// A diagnostic record of the shim's own.
+#pragma once
+
+#include <sql.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// One record; an empty SQLSTATE stands for none. Its words are literals, so that a record costs no
+/// allocation.
+struct Diagnosis {
+    std::string_view state;
+    std::string_view what;
+    std::string_view subject = {};  // what the number is of
+    int number = 0;                 // 0: of nothing
+
+    bool IsThere() const { return !state.empty(); }
+
+    std::string Text() const
+    {
+        const std::string of =
+            number != 0 ? std::string(subject) + " " + std::to_string(number) + ": " : "";
+        return "[Orvel][Wide shim]" + of + std::string(what);
+    }
+};
+
+/// Copies ASCII into a buffer of so many characters, with a terminator; returns whether all of it
+/// found room.
+template <class Character>
+bool CopyAscii(std::string_view text, Character* to, std::ptrdiff_t capacity)
+{
+    if (to == nullptr || capacity <= 0) {
+        return false;
+    }
+    const std::size_t copied = std::min(text.size(), static_cast<std::size_t>(capacity) - 1);
+    *std::copy_n(text.data(), copied, to) = 0;
+    return copied == text.size();
+}
+
+/// Answers SQLGetDiagRec, in characters of either width, from a single record.
+template <class Character>
+SQLRETURN TellRecord(std::string_view its_state, std::string_view message, SQLSMALLINT number,
+                     Character* state, SQLINTEGER* native, Character* text, SQLSMALLINT capacity,
+                     SQLSMALLINT* length)
+{
+    if (number != 1) {
+        return number < 1 ? SQL_ERROR : SQL_NO_DATA;
+    }
+    constexpr int kStateSize = 6;
+    CopyAscii(its_state, state, kStateSize);
+    if (native != nullptr) {
+        *native = 0;
+    }
+    if (length != nullptr) {
+        *length = static_cast<SQLSMALLINT>(message.size());
+    }
+    return CopyAscii(message, text, capacity) ? SQL_SUCCESS : SQL_SUCCESS_WITH_INFO;
+}
