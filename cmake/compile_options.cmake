@@ -12,6 +12,7 @@ endif()
 # keep it in the process, Clang makes none. The rest stops a stack that runs out on its guard page, and
 # jumps to where none is meant.
 include(CheckCXXCompilerFlag)
+set(CMAKE_REQUIRED_FLAGS -Werror) # of a flag for another processor Clang says that it is not used
 foreach(flag -fno-gnu-unique -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
     string(MAKE_C_IDENTIFIER "HAS${flag}" has)
     check_cxx_compiler_flag(${flag} ${has})
@@ -19,6 +20,7 @@ foreach(flag -fno-gnu-unique -fstack-clash-protection -fcf-protection -mbranch-p
         add_compile_options($<$<COMPILE_LANGUAGE:CXX>:${flag}>)
     endif()
 endforeach()
+unset(CMAKE_REQUIRED_FLAGS)
 add_compile_options(-fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
                     -fstack-protector-strong)
 add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)

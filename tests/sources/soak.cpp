@@ -270,10 +270,11 @@ struct Amounts {
     int only_kind = -1;  // of calls; -1: all
 };
 
-// Kills the server while calls of each kind in turn are running.
-void KillInCalls(Soak& soak, long kills)
+// Kills the server while calls of each kind in turn are running. Returns how often.
+long KillInCalls(Soak& soak, long kills)
 {
     std::minstd_rand random(7);
+    long killed = 0;
     for (long kill = 0; kill < kills; ++kill) {
         if (const auto lack = soak.Of().lacks.find("catalogs of a lost server");
             lack != soak.Of().lacks.end() && Soak::IsCatalog(kill)) {
@@ -294,7 +295,9 @@ void KillInCalls(Soak& soak, long kills)
         killer.join();
         soak.Do(static_cast<std::size_t>(kill));  // over what is gone
         soak.Restart();
+        ++killed;
     }
+    return killed;
 }
 
 // Returns whether memory grew.
@@ -325,10 +328,10 @@ bool SoakOver(const Source& source, const Amounts& amounts)
     });
     if (amounts.kills > 0) {
         soak.Connect();
-        KillInCalls(soak, amounts.kills);
+        const long killed = KillInCalls(soak, amounts.kills);
         soak.Disconnect();
-        fmt::print("{}: killed {} times in the middle of {} kinds of calls\n", source.name,
-                   amounts.kills, Soak::Kinds());
+        fmt::print("{}: killed {} times in the middle of {} kinds of calls\n", source.name, killed,
+                   Soak::Kinds());
     }
     return has_grown;
 }
