@@ -188,7 +188,7 @@ public:
 
 private:
     CParameter* ParameterFor(ZConstList& value, long number) const;
-    void Retire(std::unique_ptr<CParameter> parameter, std::size_t index);
+    void Retire(std::size_t index);
 
     CConnection* owner_;
     std::vector<std::unique_ptr<CParameter>> parameters_;  // by number - 1; an element may be null

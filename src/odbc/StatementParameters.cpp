@@ -22,10 +22,13 @@ SQLRETURN BindAgain(CParameter& parameter, int changed)
 
 }  // namespace
 
-// Keeps what the driver may still read and write by: of each number the parameter bound last.
-void CStatement::Retire(std::unique_ptr<CParameter> parameter, std::size_t index)
+// Takes a parameter out of its place, and keeps it where the driver may still read and write by it:
+// of each number the one bound last. Where memory fails it stays where it is.
+void CStatement::Retire(std::size_t index)
 {
+    auto& parameter = parameters_[index];
     if (parameter == nullptr || !parameter->IsBound()) {
+        parameter.reset();
         return;
     }
     if (retired_.size() <= index) {
@@ -37,7 +40,7 @@ void CStatement::Retire(std::unique_ptr<CParameter> parameter, std::size_t index
 SQLRETURN CStatement::UnbindParameters()
 {
     for (std::size_t index = 0; index < parameters_.size(); ++index) {
-        Retire(std::move(parameters_[index]), index);
+        Retire(index);
     }
     parameters_.clear();
     const SQLRETURN code = SQLFreeStmt(handle_, SQL_RESET_PARAMS);
@@ -77,8 +80,8 @@ SQLRETURN CStatement::BindParameter(int number, int io_type, int c_type, int sql
     }
     auto made = std::make_unique<CParameter>(this, number, io_type, c_type, sql_type, column_size,
                                              decimal_digits, length);
+    Retire(size - 1);
     auto& place = parameters_[size - 1];
-    Retire(std::move(place), size - 1);
     place = std::move(made);
     const SQLRETURN code = place->Bind();
     if (Succeeded(code) && retired_.size() >= size) {
