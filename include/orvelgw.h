@@ -43,6 +43,7 @@
  *         "DataSources"                               520 bytes
  *         "NumColAttribute", "ParamData"               12 bytes
  *         "GetSQLErrors"                              600 bytes a diagnostic record
+ *     The area is the driver's during the call: beyond the value it may hold anything then.
  *     A length word has 16 bits. A longer list (of "FetchRows", "GetOneRow", "DescribeColumns",
  *     "DescribeParameters" or "GetSQLErrors") is there with all its bytes, the word holds the
  *     length modulo 65,536. A host that zeroes the area before the call finds the end by walking
@@ -101,8 +102,10 @@
  *     or exit, unless the host has replaced it by then. A host that ignores the signal or handles
  *     it, set before or after, keeps what it has set, and a handler of its own sees the drivers'
  *     signals, too. A host that sets SIG_DFL after it has connected gives the protection up until
- *     it connects again; one that blocks the signal finds a driver's pending. exec() brings SIG_DFL
- *     back.
+ *     it connects again; one that blocks the signal finds a driver's pending. A handler that the
+ *     host installs later must not call the library's, and the host must not put that back, once
+ *     the library is unloaded. A thread that a driver starts is not the library's: its SIGPIPE ends
+ *     the process. exec() brings SIG_DFL back.
  *     Connections are of the process that opened them: a child of fork() must call no entry before
  *     exec(), and its exit, or its unloading of the library, closes none of them.
  *     Attributes go to the driver unchecked, and a driver follows an address. By "SetStmtOption" a

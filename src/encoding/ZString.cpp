@@ -2,6 +2,7 @@
 
 #include <langinfo.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <cwchar>
@@ -75,7 +76,7 @@ HostText ToMultibyte(const wchar_t* text, unsigned long n)
 {
     constexpr std::ptrdiff_t kCapacity = 3'641'143;
     constexpr std::ptrdiff_t kLongestShort = 3;
-    const wchar_t* const end = text + n;
+    const wchar_t* const end = text + std::min<unsigned long>(n, kCapacity);
     const wchar_t* at = text;
     char* to = ccbuf;
     while (at != end && IsASCII(*at)) {
@@ -86,7 +87,7 @@ HostText ToMultibyte(const wchar_t* text, unsigned long n)
             to = PutShortUTF8(*at++, to);
         }
     }
-    if (*at != 0) {
+    if (*at != 0 && to - ccbuf < kCapacity) {
         const int rest =
             WideCharToMultiByte(0, 0, at, static_cast<int>(end - at), to,
                                 static_cast<int>(kCapacity - (to - ccbuf)), nullptr, nullptr);

@@ -123,7 +123,7 @@ inline void StoreHandle(zarray* output, SQLHANDLE handle)
     output->length = sizeof handle;
 }
 
-/// Whether work may wait for a driver.
+/// Whether work may wait for a driver. What never waits may still ask for a guard of its own.
 enum class Waits { kForDriver, kNever };
 
 /// Runs work. Whatever it throws ends here, as the exception flag; then returns false.

@@ -38,7 +38,9 @@ CStatement* CConnection::AddStatement(SQLHSTMT handle)
     try {
         environment_->AddStPointer(place->second.get());
     } catch (...) {
-        statements_.erase(place);
+        if (is_new) {
+            statements_.erase(place);
+        }
         throw;
     }
     return place->second.get();

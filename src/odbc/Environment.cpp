@@ -78,17 +78,19 @@ SQLRETURN CEnvironment::Free()
     return code;
 }
 
-SQLHDBC CEnvironment::AllocConnection(int timeout)
+SQLHDBC CEnvironment::AllocConnection()
 {
     broken_pipe_.Install();
     SQLHDBC connection = nullptr;
-    if (SQLAllocHandle(SQL_HANDLE_DBC, handle_, &connection) != SQL_SUCCESS) {
-        return nullptr;
-    }
+    const SQLRETURN code = SQLAllocHandle(SQL_HANDLE_DBC, handle_, &connection);
+    return code == SQL_SUCCESS ? connection : nullptr;
+}
+
+void CEnvironment::SetLoginTimeout(const ConnectionHandle& connection, int timeout)
+{
     if (timeout != 0) {
-        SQLSetConnectAttr(connection, SQL_ATTR_LOGIN_TIMEOUT, AsPointer(timeout), 0);
+        SQLSetConnectAttr(connection.Get(), SQL_ATTR_LOGIN_TIMEOUT, AsPointer(timeout), 0);
     }
-    return connection;
 }
 
 bool CEnvironment::IsConnected(ConnectionHandle& attempted, SQLRETURN code, CError& error)
@@ -108,10 +110,11 @@ SQLHDBC CEnvironment::Connect(const char* dsn, const char* uid, const char* pwd,
         return nullptr;
     }
     const LocaleGuard locale;
-    ConnectionHandle connection(AllocConnection(timeout));
+    ConnectionHandle connection(AllocConnection());
     if (connection.Get() == nullptr) {
         return nullptr;
     }
+    SetLoginTimeout(connection, timeout);
     const SQLRETURN code = SQLConnect(connection.Get(), AsText(dsn), TextLength(dsn), AsText(uid),
                                       TextLength(uid), AsText(pwd), TextLength(pwd));
     return IsConnected(connection, code, error) ? Register(connection) : nullptr;
@@ -125,10 +128,11 @@ SQLHDBC CEnvironment::ConnectToDSN(char* connection_string, const char* /*reserv
         return nullptr;
     }
     const LocaleGuard locale;
-    ConnectionHandle connection(AllocConnection(timeout));
+    ConnectionHandle connection(AllocConnection());
     if (connection.Get() == nullptr) {
         return nullptr;
     }
+    SetLoginTimeout(connection, timeout);
     std::string in;
     const std::string keyword = Keyword(connection_string);
     if (keyword == "DRIVER" || keyword == "DSN") {

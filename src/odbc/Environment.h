@@ -21,7 +21,7 @@ class CStatement;
 /// by ODBC handle. A handle that is not in the registry reaches no driver, but for the connection
 /// handle of "GetSQLErrors": the records of a connection that was removed can still be read.
 ///
-/// In a child of fork() the environment does nothing: its connections are the parent's.
+/// In a child of fork() the environment frees nothing: its connections are the parent's.
 ///
 /// Codes returned are ODBC's, or kUnknownHandle.
 class CEnvironment {
@@ -88,7 +88,8 @@ public:
     std::int64_t legacy_option = 0;
 
 private:
-    SQLHDBC AllocConnection(int timeout);
+    SQLHDBC AllocConnection();
+    static void SetLoginTimeout(const ConnectionHandle& connection, int timeout);
     bool IsConnected(ConnectionHandle& attempted, SQLRETURN code, CError& error);
     SQLHDBC Register(ConnectionHandle& connected);
 

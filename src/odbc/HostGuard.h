@@ -11,8 +11,8 @@
 class HostGuard {
 public:
     /// kOff where the thread may wait for a driver or run the host's code: a thread that is
-    /// cancelled there would be unwound through the guard that lets nothing escape. It takes as
-    /// long as the rest of a short entry.
+    /// cancelled there would be unwound through the guard that lets nothing escape. Switching it
+    /// off and on costs as much as the rest of a short entry.
     enum class Cancellation { kOff, kAsItIs };
 
     explicit HostGuard(Cancellation cancellation = Cancellation::kOff)

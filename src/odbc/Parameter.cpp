@@ -107,15 +107,17 @@ SQLRETURN CParameter::Bind()
     if (sql_type_ == SQL_CHAR && column_size_ == 0) {
         column_size_ = kCharacterSize;
     }
-    is_bound_to_token_ = indicator_ == SQL_LEN_DATA_AT_EXEC(0);
-    const SQLRETURN code = is_bound_to_token_
-                               ? BindTo(0, 0, AsPointer(number_), 0)
-                               : BindTo(column_size_, decimal_digits_, buffer_.data(),
-                                        static_cast<SQLLEN>(buffer_.size()));
+    const bool has_token = indicator_ == SQL_LEN_DATA_AT_EXEC(0);
+    was_refused_ = true;  // unless it is not
+    const SQLRETURN code = has_token ? BindTo(0, 0, AsPointer(number_), 0)
+                                     : BindTo(column_size_, decimal_digits_, buffer_.data(),
+                                              static_cast<SQLLEN>(buffer_.size()));
     if (Succeeded(code)) {
         outgrown_ = ZeroedBuffer();
+        was_refused_ = false;
         is_bound_ = true;
-        holds_buffer_ = !is_bound_to_token_;
+        is_bound_to_token_ = has_token;
+        holds_buffer_ = !has_token;
         bound_before_ = statement_->Executions();
     }
     return code;
@@ -123,7 +125,7 @@ SQLRETURN CParameter::Bind()
 
 bool CParameter::WantsBinding() const
 {
-    return is_bound_to_token_ ||
+    return was_refused_ || is_bound_to_token_ ||
            (c_type_ == SQL_C_WCHAR && bound_before_ != statement_->Executions());
 }
 

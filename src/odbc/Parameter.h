@@ -97,6 +97,7 @@ private:
     SQLSMALLINT io_type_ = SQL_PARAM_INPUT;
     long number_;
     bool is_bound_ = false;
+    bool was_refused_ = false;  // the last binding
     bool is_bound_to_token_ = false;
     bool holds_buffer_ = false;       // the driver, by its address
     unsigned long bound_before_ = 0;  // how many executions preceded the binding

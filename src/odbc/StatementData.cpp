@@ -100,6 +100,9 @@ SQLRETURN CStatement::GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long le
     if (length < 0) {
         throw std::length_error("a buffer of negative length");
     }
+    const struct Trimming {
+        ~Trimming() { wide_value.Trim(); }
+    } trimming;
     // Offered as many bytes as units are wanted: of wide text the driver fills a quarter.
     const Piece piece(handle_, column, c_type, output->text, length,
                       static_cast<std::size_t>(length));
@@ -107,6 +110,5 @@ SQLRETURN CStatement::GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long le
     const SQLLEN wanted = unit * length;
     const SQLLEN bytes = piece.Bytes(unit * static_cast<SQLLEN>(kConversionLimit), wanted);
     piece.Deliver(std::min(bytes, wanted), output->length);
-    wide_value.Trim();
     return piece.Code();
 }

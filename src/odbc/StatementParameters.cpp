@@ -7,6 +7,7 @@
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
+#include "odbc/HostGuard.h"
 #include "odbc/Parameter.h"
 #include "odbc/Shape.h"
 #include "odbc/Statement.h"
@@ -14,10 +15,15 @@
 
 namespace {
 
-// Binds a parameter again whose value changed its buffer or type.
+// Binds a parameter again whose value changed its buffer or type. Only that can wait for the
+// driver.
 SQLRETURN BindAgain(CParameter& parameter, int changed)
 {
-    return changed != 0 || parameter.WantsBinding() ? parameter.Bind() : SQLRETURN{SQL_SUCCESS};
+    if (changed == 0 && !parameter.WantsBinding()) {
+        return SQL_SUCCESS;
+    }
+    const HostGuard guard;
+    return parameter.Bind();
 }
 
 }  // namespace

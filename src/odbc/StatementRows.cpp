@@ -52,10 +52,12 @@ public:
         used_ = static_cast<std::size_t>(buffer_bytes);
         const SQLRETURN code =
             SQLGetData(statement, column, SQL_C_CHAR, value_.data(), buffer_bytes, &indicator_);
-        if (code == SQL_SUCCESS && indicator_ >= 0 && indicator_ < buffer_bytes) {
+        const bool has_no_value = code == SQL_NO_DATA || indicator_ == SQL_NULL_DATA ||
+                                  (code == SQL_SUCCESS && indicator_ == 0);
+        if (has_no_value && value_[0] == '\0') {
+            used_ = 0;
+        } else if (code == SQL_SUCCESS && indicator_ > 0 && indicator_ < buffer_bytes) {
             used_ = static_cast<std::size_t>(indicator_) + 1;
-        } else if (value_[0] == '\0') {
-            used_ = 0;  // whoever writes anything writes the first byte
         }
         return code;
     }

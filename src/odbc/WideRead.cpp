@@ -33,8 +33,10 @@ SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_
     }
     if ((indicator_ == kNullTimesFour || indicator_ == SQL_NULL_DATA) && *text == 0) {
         indicator_ = SQL_NULL_DATA;
-        used_ = 0;  // whoever writes anything writes the first character
-    } else if (indicator_ >= 0 && indicator_ <= buffer_bytes) {
+        used_ = 0;
+    } else if (indicator_ == 0 && *text == 0) {
+        used_ = 0;
+    } else if (indicator_ > 0 && indicator_ <= buffer_bytes) {
         const auto counted = static_cast<std::size_t>(indicator_ / kWidth);
         used_ = std::min((counted + 1) * kWidth, offered);
         if (counted > 0) {

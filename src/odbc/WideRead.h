@@ -31,7 +31,7 @@ public:
     /// another negative indicator of the driver.
     SQLLEN Indicator() const { return indicator_; }
 
-    /// The characters, with zeros behind what the driver wrote to the end of the room, and one
+    /// The characters, with zeros behind what the driver counted to the end of the room, and one
     /// more.
     const wchar_t* Text() const { return reinterpret_cast<const wchar_t*>(storage_.data()); }
 

@@ -1,7 +1,8 @@
 // Short pieces of memory, cleared and copied in whole blocks.
 //
-// Most values are shorter than a block: a block is a store or two, where memset and memcpy take the
-// length apart first. Whatever is cleared or copied must have kBlock bytes of room behind it.
+// Most values are shorter than a block. Copying a whole block is one or two stores; memset and
+// memcpy first branch on the length. Whatever is cleared or copied must have kBlock bytes of room
+// behind it.
 #pragma once
 
 #include <cstddef>
