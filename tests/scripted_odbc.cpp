@@ -262,48 +262,28 @@ RECORDED(SQLEndTran, (SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion
          Shown(handle), completion)
 RECORDED(SQLGetTypeInfo, (SQLHSTMT s, SQLSMALLINT type), Shown(s), type)
 
-// The catalog functions, whose names are each a pointer and a length.
+// The catalog functions, narrow and wide, whose names are each a pointer and a length.
+#define CATALOG(function, parameters, ...)                                       \
+    RECORDED(function, (SQLHSTMT s, parameters(SQLCHAR)), Shown(s), __VA_ARGS__) \
+    RECORDED(function##W, (SQLHSTMT s, parameters(SQLWCHAR)), Shown(s), __VA_ARGS__)
 #define THREE_NAMES(C) C *a, SQLSMALLINT a_n, C *b, SQLSMALLINT b_n, C *c, SQLSMALLINT c_n
 #define FOUR_NAMES(C) THREE_NAMES(C), C *d, SQLSMALLINT d_n
+#define SIX_NAMES(C) FOUR_NAMES(C), C *e, SQLSMALLINT e_n, C *f, SQLSMALLINT f_n
+#define OF_A_ROW(C) SQLUSMALLINT kind, THREE_NAMES(C), SQLUSMALLINT scope, SQLUSMALLINT nullable
+#define OF_A_TABLE(C) THREE_NAMES(C), SQLUSMALLINT unique, SQLUSMALLINT accuracy
 #define SHOWN_THREE Name(a, a_n), Name(b, b_n), Name(c, c_n)
 #define SHOWN_FOUR SHOWN_THREE, Name(d, d_n)
 
-RECORDED(SQLTables, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLTablesW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumns, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumnsW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumnPrivileges, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumnPrivilegesW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLTablePrivileges, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLTablePrivilegesW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLProcedures, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLProceduresW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLProcedureColumns, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLProcedureColumnsW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLPrimaryKeys, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLPrimaryKeysW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLSpecialColumns,
-         (SQLHSTMT s, SQLUSMALLINT identifier, THREE_NAMES(SQLCHAR), SQLUSMALLINT scope,
-          SQLUSMALLINT nullable),
-         Shown(s), identifier, SHOWN_THREE, scope, nullable)
-RECORDED(SQLSpecialColumnsW,
-         (SQLHSTMT s, SQLUSMALLINT identifier, THREE_NAMES(SQLWCHAR), SQLUSMALLINT scope,
-          SQLUSMALLINT nullable),
-         Shown(s), identifier, SHOWN_THREE, scope, nullable)
-RECORDED(SQLStatistics,
-         (SQLHSTMT s, THREE_NAMES(SQLCHAR), SQLUSMALLINT unique, SQLUSMALLINT accuracy), Shown(s),
-         SHOWN_THREE, unique, accuracy)
-RECORDED(SQLStatisticsW,
-         (SQLHSTMT s, THREE_NAMES(SQLWCHAR), SQLUSMALLINT unique, SQLUSMALLINT accuracy), Shown(s),
-         SHOWN_THREE, unique, accuracy)
-RECORDED(SQLForeignKeys,
-         (SQLHSTMT s, THREE_NAMES(SQLCHAR), SQLCHAR* d, SQLSMALLINT d_n, SQLCHAR* e,
-          SQLSMALLINT e_n, SQLCHAR* f, SQLSMALLINT f_n),
-         Shown(s), SHOWN_THREE, Name(d, d_n), Name(e, e_n), Name(f, f_n))
-RECORDED(SQLForeignKeysW,
-         (SQLHSTMT s, THREE_NAMES(SQLWCHAR), SQLWCHAR* d, SQLSMALLINT d_n, SQLWCHAR* e,
-          SQLSMALLINT e_n, SQLWCHAR* f, SQLSMALLINT f_n),
-         Shown(s), SHOWN_THREE, Name(d, d_n), Name(e, e_n), Name(f, f_n))
+CATALOG(SQLTables, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLColumns, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLColumnPrivileges, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLTablePrivileges, THREE_NAMES, SHOWN_THREE)
+CATALOG(SQLProcedures, THREE_NAMES, SHOWN_THREE)
+CATALOG(SQLProcedureColumns, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLPrimaryKeys, THREE_NAMES, SHOWN_THREE)
+CATALOG(SQLForeignKeys, SIX_NAMES, SHOWN_FOUR, Name(e, e_n), Name(f, f_n))
+CATALOG(SQLSpecialColumns, OF_A_ROW, kind, SHOWN_THREE, scope, nullable)
+CATALOG(SQLStatistics, OF_A_TABLE, SHOWN_THREE, unique, accuracy)
 
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
