@@ -432,11 +432,7 @@ protected:
         std::setlocale(LC_CTYPE, "C.UTF-8");
         const Gateway gateway(ORVELGW_LIBRARY);
         for (const ORVEL_ZFE* row = gateway.Table(); row->name != nullptr; ++row) {
-            names_.emplace_back(row->name);
-            signatures_.emplace_back(row->signature);
-        }
-        for (std::size_t i = 0; i < names_.size(); ++i) {
-            rows_.push_back({names_[i].c_str(), signatures_[i].c_str(), nullptr});
+            rows_.emplace_back(row->name, row->signature);
         }
         shared_ = static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
                                               MAP_SHARED | MAP_ANONYMOUS, -1, 0));
@@ -451,17 +447,16 @@ protected:
 
     void Everywhere(Failure failure)
     {
-        for (const ORVEL_ZFE& row : rows_) {
+        for (const auto& [name, signature] : rows_) {
             for (const Setting& setting : kSettings) {
-                FailEverywhere(row, setting, failure, *shared_);
+                FailEverywhere({name.c_str(), signature.c_str(), nullptr}, setting, failure,
+                               *shared_);
             }
         }
     }
 
 private:
-    std::vector<std::string> names_;
-    std::vector<std::string> signatures_;
-    std::vector<ORVEL_ZFE> rows_;
+    std::vector<std::pair<std::string, std::string>> rows_;  // names and signatures
     Shared* shared_;
 };
 
