@@ -330,11 +330,12 @@ private:
         }
     }
 
-    // A first environment that can't be made is an empty handle, and no more.
+    // A first environment that can't be made is an empty handle, and no more, to who connects.
     void CheckContained(const Reply& reply)
     {
         const std::string failed = watched.failed;
-        const bool is_first = !setting_.is_open && reply.length == 0 &&
+        const bool connects = row_.name != std::string_view("DataSources");
+        const bool is_first = connects && !setting_.is_open && reply.length == 0 &&
                               (failed == "SQLAllocHandle" || failed == "SQLSetEnvAttr");
         const bool is_told = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
         Check(is_told || is_first, "the exception is not told of " + failed);
