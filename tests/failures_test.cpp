@@ -12,8 +12,10 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <new>
 
+#include "TemporaryFolder.h"
 #include "gateway_fixture.h"
 #include "scripted_odbc.h"
 
@@ -430,7 +432,12 @@ class Failures : public testing::Test {
 protected:
     Failures()
     {
-        std::setlocale(LC_CTYPE, "C.UTF-8");
+        // C.UTF-8 by a name so long that it takes memory to keep.
+        constexpr char kLocale[] = "xx_LongLocaleName.UTF-8";
+        std::filesystem::create_directory_symlink("/usr/lib/locale/C.utf8",
+                                                  locales_.path / kLocale);
+        ::setenv("LOCPATH", locales_.path.c_str(), 1);
+        EXPECT_STREQ(std::setlocale(LC_CTYPE, kLocale), kLocale);
         const Gateway gateway(ORVELGW_LIBRARY);
         for (const ORVEL_ZFE* row = gateway.Table(); row->name != nullptr; ++row) {
             rows_.emplace_back(row->name, row->signature);
@@ -457,6 +464,7 @@ protected:
     }
 
 private:
+    const TemporaryFolder locales_;
     std::vector<std::pair<std::string, std::string>> rows_;  // names and signatures
     Shared* shared_;
 };
