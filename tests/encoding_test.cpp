@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <memory>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
@@ -17,17 +18,15 @@ namespace {
 class Reader {
 public:
     explicit Reader(const std::string& bytes)
-        : storage_(bytes.begin(), bytes.end()),
-          string_{static_cast<uint32_t>(bytes.size()), storage_.data()},
+        : storage_(std::make_unique<char[]>(bytes.size())),
+          string_{static_cast<uint32_t>(bytes.size()), storage_.get()},
           list(&string_)
     {
-        storage_.shrink_to_fit();
-        string_.text = storage_.data();
-        list = ZConstList(&string_);
+        bytes.copy(storage_.get(), bytes.size());
     }
 
 private:
-    std::vector<char> storage_;
+    std::unique_ptr<char[]> storage_;
     ORVEL_EXSTR string_;
 
 public:

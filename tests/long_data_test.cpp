@@ -41,6 +41,9 @@ TEST_F(LongDataTest, LengthsFollowCodeAndIndicator)
         {1, 0, SQL_NULL_DATA, 0, 0, 0, 0},
         {-2, 0, SQL_NULL_DATA, 0, 0, 0, 0},
         {-8, 0, SQL_NULL_DATA, 0, 0, 0, 0},
+        {1, 0, 0, 1, 0, 1, 0},  // empty text is one zero
+        {-8, 0, 0, 1, 0, 1, 0},
+        {-2, 0, 0, 0, 0, 0, 0},
         {1, SQL_ERROR, 5, 0, 0, 0, 0},
         {-8, SQL_NO_DATA, 8, 0, 0, 0, 0},
         {1, 0, 5, 5, 5, 5, 5},
@@ -81,19 +84,12 @@ TEST_F(LongDataTest, LengthsFollowCodeAndIndicator)
             EXPECT_EQ(rest, std::string(left, '\0')) << "zeros where the driver wrote nothing";
             EXPECT_EQ(Code("GetLastSQLCode"), c.code);
         };
-        expect(Read("GetData", {1, c.c_type}, value), c.counted, c.filled);
-        expect(Read("GetDataEx", {1, c.c_type, 100}, value), c.long_counted, c.long_filled);
-        expect(Read("GetDataExW", {1, c.c_type, 100}, value), c.long_counted, c.long_filled);
-    }
-}
-
-TEST_F(LongDataTest, EmptyTextIsOneZero)
-{
-    for (const auto& [c_type, length] : {std::pair{1, 1U}, {-8, 1U}, {-2, 0U}}) {
         for (const char* entry : {"GetData", "GetDataW"}) {
-            EXPECT_EQ(Read(entry, {1, c_type}, {}).length, length) << entry << c_type;
+            expect(Read(entry, {1, c.c_type}, value), c.counted, c.filled);
         }
-        EXPECT_EQ(Read("GetDataEx", {1, c_type, 10}, {}).length, length);
+        for (const char* entry : {"GetDataEx", "GetDataExW"}) {
+            expect(Read(entry, {1, c.c_type, 100}, value), c.long_counted, c.long_filled);
+        }
     }
 }
 
@@ -102,10 +98,8 @@ TEST_F(LongDataTest, OtherCTypesAreRefused)
     TraceOn();
     for (const int c_type : {4, 0, 99, 65'537, -65'544}) {
         for (const char* entry : {"GetData", "GetDataW", "GetDataEx"}) {
-            std::vector<Argument> rest{1, c_type};
-            if (std::string_view(entry) == "GetDataEx") {
-                rest.emplace_back(10);
-            }
+            std::vector<Argument> rest{1, c_type, 10};
+            rest.resize(std::string_view(entry) == "GetDataEx" ? 3 : 2);
             Traced();
             EXPECT_EQ(Read(entry, rest, {.length = 5}).length, 0U);
             EXPECT_EQ(Traced(),
@@ -116,19 +110,6 @@ TEST_F(LongDataTest, OtherCTypesAreRefused)
     EXPECT_EQ(Current().Taken(), "");
     EXPECT_EQ(Read("GetDataEx", {1, 1, -1}, {.length = 5}).length, 0U) << "a negative length";
     EXPECT_EQ(WasError(), -1000);
-}
-
-// What a driver manager does to wide text of a narrow driver, mended as it is in rows.
-TEST_F(LongDataTest, MendsWidenedValues)
-{
-    const auto text = [&](const scripted::Value& value) {
-        std::string counted = Utf8FromUnits(Read("GetDataW", {1, -8}, value).Bytes());
-        EXPECT_EQ(Utf8FromUnits(Read("GetDataExW", {1, -8, 400}, value).Bytes()), counted);
-        return counted;
-    };
-    EXPECT_EQ(text({.length = -4}), "") << "a NULL, times four";
-    EXPECT_EQ(text({.length = 12, .bytes = WideBytes(L"\u00E9x")}), "\u00E9x");
-    EXPECT_EQ(text({.length = 4, .bytes = WideBytes(L"\x1F600")}), "\uF600") << "16 bits";
 }
 
 }  // namespace

@@ -12,19 +12,9 @@ namespace {
 
 class NarrowShim : public GatewayTest {
 protected:
-    std::string Link(const std::string& name) const
-    {
-        return folder.Link(ORVELGW_NARROW_SHIM, name);
-    }
     std::string Copy(const std::string& name) const
     {
         return folder.Copy(ORVELGW_NARROW_SHIM, name);
-    }
-    std::string Self() const
-    {
-        std::string shim = Copy("narrow-self.so");
-        folder.Link(shim, "self.so");
-        return shim;
     }
     std::string Connect(const std::string& driver) const
     {
@@ -36,7 +26,7 @@ protected:
 
 TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)
 {
-    const std::string driver = Link("narrow-libsqlite3odbc.so");
+    const std::string driver = folder.Link(ORVELGW_NARROW_SHIM, "narrow-libsqlite3odbc.so");
     for (const int legacy : {0, 1}) {  // ODBC 3 and ODBC 2
         Code("SetLegacyOption", {legacy});
         const std::string connection = Connect(driver);
@@ -105,12 +95,14 @@ TEST_F(NarrowShim, SaysWhyThereIsNoDriver)
     ASSERT_NE(dladdr(reinterpret_cast<void*>(&std::fopen), &library), 0);
     folder.Link(library.dli_fname, "libc.so.6");
     folder.Link(LoadedDriverManager().file, "libiodbc.so.2");
+    const std::string self = Copy("narrow-self.so");
+    folder.Link(self, "self.so");
     const std::pair<std::string, std::string> cases[] = {
         {Copy("narrow-nothing.so"), (folder.path / "nothing.so").string() + ": cannot open"},
         {Copy("narrow-nothing2.so"), "/odbc/nothing2.so: cannot open"},
         {Copy("narrow-libc.so.6"), "libc.so.6: no ODBC driver, as it has no SQLConnect"},
         {Copy("narrow-libiodbc.so.2"), "libiodbc.so.2: this is a driver manager"},
-        {Self(), "self.so: this is the shim itself"},
+        {self, "self.so: this is the shim itself"},
         {Copy("shim.so"), "shim.so: a driver is named by a link to it"},
         {Copy("narrow-"), "a driver is named by a link to it"},
     };

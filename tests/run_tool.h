@@ -1,11 +1,14 @@
 // A run of the program orvelgw.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "TemporaryFolder.h"
 
@@ -19,6 +22,14 @@ inline std::string Slurp(const std::filesystem::path& path)
 {
     std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// Expects that all parts are somewhere in a text.
+inline void ExpectParts(const std::string& text, const std::vector<std::string>& parts)
+{
+    for (const std::string& part : parts) {
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    }
 }
 
 inline Finished RunTool(const std::string& words, const std::string& environment = "")

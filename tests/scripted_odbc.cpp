@@ -23,6 +23,7 @@ int handles_made = 0;
 // statements.
 std::string AnyShown(SQLHANDLE handle)
 {
+    const Inside inside;
     const auto number = reinterpret_cast<std::size_t>(handle);
     constexpr const char* kKinds[] = {"handle", "env", "dbc", "stmt"};
     return number == 0 ? "null" : fmt::format("{}{}", kKinds[number / 100 % 4], number % 100);
@@ -30,6 +31,7 @@ std::string AnyShown(SQLHANDLE handle)
 
 std::string Shown(SQLHANDLE handle)
 {
+    const Inside inside;
     if (handle != nullptr && !current.open.contains(handle)) {
         current.misuses.push_back(AnyShown(handle) + " is not open");
     }
@@ -38,6 +40,7 @@ std::string Shown(SQLHANDLE handle)
 
 std::string Shown(const SQLCHAR* text, SQLLEN length)
 {
+    const Inside inside;
     if (text == nullptr) {
         return "null," + std::to_string(length);
     }
@@ -50,11 +53,13 @@ std::string Shown(const SQLCHAR* text, SQLLEN length)
 // A name of a catalog function, of which only as much is looked at as its length says.
 std::string Name(const SQLCHAR* text, SQLSMALLINT length)
 {
+    const Inside inside;
     return text == nullptr || length >= 0 ? Shown(text, length) : fmt::format("?,{}", length);
 }
 
 std::string Name(const SQLWCHAR* text, SQLSMALLINT length)
 {
+    const Inside inside;
     std::string shown;
     for (SQLSMALLINT i = 0; text != nullptr && i < length; ++i) {
         wchar_t unit = 0;
@@ -70,6 +75,7 @@ std::string Name(const SQLWCHAR* text, SQLSMALLINT length)
 template <class... Arguments>
 SQLRETURN Answer(const char* function, const Arguments&... arguments)
 {
+    const Inside inside;
     const std::string shown[] = {fmt::format("{}", arguments)...};
     current.calls.push_back(fmt::format("{}({})", function, fmt::join(shown, ",")));
     if (const auto does = current.doing.find(function); does != current.doing.end()) {
@@ -93,6 +99,7 @@ bool IsDone(SQLRETURN code)
 // A handle is freed, or a connection is closed: what hangs on it is gone, too.
 void Close(SQLHANDLE handle, bool and_itself)
 {
+    const Inside inside;
     std::erase_if(current.bound, [&](const auto& bound) {
         return bound.second.statement == handle && and_itself;
     });
@@ -117,6 +124,7 @@ void Close(SQLHANDLE handle, bool and_itself)
 // The driver comes to the parameters of a statement: reads what it was told is there.
 void UseParameters(SQLHSTMT statement)
 {
+    const Inside inside;
     for (const auto& [number, bound] : current.bound) {
         if (bound.statement != statement || bound.size <= 0) {
             continue;
@@ -131,6 +139,7 @@ void UseParameters(SQLHSTMT statement)
 
 Value NextValue()
 {
+    const Inside inside;
     if (current.value) {
         return current.value();
     }
@@ -152,35 +161,33 @@ void Fill(void* buffer, SQLLEN capacity, const std::string& bytes)
     }
 }
 
-SQLRETURN Describe(const char* function, SQLHSTMT statement, SQLUSMALLINT column, void* name,
-                   SQLSMALLINT capacity, SQLLEN capacity_bytes, SQLSMALLINT* length,
-                   SQLSMALLINT* type, SQLULEN* size)
+template <class Number, class Told>
+void Tell(Number* to, Told number)
 {
-    const SQLRETURN code = Answer(function, Shown(statement), column, capacity);
+    if (to != nullptr) {
+        *to = static_cast<Number>(number);
+    }
+}
+
+// Brings the next value: its bytes, and what the function tells beside them.
+template <class Tell>
+SQLRETURN Bring(SQLRETURN code, void* buffer, SQLLEN capacity, Tell tell)
+{
+    const Inside inside;
     const Value value = NextValue();
-    Fill(name, capacity_bytes, value.bytes);
+    Fill(buffer, capacity, value.bytes);
     if (value.is_told) {
-        *length = static_cast<SQLSMALLINT>(value.length);
-        *type = SQL_VARCHAR;
-        *size = static_cast<SQLULEN>(value.number);
+        tell(value);
     }
     return code == SQL_SUCCESS ? value.code : code;
 }
 
-SQLRETURN Attribute(const char* function, SQLHSTMT statement, SQLUSMALLINT column,
-                    SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT capacity, SQLSMALLINT* length,
-                    SQLLEN* number)
+template <class Number>
+SQLRETURN Count(const char* function, SQLHSTMT statement, Number* count, Number number)
 {
-    const SQLRETURN code = Answer(function, Shown(statement), column, field, capacity);
-    const Value value = NextValue();
-    Fill(text, capacity, value.bytes);
-    if (length != nullptr && value.is_told) {
-        *length = static_cast<SQLSMALLINT>(value.length);
-    }
-    if (number != nullptr && value.is_told) {
-        *number = value.number;
-    }
-    return code == SQL_SUCCESS ? value.code : code;
+    const SQLRETURN code = Answer(function, Shown(statement));
+    *count = number;
+    return code;
 }
 
 }  // namespace
@@ -241,7 +248,6 @@ extern "C" {
 #define RECORDED(function, parameters, ...)    \
     SQLRETURN function parameters              \
     {                                          \
-        const scripted::Inside inside;         \
         return Answer(#function, __VA_ARGS__); \
     }
 
@@ -262,48 +268,28 @@ RECORDED(SQLEndTran, (SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion
          Shown(handle), completion)
 RECORDED(SQLGetTypeInfo, (SQLHSTMT s, SQLSMALLINT type), Shown(s), type)
 
-// The catalog functions, whose names are each a pointer and a length.
+// The catalog functions, narrow and wide, whose names are each a pointer and a length.
+#define CATALOG(function, parameters, ...)                                       \
+    RECORDED(function, (SQLHSTMT s, parameters(SQLCHAR)), Shown(s), __VA_ARGS__) \
+    RECORDED(function##W, (SQLHSTMT s, parameters(SQLWCHAR)), Shown(s), __VA_ARGS__)
 #define THREE_NAMES(C) C *a, SQLSMALLINT a_n, C *b, SQLSMALLINT b_n, C *c, SQLSMALLINT c_n
 #define FOUR_NAMES(C) THREE_NAMES(C), C *d, SQLSMALLINT d_n
+#define SIX_NAMES(C) FOUR_NAMES(C), C *e, SQLSMALLINT e_n, C *f, SQLSMALLINT f_n
+#define OF_A_ROW(C) SQLUSMALLINT kind, THREE_NAMES(C), SQLUSMALLINT scope, SQLUSMALLINT nullable
+#define OF_A_TABLE(C) THREE_NAMES(C), SQLUSMALLINT unique, SQLUSMALLINT accuracy
 #define SHOWN_THREE Name(a, a_n), Name(b, b_n), Name(c, c_n)
 #define SHOWN_FOUR SHOWN_THREE, Name(d, d_n)
 
-RECORDED(SQLTables, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLTablesW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumns, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumnsW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumnPrivileges, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLColumnPrivilegesW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLTablePrivileges, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLTablePrivilegesW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLProcedures, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLProceduresW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLProcedureColumns, (SQLHSTMT s, FOUR_NAMES(SQLCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLProcedureColumnsW, (SQLHSTMT s, FOUR_NAMES(SQLWCHAR)), Shown(s), SHOWN_FOUR)
-RECORDED(SQLPrimaryKeys, (SQLHSTMT s, THREE_NAMES(SQLCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLPrimaryKeysW, (SQLHSTMT s, THREE_NAMES(SQLWCHAR)), Shown(s), SHOWN_THREE)
-RECORDED(SQLSpecialColumns,
-         (SQLHSTMT s, SQLUSMALLINT identifier, THREE_NAMES(SQLCHAR), SQLUSMALLINT scope,
-          SQLUSMALLINT nullable),
-         Shown(s), identifier, SHOWN_THREE, scope, nullable)
-RECORDED(SQLSpecialColumnsW,
-         (SQLHSTMT s, SQLUSMALLINT identifier, THREE_NAMES(SQLWCHAR), SQLUSMALLINT scope,
-          SQLUSMALLINT nullable),
-         Shown(s), identifier, SHOWN_THREE, scope, nullable)
-RECORDED(SQLStatistics,
-         (SQLHSTMT s, THREE_NAMES(SQLCHAR), SQLUSMALLINT unique, SQLUSMALLINT accuracy), Shown(s),
-         SHOWN_THREE, unique, accuracy)
-RECORDED(SQLStatisticsW,
-         (SQLHSTMT s, THREE_NAMES(SQLWCHAR), SQLUSMALLINT unique, SQLUSMALLINT accuracy), Shown(s),
-         SHOWN_THREE, unique, accuracy)
-RECORDED(SQLForeignKeys,
-         (SQLHSTMT s, THREE_NAMES(SQLCHAR), SQLCHAR* d, SQLSMALLINT d_n, SQLCHAR* e,
-          SQLSMALLINT e_n, SQLCHAR* f, SQLSMALLINT f_n),
-         Shown(s), SHOWN_THREE, Name(d, d_n), Name(e, e_n), Name(f, f_n))
-RECORDED(SQLForeignKeysW,
-         (SQLHSTMT s, THREE_NAMES(SQLWCHAR), SQLWCHAR* d, SQLSMALLINT d_n, SQLWCHAR* e,
-          SQLSMALLINT e_n, SQLWCHAR* f, SQLSMALLINT f_n),
-         Shown(s), SHOWN_THREE, Name(d, d_n), Name(e, e_n), Name(f, f_n))
+CATALOG(SQLTables, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLColumns, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLColumnPrivileges, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLTablePrivileges, THREE_NAMES, SHOWN_THREE)
+CATALOG(SQLProcedures, THREE_NAMES, SHOWN_THREE)
+CATALOG(SQLProcedureColumns, FOUR_NAMES, SHOWN_FOUR)
+CATALOG(SQLPrimaryKeys, THREE_NAMES, SHOWN_THREE)
+CATALOG(SQLForeignKeys, SIX_NAMES, SHOWN_FOUR, Name(e, e_n), Name(f, f_n))
+CATALOG(SQLSpecialColumns, OF_A_ROW, kind, SHOWN_THREE, scope, nullable)
+CATALOG(SQLStatistics, OF_A_TABLE, SHOWN_THREE, unique, accuracy)
 
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
@@ -326,7 +312,6 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 
 SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
 {
-    const scripted::Inside inside;
     current.GiveUp(handle);
     const SQLRETURN code = Answer("SQLFreeHandle", type, Shown(handle));
     if (scripted::IsDone(code)) {
@@ -337,7 +322,6 @@ SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle)
 
 SQLRETURN SQLDisconnect(SQLHDBC connection)
 {
-    const scripted::Inside inside;
     current.GiveUp(connection);
     const SQLRETURN code = Answer("SQLDisconnect", Shown(connection));
     if (scripted::IsDone(code)) {
@@ -348,7 +332,6 @@ SQLRETURN SQLDisconnect(SQLHDBC connection)
 
 SQLRETURN SQLExecute(SQLHSTMT statement)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLExecute", Shown(statement));
     scripted::UseParameters(statement);
     return code;
@@ -356,7 +339,6 @@ SQLRETURN SQLExecute(SQLHSTMT statement)
 
 SQLRETURN SQLMoreResults(SQLHSTMT statement)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLMoreResults", Shown(statement));
     scripted::UseParameters(statement);
     return code;
@@ -364,7 +346,6 @@ SQLRETURN SQLMoreResults(SQLHSTMT statement)
 
 SQLRETURN SQLFreeStmt(SQLHSTMT statement, SQLUSMALLINT option)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLFreeStmt", Shown(statement), option);
     if (option == SQL_RESET_PARAMS && scripted::IsDone(code)) {
         std::erase_if(current.bound,
@@ -386,7 +367,6 @@ SQLRETURN SQLDriverConnect(SQLHDBC connection, SQLHWND, SQLCHAR* in, SQLSMALLINT
                            SQLCHAR* out, SQLSMALLINT capacity, SQLSMALLINT* out_length,
                            SQLUSMALLINT completion)
 {
-    const scripted::Inside inside;
     const SQLRETURN code =
         Answer("SQLDriverConnect", Shown(connection), Shown(in, in_length), capacity, completion);
     *out_length = 0;
@@ -419,59 +399,50 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
 
 SQLRETURN SQLRowCount(SQLHSTMT statement, SQLLEN* count)
 {
-    const scripted::Inside inside;
-    const SQLRETURN code = Answer("SQLRowCount", Shown(statement));
-    *count = current.row_count;
-    return code;
+    return scripted::Count("SQLRowCount", statement, count, current.row_count);
 }
 
 SQLRETURN SQLNumResultCols(SQLHSTMT statement, SQLSMALLINT* count)
 {
-    const scripted::Inside inside;
-    const SQLRETURN code = Answer("SQLNumResultCols", Shown(statement));
-    *count = current.columns;
-    return code;
+    return scripted::Count("SQLNumResultCols", statement, count, current.columns);
 }
 
-SQLRETURN SQLDescribeCol(SQLHSTMT statement, SQLUSMALLINT column, SQLCHAR* name,
-                         SQLSMALLINT capacity, SQLSMALLINT* length, SQLSMALLINT* type,
-                         SQLULEN* size, SQLSMALLINT*, SQLSMALLINT*)
+SQLRETURN SQLNumParams(SQLHSTMT statement, SQLSMALLINT* count)
 {
-    const scripted::Inside inside;
-    return scripted::Describe("SQLDescribeCol", statement, column, name, capacity, capacity, length,
-                              type, size);
+    return scripted::Count("SQLNumParams", statement, count, current.markers);
 }
 
-SQLRETURN SQLDescribeColW(SQLHSTMT statement, SQLUSMALLINT column, SQLWCHAR* name,
-                          SQLSMALLINT capacity, SQLSMALLINT* length, SQLSMALLINT* type,
-                          SQLULEN* size, SQLSMALLINT*, SQLSMALLINT*)
-{
-    const scripted::Inside inside;
-    return scripted::Describe("SQLDescribeColW", statement, column, name, capacity,
-                              SQLLEN{capacity} * SQLLEN{sizeof(SQLWCHAR)}, length, type, size);
-}
+#define DESCRIBES(function, C)                                                                 \
+    SQLRETURN function(SQLHSTMT statement, SQLUSMALLINT column, C* name, SQLSMALLINT capacity, \
+                       SQLSMALLINT* length, SQLSMALLINT* type, SQLULEN* size, SQLSMALLINT*,    \
+                       SQLSMALLINT*)                                                           \
+    {                                                                                          \
+        const SQLRETURN code = Answer(#function, Shown(statement), column, capacity);          \
+        const SQLLEN bytes = SQLLEN{capacity} * SQLLEN{sizeof(C)};                             \
+        return scripted::Bring(code, name, bytes, [&](const scripted::Value& value) {          \
+            scripted::Tell(length, value.length);                                              \
+            *type = SQL_VARCHAR;                                                               \
+            scripted::Tell(size, value.number);                                                \
+        });                                                                                    \
+    }
+DESCRIBES(SQLDescribeCol, SQLCHAR)
+DESCRIBES(SQLDescribeColW, SQLWCHAR)
 
-SQLRETURN SQLColAttribute(SQLHSTMT statement, SQLUSMALLINT column, SQLUSMALLINT field,
-                          SQLPOINTER text, SQLSMALLINT capacity, SQLSMALLINT* length,
-                          SQLLEN* number)
-{
-    const scripted::Inside inside;
-    return scripted::Attribute("SQLColAttribute", statement, column, field, text, capacity, length,
-                               number);
-}
-
-SQLRETURN SQLColAttributeW(SQLHSTMT statement, SQLUSMALLINT column, SQLUSMALLINT field,
-                           SQLPOINTER text, SQLSMALLINT capacity, SQLSMALLINT* length,
-                           SQLLEN* number)
-{
-    const scripted::Inside inside;
-    return scripted::Attribute("SQLColAttributeW", statement, column, field, text, capacity, length,
-                               number);
-}
+#define HAS_ATTRIBUTES(function)                                                                   \
+    SQLRETURN function(SQLHSTMT statement, SQLUSMALLINT column, SQLUSMALLINT field,                \
+                       SQLPOINTER text, SQLSMALLINT capacity, SQLSMALLINT* length, SQLLEN* number) \
+    {                                                                                              \
+        const SQLRETURN code = Answer(#function, Shown(statement), column, field, capacity);       \
+        return scripted::Bring(code, text, capacity, [&](const scripted::Value& value) {           \
+            scripted::Tell(length, value.length);                                                  \
+            scripted::Tell(number, value.number);                                                  \
+        });                                                                                        \
+    }
+HAS_ATTRIBUTES(SQLColAttribute)
+HAS_ATTRIBUTES(SQLColAttributeW)
 
 SQLRETURN SQLFetch(SQLHSTMT statement)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLFetch", Shown(statement));
     return code == SQL_SUCCESS && current.rows-- <= 0 ? SQLRETURN{SQL_NO_DATA} : code;
 }
@@ -479,14 +450,9 @@ SQLRETURN SQLFetch(SQLHSTMT statement)
 SQLRETURN SQLGetData(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type, SQLPOINTER buffer,
                      SQLLEN capacity, SQLLEN* indicator)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLGetData", Shown(statement), column, c_type, capacity);
-    const scripted::Value value = scripted::NextValue();
-    scripted::Fill(buffer, capacity, value.bytes);
-    if (value.is_told) {
-        *indicator = value.length;
-    }
-    return code == SQL_SUCCESS ? value.code : code;
+    return scripted::Bring(code, buffer, capacity,
+                           [&](const scripted::Value& value) { *indicator = value.length; });
 }
 
 SQLRETURN SQLBindParameter(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT io_type,
@@ -505,32 +471,20 @@ SQLRETURN SQLBindParameter(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT 
     return code;
 }
 
-SQLRETURN SQLNumParams(SQLHSTMT statement, SQLSMALLINT* count)
-{
-    const scripted::Inside inside;
-    const SQLRETURN code = Answer("SQLNumParams", Shown(statement));
-    *count = current.markers;
-    return code;
-}
-
 SQLRETURN SQLDescribeParam(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT* type,
                            SQLULEN* size, SQLSMALLINT* digits, SQLSMALLINT* nullable)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLDescribeParam", Shown(statement), number);
-    const scripted::Value value = scripted::NextValue();
-    if (value.is_told) {
+    return scripted::Bring(code, nullptr, 0, [&](const scripted::Value& value) {
         *type = SQL_WCHAR;
-        *size = static_cast<SQLULEN>(value.number);
+        scripted::Tell(size, value.number);
         *digits = 2;
         *nullable = 1;
-    }
-    return code == SQL_SUCCESS ? value.code : code;
+    });
 }
 
 SQLRETURN SQLParamData(SQLHSTMT statement, SQLPOINTER* token)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLParamData", Shown(statement));
     scripted::UseParameters(statement);
     *token = reinterpret_cast<SQLPOINTER>(current.token);
@@ -548,13 +502,9 @@ SQLRETURN SQLPutData(SQLHSTMT statement, SQLPOINTER data, SQLLEN length)
 SQLRETURN SQLGetInfo(SQLHDBC connection, SQLUSMALLINT type, SQLPOINTER buffer, SQLSMALLINT capacity,
                      SQLSMALLINT* length)
 {
-    const scripted::Inside inside;
     const SQLRETURN code = Answer("SQLGetInfo", Shown(connection), type, capacity, *length);
-    const scripted::Value value = scripted::NextValue();
-    scripted::Fill(buffer, capacity, value.bytes);
-    if (value.is_told) {
-        *length = static_cast<SQLSMALLINT>(value.length);
-    }
+    scripted::Bring(code, buffer, capacity,
+                    [&](const scripted::Value& value) { scripted::Tell(length, value.length); });
     return code;
 }
 
@@ -562,15 +512,16 @@ SQLRETURN SQLDataSources(SQLHENV environment, SQLUSMALLINT direction, SQLCHAR* n
                          SQLSMALLINT name_capacity, SQLSMALLINT* name_length, SQLCHAR* description,
                          SQLSMALLINT capacity, SQLSMALLINT* length)
 {
-    const scripted::Inside inside;
     const SQLRETURN code =
         Answer("SQLDataSources", Shown(environment), direction, name_capacity, capacity);
-    const scripted::Value named = scripted::NextValue();
-    scripted::Fill(name, name_capacity, named.bytes);
-    *name_length = static_cast<SQLSMALLINT>(named.length);
-    const scripted::Value described = scripted::NextValue();
-    scripted::Fill(description, capacity, described.bytes);
-    *length = static_cast<SQLSMALLINT>(described.length);
+    const auto bring = [](SQLCHAR* text, SQLSMALLINT room, SQLSMALLINT* told) {
+        const scripted::Inside inside;
+        const scripted::Value value = scripted::NextValue();
+        scripted::Fill(text, room, value.bytes);
+        *told = static_cast<SQLSMALLINT>(value.length);
+    };
+    bring(name, name_capacity, name_length);
+    bring(description, capacity, length);
     return code;
 }
 

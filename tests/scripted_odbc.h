@@ -81,7 +81,7 @@ struct Script {
     void EndHandles();
 };
 
-/// Greater than 0 while a function of the driver manager runs, or another that says so.
+/// Greater than 0 while the driver manager does its own work, or another that says so.
 extern int depth;
 
 struct Inside {

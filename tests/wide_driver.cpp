@@ -64,6 +64,19 @@ std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* nativ
 
 }  // namespace
 
+// What says the same whatever it is asked.
+#define ANSWERS(function, code) \
+    EXPORTED function()         \
+    {                           \
+        return code;            \
+    }
+ANSWERS(SQLFreeHandle, 0)
+ANSWERS(SQLSetEnvAttr, 0)
+ANSWERS(SQLGetInfoW, kError)
+ANSWERS(SQLConnectW, kError)
+ANSWERS(SQLConnect, kError)
+ANSWERS(SQLDisconnect, 0)
+
 EXPORTED SQLAllocHandle(std::int16_t type, void* /*input*/, void** output)
 {
     if (Told() == "manager") {
@@ -71,32 +84,6 @@ EXPORTED SQLAllocHandle(std::int16_t type, void* /*input*/, void** output)
     }
     *output = reinterpret_cast<void*>(static_cast<std::intptr_t>(type) * 16);
     return 0;
-}
-
-EXPORTED SQLFreeHandle(std::int16_t /*type*/, void* /*handle*/)
-{
-    return 0;
-}
-
-EXPORTED SQLSetEnvAttr(void* /*env*/, std::int32_t /*what*/, void* /*value*/, std::int32_t /*size*/)
-{
-    return 0;
-}
-
-EXPORTED SQLGetInfoW(void* /*connection*/, std::uint16_t /*what*/, void* /*value*/,
-                     std::int16_t /*capacity*/, std::int16_t* /*size*/)
-{
-    return kError;
-}
-
-EXPORTED SQLConnectW()
-{
-    return kError;
-}
-
-EXPORTED SQLConnect()
-{
-    return kError;
 }
 
 EXPORTED SQLDriverConnectW(void* /*connection*/, void* /*window*/, const CHARACTER* /*in*/,
@@ -120,11 +107,6 @@ EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in
     }
     const bool has_keys = std::string_view(in).find(";Place=here") != std::string_view::npos;
     return Told() == "connect" || Told() == "warn" || (Told() == "keys" && has_keys) ? 0 : kError;
-}
-
-EXPORTED SQLDisconnect(void* /*connection*/)
-{
-    return 0;
 }
 
 // The driver manager asks for a statement's descriptors, and has no statement without them.
