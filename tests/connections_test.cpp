@@ -31,6 +31,14 @@ TEST_F(ScriptedTest, ConnectsByName)
     EXPECT_EQ(Current().Taken(), "") << "a null name connects to nothing";
 }
 
+TEST_F(ScriptedTest, FreesAConnectionWhoseTimeoutThrows)
+{
+    Current().throwing = {"SQLSetConnectAttr"};
+    Call("ConnectWithTimeout", {"dsn", "u", "p", 5});
+    EXPECT_EQ(WasError(), -1000);
+    EXPECT_TRUE(Current().Taken().ends_with("SQLFreeHandle(2,dbc2)\n"));
+}
+
 TEST_F(ScriptedTest, ConnectsByString)
 {
     const std::string filler(300, 'f');

@@ -296,10 +296,12 @@ TEST_F(Writer, MultibyteTextIsTheLocales)
         }
     }
     // A conversion buffer that is full: what would not fit whole is left out.
-    const std::wstring wide(kConversionLimit, L'\u20AC');
-    list.clear();
-    list.AppendWString(wide.c_str(), wide.size());
-    EXPECT_EQ(list.size(), 8 + 3'641'142U);
+    for (const auto& [character, bytes] : {std::pair{L'\u20AC', 3'641'142U}, {L'x', 3'641'143U}}) {
+        const std::wstring wide(kConversionLimit, character);
+        list.clear();
+        list.AppendWString(wide.c_str(), wide.size());
+        EXPECT_EQ(list.size(), 8 + bytes);
+    }
 }
 
 TEST_F(Writer, MultibyteTextFollowsTheOption)

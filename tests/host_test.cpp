@@ -244,19 +244,26 @@ TEST_F(ScriptedTest, TakesLittleStack)
 TEST_F(ScriptedTest, IsNotCancelledInsideAnEntry)
 {
     Open();
-    Current().doing["SQLExecute"] = [] {
+    ASSERT_EQ(Code("BindParameter", {statement, 1, 1, 1, 4, 10, 0, 0}), 0);
+    const auto cancel = [] {
         pthread_cancel(pthread_self());
         pthread_testcancel();
     };
-    bool has_returned = false;
-    std::thread host([&] {
-        Code("Execute", {statement});
-        has_returned = true;
-        pthread_testcancel();
-        ADD_FAILURE() << "the host's thread can't be cancelled any more";
-    });
-    host.join();
-    EXPECT_TRUE(has_returned);
+    Current().doing = {{"SQLExecute", cancel}, {"SQLBindParameter", cancel}};
+    const std::vector<Argument> value{statement, EncodeList({ListValue(5)}), 1};
+    for (const auto& [entry, inputs] :
+         {std::pair<const char*, std::vector<Argument>>{"Execute", {statement}},
+          {"SetParameter", value}}) {
+        bool has_returned = false;
+        std::thread host([&] {
+            Code(entry, inputs);
+            has_returned = true;
+            pthread_testcancel();
+            ADD_FAILURE() << "the host's thread can't be cancelled any more";
+        });
+        host.join();
+        EXPECT_TRUE(has_returned) << entry;
+    }
     Current().doing.clear();
 }
 

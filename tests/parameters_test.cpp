@@ -345,6 +345,27 @@ TEST_F(ParameterTest, DescribesMarkersUntilOneFails)
     EXPECT_EQ(WasError(), -1);
 }
 
+// A binding that the driver refuses is tried again with the next value: until it is taken the
+// driver holds what it held.
+TEST_F(ScriptedTest, RefusedBindingsAreTriedAgain)
+{
+    Open();
+    const std::string lengths = EncodeList({ListValue(10), ListValue(-100)});
+    ASSERT_EQ(Code("BindParameters", {statement, lengths, "", "", "", ""}), 0);
+    const std::string values[] = {std::string(600, 'x'), "abc"};  // which grow, and replace a token
+    for (const int number : {1, 2}) {
+        const std::string value = EncodeList({ListValue(values[number - 1])});
+        Current().codes["SQLBindParameter"] = SQL_ERROR;
+        EXPECT_EQ(Code("SetParameter", {statement, value, number}), -1);
+        Current().codes.clear();
+        Current().Taken();
+        EXPECT_EQ(Code("SetParameter", {statement, value, number}), 0);
+        EXPECT_EQ(Current().Taken().substr(0, 17), "SQLBindParameter(") << number;
+        EXPECT_EQ(Code("SetParameter", {statement, value, number}), 0);
+        EXPECT_EQ(Current().Taken(), "") << number;
+    }
+}
+
 #ifndef __SANITIZE_ADDRESS__  // which keeps what is freed
 long ResidentBytes()
 {

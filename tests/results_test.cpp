@@ -233,6 +233,18 @@ TEST_F(RowTest, MendsWidenedValues)
               "u\"abcd\", u\"e\\x00\\x00\\x00\", u\"f\", \"\", u\"\\x00\\x00\"");
 }
 
+TEST_F(RowTest, NothingOfANarrowValueShowsInTheNext)
+{
+    Code("SetLegacyOption", {1});
+    const std::string hidden = '\0' + std::string(999, 'x');
+    for (const Value& before :
+         {Value{.code = 1, .length = 5000, .bytes = hidden},
+          Value{.code = 1, .length = -4, .bytes = hidden}, Value{.length = 0, .bytes = "untold"}}) {
+        const std::string items = Items("GetOneRow", "", {before, {.length = 6, .bytes = "ab"}});
+        EXPECT_TRUE(items.ends_with("\"ab\\x00\\x00\\x00\\x00\"")) << items;
+    }
+}
+
 TEST_F(RowTest, WithoutTheOptionTextEndsAtItsTerminator)
 {
     Code("SetUnicodeOption", {0});

@@ -12,6 +12,7 @@
 #include "encoding/ZString.h"
 #include "odbc/Connection.h"
 #include "odbc/Environment.h"
+#include "odbc/HostGuard.h"
 #include "odbc/Statement.h"
 #include "odbc/result.h"
 
@@ -103,6 +104,7 @@ void CParameter::SetColDefFromList(ZConstList& column_sizes)
 
 SQLRETURN CParameter::Bind()
 {
+    const HostGuard guard;  // of storing a value this alone can wait for the driver
     constexpr SQLULEN kCharacterSize = 512;
     if (sql_type_ == SQL_CHAR && column_size_ == 0) {
         column_size_ = kCharacterSize;

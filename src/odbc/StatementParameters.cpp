@@ -7,7 +7,6 @@
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
-#include "odbc/HostGuard.h"
 #include "odbc/Parameter.h"
 #include "odbc/Shape.h"
 #include "odbc/Statement.h"
@@ -15,15 +14,10 @@
 
 namespace {
 
-// Binds a parameter again whose value changed its buffer or type. Only that can wait for the
-// driver.
+// Binds a parameter again whose value changed its buffer or type.
 SQLRETURN BindAgain(CParameter& parameter, int changed)
 {
-    if (changed == 0 && !parameter.WantsBinding()) {
-        return SQL_SUCCESS;
-    }
-    const HostGuard guard;
-    return parameter.Bind();
+    return changed != 0 || parameter.WantsBinding() ? parameter.Bind() : SQLRETURN{SQL_SUCCESS};
 }
 
 }  // namespace
