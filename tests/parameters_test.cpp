@@ -351,7 +351,8 @@ TEST_F(ScriptedTest, RefusedBindingsAreTriedAgain)
 {
     Open();
     const std::string lengths = EncodeList({ListValue(10), ListValue(-100)});
-    ASSERT_EQ(Code("BindParameters", {statement, lengths, "", "", "", ""}), 0);
+    const std::string inputs = EncodeList({ListValue(1), ListValue(1)});
+    ASSERT_EQ(Code("BindParameters", {statement, lengths, "", "", inputs, ""}), 0);
     const std::string values[] = {std::string(600, 'x'), "abc"};  // which grow, and replace a token
     for (const int number : {1, 2}) {
         const std::string value = EncodeList({ListValue(values[number - 1])});
