@@ -19,9 +19,9 @@ public:
         }
     }
 
-    char* data() const { return bytes_.get(); }
-    std::size_t size() const { return size_; }
-    bool empty() const { return size_ == 0; }
+    char* Data() const { return bytes_.get(); }
+    std::size_t Size() const { return size_; }
+    bool IsEmpty() const { return size_ == 0; }
 
 private:
     struct Free {

@@ -74,13 +74,13 @@ SQLRETURN CEnvironment::Free()
     }
     DisconnectAll();
     const SQLRETURN code = SQLFreeHandle(SQL_HANDLE_ENV, std::exchange(handle_, nullptr));
-    broken_pipe_.Remove();
+    BrokenPipeHandler::Remove();
     return code;
 }
 
 SQLHDBC CEnvironment::AllocConnection()
 {
-    broken_pipe_.Install();
+    BrokenPipeHandler::Install();
     SQLHDBC connection = nullptr;
     const SQLRETURN code = SQLAllocHandle(SQL_HANDLE_DBC, handle_, &connection);
     return code == SQL_SUCCESS ? connection : nullptr;

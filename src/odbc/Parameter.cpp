@@ -40,7 +40,7 @@ template <class Value>
 Value Load(const ZeroedBuffer& buffer)
 {
     Value value{};
-    std::memcpy(&value, buffer.data(), std::min(sizeof value, buffer.size()));
+    std::memcpy(&value, buffer.Data(), std::min(sizeof value, buffer.Size()));
     return value;
 }
 
@@ -112,8 +112,8 @@ SQLRETURN CParameter::Bind()
     const bool has_token = indicator_ == SQL_LEN_DATA_AT_EXEC(0);
     was_refused_ = true;  // unless it is not
     const SQLRETURN code = has_token ? BindTo(0, 0, AsPointer(number_), 0)
-                                     : BindTo(column_size_, decimal_digits_, buffer_.data(),
-                                              static_cast<SQLLEN>(buffer_.size()));
+                                     : BindTo(column_size_, decimal_digits_, buffer_.Data(),
+                                              static_cast<SQLLEN>(buffer_.Size()));
     if (Succeeded(code)) {
         outgrown_ = ZeroedBuffer();
         was_refused_ = false;
@@ -143,7 +143,7 @@ SQLRETURN CParameter::BindTo(SQLULEN column_size, SQLSMALLINT decimal_digits, SQ
 // whether it did.
 bool CParameter::MakeRoom(std::size_t wanted, std::size_t size)
 {
-    if (!buffer_.empty() && buffer_.size() >= wanted) {
+    if (!buffer_.IsEmpty() && buffer_.Size() >= wanted) {
         return false;
     }
     ZeroedBuffer larger(size);
@@ -163,7 +163,7 @@ bool CParameter::TakeCType(SQLSMALLINT c_type)
 
 void CParameter::Store(const void* value, std::size_t size)
 {
-    std::memcpy(buffer_.data(), value, size);
+    std::memcpy(buffer_.Data(), value, size);
 }
 
 template <class Character>
@@ -172,7 +172,7 @@ void CParameter::StoreTerminated(const Character* text, std::size_t n)
     constexpr Character kEnd = 0;
     const std::size_t size = n * sizeof kEnd;
     Store(text, size);
-    std::memcpy(buffer_.data() + size, &kEnd, sizeof kEnd);
+    std::memcpy(buffer_.Data() + size, &kEnd, sizeof kEnd);
 }
 
 int CParameter::SetBinaryFromList(ZConstList& value)
@@ -185,7 +185,7 @@ int CParameter::SetBinaryFromList(ZConstList& value)
         return grows ? 1 : 0;
     }
     c_type_ = SQL_C_BINARY;
-    if (bytes.size() < buffer_.size()) {
+    if (bytes.size() < buffer_.Size()) {
         StoreTerminated(bytes.data(), bytes.size());
     } else {
         Store(bytes.data(), bytes.size());
@@ -271,7 +271,7 @@ void CParameter::StoreInteger(long value)
 // Bytes of the value by its indicator, within the buffer.
 std::size_t CParameter::ValueLength() const
 {
-    return std::min(static_cast<std::size_t>(std::max<SQLLEN>(indicator_, 0)), buffer_.size());
+    return std::min(static_cast<std::size_t>(std::max<SQLLEN>(indicator_, 0)), buffer_.Size());
 }
 
 void CParameter::AppendText(ZString& list) const
@@ -279,22 +279,22 @@ void CParameter::AppendText(ZString& list) const
     if (Load<char>(buffer_) == '\0') {
         list.AppendEmptyValue();
     } else if (indicator_ == SQL_NTS) {
-        list.AppendString(buffer_.data(), strnlen(buffer_.data(), buffer_.size()));
+        list.AppendString(buffer_.Data(), strnlen(buffer_.Data(), buffer_.Size()));
     } else {
         // A copy that ends: text is converted up to its terminator, whatever its length.
-        const std::string text(buffer_.data(), indicator_ < 0 ? 0 : buffer_.size());
+        const std::string text(buffer_.Data(), indicator_ < 0 ? 0 : buffer_.Size());
         list.AppendConvert(text.c_str(), ValueLength());
     }
 }
 
 void CParameter::AppendWideText(ZString& list) const
 {
-    const auto* wide = reinterpret_cast<const wchar_t*>(buffer_.data());
+    const auto* wide = reinterpret_cast<const wchar_t*>(buffer_.Data());
     if (Load<wchar_t>(buffer_) == 0) {
         list.AppendEmptyValue();
         return;
     }
-    const std::size_t room = buffer_.size() / kWidth;
+    const std::size_t room = buffer_.Size() / kWidth;
     const bool is_terminated = indicator_ == SQL_NTS;
     const std::wstring text(wide, is_terminated || indicator_ >= 0 ? room : 0);
     list.AppendWString(text.c_str(), is_terminated ? wcsnlen(wide, room) : ValueLength() / kWidth);
@@ -321,7 +321,7 @@ void CParameter::AppendValue(ZString& list) const
             AppendWideText(list);
             break;
         case SQL_C_BINARY:
-            list.AppendString(buffer_.data(), ValueLength());
+            list.AppendString(buffer_.Data(), ValueLength());
             break;
         case SQL_C_DOUBLE: {
             char text[160];  // 128 digits, and a sign, a point, leading zeros or an exponent

@@ -9,7 +9,7 @@ void RowList::Grow(std::size_t n)
     constexpr std::size_t kFirstSize = 16'384;
     ZeroedBuffer larger(std::max(kFirstSize, 2 * (end_ + n)));
     if (end_ != 0) {
-        std::memcpy(larger.data(), buffer_.data(), end_);
+        std::memcpy(larger.Data(), buffer_.Data(), end_);
     }
     buffer_ = std::move(larger);
 }
@@ -41,10 +41,10 @@ void RowList::MoveTo(zarray* output)
     constexpr std::size_t kKept = 1U << 20;
     output->length = static_cast<std::uint16_t>(end_);
     if (end_ != 0) {
-        std::memcpy(output->bytes, buffer_.data(), end_);
+        std::memcpy(output->bytes, buffer_.Data(), end_);
     }
     end_ = 0;
-    if (buffer_.size() > kKept) {
+    if (buffer_.Size() > kKept) {
         buffer_ = ZeroedBuffer();
     }
 }

@@ -45,10 +45,10 @@ public:
 private:
     char* Room(std::size_t n)
     {
-        if (buffer_.size() - end_ < n) {
+        if (buffer_.Size() - end_ < n) {
             Grow(n);
         }
-        return buffer_.data() + end_;
+        return buffer_.Data() + end_;
     }
     void Grow(std::size_t n);
 

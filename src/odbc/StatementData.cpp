@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 
 #include "encoding/conversions.h"
@@ -100,9 +101,8 @@ SQLRETURN CStatement::GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long le
     if (length < 0) {
         throw std::length_error("a buffer of negative length");
     }
-    const struct Trimming {
-        ~Trimming() { wide_value.Trim(); }
-    } trimming;
+    const std::unique_ptr<WideRead, void (*)(WideRead*)> trimming(
+        &wide_value, [](WideRead* used) { used->Trim(); });
     // Offered as many bytes as units are wanted: of wide text the driver fills a quarter.
     const Piece piece(handle_, column, c_type, output->text, length,
                       static_cast<std::size_t>(length));

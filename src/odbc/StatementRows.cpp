@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string_view>
 
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
@@ -96,11 +97,13 @@ private:
         return Succeeded(code) && indicator != 0 && indicator != SQL_NULL_DATA;
     }
 
+    static constexpr std::string_view kEmptyValue{"\0", 1};
+
     // The item where there is no value.
     static void AppendValueless(SQLRETURN code, SQLLEN indicator)
     {
         if (code == SQL_NO_DATA || (Succeeded(code) && indicator == 0)) {
-            list.AppendText({"", 1});
+            list.AppendText(kEmptyValue);
         } else {
             list.AppendText(Succeeded(code) ? "" : "<ERROR>");
         }

@@ -17,13 +17,13 @@ SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_
     constexpr SQLLEN kNullTimesFour = 4L * SQL_NULL_DATA;
     constexpr SQLLEN kWidth = sizeof(wchar_t);
 
-    const std::size_t offered = static_cast<std::size_t>(buffer_bytes);
+    const auto offered = static_cast<std::size_t>(buffer_bytes);
     const std::size_t room = std::max(characters, offered / kWidth + 1) + 1;
-    if (storage_.size() < room * kWidth + kBlock) {
+    if (storage_.Size() < room * kWidth + kBlock) {
         Grow(room * kWidth + kBlock);
     }
-    ClearBlocks(storage_.data(), used_);
-    auto* text = reinterpret_cast<wchar_t*>(storage_.data());
+    ClearBlocks(storage_.Data(), used_);
+    auto* text = reinterpret_cast<wchar_t*>(storage_.Data());
     indicator_ = 0;
     used_ = offered;
     const SQLRETURN code =
@@ -49,7 +49,7 @@ SQLRETURN WideRead::Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_
 void WideRead::Trim()
 {
     constexpr std::size_t kKept = 1U << 20;
-    if (storage_.size() > kKept) {
+    if (storage_.Size() > kKept) {
         storage_ = ZeroedBuffer();
         used_ = 0;
     }

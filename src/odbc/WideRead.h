@@ -33,7 +33,7 @@ public:
 
     /// The characters, with zeros behind what the driver counted to the end of the room, and one
     /// more.
-    const wchar_t* Text() const { return reinterpret_cast<const wchar_t*>(storage_.data()); }
+    const wchar_t* Text() const { return reinterpret_cast<const wchar_t*>(storage_.Data()); }
 
     /// Gives back the memory of a rare huge value.
     void Trim();
