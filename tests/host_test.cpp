@@ -250,10 +250,7 @@ TEST_F(ScriptedTest, IsNotCancelledInsideAnEntry)
         pthread_testcancel();
     };
     Current().doing = {{"SQLExecute", cancel}, {"SQLBindParameter", cancel}};
-    const std::vector<Argument> value{statement, EncodeList({ListValue(5)}), 1};
-    for (const auto& [entry, inputs] :
-         {std::pair<const char*, std::vector<Argument>>{"Execute", {statement}},
-          {"SetParameter", value}}) {
+    const auto outlives = [this](const char* entry, const std::vector<Argument>& inputs) {
         bool has_returned = false;
         std::thread host([&] {
             Code(entry, inputs);
@@ -263,7 +260,9 @@ TEST_F(ScriptedTest, IsNotCancelledInsideAnEntry)
         });
         host.join();
         EXPECT_TRUE(has_returned) << entry;
-    }
+    };
+    outlives("Execute", {statement});
+    outlives("SetParameter", {statement, EncodeList({ListValue(5)}), 1});
     Current().doing.clear();
 }
 

@@ -16,8 +16,8 @@ protected:
     /// As a host that leaves SIGPIPE to the system, ignores or handles it, in turn.
     std::string Connect(int round) const
     {
-        static void (*const kDispositions[])(int) = {SIG_DFL, SIG_IGN, Ignore};
-        std::signal(SIGPIPE, kDispositions[round % 3]);
+        static void (*const dispositions[])(int) = {SIG_DFL, SIG_IGN, Ignore};
+        std::signal(SIGPIPE, dispositions[round % 3]);
         return std::string(Call("DSNConnect", {GetParam().ConnectionString() +
                                                GetParam().dialect.reading_row_by_row})
                                .Bytes());
