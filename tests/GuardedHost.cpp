@@ -7,7 +7,7 @@
 #include <new>
 #include <string_view>
 
-#include "shell/HostList.h"
+#include "client/HostList.h"
 
 namespace {
 
