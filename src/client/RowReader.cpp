@@ -7,8 +7,18 @@
 
 namespace {
 
-constexpr std::size_t kFirstPiece = 4096;
 constexpr std::size_t kLaterPiece = 1'000'000;
+
+// Enough for most values, and no more: some drivers fill with zeros all the room they are offered.
+std::size_t FirstPiece(const Column& column)
+{
+    constexpr std::int64_t kSmallest = 32;
+    constexpr std::int64_t kLargest = 512;
+    constexpr std::int64_t kLongestCharacter = 4;
+    const auto size = std::clamp(column.size, std::int64_t{0}, kLargest);
+    return static_cast<std::size_t>(
+        std::clamp(kLongestCharacter * size + 1, kSmallest, kLargest));
+}
 
 }  // namespace
 
@@ -20,6 +30,7 @@ RowReader::RowReader(const Session& session, const HandleArgument& statement,
       reporter_(reporter),
       fetch_(session.Library(), "Fetch", "bP"),
       reader_(session, statement),
+      forgets_null_binary_(session.Source().forgets_null_binary),
       extents_(columns_.size()),
       cells_(columns_.size())
 {}
@@ -53,13 +64,16 @@ Cell::Kind RowReader::ReadValue(std::size_t index)
     const bool is_binary = columns_[index].IsBinary();
     const auto form = is_binary ? ValueReader::Form::kBinary : ValueReader::Form::kText;
     const auto kind = is_binary ? Cell::kBinary : Cell::kText;
-    const auto piece = reader_.Read(column, form, kFirstPiece);
+    if (is_binary && forgets_null_binary_ && reader_.IsNull(column)) {
+        return Cell::kNull;
+    }
+    const auto piece = reader_.Read(column, form, FirstPiece(columns_[index]));
     if (piece == ValueReader::Piece::kFailed) {
         Note(summary_.unreadable, index);
         return Cell::kUnreadable;
     }
     if (piece == ValueReader::Piece::kNull) {
-        return is_binary && !IsNullBinary(column) ? kind : Cell::kNull;
+        return is_binary && (forgets_null_binary_ || !IsNullBinary(column)) ? kind : Cell::kNull;
     }
     values_ += reader_.Bytes();
     if (piece == ValueReader::Piece::kMore) {
@@ -87,7 +101,7 @@ void RowReader::ReadOn(std::size_t index)
 // Of no bytes at all nothing is left to read again; a NULL stays one.
 bool RowReader::IsNullBinary(std::int32_t column)
 {
-    return reader_.Read(column, ValueReader::Form::kText, kFirstPiece) ==
+    return reader_.Read(column, ValueReader::Form::kText, kLaterPiece) ==
            ValueReader::Piece::kNull;
 }
 

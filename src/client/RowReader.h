@@ -43,6 +43,7 @@ private:
     Reporter& reporter_;
     Entry<const char*> fetch_;
     ValueReader reader_;
+    bool forgets_null_binary_;
     std::string values_;  // of the row, one behind the other
     std::vector<Extent> extents_;
     std::vector<Cell> cells_;

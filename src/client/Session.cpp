@@ -184,3 +184,9 @@ void Transaction::Commit()
     session_.Call("Transact", {kCommit});
     is_open_ = false;
 }
+
+void Transaction::Rollback()
+{
+    is_open_ = false;
+    session_.Call("Transact", {kRollback});
+}

@@ -138,6 +138,9 @@ public:
     /// Throws SqlError.
     void Commit();
 
+    /// Undoes what was done since, as far as the data source can. Throws SqlError.
+    void Rollback();
+
 private:
     const Session& session_;
     bool is_open_ = true;

@@ -1,6 +1,7 @@
 #include "client/ValueReader.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "client/HostList.h"
 #include "client/odbc_numbers.h"
@@ -34,6 +35,12 @@ ValueReader::Piece ValueReader::Read(std::int32_t column, Form form, std::size_t
         return ReadUnits(column, room);
     }
     return ReadBytes(column, form == Form::kText ? kCharacterCType : kBinaryCType, room);
+}
+
+bool ValueReader::IsNull(std::int32_t column)
+{
+    constexpr std::size_t kTerminatorAlone = 1;
+    return ReadBytes(column, kCharacterCType, kTerminatorAlone) == Piece::kNull;
 }
 
 ValueReader::Piece ValueReader::ReadBytes(std::int32_t column, std::int32_t c_type,
@@ -91,7 +98,7 @@ ValueReader::Piece ValueReader::WithoutBytes() const
         return Piece::kFailed;
     }
     const std::int32_t code = last_code_();
-    return code == ORVEL_NO_DATA ? Piece::kNone
+    return code == ORVEL_NO_DATA   ? Piece::kNone
            : code == ORVEL_SUCCESS ? Piece::kNull
                                    : Piece::kFailed;
 }

@@ -26,6 +26,9 @@ public:
     /// Reads on, in room for so many bytes of text or data. column: from 1.
     Piece Read(std::int32_t column, Form form, std::size_t room);
 
+    /// Whether the value is a NULL, asked before it is read.
+    bool IsNull(std::int32_t column);
+
     /// The bytes of the piece; text in UTF-8. They last until the next one.
     std::string_view Bytes() const { return bytes_; }
 

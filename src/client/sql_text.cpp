@@ -11,8 +11,8 @@ constexpr std::string_view kBlanks = " \t\r\n\f\v";
 bool IsWordCharacter(char c)
 {
     const auto byte = static_cast<unsigned char>(c);
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_' || c == '$' || byte >= 0x80;
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '$' || byte >= 0x80;
 }
 
 std::size_t WordSize(std::string_view text)
@@ -46,7 +46,7 @@ Extent CommentExtent(std::string_view text)
     for (std::size_t at = 0; at + 1 < text.size(); ++at) {
         const auto two = text.substr(at, 2);
         depth += two == "/*" ? 1 : (two == "*/" ? -1 : 0);
-        at += two == "/*" || two == "*/" ? 1 : 0;
+        at += two == "/*" || two == "*/" ? 1U : 0U;
         if (depth == 0) {
             return {at + 1};
         }
@@ -76,8 +76,9 @@ Extent DollarExtent(std::string_view text)
 std::string Upper(std::string_view word)
 {
     std::string upper(word);
-    std::ranges::transform(upper, upper.begin(),
-                           [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+    std::ranges::transform(upper, upper.begin(), [](char c) {
+        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
+    });
     return upper;
 }
 
@@ -154,8 +155,8 @@ StatementTraits TraitsOf(std::string_view sql)
         }
         const bool is_first = words.size() == 1;
         traits.may_have_more = traits.may_have_more || (is_first && IsOneOf(words[0], kCalling));
-        traits.changes_rows = traits.changes_rows ||
-                              ((is_first || words[0] == "WITH") && IsOneOf(words.back(), kChanging));
+        traits.changes_rows = traits.changes_rows || ((is_first || words[0] == "WITH") &&
+                                                      IsOneOf(words.back(), kChanging));
     }
     return traits;
 }

@@ -87,7 +87,7 @@ void CsvReader::ParseLine()
     CheckParsed(csv_parse(&parser_, line.data(), line.size(), &TakeField, &TakeRecord, this) ==
                 line.size());
     is_inside_ = !is_complete_ && (is_inside_ || line.find_first_not_of("\r\n") == 0);
-    line_ += line.ends_with('\n') ? 1 : 0;
+    line_ += line.ends_with('\n') ? 1U : 0U;
     left_.remove_prefix(line.size());
 }
 
@@ -97,7 +97,7 @@ void CsvReader::Finish()
     CheckParsed(csv_fini(&parser_, &TakeField, &TakeRecord, this) == 0);
 }
 
-void CsvReader::CheckParsed(bool is_parsed) const
+void CsvReader::CheckParsed(bool is_parsed)
 {
     if (!is_parsed && csv_error(&parser_) == CSV_ENOMEM) {
         throw std::bad_alloc();

@@ -58,7 +58,7 @@ private:
     bool ReadBlock();
     void ParseLine();
     void Finish();
-    void CheckParsed(bool is_parsed) const;
+    void CheckParsed(bool is_parsed);
     void CompleteRecord();
     [[noreturn]] void FailReading(const std::string& why) const;
     static void TakeField(void* bytes, std::size_t size, void* self);
