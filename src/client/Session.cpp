@@ -1,10 +1,9 @@
 #include "client/Session.h"
 
-#include <strings.h>
-
 #include <algorithm>
 
 #include "client/HostList.h"
+#include "client/ascii.h"
 #include "client/loaded_objects.h"
 #include "client/odbc_numbers.h"
 
@@ -52,8 +51,8 @@ std::string MessageOf(const std::string& line)
 bool IsConnectionString(std::string_view text)
 {
     constexpr std::size_t kLongest = 6;
-    const std::string word(text.substr(0, std::min(text.find_first_of("= "), kLongest)));
-    return ::strcasecmp(word.c_str(), "DRIVER") == 0 || ::strcasecmp(word.c_str(), "DSN") == 0;
+    const auto word = text.substr(0, std::min(text.find_first_of("= "), kLongest));
+    return EqualsIgnoringCase(word, "DRIVER") || EqualsIgnoringCase(word, "DSN");
 }
 
 Session::Session(const Gateway& gateway, const SessionOptions& options,

@@ -1,11 +1,11 @@
 #include "tool/commands/import.h"
 
 #include <fmt/format.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <set>
 
+#include "client/ascii.h"
 #include "client/odbc_numbers.h"
 #include "text/CsvReader.h"
 #include "text/value_syntax.h"
@@ -33,9 +33,8 @@ const Column& ColumnNamed(const std::vector<Column>& columns, const CsvReader::F
     const std::string name = title.value_or("");
     auto found = std::ranges::find(columns, name, &Column::name);
     if (found == columns.end()) {
-        found = std::ranges::find_if(columns, [&](const Column& column) {
-            return strcasecmp(column.name.c_str(), name.c_str()) == 0;
-        });
+        found = std::ranges::find_if(
+            columns, [&](const Column& column) { return EqualsIgnoringCase(column.name, name); });
     }
     if (found == columns.end()) {
         throw SqlError(fmt::format("{} has no column \"{}\"", table, name), {});
