@@ -92,7 +92,7 @@ Doctor::Doctor(std::string library, const std::string& data_source, std::FILE* o
       text_(data_source),
       string_(data_source),
       source_(string_, profiles_),
-      report_(out, string_.SecretName())
+      report_(out)
 {}
 
 Diagnosis Doctor::Run()
