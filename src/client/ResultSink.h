@@ -75,3 +75,12 @@ public:
     /// The driver succeeded, and has something to say: a line a record.
     virtual void Warned(const std::vector<std::string>& diagnostics) = 0;
 };
+
+/// Nobody is told.
+class Silence : public Reporter {
+public:
+    void Returned(const ResultSummary& /*summary*/) override {}
+    void Changed(std::int64_t /*rows*/) override {}
+    void Done() override {}
+    void Warned(const std::vector<std::string>& /*diagnostics*/) override {}
+};

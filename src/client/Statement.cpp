@@ -100,6 +100,15 @@ Outcome Statement::Run(ResultSink& sink)
     return outcome;
 }
 
+void Statement::RunCatalog(const Session& session, const std::string& entry,
+                           const std::vector<Argument>& inputs, ResultSink& sink,
+                           Reporter& reporter)
+{
+    Statement statement(session, reporter, StatementTraits{});
+    statement.Check(entry, statement.Call(entry, inputs).code);
+    statement.PassResult(sink);
+}
+
 // Returns whether a value of it could not be read.
 bool Statement::PassResult(ResultSink& sink)
 {

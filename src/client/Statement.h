@@ -76,6 +76,12 @@ public:
     /// Fetches the next row of the result; false where there is none.
     bool Fetch();
 
+    /// Calls a catalog entry, with the inputs behind the statement's, on a statement of its own and
+    /// passes on its result.
+    static void RunCatalog(const Session& session, const std::string& entry,
+                           const std::vector<Argument>& inputs, ResultSink& sink,
+                           Reporter& reporter);
+
     const Session& Owner() const { return session_; }
     const HandleArgument& Handle() const { return handle_; }
 

@@ -34,6 +34,7 @@ inline constexpr std::int32_t kAtExecution = -100;    // SQL_LEN_DATA_AT_EXEC(0)
 inline constexpr std::int32_t kAutocommit = 102;      // SQL_ATTR_AUTOCOMMIT
 inline constexpr std::int32_t kCommit = 0;            // SQL_COMMIT
 inline constexpr std::int32_t kRollback = 1;          // SQL_ROLLBACK
+inline constexpr std::int32_t kIdentifierCase = 28;   // SQL_IDENTIFIER_CASE
 inline constexpr std::int32_t kIdentifierQuote = 29;  // SQL_IDENTIFIER_QUOTE_CHAR
 inline constexpr std::int32_t kNeedLongDataLength = 111;
 inline constexpr std::int32_t kDriverName = 6;

@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
+#include <utility>
 
 #include "client/HostList.h"
 #include "client/Statement.h"
+#include "client/host_rows.h"
 #include "client/odbc_numbers.h"
 #include "text/terminal_text.h"
 
@@ -72,49 +74,14 @@ std::string Visible(std::string_view text)
     return is_visible ? fmt::format("\"{}\"", text) : points;
 }
 
-/// What a driver has to say besides goes nowhere.
-class Silence : public Reporter {
-public:
-    void Returned(const ResultSummary& /*summary*/) override {}
-    void Changed(std::int64_t /*rows*/) override {}
-    void Done() override {}
-    void Warned(const std::vector<std::string>& /*diagnostics*/) override {}
-};
-
-/// A row as a host gets it: text as the row entry delivers it in this mode, nothing for NULL.
-using HostRow = std::vector<std::optional<std::string>>;
-
-std::optional<std::string> HostValue(const ListElement& item)
-{
-    if (item.payload.empty()) {
-        return std::nullopt;
-    }
-    std::string text = item.Text();
-    // Zeros fill what the driver manager counted and nobody wrote; an empty value is one.
-    text.erase(text.find_last_not_of('\0') + 1);
-    return text;
-}
-
 HostRow FirstRow(Statement& statement, std::size_t cells)
 {
     statement.Execute();
-    const std::string handle = statement.Handle().Bytes();
-    const Gateway& gateway = statement.Owner().Library();
-    const Reply reply = gateway.CallOn(handle, "FetchRows", {1});
-    const std::int32_t code = gateway.Call("GetLastSQLCode").code;
-    if (Failed(code)) {
-        statement.Owner().Fail("FetchRows failed", handle);
-    }
-    HostRow row;
-    for (const ListElement& list : DecodeList(reply.List())) {
-        for (const ListElement& item : DecodeList(list.payload)) {
-            row.push_back(HostValue(item));
-        }
-    }
-    if (row.size() != cells) {
+    auto rows = FetchHostRows(statement, 1);
+    if (rows.empty() || rows[0].size() != cells) {
         throw SqlError("no such row came", {});
     }
-    return row;
+    return std::move(rows[0]);
 }
 
 HostRow RowOf(const Session& session, const std::string& sql, std::size_t cells)

@@ -1,0 +1,91 @@
+// What a data source holds: its tables and their parts, by the catalog entries.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/Gateway.h"
+#include "client/ResultSink.h"
+#include "client/Session.h"
+
+/// A name with * and ? for any characters and any one, and perhaps a schema or catalog in front of a
+/// point. What stands in double quotes is meant as it is written; all else in any case.
+class NamePattern {
+public:
+    explicit NamePattern(std::string_view text);
+
+    bool IsEmpty() const { return name_.text.empty(); }
+
+    /// Whether every name but one is excluded.
+    bool IsOneName() const { return !IsEmpty() && !name_.has_wildcards; }
+
+    bool Matches(std::string_view name) const { return name_.Matches(name); }
+
+    /// Whether a schema, or the catalog, is the one in front of the point; true where none is.
+    bool MatchesQualifier(std::string_view catalog, std::string_view schema) const;
+
+    /// As the driver takes it: with % and _, and letters in the case in which the source keeps plain
+    /// names.
+    std::string ForDriver(const Session& session) const { return name_.ForDriver(session); }
+    std::string QualifierForDriver(const Session& session) const
+    {
+        return qualifier_.ForDriver(session);
+    }
+
+private:
+    struct Part {
+        std::string text;
+        bool is_quoted = false;
+        bool has_wildcards = false;
+
+        bool Matches(std::string_view name) const;
+        std::string ForDriver(const Session& session) const;
+    };
+
+    static Part Take(std::string_view& text);
+
+    Part qualifier_;
+    Part name_;
+};
+
+enum class CatalogKind {
+    kRelations,
+    kTables,
+    kViews,
+    kProcedures,
+    kSchemas,
+    kIndexes,
+    kPrivileges
+};
+
+/// Passes on the names of a kind that match, with what the driver says of them. Throws SqlError.
+void ListCatalog(const Session& session, CatalogKind kind, const NamePattern& pattern,
+                 ResultSink& sink, Reporter& reporter);
+
+/// Passes on the columns, keys, indexes and foreign keys, both ways, of the tables that match, each
+/// a result of its own. Throws SqlError where there is none.
+void DescribeTables(const Session& session, const NamePattern& pattern, ResultSink& sink,
+                    Reporter& reporter);
+
+/// The columns of the tables that match.
+void ListColumns(const Session& session, const NamePattern& pattern, ResultSink& sink,
+                 Reporter& reporter);
+
+/// The data sources and the drivers of the driver manager's configuration.
+void ListSources(const Gateway& gateway, const NamePattern& pattern, ResultSink& sink,
+                 Reporter& reporter);
+void ListDrivers(const NamePattern& pattern, ResultSink& sink, Reporter& reporter);
+
+/// The names of the data sources.
+std::vector<std::string> SourceNames(const Gateway& gateway);
+
+/// The first names of tables, or of a table's columns, for completion; may_go_on is asked before
+/// each row. Empty where the driver has no answer.
+std::vector<std::string> TableNames(const Session& session,
+                                    const std::function<bool()>& may_go_on);
+std::vector<std::string> ColumnNames(const Session& session, const std::string& table,
+                                     const std::function<bool()>& may_go_on);
