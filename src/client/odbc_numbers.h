@@ -22,6 +22,7 @@ enum SqlType : std::int32_t {
     kLongVarbinaryType = -4,
     kBigintType = -5,
     kTinyintType = -6,
+    kBitType = -7,
     kWideCharType = -8,
     kWideVarcharType = -9,
     kWideLongVarcharType = -10

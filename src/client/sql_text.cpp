@@ -4,6 +4,8 @@
 #include <array>
 #include <vector>
 
+#include "client/ascii.h"
+
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n\f\v";
@@ -19,15 +21,6 @@ std::size_t WordSize(std::string_view text)
 {
     return static_cast<std::size_t>(std::ranges::find_if_not(text, &IsWordCharacter) -
                                     text.begin());
-}
-
-std::string Upper(std::string_view word)
-{
-    std::string upper(word);
-    std::ranges::transform(upper, upper.begin(), [](char c) {
-        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-    });
-    return upper;
 }
 
 template <std::size_t n>
@@ -193,7 +186,7 @@ StatementTraits TraitsOf(std::string_view sql)
         if (token.kind != SqlToken::kWord) {
             continue;
         }
-        words.push_back(Upper(token.text));
+        words.push_back(UpperInAscii(token.text));
         if (CreatesBody(words)) {
             return traits;  // whatever follows is its body
         }

@@ -63,20 +63,30 @@ public:
     Opened Open() const;
 
     /// The statement that has begun, as far as it was fed.
-    std::string Pending() const { return statement_ + Rest(); }
+    std::string Pending() const { return statement_ + std::string(Rest()); }
 
     const SqlDialect& Dialect() const { return dialect_; }
 
 private:
-    std::string Rest() const { return text_.substr(at_); }
+    std::string_view Rest() const { return std::string_view(text_).substr(at_); }
+    std::string_view Consume(std::size_t size);
+    bool EndsAtSlash() const;
+    void Append(const SqlToken& token);
+    void FollowWord(std::string word);
+    std::optional<Piece> Take();
+    std::optional<Piece> TakeCommand();
+    void Forget();
 
     SqlDialect dialect_;
     std::string delimiter_ = ";";
-    std::string text_;       // fed and not yet dropped
-    std::size_t at_ = 0;     // where the next token begins in it
-    std::size_t line_ = 1;   // there
-    std::string statement_;  // that has begun: its tokens so far
+    std::string text_;      // fed and not yet dropped
+    std::size_t at_ = 0;    // where the next token begins in it
+    std::size_t line_ = 1;  // there
+
+    std::string statement_;  // that has begun, as far as its tokens are complete
     std::size_t first_line_ = 1;
-    std::vector<std::string> words_;  // of it
-    int depth_ = 0;                   // of its body
+    std::vector<std::string> head_;  // its first words
+    bool creates_body_ = false;
+    bool is_behind_end_ = false;  // the word before was an END
+    int depth_ = 0;               // of the body's blocks
 };

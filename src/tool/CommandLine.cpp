@@ -62,9 +62,7 @@ void AddStatementOptions(CLI::App& app, CommandLine& command)
     app.add_option("--get", command.get_file,
                    "Write the first value of the statement's result to a file, whatever its length")
         ->type_name("FILE");
-    app.add_option("--null", command.null_text, "What NULL looks like")
-        ->type_name("TEXT")
-        ->capture_default_str();
+    app.add_option("--null", command.output.null_text, "What NULL looks like")->type_name("TEXT");
     app.add_option_function<std::vector<std::string>>(
            "--import",
            [&command](const std::vector<std::string>& words) {
@@ -315,7 +313,7 @@ void CheckEncoding(const CommandLine& command)
     for (std::size_t i = 0; i < command.call.size(); ++i) {
         CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
     }
-    CheckUtf8("--null", command.null_text);
+    CheckUtf8("--null", command.output.null_text.value_or(""));
     if (!command.import.table.empty()) {
         CheckUtf8("--import, the name of the table", command.import.table);
     }

@@ -7,6 +7,7 @@
 
 #include "client/Session.h"
 #include "tool/ExitCode.h"
+#include "tool/output/format.h"
 
 /// What takes the place of a parameter marker: a value as a person types it, or a file's bytes.
 struct Marker {
@@ -42,7 +43,7 @@ struct CommandLine {
     std::vector<std::string> statements;
     std::vector<Marker> markers;          // of the one statement, in the order of their words
     std::optional<std::string> get_file;  // nothing: rows are printed
-    std::string null_text = "NULL";
+    OutputSettings output;
 
     ImportOptions import;
 

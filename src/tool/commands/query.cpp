@@ -9,7 +9,7 @@
 #include "text/terminal_text.h"
 #include "text/value_syntax.h"
 #include "tool/output/Messages.h"
-#include "tool/output/TablePrinter.h"
+#include "tool/output/format.h"
 
 namespace {
 
@@ -34,14 +34,14 @@ void WriteIntoFile(Statement& statement, const std::string& file, const Messages
 ExitCode RunStatements(const CommandLine& command, const Session& session)
 {
     Messages messages(stderr);
-    TablePrinter printer(stdout, command.null_text);
+    const auto sink = MakeSink(command.output, stdout);
     ExitCode exit_code = kDone;
     for (const std::string& sql : command.statements) {
         Statement statement(session, sql, messages);
         statement.Bind(ParameterValues(command.markers));
         if (command.get_file) {
             WriteIntoFile(statement, *command.get_file, messages);
-        } else if (statement.Run(printer).has_unreadable_values) {
+        } else if (statement.Run(*sink).has_unreadable_values) {
             exit_code = kSqlFailed;
         }
     }
