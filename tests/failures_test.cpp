@@ -115,7 +115,7 @@ public:
         entry();
     }
 
-    /// The functions of a host in front of those of HostServices.
+    /// The tests' table of functions, which are none of the library's own work.
     static const orvel_function* Table()
     {
         static std::array<orvel_function, ORVEL_HOST_SLOTS> slots{};
@@ -137,7 +137,7 @@ private:
         return reinterpret_cast<orvel_function>(+[](Arguments... arguments) {
             const scripted::Inside inside;
             using Function = char* (*)(Arguments...);
-            return reinterpret_cast<Function>(HostServices::Table()[slot])(arguments...);
+            return reinterpret_cast<Function>(GuardedHost::Table()[slot])(arguments...);
         });
     }
 };
@@ -171,7 +171,7 @@ public:
         watched.failure = failure;
         HostServices::Instance().call_host = &host;
         gateway_.emplace(ORVELGW_LIBRARY);
-        UseTable();
+        GuardedHost::Attach(ORVELGW_LIBRARY, WatchingHost::Table());
     }
 
     /// Whether the failure came: otherwise all that could fail has failed before.
@@ -225,14 +225,6 @@ private:
         }
     }
 
-    static void UseTable()
-    {
-        void* library = dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-        auto* use = reinterpret_cast<decltype(&GetZFTable)>(dlsym(library, "GetZFTable"));
-        use(nullptr, WatchingHost::Table());
-        dlclose(library);
-    }
-
     // Nothing fails here: the failure is as far away as can be.
     void Open()
     {
@@ -248,49 +240,21 @@ private:
         watched.failure.nth = nth;
     }
 
-    bool IsOnConnection() const
-    {
-        const std::string_view name = row_.name;
-        return name.ends_with("onnect") || name.ends_with("Connection") ||
-               name.ends_with("ConnectOption") || name == "AllocStatement" || name == "GetInfo" ||
-               name == "Transact";
-    }
-
     std::vector<Argument> Inputs() const
     {
         const std::string_view name = row_.name;
-        const std::string_view signature = row_.signature;
-        std::vector<Argument> inputs;
-        for (std::size_t i = 0; i < signature.size(); ++i) {
-            switch (signature[i]) {
-                case 'c':
-                    inputs.emplace_back(kLongText);
-                    break;
-                case 'b':
-                    if (i == 0) {
-                        const bool has_both = name == "GetSQLErrors";
-                        const auto& handle =
-                            IsOnConnection() || has_both ? connection_ : statement_;
-                        inputs.emplace_back(handle.empty() ? std::string("\x09\x03\0\0\0\0\0\0", 8)
-                                                           : handle);
-                    } else {
-                        inputs.emplace_back(name == "GetSQLErrors" ? statement_
-                                            : name == "PutData"    ? kLongText
-                                                                   : EncodeList({1}));
-                    }
-                    break;
-                case 's':
-                    inputs.emplace_back(std::u16string(400, u'u'));
-                    break;
-                case 'j':
-                    inputs.emplace_back(EncodeList({kLongText}));
-                    break;
-                case 'i':
-                    inputs.emplace_back(1);
-                    break;
-                default:
-                    break;
-            }
+        auto inputs = InputsOf(row_, {{'c', kLongText},
+                                      {'b', EncodeList({1})},
+                                      {'s', std::u16string(400, u'u')},
+                                      {'j', EncodeList({kLongText})},
+                                      {'i', 1}});
+        const bool has_both = name == "GetSQLErrors";
+        if (has_both || name == "PutData") {
+            inputs[1] = has_both ? statement_ : kLongText;
+        }
+        if (row_.signature[0] == 'b') {
+            const auto& handle = IsOnConnection(name) || has_both ? connection_ : statement_;
+            inputs[0] = setting_.is_open ? handle : std::string("\x09\x03\0\0\0\0\0\0", 8);
         }
         return inputs;
     }

@@ -25,7 +25,7 @@ protected:
         HostServices::Instance().on_record = [this](const TraceRecord& record) {
             trace += RecordText(record) + "\n";
         };
-        gateway.emplace(ORVELGW_LIBRARY);
+        Load();
     }
     ~GatewayTest() override
     {
@@ -34,6 +34,11 @@ protected:
         EXPECT_EQ(HostServices::Instance().LongStringsOut(), 0);
     }
 
+    void Load()
+    {
+        gateway.emplace(ORVELGW_LIBRARY);
+        GuardedHost::Attach(ORVELGW_LIBRARY, GuardedHost::Table());
+    }
     Reply Call(std::string_view name, const std::vector<Argument>& inputs = {}) const
     {
         return gateway->Call(name, inputs);

@@ -81,9 +81,6 @@ TEST_F(ScriptedTest, TransactionsOfOneConnectionOrAll)
     EXPECT_EQ(Code("Transact", {connection, 1}), 0);
     EXPECT_EQ(Code("Transact", {"", 65'536}), 0);
     EXPECT_EQ(Current().Taken(), "SQLEndTran(2,dbc2,1)\nSQLEndTran(1,env1,0)\n");
-    Current().codes["SQLEndTran"] = SQL_NO_DATA;
-    EXPECT_EQ(Code("Transact", {"", 0}), 100);
-    EXPECT_EQ(WasError(), -1);
 }
 
 TEST_F(ScriptedTest, CatalogNamesReachOdbcWhole)
@@ -103,9 +100,6 @@ TEST_F(ScriptedTest, CatalogNamesReachOdbcWhole)
     EXPECT_EQ(Current().Taken(), "");
     Code("Tables", {statement, std::string(40'000, 'n'), "", "", ""});
     EXPECT_EQ(Current().Taken(), "SQLTables(stmt3,?,-25536,null,0,null,0,null,0)\n");
-    Current().codes["SQLTables"] = SQL_NO_DATA;
-    EXPECT_EQ(Code("Tables", {statement, "", "", "", ""}), 100);
-    EXPECT_EQ(WasError(), -1);
 }
 
 // The END record of a failure is guarded in these entries, unlike in most.

@@ -43,7 +43,7 @@ TEST_F(ParameterTest, ListsDescribeEveryParameter)
 {
     const auto bind = [&](const std::vector<ListValue>& lengths) {
         return Code("BindParameters",
-                    {statement, EncodeList(lengths), EncodeList({1, -8, -3, 4}),
+                    {statement, EncodeList(lengths), EncodeList({1, -8, -3, 4, -2}),
                      EncodeList({0, 0, 0, 7}), EncodeList({1, 2, 4, 65'537}), EncodeList({0, 9})});
     };
     EXPECT_EQ(bind({511, -100, 512, "text", -7}), 0);
@@ -53,7 +53,7 @@ TEST_F(ParameterTest, ListsDescribeEveryParameter)
               "SQLBindParameter(stmt3,2,2,-8,-8,0,0,2,0,-100)\n"
               "SQLBindParameter(stmt3,3,4,-2,-3,0,0,buffer,513,512)\n"
               "SQLBindParameter(stmt3,4,1,1,4,0,7,buffer,512,0)\n"
-              "SQLBindParameter(stmt3,5,0,1,0,0,0,buffer,512,-7)\n");
+              "SQLBindParameter(stmt3,5,0,-2,-2,0,0,buffer,512,-7)\n");
     EXPECT_EQ(Buffer(512, 4), std::string(512, '\0'));
     Current().codes["SQLBindParameter"] = SQL_SUCCESS_WITH_INFO;
     EXPECT_EQ(bind({1, 2}), 1) << "a warning ends the binding";

@@ -293,7 +293,8 @@ TEST_F(RowTest, FetchesRowsUntilTheyRunOut)
         int has, wanted, delivered, code, fetches;
     };
     for (const auto& [has, wanted, delivered, code, fetches] :
-         {Case{3, 5, 3, 0, 4}, Case{3, 3, 3, 0, 3}, Case{0, 5, 0, 0, 1}, Case{3, 0, 0, 0, 1}}) {
+         {Case{3, 5, 3, 0, 4}, Case{3, 3, 3, 0, 3}, Case{0, 5, 0, 0, 1}, Case{3, 0, 0, 0, 1},
+          Case{3, -1, 3, 0, 4}}) {
         Current().rows = has;
         Current().Taken();
         EXPECT_EQ(DecodeList(Call("FetchRows", {statement, wanted}).List()).size(),
