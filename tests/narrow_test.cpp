@@ -24,32 +24,6 @@ protected:
     const ShimFolder folder{};
 };
 
-TEST_F(NarrowShim, ForwardsToTheDriverOfItsName)
-{
-    const std::string driver = folder.Link(ORVELGW_NARROW_SHIM, "narrow-libsqlite3odbc.so");
-    for (const int legacy : {0, 1}) {  // ODBC 3 and ODBC 2
-        Code("SetLegacyOption", {legacy});
-        const std::string connection = Connect(driver);
-        ASSERT_EQ(connection.size(), 8U) << List("GetSQLErrors", {"", ""});
-        const std::string statement(Call("AllocStatement", {connection}).Bytes());
-        EXPECT_EQ(Code("Prepare", {statement, "SELECT ? AS \"é\", NULL, 5"}), 0);
-        EXPECT_EQ(Code("BindParameter", {statement, 1, 1, 1, 12, 9, 0, 0}), 0);
-        EXPECT_EQ(Code("SetParameter", {statement, EncodeList({"Ω"}), 1}), 0);
-        EXPECT_EQ(Code("Execute", {statement}), 0);
-        const Reply rows = Call("FetchRows", {statement, 9});
-        EXPECT_EQ(ListText(DecodeList(rows.List()).at(0).payload), "\"Ω\", \"\", \"5\"");
-        EXPECT_EQ(Code("SetConnectOption", {connection, 102, 0}), 0);
-        EXPECT_EQ(Code("Transact", {connection, 1}), 0);
-        EXPECT_EQ(Code("SetConnectOption", {connection, 102, 1}), 0);
-        EXPECT_EQ(Code("CloseCursor", {statement}), 0);
-        EXPECT_EQ(Code("Prepare", {statement, "SELECT * FROM nowhere"}), -1);
-        EXPECT_NE(List("GetSQLErrors", {connection, statement}).find("no such table"),
-                  std::string::npos);
-        EXPECT_EQ(Code("DropStatement", {statement}), 0);
-        EXPECT_EQ(Code("Disconnect", {connection}), 0);
-    }
-}
-
 // ODBC's functions of a driver, but for the wide ones, and what ODBC 2 needs besides.
 constexpr char kExported[] =
     "AllocHandle BindCol BindParameter BrowseConnect BulkOperations Cancel CloseCursor "

@@ -148,6 +148,21 @@ TEST_P(Statements, TakeDataAtExecutionForSeveralParameters)
     EXPECT_EQ(Rows("SELECT a, b, c FROM t"), "\"7\", \"the second\", \"3rd\"\n");
 }
 
+// libsqlite3odbc.so 0.9998 takes a first piece for nothing and refuses a second.
+TEST_P(Statements, TakeDataAtExecutionThatIsNotAnnounced)
+{
+    if (!WantsLengths()) {
+        return;
+    }
+    Make("t", "b " + GetParam().types.long_binary);
+    ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?)"}), 0);
+    ASSERT_EQ(Code("BindParameter", {statement, 1, 1, -2, -4, 10, 0, -100}), 0);
+    ASSERT_EQ(Code("Execute", {statement}), 99);
+    EXPECT_EQ(List("ParamData", {statement}), "99, 1");
+    EXPECT_EQ(Code("PutData", {statement, "0123456789"}), 0);
+    EXPECT_EQ(Code("PutData", {statement, "0123456789"}), -1);
+}
+
 TEST_P(Statements, AreRefusedWithEveryRecord)
 {
     Make("t", "a INTEGER PRIMARY KEY, b INTEGER");
