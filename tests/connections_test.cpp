@@ -31,14 +31,6 @@ TEST_F(ScriptedTest, ConnectsByName)
     EXPECT_EQ(Current().Taken(), "") << "a null name connects to nothing";
 }
 
-TEST_F(ScriptedTest, FreesAConnectionWhoseTimeoutThrows)
-{
-    Current().throwing = {"SQLSetConnectAttr"};
-    Call("ConnectWithTimeout", {"dsn", "u", "p", 5});
-    EXPECT_EQ(WasError(), -1000);
-    EXPECT_TRUE(Current().Taken().ends_with("SQLFreeHandle(2,dbc2)\n"));
-}
-
 TEST_F(ScriptedTest, ConnectsByString)
 {
     const std::string filler(300, 'f');
@@ -103,25 +95,17 @@ TEST_F(ScriptedTest, KeepsTheDiagnosticOfAFailedConnection)
     EXPECT_EQ(DecodeList(line.List())[0].payload, begins + std::string(511 - begins.size(), 'm'));
 }
 
-TEST_F(ScriptedTest, TriesTheEnvironmentAgain)
+TEST_F(ScriptedTest, AnEmptyHandleTellsThatThereIsNoEnvironment)
 {
     TraceOn();
-    for (const char* entry : {"DSNConnect", "DSNConnectWithTimeout"}) {
-        std::vector<Argument> inputs{"x"};
-        if (std::string_view(entry) != "DSNConnect") {
-            inputs.emplace_back(3);
-        }
+    for (const bool throws : {false, true}) {
         Current().codes["SQLAllocHandle"] = SQL_ERROR;
-        EXPECT_EQ(Call(entry, inputs).length, 0U);
-        EXPECT_EQ(WasError(), 0) << "an empty handle is the whole answer";
-        Current().codes = {};
-        Current().throwing = {"SQLAllocHandle"};
-        EXPECT_EQ(Call(entry, inputs).length, 0U);
+        Current().throwing =
+            throws ? std::set<std::string>{"SQLAllocHandle"} : std::set<std::string>{};
+        EXPECT_EQ(Call("DSNConnect", {"x"}).length, 0U);
         EXPECT_EQ(WasError(), 0);
-        Current().throwing = {};
     }
     EXPECT_EQ(Traced().find("WithTimeout BEGIN"), std::string::npos);
-    EXPECT_EQ(Call("DSNConnect", {"x"}).length, 8U);
 }
 
 TEST_F(ScriptedTest, LegacyOptionRecreatesTheEnvironment)
@@ -153,37 +137,31 @@ TEST_F(ScriptedTest, LegacyOptionBeforeTheFirstConnectionMakesTwoEnvironments)
               "SQLDriverConnect(dbc3,'DSN=y',5,254,0)\n");
 }
 
-TEST_F(ScriptedTest, DisconnectingForgetsStatements)
+TEST_F(ScriptedTest, ConnectionsThatEndTakeTheirStatements)
 {
-    Open();
-    Current().codes["SQLDisconnect"] = SQL_ERROR;
-    EXPECT_EQ(Code("Disconnect", {connection}), 0) << "what matters is that the handle is freed";
-    EXPECT_EQ(Current().Taken(), "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\n");
-    EXPECT_EQ(Code("DropStatement", {statement}), -2);
-    EXPECT_EQ(Code("Disconnect", {connection}), -2);
-}
-
-TEST_F(ScriptedTest, RemovingAConnectionMakesNoCall)
-{
-    Open();
-    TraceOn();
-    EXPECT_EQ(Code("RemoveConnection", {unknown}), 0);
-    EXPECT_EQ(Code("RemoveConnection", {connection}), 0);
-    EXPECT_EQ(Traced(), fmt::format("RemoveConnection BEGIN  handle 0x309\nDisconnect END  0\n"
-                                    "RemoveConnection BEGIN  {}\nDisconnect END  0\n",
-                                    kDbc));
-    EXPECT_EQ(Code("DropStatement", {statement}), -2);
-    EXPECT_EQ(Current().Taken(), "");
+    for (const std::string entry : {"Disconnect", "RemoveConnection"}) {
+        gateway.reset();
+        scripted::Restart();
+        Load();
+        Open();
+        Current().codes["SQLDisconnect"] = SQL_ERROR;
+        TraceOn();
+        EXPECT_EQ(Code(entry, {connection}), 0) << "what matters is that the handle is freed";
+        EXPECT_EQ(Traced(), fmt::format("{} BEGIN  {}\nDisconnect END  0\n", entry, kDbc));
+        const bool is_removal = entry == "RemoveConnection";
+        EXPECT_EQ(Current().Taken(),
+                  is_removal ? "" : "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\n");
+        EXPECT_EQ(Code("DropStatement", {statement}), -2);
+        EXPECT_EQ(Code(entry, {connection}), is_removal ? 0 : -2);
+    }
 }
 
 TEST_F(ScriptedTest, StatementsThatCannotBeMadeOrFreed)
 {
     Open();
-    Current().codes["SQLAllocHandle"] = SQL_SUCCESS_WITH_INFO;
-    const Reply none = Call("AllocStatement", {connection});
-    EXPECT_EQ(none.Bytes(), std::string(8, '\0'));
-    EXPECT_EQ(WasError(), -1);
-    Current().codes = {{"SQLFreeHandle", SQLRETURN{SQL_ERROR}}};
+    Current().codes = {{"SQLAllocHandle", SQLRETURN{SQL_SUCCESS_WITH_INFO}},
+                       {"SQLFreeHandle", SQLRETURN{SQL_ERROR}}};
+    EXPECT_EQ(Call("AllocStatement", {connection}).Bytes(), std::string(8, '\0'));
     EXPECT_EQ(Code("DropStatement", {statement}), -1);
     Current().codes = {};
     EXPECT_EQ(Code("DropStatement", {statement}), 0) << "it was kept";

@@ -33,7 +33,8 @@ struct HandleCase {
     const char* begin_label = function;  // its name in the BEGIN record
     bool looks_up_counted = false;       // as many bytes of a handle as are counted, else all eight
     std::size_t traced = kCounted;       // bytes of the handle in the BEGIN record
-    bool begins_only_unknown = false;    // there is a BEGIN record of an unknown handle only
+    bool is_failure_guarded = false;
+    bool begins_only_unknown = false;  // there is a BEGIN record of an unknown handle only
 
     friend void PrintTo(const HandleCase& entry, std::ostream* out) { *out << entry.name; }
 };
@@ -90,12 +91,14 @@ const std::vector<HandleCase> kHandleCases = {
     {"PutDataW", {u"ab"}, "SQLPutData"},
     {.name = "GetInfo", .rest = {65'553}, .odbc = "SQLGetInfo", .answers = kOutput,
      .on_connection = true, .call = "17,2047,0"},
-    {.name = "GetTypeInfo", .rest = {65'532}, .odbc = "SQLGetTypeInfo", .call = "-4", .traced = 8},
+    {.name = "GetTypeInfo", .rest = {65'532}, .odbc = "SQLGetTypeInfo", .call = "-4", .traced = 8,
+     .is_failure_guarded = true},
     {.name = "SetConnectOption", .rest = {65'638, -3}, .odbc = "SQLSetConnectAttr",
-     .on_connection = true, .call = "65638,-3,0", .looks_up_counted = true},
+     .on_connection = true, .call = "65638,-3,0", .looks_up_counted = true, .is_failure_guarded = true},
     {.name = "SetStrConnectOption", .rest = {65'645, "main"}, .odbc = "SQLSetConnectAttr",
-     .on_connection = true, .call = "109,'main',-3"},
-    {.name = "Transact", .rest = {65'537}, .odbc = "SQLEndTran", .on_connection = true},
+     .on_connection = true, .call = "109,'main',-3", .is_failure_guarded = true},
+    {.name = "Transact", .rest = {65'537}, .odbc = "SQLEndTran", .on_connection = true,
+     .is_failure_guarded = true},
 };
 // clang-format on
 
@@ -171,6 +174,7 @@ std::vector<HandleCase> CatalogCases()
     for (HandleCase& row : rows) {
         const std::string_view name = row.name;
         const std::string word = fmt::format(" {} ", name);
+        row.is_failure_guarded = true;
         row.looks_up_counted = kLookUpCounted.find(word) != std::string_view::npos;
         row.traced = kTraceEight.find(word) != std::string_view::npos ? 8 : kCounted;
         if (name.starts_with("Describe")) {
@@ -283,6 +287,28 @@ TEST_P(EachEntry, ReportsAFailure)
     Current().codes = {{entry.odbc, SQLRETURN{SQL_ERROR}}, {"SQLFreeHandle", SQLRETURN{SQL_ERROR}}};
     const int code = ExpectEnd(entry.failed_end, -1).code;
     EXPECT_TRUE(code == -1 || entry.answers != Answers::kCode) << code;
+}
+
+// The END record of a failure is guarded where the code is no result, and in some entries besides.
+TEST_P(EachEntry, ContainsOrPassesWhatTheLogThrowsOfAFailure)
+{
+    const bool is_guarded =
+        entry.answers == Answers::kCode ? entry.is_failure_guarded : entry.failed_end != kZeros;
+    const bool is_freed = entry.odbc == std::string_view("SQLDisconnect");  // which fails last
+    Current().codes[is_freed ? "SQLFreeHandle" : entry.odbc] = SQL_ERROR;
+    bool has_thrown = false;
+    HostServices::Instance().on_record = [&](const TraceRecord& record) {
+        if (record.name.ends_with(" END") && !std::exchange(has_thrown, true)) {
+            throw std::runtime_error("log");
+        }
+    };
+    const auto call = [&] { CallWith(entry.on_connection ? connection : statement); };
+    if (is_guarded) {
+        call();
+        EXPECT_EQ(WasError(), -1000);
+    } else {
+        EXPECT_THROW(call(), std::runtime_error);
+    }
 }
 
 TEST_P(EachEntry, TracesASuccess)

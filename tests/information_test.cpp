@@ -102,36 +102,4 @@ TEST_F(ScriptedTest, CatalogNamesReachOdbcWhole)
     EXPECT_EQ(Current().Taken(), "SQLTables(stmt3,?,-25536,null,0,null,0,null,0)\n");
 }
 
-// The END record of a failure is guarded in these entries, unlike in most.
-TEST_F(ScriptedTest, ContainsWhatTheLogThrowsOfAFailure)
-{
-    Open();
-    TraceOn();
-    bool thrown = false;
-    HostServices::Instance().on_record = [&](const TraceRecord& record) {
-        trace += RecordText(record) + "\n";
-        if (record.name.ends_with(" END") && !std::exchange(thrown, true)) {
-            throw std::runtime_error("log");
-        }
-    };
-    const std::tuple<const char*, const char*, std::vector<Argument>> cases[] = {
-        {"Tables", "SQLTables", {statement, "", "", "", ""}},
-        {"Transact", "SQLEndTran", {connection, 0}},
-        {"SetConnectOption", "SQLSetConnectAttr", {connection, 1, 1}},
-        {"SetStrConnectOption", "SQLSetConnectAttr", {connection, 1, "x"}},
-        {"GetTypeInfo", "SQLGetTypeInfo", {statement, 0}},
-    };
-    for (const auto& [name, odbc, inputs] : cases) {
-        Current().codes[odbc] = SQL_ERROR;
-        thrown = false;
-        Traced();
-        EXPECT_EQ(Code(name, inputs), -1) << name;
-        EXPECT_TRUE(Traced().ends_with(fmt::format("{0} END  -1\n{0} END  -1\n", name)));
-        EXPECT_EQ(WasError(), -1000) << name;
-    }
-    Current().codes["SQLExecute"] = SQL_ERROR;
-    thrown = false;
-    EXPECT_THROW(Code("Execute", {statement}), std::runtime_error);
-}
-
 }  // namespace

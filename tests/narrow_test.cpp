@@ -24,30 +24,39 @@ protected:
     const ShimFolder folder{};
 };
 
-// ODBC's functions of a driver, but for the wide ones, and what ODBC 2 needs besides.
-constexpr char kExported[] =
-    "AllocHandle BindCol BindParameter BrowseConnect BulkOperations Cancel CloseCursor "
-    "ColAttribute ColumnPrivileges Columns Connect CopyDesc DescribeCol DescribeParam "
-    "Disconnect DriverConnect EndTran ExecDirect Execute ExtendedFetch Fetch FetchScroll "
-    "ForeignKeys FreeHandle FreeStmt GetConnectAttr GetCursorName GetData GetDescField "
-    "GetDescRec GetDiagField GetDiagRec GetEnvAttr GetFunctions GetInfo GetStmtAttr "
-    "GetTypeInfo MoreResults NativeSql NumParams NumResultCols ParamData Prepare "
-    "PrimaryKeys ProcedureColumns Procedures PutData RowCount SetConnectAttr SetCursorName "
-    "SetDescField SetDescRec SetEnvAttr SetPos SetStmtAttr SpecialColumns Statistics "
-    "TablePrivileges Tables ";
+// ODBC's functions of a driver, and what ODBC 2 needs besides; the wide shim has those with a W by
+// both names.
+constexpr char kFunctions[] =
+    "AllocHandle BindCol BindParameter BrowseConnectW BulkOperations Cancel CloseCursor "
+    "ColAttributeW ColumnPrivilegesW ColumnsW ConnectW CopyDesc DescribeColW DescribeParam "
+    "Disconnect DriverConnectW EndTran ExecDirectW Execute ExtendedFetch Fetch FetchScroll "
+    "ForeignKeysW FreeHandle FreeStmt GetConnectAttrW GetCursorNameW GetData GetDescFieldW "
+    "GetDescRecW GetDiagFieldW GetDiagRecW GetEnvAttr GetFunctions GetInfoW GetStmtAttrW "
+    "GetTypeInfoW MoreResults NativeSqlW NumParams NumResultCols ParamData PrepareW "
+    "PrimaryKeysW ProcedureColumnsW ProceduresW PutData RowCount SetConnectAttrW SetCursorNameW "
+    "SetDescFieldW SetDescRec SetEnvAttr SetPos SetStmtAttrW SpecialColumnsW StatisticsW "
+    "TablePrivilegesW TablesW ";
 
-TEST_F(NarrowShim, ExportsWhatEveryDriverHas)
+TEST_F(NarrowShim, ExportsWhatEveryDriverHasAndTheWideShimMore)
 {
-    void* shim = dlopen(ORVELGW_NARROW_SHIM, RTLD_LAZY);
-    for (const char* absent : {"SQLConnectW", "SQLBindParam", "SQLSetParam", "SQLError",
-                               "SQLColAttributes", "SQLTransact", "SQLSetConnectOption"}) {
-        EXPECT_EQ(dlsym(shim, absent), nullptr) << absent;
+    for (const char* file : {ORVELGW_NARROW_SHIM, ORVELGW_WIDE_SHIM}) {
+        const bool is_wide = std::string_view(file) == ORVELGW_WIDE_SHIM;
+        void* shim = dlopen(file, RTLD_LAZY);
+        const auto exports = [&](std::string name) {
+            return dlsym(shim, ("SQL" + name).c_str()) != nullptr;
+        };
+        std::istringstream names(kFunctions);
+        for (std::string name; names >> name;) {
+            const bool has_wide = name.back() == 'W';
+            EXPECT_EQ(exports(name), !has_wide || is_wide) << file << name;
+            EXPECT_TRUE(exports(name.substr(0, name.size() - (has_wide ? 1 : 0)))) << file << name;
+        }
+        for (const char* absent : {"BindParam", "SetParam", "Error", "ErrorW", "ColAttributes",
+                                   "ColAttributesW", "Transact", "SetConnectOption"}) {
+            EXPECT_FALSE(exports(absent)) << file << absent;
+        }
+        dlclose(shim);
     }
-    std::istringstream names(kExported);
-    for (std::string name; names >> name;) {
-        EXPECT_NE(dlsym(shim, ("SQL" + name).c_str()), nullptr) << name;
-    }
-    dlclose(shim);
 }
 
 #ifndef __SANITIZE_ADDRESS__  // which refuses what keeps the driver's calls inside it
