@@ -263,11 +263,10 @@ TEST_F(ParameterTest, OutputsFollowTheirCType)
         }
     }
     TraceOn();
-    Call("GetParameter", {statement, 1});
-    EXPECT_EQ(Traced(), fmt::format("GetParam BEGIN  {}, 1\nGetParam END\n", kStmt));
-    EXPECT_EQ(Call("GetParameter", {unknown, 1}).length, 0U);
-    EXPECT_EQ(Traced(), "GetParam BEGIN  handle 0x309, 1\nGetParam END  -2\n");
-    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Done("GetParameter", {statement, 1}),
+              fmt::format("GetParam BEGIN  {}, 1\nGetParam END\nerror 0", kStmt));
+    EXPECT_EQ(Done("GetParameter", {unknown, 1}),
+              "GetParam BEGIN  handle 0x309, 1\nGetParam END  -2\nerror -1");
 }
 
 TEST_F(ParameterTest, OutputsAreCutToSixteenBits)
@@ -282,25 +281,20 @@ TEST_F(ParameterTest, OutputsAreCutToSixteenBits)
 TEST_F(ParameterTest, DataAtExecution)
 {
     TraceOn();
-    Current().codes["SQLParamData"] = SQL_NEED_DATA;
     Current().token = 2;
-    EXPECT_EQ(HexText(Call("ParamData", {statement}).Bytes()), "03 04 63 03 04 02");
-    EXPECT_EQ(WasError(), 0) << "the code is the host's to look at";
-    EXPECT_TRUE(
-        Traced().starts_with(fmt::format("ParamData BEGIN  {}\nParamData END  99, 2\n", kStmt)));
+    const auto done = [&](const char* end) {
+        EXPECT_EQ(Done("ParamData", {statement}),
+                  fmt::format("ParamData BEGIN  {}\nParamData END{}", kStmt, end));
+    };
+    Current().codes["SQLParamData"] = SQL_NEED_DATA;
+    done("  99, 2\nSQLParamData(stmt3)\n03 04 63 03 04 02\nerror 0");  // the host looks at the code
     Current().codes["SQLParamData"] = SQL_ERROR;
-    EXPECT_EQ(List("ParamData", {statement}), "-1, 2");
-    EXPECT_EQ(WasError(), 0);
+    done("  -1, 2\nSQLParamData(stmt3)\n03 05 FF 03 04 02\nerror 0");
     EXPECT_EQ(Code("GetLastSQLCode"), 0);
-    Traced();
-    EXPECT_EQ(HexText(Call("ParamData", {unknown}).Bytes()), "03 05 FE 02 01");
-    EXPECT_EQ(Traced(), "ParamData BEGIN  handle 0x309\nParamData END  -2, \"\"\n");
-    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Done("ParamData", {unknown}),
+              "ParamData BEGIN  handle 0x309\nParamData END  -2, \"\"\n03 05 FE 02 01\nerror -1");
     Current().throwing = {"SQLParamData"};
-    Traced();
-    EXPECT_EQ(Call("ParamData", {statement}).length, 0U);
-    EXPECT_EQ(Traced(), fmt::format("ParamData BEGIN  {}\nParamData END\n", kStmt));
-    EXPECT_EQ(WasError(), -1000);
+    done("\nSQLParamData(stmt3)\nerror -1000");
     Current().Taken();
     const std::pair<const char*, Argument> pieces[] = {
         {"PutData", "ab"}, {"PutData", ""}, {"PutDataW", u"\u20ACbc"}, {"PutDataW", u""}};
