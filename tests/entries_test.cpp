@@ -268,12 +268,17 @@ TEST_P(EachEntry, RejectsAnUnknownHandle)
 TEST_P(EachEntry, TakesAHandleAsCountedOrWhole)
 {
     guarded.first_counts = 0;
-    CallWith(entry.on_connection ? connection : statement);
+    const std::string& handle = entry.on_connection ? connection : statement;
+    CallWith(handle);
     guarded.first_counts.reset();
     const char* shown = entry.traced == kCounted ? "\"\"" : Known();
     const bool has_begun = entry.looks_up_counted || !entry.begins_only_unknown;
     EXPECT_TRUE(Traced().starts_with(has_begun ? Begin(shown) : entry.function));
     EXPECT_EQ(WasError(), entry.looks_up_counted ? -1 : 0);
+    if (entry.looks_up_counted) {
+        CallWith(handle + "more");
+        EXPECT_EQ(WasError(), 0) << "what exceeds eight bytes is cut";
+    }
 }
 
 TEST_P(EachEntry, ContainsWhatADriverThrows)

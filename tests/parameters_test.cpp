@@ -281,13 +281,15 @@ TEST_F(ParameterTest, OutputsAreCutToSixteenBits)
 TEST_F(ParameterTest, DataAtExecution)
 {
     TraceOn();
+    Current().codes["SQLExecute"] = SQL_NEED_DATA;
+    EXPECT_EQ(Codes("Execute", {statement}), Pair(99, -1)) << "the host looks at the code";
     Current().token = 2;
     const auto done = [&](const char* end) {
         EXPECT_EQ(Done("ParamData", {statement}),
                   fmt::format("ParamData BEGIN  {}\nParamData END{}", kStmt, end));
     };
     Current().codes["SQLParamData"] = SQL_NEED_DATA;
-    done("  99, 2\nSQLParamData(stmt3)\n03 04 63 03 04 02\nerror 0");  // the host looks at the code
+    done("  99, 2\nSQLParamData(stmt3)\n03 04 63 03 04 02\nerror 0");
     Current().codes["SQLParamData"] = SQL_ERROR;
     done("  -1, 2\nSQLParamData(stmt3)\n03 05 FF 03 04 02\nerror 0");
     EXPECT_EQ(Code("GetLastSQLCode"), 0);

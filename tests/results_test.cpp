@@ -12,6 +12,12 @@ using scripted::WideBytes;
 
 namespace {
 
+/// A value of wide text as a driver brings it that counts right.
+Value Whole(const std::wstring& text)
+{
+    return {.length = static_cast<SQLLEN>(sizeof(wchar_t) * text.size()), .bytes = WideBytes(text)};
+}
+
 TEST_F(ScriptedTest, PreparesTextOfAnyWidth)
 {
     Open();
@@ -205,18 +211,18 @@ TEST_F(RowTest, ItemsFollowCodeAndIndicator)
 // What a driver manager does to wide text of a narrow driver.
 TEST_F(RowTest, MendsWidenedValues)
 {
-    const auto bytes = [](const std::wstring& text) { return WideBytes(text); };
     EXPECT_EQ(Items("FetchRows", 1, {{.length = -4}}), "\"\"") << "a NULL, times four";
-    const std::string cut = Items("FetchRows", 1, {{.length = -4, .bytes = bytes(L"x")}});
+    const std::string cut = Items("FetchRows", 1, {{.length = -4, .bytes = WideBytes(L"x")}});
     EXPECT_EQ(cut.size(), 4 + 4 * 999U) << "a value of unknown length, with zeros behind it";
-    EXPECT_EQ(Items("FetchRows", 1, {{.length = 12, .bytes = bytes(L"\u00E9x")}}), "u\"\u00E9x\"")
+    EXPECT_EQ(Items("FetchRows", 1, {{.length = 12, .bytes = WideBytes(L"\u00E9x")}}),
+              "u\"\u00E9x\"")
         << "three bytes were two characters";
     EXPECT_EQ(Items("FetchRows", 1, {{.length = 8}}), "\"\\x00\"") << "characters nobody wrote";
     // Nothing of one value shows in the next.
     EXPECT_EQ(Items("FetchRows", 1,
-                    {{.length = 16, .bytes = bytes(L"abcd")},
-                     {.code = 1, .length = 16, .bytes = bytes(L"e")},
-                     {.length = 4, .bytes = bytes(L"f")},
+                    {Whole(L"abcd"),
+                     {.code = 1, .length = 16, .bytes = WideBytes(L"e")},
+                     Whole(L"f"),
                      {.length = -1},
                      {.code = 1, .length = 8}}),
               "u\"abcd\", u\"e\\x00\\x00\\x00\", u\"f\", \"\", u\"\\x00\\x00\"");
@@ -250,8 +256,7 @@ TEST_F(RowTest, WithoutTheOptionTextEndsAtItsTerminator)
 TEST_F(RowTest, ReadsListedColumns)
 {
     Current().columns = 3;
-    Current().values = {{.length = 4, .bytes = WideBytes(L"c")},
-                        {.length = 4, .bytes = WideBytes(L"a")}};
+    Current().values = {Whole(L"c"), Whole(L"a")};
     ZString numbers;
     numbers.AppendLong(3);
     numbers.AppendLong(1);
@@ -276,7 +281,7 @@ TEST_F(RowTest, ReadsListedColumns)
 
 TEST_F(RowTest, FetchesRowsUntilTheyRunOut)
 {
-    Current().values = {{.length = 4, .bytes = WideBytes(L"v")}};
+    Current().values = {Whole(L"v")};
     struct Case {
         int has, wanted, delivered, code, fetches;
     };
@@ -292,11 +297,9 @@ TEST_F(RowTest, FetchesRowsUntilTheyRunOut)
     }
     Current().columns = 2;
     Current().values.push_back({.code = SQL_ERROR});
-    EXPECT_EQ(Items("FetchRows", 1, {{.code = SQL_ERROR}, {.length = 4, .bytes = WideBytes(L"v")}}),
-              "\"<ERROR>\", u\"v\"");
+    EXPECT_EQ(Items("FetchRows", 1, {{.code = SQL_ERROR}, Whole(L"v")}), "\"<ERROR>\", u\"v\"");
     EXPECT_EQ(WasError(), 0) << "a later column read well";
-    EXPECT_EQ(Items("FetchRows", 1, {{.length = 4, .bytes = WideBytes(L"v")}, {.code = SQL_ERROR}}),
-              "u\"v\", \"<ERROR>\"");
+    EXPECT_EQ(Items("FetchRows", 1, {Whole(L"v"), {.code = SQL_ERROR}}), "u\"v\", \"<ERROR>\"");
     EXPECT_EQ(Code("GetLastSQLCode"), -1);
     Current().columns = 0;
     EXPECT_EQ(Call("FetchRows", {statement, 1}).length, 0U);
