@@ -42,7 +42,7 @@ TEST_F(NarrowShim, ExportsWhatEveryDriverHasAndTheWideShimMore)
     for (const char* file : {ORVELGW_NARROW_SHIM, ORVELGW_WIDE_SHIM}) {
         const bool is_wide = std::string_view(file) == ORVELGW_WIDE_SHIM;
         void* shim = dlopen(file, RTLD_LAZY);
-        const auto exports = [&](std::string name) {
+        const auto exports = [&](const std::string& name) {
             return dlsym(shim, ("SQL" + name).c_str()) != nullptr;
         };
         std::istringstream names(kFunctions);

@@ -539,6 +539,8 @@ class RoundTrip {
 public:
     explicit RoundTrip(const Face& its_face) : face(its_face) {}
 
+    const Face& face;
+
     std::size_t Below(std::size_t limit) { return random_() % limit; }
 
     /// Text of characters of all planes.
@@ -638,7 +640,6 @@ private:
         return all;
     }
 
-    const Face& face;
     std::mt19937 random_{20'240'229};
 };
 

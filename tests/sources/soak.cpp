@@ -112,7 +112,11 @@ private:
         On("Prepare", {sql});
         On("Execute");
     }
-    std::string Text(std::size_t most) { return std::string(random_() % most, 'x'); }
+    std::string Text(std::size_t most)
+    {
+        std::string text(random_() % most, 'x');
+        return text;
+    }
 
     void Insert()
     {

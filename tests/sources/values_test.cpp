@@ -172,7 +172,7 @@ protected:
         Run(sql);
         ASSERT_EQ(Code("Fetch", {statement}), 0) << Errors();
     }
-    std::string Literal(const std::string& text) const
+    static std::string Literal(const std::string& text)
     {
         return GetParam().wide_literal + "'" + text + "'";
     }
