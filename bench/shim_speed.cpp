@@ -9,8 +9,8 @@
 #include <ctime>
 #include <vector>
 
-#include "shell/Gateway.h"
-#include "shell/Session.h"
+#include "client/Gateway.h"
+#include "client/Session.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "shell/CsvReader.h"
+#include "text/CsvReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size)
 {

@@ -4,8 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "shell/HostList.h"
-#include "shell/present.h"
+#include "client/HostList.h"
+#include "text/list_text.h"
+#include "text/terminal_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size)
 {

@@ -7,9 +7,9 @@
 #include <memory>
 #include <stdexcept>
 
+#include "client/HostList.h"
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
-#include "shell/HostList.h"
 
 namespace {
 

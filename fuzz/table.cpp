@@ -9,11 +9,11 @@
 #include <stdexcept>
 
 #include "GuardedHost.h"
+#include "client/Gateway.h"
+#include "client/HostList.h"
+#include "client/HostServices.h"
 #include "host/main.h"
 #include "scripted_odbc.h"
-#include "shell/Gateway.h"
-#include "shell/HostList.h"
-#include "shell/HostServices.h"
 
 namespace {
 

@@ -1,10 +1,9 @@
 // Words as a person types them: refused with a sentence, or a list that decodes.
-#include "shell/words.h"
-
 #include <cstdint>
 #include <string>
 
-#include "shell/HostList.h"
+#include "client/HostList.h"
+#include "text/value_syntax.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size)
 {

@@ -9,8 +9,8 @@
 #include <new>
 #include <string_view>
 
-#include "shell/HostList.h"
-#include "shell/HostServices.h"
+#include "client/HostList.h"
+#include "client/HostServices.h"
 
 namespace {
 

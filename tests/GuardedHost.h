@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "shell/CallHost.h"
+#include "client/CallHost.h"
 
 /// Places every argument so that it ends where a page ends, before one that nobody may touch. What
 /// is readable of an input, and the room for an output, are those of conventions 5, 6 and 8.

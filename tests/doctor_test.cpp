@@ -18,17 +18,17 @@
 #include <vector>
 
 #include "LocalPort.h"
+#include "doctor/DoctorReport.h"
+#include "doctor/cause.h"
+#include "doctor/checks.h"
+#include "doctor/round_trips.h"
+#include "drivers/ConnectionString.h"
+#include "drivers/DataSource.h"
+#include "drivers/Profiles.h"
+#include "drivers/child_process.h"
+#include "drivers/driver_kind.h"
+#include "drivers/server.h"
 #include "run_tool.h"
-#include "shell/doctor/ConnectionString.h"
-#include "shell/doctor/DataSource.h"
-#include "shell/doctor/DoctorReport.h"
-#include "shell/doctor/Profiles.h"
-#include "shell/doctor/cause.h"
-#include "shell/doctor/checks.h"
-#include "shell/doctor/round_trips.h"
-#include "shell/doctor/server.h"
-#include "shell/driver_kind.h"
-#include "shell/run_apart.h"
 
 namespace {
 

@@ -6,12 +6,13 @@
 #include <functional>
 #include <vector>
 
+#include "client/HostList.h"
 #include "encoding/ZConstList.h"
 #include "encoding/ZString.h"
 #include "encoding/conversions.h"
-#include "shell/HostList.h"
-#include "shell/present.h"
-#include "shell/words.h"
+#include "text/list_text.h"
+#include "text/terminal_text.h"
+#include "text/value_syntax.h"
 
 namespace {
 

@@ -9,10 +9,11 @@
 #include <vector>
 
 #include "GuardedHost.h"
-#include "shell/Gateway.h"
-#include "shell/HostList.h"
-#include "shell/HostServices.h"
-#include "shell/present.h"
+#include "client/Gateway.h"
+#include "client/HostList.h"
+#include "client/HostServices.h"
+#include "text/list_text.h"
+#include "text/terminal_text.h"
 
 /// Loads the library for each test and unloads it after, so each begins with a process's first
 /// call.

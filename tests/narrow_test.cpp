@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include "drivers/driver_kind.h"
 #include "gateway_fixture.h"
-#include "shell/driver_kind.h"
 #include "shim_folder.h"
 
 namespace {

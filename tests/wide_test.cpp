@@ -16,8 +16,8 @@
 #include <optional>
 #include <random>
 
+#include "client/HostList.h"
 #include "narrow_driver.h"
-#include "shell/HostList.h"
 #include "shim_folder.h"
 #include "shims/conversions.h"
 

@@ -14,9 +14,9 @@
 #include <thread>
 
 #include "GuardedHost.h"
-#include "shell/Gateway.h"
-#include "shell/HostList.h"
-#include "shell/HostServices.h"
+#include "client/Gateway.h"
+#include "client/HostList.h"
+#include "client/HostServices.h"
 #include "sources/Server.h"
 
 namespace {

@@ -1,0 +1,97 @@
+// The gateway as a host sees it: a shared object, a table of entries, and calls by name.
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/CallHost.h"
+#include "orvelgw.h"
+
+/// The shared object can't be loaded, or its callout table is not what orvelgw.h says.
+struct LoadError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A call that doesn't fit the entry's signature, or no such entry.
+struct CallError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Whether a letter of a signature is an output.
+bool IsOutput(char letter);
+
+/// What an entry gave back.
+class Reply {
+public:
+    /// The result argument; what it was preset to where the entry left it alone.
+    int32_t code = kUntouched;
+
+    /// The length word of a counted output (letters B and S), or the length of a long string.
+    uint32_t length = 0;
+
+    /// As many bytes of the output as length says.
+    std::string_view Bytes() const { return Area().substr(0, length * unit_); }
+
+    /// The output as far as it was granted, zeros where the entry wrote nothing.
+    std::string_view Area() const { return {area_.get() + offset_, size_}; }
+
+    /// The list in a counted output, whole even where it outgrows the length word.
+    std::string_view List() const;
+
+    /// A result code that no entry writes.
+    static constexpr int32_t kUntouched = -999'999;
+
+private:
+    friend class Marshalling;
+
+    explicit Reply(CallHost& host) : area_(nullptr, GiveBack{&host}) {}
+
+    struct GiveBack {
+        void operator()(char* area) const { host->GiveBack(area); }
+
+        CallHost* host = nullptr;
+    };
+
+    std::unique_ptr<char, GiveBack> area_;
+    std::size_t offset_ = 0;  // of the value in the area
+    std::size_t size_ = 0;    // of what is granted for it
+    std::size_t unit_ = 1;    // bytes that length counts in
+};
+
+/// The loaded library. One for a process at a time; unloaded with this object.
+class Gateway {
+public:
+    /// Loads the shared object, hands it the host function table and checks its callout table.
+    /// Throws LoadError.
+    explicit Gateway(const std::string& path);
+
+    /// The same of a library that is part of the program.
+    explicit Gateway(decltype(&GetZFTable) get_table);
+
+    const ORVEL_ZFE* Table() const { return table_; }
+
+    /// The row of an external name, or null.
+    const ORVEL_ZFE* Find(std::string_view name) const;
+
+    /// Calls an entry: inputs in the order of the signature, outputs left out. Throws CallError,
+    /// and whatever the host's logging routine throws from a last END record.
+    Reply Call(std::string_view name, const std::vector<Argument>& inputs = {}) const;
+
+    /// The same with a handle in front of the other inputs.
+    Reply CallOn(const std::string& handle, std::string_view name,
+                 std::vector<Argument> rest = {}) const;
+
+private:
+    struct Unload {
+        void operator()(void* library) const;
+    };
+
+    void TakeTable(decltype(&GetZFTable) get_table);
+    void CheckTable() const;
+
+    std::unique_ptr<void, Unload> library_;
+    const ORVEL_ZFE* table_ = nullptr;
+};

@@ -1,0 +1,55 @@
+// What a host offers the gateway: the five operations of the host function table.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "client/CallHost.h"
+#include "orvelgw.h"
+
+/// One record of the gateway's trace, as its five strings arrive.
+struct TraceRecord {
+    std::string level;   // "2", or "1" for "Test"
+    std::string source;  // "Gateway"
+    std::string name;    // "Execute BEGIN"
+    std::string data;    // the bytes of a host list
+};
+
+/// The host function table of this process. The slots take no context, so there is one.
+class HostServices {
+public:
+    static HostServices& Instance();
+    ~HostServices() = default;
+    HostServices(const HostServices&) = delete;
+    HostServices& operator=(const HostServices&) = delete;
+
+    /// The table for GetZFTable; lives as long as the process.
+    static const orvel_function* Table();
+
+    /// Called with every trace record, inside the entry that writes it. May throw.
+    std::function<void(const TraceRecord&)> on_record;
+
+    /// How calls are made, and where long strings lie.
+    CallHost* call_host = &heap_;
+
+    /// Makes a long string that ReleaseLongString takes back.
+    ORVEL_EXSTR NewLongString(const std::string& text);
+
+    /// Long strings made and not yet taken back: 0 between calls.
+    int LongStringsOut() const { return long_strings_out_; }
+
+private:
+    HostServices() = default;
+
+    static int32_t PushString(int32_t length, const char* text);
+    static int32_t RoutineRef(int32_t* call, int32_t label_length, const char* label,
+                              int32_t routine_length, const char* routine);
+    static int32_t CallRoutine(int32_t call, int32_t argument_count);
+    static void ReleaseLongString(ORVEL_EXSTR* string);
+    static char* AllocLongString(void* scratch, uint16_t length);
+
+    CallHost heap_;
+    std::vector<std::string> arguments_;
+    int long_strings_out_ = 0;
+};

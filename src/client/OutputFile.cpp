@@ -1,0 +1,147 @@
+#include "client/OutputFile.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A path with the links in its last name followed, as far as they are those of a file system: those
+// of /proc stand for a file that a process has open.
+fs::path Followed(fs::path path)
+{
+    constexpr int kMostLinks = 40;
+    std::error_code error;
+    for (int links = 0; links < kMostLinks && fs::is_symlink(path, error); ++links) {
+        const fs::path folder = path.parent_path();
+        struct statfs system {};
+        if (::statfs(folder.empty() ? "." : folder.c_str(), &system) != 0 ||
+            system.f_type == PROC_SUPER_MAGIC) {
+            break;
+        }
+        path = folder / fs::read_symlink(path, error);
+    }
+    return path;
+}
+
+// The descriptor of this process that a path stands for, or -1.
+int DescriptorOf(const fs::path& path)
+{
+    int number = -1;
+    std::error_code error;
+    if (fs::equivalent(path.parent_path(), "/proc/self/fd", error)) {
+        const std::string name = path.filename();
+        std::from_chars(name.data(), name.data() + name.size(), number);
+    }
+    return number;
+}
+
+// Another one for the same open file, if that can be written.
+int Duplicate(int descriptor)
+{
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    if (flags >= 0 && (flags & O_ACCMODE) == O_RDONLY) {
+        errno = EBADF;
+        return -1;
+    }
+    return ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+}
+
+// Gives a new file the group and the permissions of the one whose place it takes; those of a group
+// are not for another one, and what makes a program run as another user is not for new bytes.
+void TakeOver(const struct stat& replaced, int descriptor)
+{
+    const bool has_group = ::fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid) == 0;
+    const mode_t permissions = S_IRWXU | S_IRWXO | (has_group ? S_IRWXG : 0U);
+    ::fchmod(descriptor, replaced.st_mode & permissions);
+}
+
+}  // namespace
+
+OutputFile::OutputFile(const std::string& name) : target_(Followed(name))
+{
+    struct stat found {};
+    const bool exists = ::stat(name.c_str(), &found) == 0;
+    if (!exists && (errno != ENOENT || name.empty())) {
+        Fail();
+    }
+    std::error_code error;
+    const bool is_open_file = fs::is_symlink(target_, error);
+    if (const int number = is_open_file ? DescriptorOf(target_) : -1; number >= 0) {
+        descriptor_ = Duplicate(number);
+    } else if (is_open_file) {
+        descriptor_ = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    } else if (exists && !S_ISREG(found.st_mode)) {
+        descriptor_ = ::open(name.c_str(), O_WRONLY | O_CLOEXEC);
+    } else {
+        OpenPart(exists ? &found : nullptr);
+    }
+    if (descriptor_ < 0) {
+        Fail();
+    }
+}
+
+OutputFile::~OutputFile()
+{
+    ::close(descriptor_);
+}
+
+void OutputFile::OpenPart(const struct stat* replaced)
+{
+    if (replaced != nullptr && ::eaccess(target_.c_str(), W_OK) != 0) {
+        Fail();
+    }
+    if (replaced != nullptr && replaced->st_uid != ::geteuid()) {
+        throw FileError(target_.string() + ": it is another user's, and not replaced");
+    }
+    part_.emplace([this] {
+        std::string path = target_.string() + ".XXXXXX";
+        descriptor_ = ::mkostemp(path.data(), O_CLOEXEC);
+        return descriptor_ < 0 ? "" : path;
+    });
+    if (descriptor_ < 0) {
+        Fail();
+    }
+    if (replaced != nullptr) {
+        TakeOver(*replaced, descriptor_);
+    } else {
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        constexpr mode_t kReadAndWrite = 0666;
+        ::fchmod(descriptor_, kReadAndWrite & ~mask);
+    }
+}
+
+void OutputFile::Fail() const
+{
+    throw FileError(target_.string() + ": " + std::generic_category().message(errno));
+}
+
+void OutputFile::Write(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            Fail();
+        }
+        bytes.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    }
+}
+
+void OutputFile::Keep()
+{
+    if (part_) {
+        if (::fsync(descriptor_) != 0 || ::rename(part_->Path().c_str(), target_.c_str()) != 0) {
+            Fail();
+        }
+        part_->LetGo();
+    }
+}

@@ -1,0 +1,131 @@
+#include "client/Session.h"
+
+#include <strings.h>
+
+#include <algorithm>
+
+#include "client/HostList.h"
+#include "client/loaded_objects.h"
+#include "client/odbc_numbers.h"
+
+namespace {
+
+// The gateway's lines end as its line format says; a person's terminal adds its own ends.
+std::string WithoutLineEnd(std::string line)
+{
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+        line.pop_back();
+    }
+    return line;
+}
+
+}  // namespace
+
+std::vector<std::string> DiagnosticLines(const Gateway& gateway, const std::string& connection,
+                                         const std::string& statement)
+{
+    const Reply reply = gateway.Call("GetSQLErrors", {connection, statement});
+    std::vector<std::string> lines;
+    for (const ListElement& line : DecodeList(reply.List())) {
+        if (!line.payload.empty()) {
+            lines.push_back(WithoutLineEnd(line.Text()));
+        }
+    }
+    return lines;
+}
+
+std::string StateOf(const std::string& line)
+{
+    const auto open = line.find('(');
+    const auto close = line.find(')');
+    return open < close && close != std::string::npos ? line.substr(open + 1, close - open - 1)
+                                                      : "";
+}
+
+std::string MessageOf(const std::string& line)
+{
+    constexpr std::string_view kMark = "Message: ";
+    const auto mark = line.find(kMark);
+    return mark == std::string::npos ? line : line.substr(mark + kMark.size());
+}
+
+bool IsConnectionString(std::string_view text)
+{
+    constexpr std::size_t kLongest = 6;
+    const std::string word(text.substr(0, std::min(text.find_first_of("= "), kLongest)));
+    return ::strcasecmp(word.c_str(), "DRIVER") == 0 || ::strcasecmp(word.c_str(), "DSN") == 0;
+}
+
+Session::Session(const Gateway& gateway, const SessionOptions& options,
+                 const std::string& connection_string)
+    : gateway_(gateway), options_(options)
+{
+    const DriverWatch watch;
+    if (options.log) {
+        gateway_.Call("SetLogOption", {1});
+    }
+    gateway_.Call("SetUnicodeOption", {options.unicode ? 1 : 0});
+    gateway_.Call("SetLegacyOption", {options.legacy ? 1 : 0});
+    connection_ = gateway_.Call("DSNConnect", {connection_string}).Bytes();
+    if (connection_.empty()) {
+        const bool tried = gateway_.Call("WasError").code != ORVEL_WAS_SUCCESS;
+        throw ConnectError(tried ? "the connection failed" : "there is no ODBC environment",
+                           Diagnostics());
+    }
+    driver_file_ = watch.Found(connection_string.substr(0, connection_string.find(';')));
+    driver_is_narrow_ = !driver_file_.empty() && !Defines(driver_file_, "SQLConnectW");
+}
+
+Session::~Session()
+{
+    try {
+        gateway_.Call("Disconnect", {connection_});
+    } catch (...) {
+        // The outcome that is on its way matters more.
+    }
+}
+
+Reply Session::Call(const std::string& entry, const std::vector<Argument>& rest) const
+{
+    Reply reply = gateway_.CallOn(connection_, entry, rest);
+    if (gateway_.Call("WasError").code != ORVEL_WAS_SUCCESS) {
+        throw SqlError(entry + " failed", Diagnostics());
+    }
+    return reply;
+}
+
+std::string Session::Information(std::int32_t type) const
+{
+    const Reply reply = Call("GetInfo", {type});
+    const auto list = DecodeList(reply.List());
+    const std::string text = list.empty() ? "" : list[0].Text();
+    return text.substr(0, text.find('\0'));
+}
+
+std::vector<std::string> Session::Diagnostics(const std::string& statement) const
+{
+    return DiagnosticLines(gateway_, connection_, statement);
+}
+
+Transaction::Transaction(const Session& session) : session_(session)
+{
+    session_.Call("SetConnectOption", {kAutocommit, 0});
+}
+
+Transaction::~Transaction()
+{
+    try {
+        if (is_open_) {
+            session_.Call("Transact", {kRollback});
+        }
+        session_.Call("SetConnectOption", {kAutocommit, 1});
+    } catch (...) {
+        // The outcome that is on its way matters more.
+    }
+}
+
+void Transaction::Commit()
+{
+    session_.Call("Transact", {kCommit});
+    is_open_ = false;
+}

@@ -1,0 +1,307 @@
+#include "doctor/checks.h"
+
+#include <fmt/format.h>
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+
+#include "client/HostList.h"
+#include "client/Query.h"
+#include "client/odbc_numbers.h"
+#include "text/terminal_text.h"
+
+namespace {
+
+constexpr char kText[] = "é Ω 日";
+constexpr char kBeyond[] = "😀";
+
+// Where a piece ends depends on the mode; the text has characters of all sizes there.
+constexpr std::size_t kLongCharacters = 40'000;
+constexpr char kLongPart[] = "abcdéΩ日x";
+constexpr std::size_t kPartCharacters = 8;
+
+constexpr std::int32_t kSmallPiece = 1001;
+
+// Of this the driver is offered a quarter in 4-byte characters, and a narrow driver as many bytes.
+constexpr std::int32_t kWholePiece = 400'000;
+
+constexpr int kMostPieces = 5000;
+
+constexpr std::size_t kShortText = 40;
+
+std::size_t Characters(std::string_view text)
+{
+    return static_cast<std::size_t>(
+        std::ranges::count_if(text, [](char byte) { return (byte & 0xC0) != 0x80; }));
+}
+
+// Whether a text is another one less some of its bytes.
+bool IsLeftOf(std::string_view sent, std::string_view came)
+{
+    std::size_t found = 0;
+    for (std::size_t at = 0; at < sent.size() && found < came.size(); ++at) {
+        if (sent[at] == came[found]) {
+            ++found;
+        }
+    }
+    return found == came.size();
+}
+
+// Text as a person can see it: in quotes, or by its code points where a terminal has no picture of
+// one.
+std::string Visible(std::string_view text)
+{
+    std::string points;
+    bool is_visible = true;
+    for (std::size_t at = 0; at < text.size();) {
+        utf8proc_int32_t point = -1;
+        const auto size =
+            utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()) + at,
+                             static_cast<utf8proc_ssize_t>(text.size() - at), &point);
+        if (size <= 0) {
+            return fmt::format("\"{}\"", Printable(text));
+        }
+        const auto category = utf8proc_category(point);
+        is_visible = is_visible && category != UTF8PROC_CATEGORY_CO &&
+                     category != UTF8PROC_CATEGORY_CN && category != UTF8PROC_CATEGORY_CC;
+        points += fmt::format("{}U+{:04X}", points.empty() ? "" : " ", point);
+        at += static_cast<std::size_t>(size);
+    }
+    return is_visible ? fmt::format("\"{}\"", text) : points;
+}
+
+/// Takes the rows of a query.
+class Rows : public ResultSink {
+public:
+    void Begin(const std::vector<Column>& /*columns*/) override {}
+    void Take(Row row) override { rows.push_back(std::move(row)); }
+    void End() override {}
+    void Changed(std::int64_t /*rows*/) override {}
+    void Warn(const std::vector<std::string>& /*diagnostics*/) override {}
+
+    /// The first row, of so many cells.
+    const Row& First(std::size_t cells) const
+    {
+        if (rows.empty() || rows.front().size() != cells) {
+            throw SqlError("no such row came", {});
+        }
+        return rows.front();
+    }
+
+    std::vector<Row> rows;
+};
+
+Row RowOf(const Session& session, const std::string& sql, std::size_t cells)
+{
+    Rows rows;
+    Query query(session, sql, rows);
+    query.Run();
+    return rows.First(cells);
+}
+
+Finding JudgeCell(const std::string& sent, const Cell& cell)
+{
+    if (!cell.text) {
+        return {"lost", "NULL came"};
+    }
+    return Judge(sent, *cell.text);
+}
+
+Finding NullAndEmpty(const Session& session)
+{
+    const Row row = RowOf(session, "SELECT NULL, ''", 2);
+    if (row[0].text) {
+        return {"alike", row[0].text->empty() ? "NULL comes as empty text" : "NULL comes as text"};
+    }
+    if (!row[1].text) {
+        return {"alike", "empty text comes as NULL"};
+    }
+    return Judge("", *row[1].text);
+}
+
+Finding Literal(const Session& session, const std::string& prefix, const std::string& text)
+{
+    return JudgeCell(text, RowOf(session, "SELECT " + prefix + "'" + text + "'", 1)[0]);
+}
+
+// With the Unicode option text goes as 2-byte characters, as a host sends it: the tool's own
+// parameters keep clear of narrow drivers.
+Finding Parameter(const Session& session, const std::string& text)
+{
+    Rows rows;
+    Query query(session, "SELECT ?", rows);
+    if (session.Options().unicode) {
+        const auto size = static_cast<std::int64_t>(text.size());
+        query.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
+        query.Set(1, UnitsFromUtf8(text));
+    } else {
+        query.Bind({Marker{text, false}});
+    }
+    query.Run();
+    return JudgeCell(text, rows.First(1)[0]);
+}
+
+std::string LongText()
+{
+    std::string text;
+    for (std::size_t i = 0; i < kLongCharacters / kPartCharacters; ++i) {
+        text += kLongPart;
+    }
+    return text;
+}
+
+/// Reads the value of the statement's first row by one of the data entries.
+class LongRead {
+public:
+    // The entry of the mode: the one that ends in W reads 2-byte characters.
+    LongRead(const Session& session, const Check& check)
+        : session_(session),
+          is_wide_(session.Options().unicode),
+          entry_(std::string(check.matter) + (is_wide_ ? "W" : "")),
+          size_(check.piece)
+    {}
+
+    Finding CarryOut(const std::string& prefix) const
+    {
+        const std::string sent = LongText();
+        Rows none;
+        Query query(session_, "SELECT " + prefix + "'" + sent + "'", none);
+        query.Execute();
+        const std::int32_t fetched = session_.Library().CallOn(query.Handle(), "Fetch").code;
+        if (Failed(fetched)) {
+            throw SqlError("Fetch failed", session_.Diagnostics(query.Handle()));
+        }
+        const std::string came = Pieces(query.Handle(), 2 * sent.size());
+        return Judge(sent, is_wide_ ? Utf8FromUnits(came) : came);
+    }
+
+private:
+    std::string Pieces(const std::string& statement, std::size_t enough) const
+    {
+        std::vector<Argument> inputs{1, is_wide_ ? kWideCType : kCharacterCType};
+        if (size_ != 0) {
+            inputs.emplace_back(size_);
+        }
+        std::string text;
+        std::int32_t code = ORVEL_SUCCESS_WITH_INFO;
+        for (int i = 0; code == ORVEL_SUCCESS_WITH_INFO && i < kMostPieces; ++i) {
+            const Reply reply = session_.Library().CallOn(statement, entry_, inputs);
+            code = session_.Library().Call("GetLastSQLCode").code;
+            if (Failed(code) && code != ORVEL_NO_DATA) {
+                throw SqlError(entry_ + " failed", session_.Diagnostics(statement));
+            }
+            text += Trimmed(reply.Bytes());
+            if (text.size() > enough) {
+                break;
+            }
+        }
+        return text;
+    }
+
+    // Zeros end a piece, and fill it where the driver manager counted what nobody wrote.
+    std::string_view Trimmed(std::string_view piece) const
+    {
+        const std::size_t unit = is_wide_ ? 2 : 1;
+        while (piece.size() >= unit &&
+               std::ranges::all_of(piece.substr(piece.size() - unit),
+                                   [](char byte) { return byte == '\0'; })) {
+            piece.remove_suffix(unit);
+        }
+        return piece;
+    }
+
+    const Session& session_;
+    bool is_wide_;
+    std::string entry_;
+    std::int32_t size_;
+};
+
+// The first line of the first message, behind its SQLSTATE.
+std::string FirstWords(const SqlError& error)
+{
+    if (error.diagnostics.empty()) {
+        return error.what();
+    }
+    const std::string& line = error.diagnostics.front();
+    const std::string message = MessageOf(line);
+    return "(" + StateOf(line) + ") " + message.substr(0, message.find_first_of("\r\n"));
+}
+
+Finding Outcome(const Check& check, const Session& session, const std::string& prefix)
+{
+    switch (check.subject) {
+        case Check::kNullness:
+            return NullAndEmpty(session);
+        case Check::kLong:
+            return LongRead(session, check).CarryOut(prefix);
+        default:
+            return check.is_literal ? Literal(session, prefix, check.matter)
+                                    : Parameter(session, check.matter);
+    }
+}
+
+constexpr Check kChecks[] = {
+    {"NULL and empty text", Check::kNullness, true, "", 0},
+    {"é Ω 日", Check::kPlainText, true, kText, 0},
+    {"é Ω 日 as a parameter", Check::kPlainText, false, kText, 0},
+    {"😀 (beyond U+FFFF)", Check::kBeyondText, true, kBeyond, 0},
+    {"😀 as a parameter", Check::kBeyondText, false, kBeyond, 0},
+    {"long text whole", Check::kLong, true, "GetDataEx", kWholePiece},
+    {"long text by GetData", Check::kLong, true, "GetData", 0},
+    {"long text in small pieces", Check::kLong, true, "GetDataEx", kSmallPiece},
+};
+
+}  // namespace
+
+Finding Judge(std::string_view sent, std::string_view came)
+{
+    if (came == sent) {
+        return {"right", ""};
+    }
+    const bool is_short = sent.size() <= kShortText && came.size() <= kShortText;
+    const std::string both = is_short ? Visible(came) + " came" : "";
+    const std::size_t all = Characters(sent);
+    const std::size_t left = Characters(came);
+    if (came.empty()) {
+        return {"lost", "nothing came"};
+    }
+    if (sent.starts_with(came)) {
+        return {"cut", is_short ? both : fmt::format("the first {} of {} characters", left, all)};
+    }
+    if (left < all && IsLeftOf(sent, came)) {
+        return {"lost", is_short ? both : fmt::format("{} of {} characters", all - left, all)};
+    }
+    const auto same =
+        static_cast<std::size_t>(std::ranges::mismatch(sent, came).in1 - sent.begin());
+    return {"garbled", is_short ? both
+                                : fmt::format("from character {} of {} on",
+                                              Characters(sent.substr(0, same)) + 1, all)};
+}
+
+std::span<const Check> Checks()
+{
+    return kChecks;
+}
+
+Finding CarryOut(const Check& check, const Session& session, const std::string& prefix)
+{
+    try {
+        return Outcome(check, session, prefix);
+    } catch (const SqlError& error) {
+        return {"refused", FirstWords(error)};
+    } catch (const std::exception& error) {
+        return {"failed", error.what()};
+    }
+}
+
+std::string RefusalOfSelect(const Session& session)
+{
+    try {
+        RowOf(session, "SELECT 1", 1);
+        return "";
+    } catch (const SqlError& error) {
+        return FirstWords(error);
+    }
+}
