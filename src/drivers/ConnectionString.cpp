@@ -1,19 +1,16 @@
 #include "drivers/ConnectionString.h"
 
-#include <strings.h>
-
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <string_view>
 
 #include "client/Session.h"
+#include "client/ascii.h"
 
 namespace {
 
 bool IsKey(const std::string& text, const char* key)
 {
-    return ::strcasecmp(text.c_str(), key) == 0;
+    return EqualsIgnoringCase(text, key);
 }
 
 bool IsNaming(const std::string& key)
@@ -23,8 +20,8 @@ bool IsNaming(const std::string& key)
 
 bool Mentions(const std::string& text, std::span<const char* const> words)
 {
-    return std::ranges::any_of(
-        words, [&](const char* word) { return ::strcasestr(text.c_str(), word) != nullptr; });
+    return std::ranges::any_of(words,
+                               [&](const char* word) { return ContainsIgnoringCase(text, word); });
 }
 
 bool MentionsSecret(const std::string& text)
@@ -37,7 +34,7 @@ bool MentionsSecret(const std::string& text)
 bool NamesSecret(std::string key)
 {
     static constexpr const char* kWords[] = {"KEY", "CREDENTIAL", "AUTHCODE"};
-    std::erase_if(key, [](unsigned char c) { return std::isalnum(c) == 0; });
+    std::erase_if(key, [](char c) { return !IsAlphanumericInAscii(c); });
     return MentionsSecret(key) || Mentions(key, kWords) || IsKey(key, "PAT");
 }
 
