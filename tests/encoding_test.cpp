@@ -158,6 +158,7 @@ TEST(ZConstList, LongPrefixesStepShort)
         SCOPED_TRACE(first);
         EXPECT_EQ(reader.list.MoveTo(2), found);
         EXPECT_EQ(reader.list.GetType(), type);
+        EXPECT_EQ(reader.list.GetInt(), type == 2 ? 5 : 0);
     }
     // 65,535 bytes and more: the step is right, the payload lies in the length field.
     ZString list;
