@@ -12,13 +12,17 @@
 #include "client/ResultSink.h"
 #include "client/source_traits.h"
 
-/// An entry reported a failure. What the driver said of it is in diagnostics.
+/// An entry reported a failure, or what came of it can't be used.
 struct SqlError : std::runtime_error {
-    SqlError(const std::string& what, std::vector<std::string> lines)
-        : std::runtime_error(what), diagnostics(std::move(lines))
+    explicit SqlError(const std::string& what, std::vector<std::string> lines = {},
+                      std::string entry_name = {})
+        : std::runtime_error(what), diagnostics(std::move(lines)), entry(std::move(entry_name))
     {}
 
     std::vector<std::string> diagnostics;  // a line a record, as the driver wrote it
+    std::string entry;                     // that reported it; empty: none
+    std::string place;                     // what it was about, in front of the words; may be empty
+    std::string aftermath;                 // what it came to, behind them; may be empty
 };
 
 /// What "GetSQLErrors" tells of these handles (empty: not given), a line a record.
@@ -86,10 +90,11 @@ public:
     const Gateway& Library() const { return gateway_; }
     const SessionOptions& Options() const { return options_; }
 
-    /// Whether text goes into parameters as 2-byte characters. It does not, even with the Unicode
-    /// option, where the driver is narrow: iODBC 3.52.9 cuts wide parameters of text outside ASCII,
-    /// taking characters for bytes (tests/sources, Values.OfWideTextToNarrowDrivers).
-    bool WideParameters() const { return options_.unicode && !driver_is_narrow_; }
+    /// Whether text goes into parameters as 2-byte characters, whatever the Unicode option: to
+    /// drivers of wide functions, as it is read from them. Not to narrow ones: iODBC 3.52.9 cuts
+    /// wide parameters of text outside ASCII, taking characters for bytes (tests/sources,
+    /// Values.OfWideTextToNarrowDrivers).
+    bool WideParameters() const { return ReadsWideText(); }
 
     /// The driver's file; empty where none is found.
     const std::string& DriverFile() const { return driver_file_; }
