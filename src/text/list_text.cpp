@@ -16,8 +16,13 @@ bool LooksLikeHandle(std::string_view bytes)
            bytes.substr(0, 6) != std::string_view("\0\0\0\0\0\0", 6);
 }
 
-std::string ElementText(const ListElement& element)
+std::string ElementText(const ListElement& element, const HandleNames* names)
 {
+    if (element.type == ListElement::kBytes && names != nullptr) {
+        if (std::string name = names->NameOf(element.payload); !name.empty()) {
+            return name;
+        }
+    }
     if (element.IsInteger()) {
         return std::to_string(element.Integer());
     }
@@ -42,12 +47,12 @@ std::string ElementText(const ListElement& element)
 
 }  // namespace
 
-std::string ListText(std::string_view bytes)
+std::string ListText(std::string_view bytes, const HandleNames* names)
 {
     std::string text;
     try {
         for (const ListElement& element : DecodeList(bytes)) {
-            text += (text.empty() ? "" : ", ") + ElementText(element);
+            text += (text.empty() ? "" : ", ") + ElementText(element, names);
         }
     } catch (const ListError& error) {
         return fmt::format("{} ({})", Quoted(bytes), error.what());

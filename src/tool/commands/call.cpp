@@ -25,31 +25,7 @@ bool ReadsErrors(std::string_view name)
     return name == "WasError" || name == "GetLastSQLCode" || name == "GetSQLErrors";
 }
 
-/// The calls of one command, and the handles that they share.
-class Caller {
-public:
-    /// connection: a handle, or empty.
-    Caller(const Gateway& gateway, std::string connection, bool shows_bytes)
-        : gateway_(gateway), connection_(std::move(connection)), shows_bytes_(shows_bytes)
-    {}
-    ~Caller();
-    Caller(const Caller&) = delete;
-    Caller& operator=(const Caller&) = delete;
-
-    /// Returns whether the call succeeded. keeps_errors: the next call asks for its error state.
-    bool Make(const EntryCall& call, bool keeps_errors);
-
-private:
-    const std::string& Handle(CallInput::Handle handle);
-    void FollowHandles(const ORVEL_ZFE& entry, const Reply& reply);
-    void ShowOutput(const ORVEL_ZFE& entry, const Reply& reply) const;
-    bool ShowErrors(const EntryCall& call, const Reply& reply, bool keeps_errors) const;
-
-    const Gateway& gateway_;
-    std::string connection_;
-    std::string statement_;
-    bool shows_bytes_;
-};
+}  // namespace
 
 Caller::~Caller()
 {
@@ -132,6 +108,7 @@ bool Caller::ShowErrors(const EntryCall& call, const Reply& reply, bool keeps_er
            (reply.code == ORVEL_NEED_DATA || reply.code == ORVEL_NO_DATA || code == ORVEL_NO_DATA);
 }
 
+// keeps_errors: the next call asks for its error state.
 bool Caller::Make(const EntryCall& call, bool keeps_errors)
 {
     std::vector<Argument> inputs;
@@ -146,7 +123,15 @@ bool Caller::Make(const EntryCall& call, bool keeps_errors)
     return is_good;
 }
 
-}  // namespace
+bool Caller::Make(const std::vector<EntryCall>& calls)
+{
+    bool is_good = true;
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        const bool keeps_errors = i + 1 < calls.size() && ReadsErrors(calls[i + 1].entry.name);
+        is_good = Make(calls[i], keeps_errors) && is_good;
+    }
+    return is_good;
+}
 
 ExitCode CallEntries(const CommandLine& command, const Gateway& gateway)
 {
@@ -158,12 +143,7 @@ ExitCode CallEntries(const CommandLine& command, const Gateway& gateway)
     }
     Caller caller(gateway, session ? session->Connection() : "", command.is_hex);
     gateway.Call("SetLogOption", {1});
-    bool is_good = true;
-    for (std::size_t i = 0; i < calls.size(); ++i) {
-        const bool keeps_errors = i + 1 < calls.size() && ReadsErrors(calls[i + 1].entry.name);
-        is_good = caller.Make(calls[i], keeps_errors) && is_good;
-    }
-    return is_good ? kDone : kSqlFailed;
+    return caller.Make(calls) ? kDone : kSqlFailed;
 }
 
 ExitCode ListEntries(const Gateway& gateway)
