@@ -19,16 +19,11 @@
 
 namespace {
 
-// As this session sends them: NULL, whole numbers of 64 bits, and all else as its text, which loses
-// nothing.
-std::vector<ParameterValue> ParameterValues(const std::vector<Marker>& markers,
-                                            const Session& session)
+std::vector<ParameterValue> ParameterValues(const std::vector<Marker>& markers)
 {
-    const auto form = session.WideParameters() ? TextForm::kUnits : TextForm::kBytes;
     std::vector<ParameterValue> values;
     for (const auto& [word, is_file] : markers) {
-        values.push_back(is_file ? ParameterValue(FileValue{word})
-                                 : ParameterValue(ValueOf(word, form)));
+        values.push_back(is_file ? ParameterValue(FileValue{word}) : ParameterValue(ValueOf(word)));
     }
     return values;
 }
@@ -46,7 +41,7 @@ ExitCode GetValue(const CommandLine& command, const ScriptContext& context)
         *context.session,
         WithVariables(command.statements[0].text, context.variables, context.dialect),
         *context.messages);
-    statement.Bind(ParameterValues(command.markers, *context.session));
+    statement.Bind(ParameterValues(command.markers));
     WriteIntoFile(statement, *command.get_file, *context.messages);
     return kDone;
 }
@@ -73,7 +68,7 @@ ExitCode RunInputs(const CommandLine& command, ScriptContext& context, std::dequ
             scripts.pop_front();
         } else {
             code = Attempt(context, [&, &sql = text] {
-                return RunSql(context, sql, ParameterValues(command.markers, *context.session));
+                return RunSql(context, sql, ParameterValues(command.markers));
             });
         }
         exit_code = std::max(exit_code, code);
@@ -100,7 +95,7 @@ void Undo(Transaction& transaction, const Session& session, const Messages& mess
 
 ExitCode RunStatements(const CommandLine& command, const Session& session)
 {
-    const auto scripts = ReadScripts(command.statements);
+    auto scripts = ReadScripts(command.statements);
     Messages messages(stderr, !command.script.is_quiet);
     const auto sink = MakeSink(command.output, stdout);
     ScriptContext context{.session = &session,
@@ -115,11 +110,11 @@ ExitCode RunStatements(const CommandLine& command, const Session& session)
         return GetValue(command, context);
     }
     if (!command.script.is_single_transaction) {
-        return RunInputs(command, context, scripts);
+        return RunInputs(command, context, std::move(scripts));
     }
     Transaction transaction(session);
     try {
-        const ExitCode exit_code = RunInputs(command, context, scripts);
+        const ExitCode exit_code = RunInputs(command, context, std::move(scripts));
         transaction.Commit();
         return exit_code;
     } catch (...) {
