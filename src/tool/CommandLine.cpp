@@ -1,6 +1,7 @@
 #include "tool/CommandLine.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -57,6 +58,17 @@ char DelimiterOf(const std::string& word)
     return text[0];
 }
 
+void SetVariable(const std::string& word, Variables& variables)
+{
+    const auto equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    if (equals == std::string::npos || !IsVariableName(name)) {
+        throw CLI::ValidationError(
+            "--set", "NAME=VALUE is needed, a name of letters, digits and underscores");
+    }
+    variables[name] = word.substr(equals + 1);
+}
+
 void AddStatementOptions(CLI::App& app, CommandLine& command)
 {
     app.add_option("--get", command.get_file,
@@ -80,11 +92,37 @@ void AddStatementOptions(CLI::App& app, CommandLine& command)
         ->type_name("CHARACTER");
 }
 
+void AddScriptOptions(CLI::App& app, CommandLine& command)
+{
+    ScriptOptions& script = command.script;
+    app.add_option_function<std::vector<std::string>>(
+           "-v,--set",
+           [&script](const std::vector<std::string>& words) {
+               for (const std::string& word : words) {
+                   SetVariable(word, script.variables);
+               }
+           },
+           "Give a variable of statements and scripts its value: :NAME stands for it, :'NAME' for "
+           "it as a literal, :\"NAME\" for it as a quoted name")
+        ->type_name("NAME=VALUE")
+        ->type_size(1)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_flag("--keep-going", script.keeps_going,
+                 "Go on behind a statement that fails; the exit code is 1 all the same");
+    app.add_flag("-1,--single-transaction", script.is_single_transaction,
+                 "Run all statements in one transaction, which is rolled back where one fails");
+    app.add_flag("--echo", script.echoes, "Show each statement on stderr before it runs");
+    app.add_flag("-q,--quiet", script.is_quiet, "Do not count rows and changes");
+    app.add_flag("-t,--tuples-only", command.output.tuples_only,
+                 "Print rows alone, without the names of columns");
+}
+
 /// Options that may come several times and mean something together: what they were given, in the
 /// order of the words.
 class OrderedOptions {
 public:
-    enum Kind { kStatement, kValue, kFile };
+    enum Kind { kStatement, kScript, kValue, kFile };
     struct Input {
         Kind kind;
         std::string text;
@@ -92,7 +130,10 @@ public:
 
     explicit OrderedOptions(CLI::App& app) : app_(app)
     {
-        Add(kStatement, "-c,--command", "SQL", "SQL statement to run; several run in order");
+        Add(kStatement, "-c,--command", "SQL",
+            "SQL that goes to the driver whole; several run in order");
+        Add(kScript, "-f,--file", "FILE",
+            "Script of SQL statements to run (- is standard input), in order with --command");
         Add(kValue, "-p,--parameter", "VALUE",
             "Value of the statement's next marker: a number, NULL or text (\\NULL and \\5 are "
             "text)");
@@ -130,8 +171,8 @@ private:
 void TakeInputs(const std::vector<OrderedOptions::Input>& inputs, CommandLine& command)
 {
     for (const auto& [kind, text] : inputs) {
-        if (kind == OrderedOptions::kStatement) {
-            command.statements.push_back(text);
+        if (kind == OrderedOptions::kStatement || kind == OrderedOptions::kScript) {
+            command.statements.push_back({text, kind == OrderedOptions::kScript});
         } else {
             command.markers.push_back({text, kind == OrderedOptions::kFile});
         }
@@ -220,6 +261,16 @@ private:
     bool lists_entries_ = false;
 };
 
+// Where nothing else is asked for and nobody sits at the terminal, standard input is a script.
+void TakeStandardInput(CommandLine& command, bool has_no_subcommand)
+{
+    const bool asks_nothing = has_no_subcommand && command.statements.empty() &&
+                              command.import.table.empty() && NamesConnection(command.connection);
+    if (asks_nothing && ::isatty(STDIN_FILENO) == 0) {
+        command.statements.push_back({"-", true});
+    }
+}
+
 // The one thing that the words ask for.
 Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
 {
@@ -231,8 +282,8 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
     }
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
-            tasks.empty() ? "one of --command, --import, call, doctor and shim is required"
-                          : "--command, --import, call, doctor and shim exclude each other");
+            tasks.empty() ? "one of --command, --file, --import, call, doctor and shim is required"
+                          : "statements, --import, call, doctor and shim exclude each other");
     }
     return tasks.front();
 }
@@ -284,8 +335,19 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
     if (app.count("--delimiter") > 0 && command.task != Task::kImport) {
         throw CLI::ValidationError("--delimiter is for --import");
     }
+    if (command.script.is_single_transaction && command.script.keeps_going) {
+        throw CLI::ValidationError("--single-transaction and --keep-going exclude each other");
+    }
+    if (command.task != Task::kStatements) {
+        for (const char* name : {"--set", "--keep-going", "--single-transaction", "--echo"}) {
+            if (app.count(name) > 0) {
+                throw CLI::ValidationError(fmt::format("{} is for --command and --file", name));
+            }
+        }
+    }
     const bool needs_one = !command.markers.empty() || command.get_file;
-    if (needs_one && command.statements.size() != 1) {
+    const bool has_one = command.statements.size() == 1 && !command.statements[0].is_file;
+    if (needs_one && !has_one) {
         throw CLI::ValidationError("--parameter, --put and --get need a single --command");
     }
 }
@@ -302,7 +364,12 @@ void CheckUtf8(const std::string& where, const std::string& text)
 void CheckEncoding(const CommandLine& command)
 {
     for (std::size_t i = 0; i < command.statements.size(); ++i) {
-        CheckUtf8(fmt::format("--command {}", i + 1), command.statements[i]);
+        if (!command.statements[i].is_file) {
+            CheckUtf8(fmt::format("--command {}", i + 1), command.statements[i].text);
+        }
+    }
+    for (const auto& [name, value] : command.script.variables) {
+        CheckUtf8(fmt::format("--set, the value of {}", name), value);
     }
     for (std::size_t i = 0; i < command.markers.size(); ++i) {
         if (!command.markers[i].is_file) {
@@ -366,6 +433,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
     AddConnectionOptions(app, command.connection);
     const OrderedOptions ordered(app);
     AddStatementOptions(app, command);
+    AddScriptOptions(app, command);
     AddGatewayOptions(app, command);
     AddCompletion(app);
     const Subcommands subcommands(app, command);
@@ -376,6 +444,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
         TakeInputs(ordered.Inputs(), command);
         std::vector<Task> tasks;
         subcommands.Take(command, tasks);
+        TakeStandardInput(command, tasks.empty());
         command.task = TaskOf(command, tasks);
         CheckTogether(app, command);
         CheckEncoding(command);

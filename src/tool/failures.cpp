@@ -38,7 +38,13 @@ std::string DiagnosticText(const std::string& line, const std::string& entry)
                        NativeCodeOf(line), entry.empty() ? "" : ", ", entry);
 }
 
-// The driver's words, or else those of the failure.
+}  // namespace
+
+void Complain(std::string_view what)
+{
+    std::fputs(fmt::format("orvelgw: {}\n", Shown(std::string(what))).c_str(), stderr);
+}
+
 void Report(const SqlError& error)
 {
     const std::string place = error.place.empty() ? "" : error.place + ": ";
@@ -51,13 +57,6 @@ void Report(const SqlError& error)
     if (!error.aftermath.empty()) {
         Complain(error.aftermath);
     }
-}
-
-}  // namespace
-
-void Complain(std::string_view what)
-{
-    std::fputs(fmt::format("orvelgw: {}\n", Shown(std::string(what))).c_str(), stderr);
 }
 
 ExitCode ReportFailure(const CommandLine& command)

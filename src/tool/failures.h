@@ -3,11 +3,15 @@
 
 #include <string_view>
 
+#include "client/Session.h"
 #include "tool/CommandLine.h"
 #include "tool/ExitCode.h"
 
 /// Says on stderr, behind the program's name, what a person has to know.
 void Complain(std::string_view what);
+
+/// Says what failed, the driver's own words first.
+void Report(const SqlError& error);
 
 /// Reports the exception that is being handled, the driver's own words first.
 ExitCode ReportFailure(const CommandLine& command);

@@ -22,20 +22,6 @@
 
 namespace {
 
-// A name as the data source wants it, whatever its characters. A data source without quotes has a
-// blank for one.
-std::string QuotedName(const std::string& name, const std::string& quote)
-{
-    if (quote.empty() || quote == " ") {
-        return name;
-    }
-    std::string quoted = quote;
-    for (const char c : name) {
-        quoted += quote == std::string(1, c) ? quote + quote : std::string(1, c);
-    }
-    return quoted + quote;
-}
-
 const Column* FindColumn(const std::vector<Column>& columns, std::string_view name)
 {
     auto found = std::ranges::find(columns, name, &Column::name);

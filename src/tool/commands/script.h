@@ -21,6 +21,7 @@ struct ScriptContext {
     const Session* session = nullptr;
     ResultSink* sink = nullptr;
     Messages* messages = nullptr;
+    SqlDialect dialect;  // of the session
     Variables variables;
     bool echoes = false;       // each statement on stderr before it runs
     bool keeps_going = false;  // behind a statement that failed
@@ -55,6 +56,10 @@ Script ReadScript(const std::string& file);
 /// kSqlFailed where a value could not be read. Throws SqlError.
 ExitCode RunSql(ScriptContext& context, std::string_view sql,
                 const std::vector<ParameterValue>& values = {});
+
+/// Takes a step of a script, or a statement beside scripts: keeping going, reports the SqlError
+/// that it throws and returns kSqlFailed.
+ExitCode Attempt(const ScriptContext& context, const std::function<ExitCode()>& step);
 
 /// Runs a script statement by statement. Throws SqlError, with the script's name and the line, at
 /// the first statement that fails; keeping going, reports it and returns kSqlFailed in the end.
