@@ -203,8 +203,8 @@ void StatementSplitter::Clear()
 
 StatementSplitter::Opened StatementSplitter::Open() const
 {
-    if (at_ < text_.size()) {
-        const SqlToken token = SqlLexer(Rest(), dialect_).Next();
+    const SqlToken token = Rest().empty() ? SqlToken() : SqlLexer(Rest(), dialect_).Next();
+    if (!token.is_closed) {
         const auto kind = token.kind == SqlToken::kComment ? Opened::kComment : Opened::kQuote;
         return {kind, std::string(MarkOf(token.text)), line_};
     }

@@ -218,14 +218,46 @@ std::string OptionLines(const CLI::App& app, std::span<const char* const> names)
     return lines;
 }
 
+constexpr char kTraceHelp[] = "Show the calls of entries that a file of the prompt's \\trace holds";
+
+struct Listing {
+    const char* name;
+    const char* help;
+    Task task;
+    bool lists_columns = false;
+};
+constexpr Listing kListings[] = {
+    {"tables", "List the tables and views of a data source", Task::kCatalog},
+    {"columns", "List the columns of the tables that match", Task::kCatalog, true},
+    {"sources", "List the data sources of the driver manager's configuration", Task::kSources},
+    {"drivers", "List the drivers of the driver manager's configuration", Task::kDrivers},
+};
+
 /// The subcommands, and what becomes of their words.
 class Subcommands {
 public:
     Subcommands(CLI::App& app, CommandLine& command)
         : call_(*app.add_subcommand("call", kCallHelp)->prefix_command()),
           doctor_(*app.add_subcommand("doctor", kDoctorHelp)->fallthrough()),
-          shim_(*app.add_subcommand("shim", kShimHelp)->fallthrough())
+          shim_(*app.add_subcommand("shim", kShimHelp)->fallthrough()),
+          trace_(*app.add_subcommand("trace", kTraceHelp))
     {
+        for (const Listing& listing : kListings) {
+            CLI::App* list = app.add_subcommand(listing.name, listing.help)->fallthrough();
+            list->add_option("PATTERN", command.pattern,
+                             "Names, with * and ? for any characters and any one");
+            lists_.push_back(list);
+        }
+        TraceFilter& filter = command.trace;
+        trace_.add_option("FILE", filter.file, "What \\trace FILE of the prompt has written")
+            ->required();
+        trace_.add_option("--entry", filter.entry, "Only calls of this entry")->type_name("NAME");
+        trace_.add_option("--handle", filter.handle, "Only calls of this handle, such as stmt#2")
+            ->type_name("HANDLE");
+        trace_.add_option("--longer", filter.least_milliseconds, "Only calls that took so long")
+            ->type_name("MS");
+        trace_.add_flag("--failed", filter.failed, "Only calls that failed");
+        trace_.add_flag("--summary", filter.is_summary, "By entry: calls, errors, time");
         call_.add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
         call_.add_flag("--list", lists_entries_, "List the entries with their inputs");
         call_.footer(kCallFooter);
@@ -252,38 +284,53 @@ public:
         if (shim_.parsed()) {
             tasks.push_back(Task::kShim);
         }
+        if (trace_.parsed()) {
+            tasks.push_back(Task::kTrace);
+        }
+        for (std::size_t i = 0; i < lists_.size(); ++i) {
+            if (lists_[i]->parsed()) {
+                tasks.push_back(kListings[i].task);
+                command.lists_columns = kListings[i].lists_columns;
+            }
+        }
     }
 
 private:
     CLI::App& call_;
     CLI::App& doctor_;
     CLI::App& shim_;
+    CLI::App& trace_;
+    std::vector<const CLI::App*> lists_;  // in the order of kListings
     bool lists_entries_ = false;
 };
 
-// Where nothing else is asked for and nobody sits at the terminal, standard input is a script.
-void TakeStandardInput(CommandLine& command, bool has_no_subcommand)
+// Where nothing else is asked for, standard input is a script, or a person at a terminal.
+void TakeStandardInput(CommandLine& command, std::vector<Task>& tasks)
 {
-    const bool asks_nothing = has_no_subcommand && command.statements.empty() &&
-                              command.import.table.empty() && NamesConnection(command.connection);
-    if (asks_nothing && ::isatty(STDIN_FILENO) == 0) {
+    if (!tasks.empty() || !command.statements.empty() || !command.import.table.empty()) {
+        return;
+    }
+    if (::isatty(STDIN_FILENO) != 0) {
+        tasks.push_back(Task::kPrompt);
+    } else if (NamesConnection(command.connection)) {
         command.statements.push_back({"-", true});
     }
 }
 
 // The one thing that the words ask for.
-Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
+Task TaskOf(const CommandLine& command, std::vector<Task> tasks, bool is_host_rows)
 {
     if (!command.statements.empty()) {
-        tasks.push_back(Task::kStatements);
+        tasks.push_back(is_host_rows ? Task::kHostRows : Task::kStatements);
     }
     if (!command.import.table.empty()) {
         tasks.push_back(Task::kImport);
     }
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
-            tasks.empty() ? "one of --command, --file, --import, call, doctor and shim is required"
-                          : "statements, --import, call, doctor and shim exclude each other");
+            tasks.empty() ? "one of --command, --file, --import, call, doctor, shim, tables, "
+                            "columns, sources, drivers and trace is required"
+                          : "statements, --import and the subcommands exclude each other");
     }
     return tasks.front();
 }
@@ -310,7 +357,8 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         throw CLI::ValidationError("--password and --password-file exclude each other");
     }
     const bool connects = command.task == Task::kStatements || command.task == Task::kImport ||
-                          command.task == Task::kDoctor;
+                          command.task == Task::kDoctor || command.task == Task::kCatalog ||
+                          command.task == Task::kHostRows;
     if (connects && !NamesConnection(command.connection)) {
         throw CLI::ValidationError("--data-source is required");
     }
@@ -338,7 +386,7 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
     if (command.script.is_single_transaction && command.script.keeps_going) {
         throw CLI::ValidationError("--single-transaction and --keep-going exclude each other");
     }
-    if (command.task != Task::kStatements) {
+    if (command.task != Task::kStatements && command.task != Task::kPrompt) {
         for (const char* name : {"--set", "--keep-going", "--single-transaction", "--echo"}) {
             if (app.count(name) > 0) {
                 throw CLI::ValidationError(fmt::format("{} is for --command and --file", name));
@@ -420,6 +468,8 @@ void AddCompletion(CLI::App& app)
            },
            "Print a completion script for bash")
         ->group("");
+    app.add_flag_callback("--host-rows", [] {}, "Write the rows of a query for another process of this program")
+        ->group("");
 }
 
 }  // namespace
@@ -444,8 +494,8 @@ Parsed ParseCommandLine(int count, const char* const* words)
         TakeInputs(ordered.Inputs(), command);
         std::vector<Task> tasks;
         subcommands.Take(command, tasks);
-        TakeStandardInput(command, tasks.empty());
-        command.task = TaskOf(command, tasks);
+        TakeStandardInput(command, tasks);
+        command.task = TaskOf(command, tasks, app.count("--host-rows") > 0);
         CheckTogether(app, command);
         CheckEncoding(command);
         parsed.has_task = true;

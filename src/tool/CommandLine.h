@@ -46,9 +46,32 @@ struct ImportOptions {
     char delimiter = ',';
 };
 
+/// What is shown of a file of traced calls.
+struct TraceFilter {
+    std::string file;
+    std::string entry;               // empty: all
+    std::string handle;              // empty: all
+    double least_milliseconds = 0;
+    bool failed = false;             // only those
+    bool is_summary = false;         // by entry
+};
+
 /// What the program is to do, and with what.
 struct CommandLine {
-    enum class Task { kStatements, kImport, kCall, kListEntries, kDoctor, kShim };
+    enum class Task {
+        kPrompt,
+        kStatements,
+        kImport,
+        kCall,
+        kListEntries,
+        kDoctor,
+        kShim,
+        kCatalog,
+        kSources,
+        kDrivers,
+        kTrace,
+        kHostRows  // of a query, for \modes of another process of this program
+    };
     Task task = Task::kStatements;
 
     ConnectionWords connection;
@@ -66,6 +89,10 @@ struct CommandLine {
 
     std::vector<std::string> call;  // the words of calls, or nothing
     bool is_hex = false;
+
+    bool lists_columns = false;  // of the catalog; else tables
+    std::string pattern;         // of the names that are listed
+    TraceFilter trace;
 
     std::string shim_face;
     std::string shim_driver;

@@ -1,9 +1,11 @@
 // orvelgw: a host of the gateway for a person.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -18,13 +20,19 @@
 #include "text/terminal_text.h"
 #include "tool/CommandLine.h"
 #include "tool/commands/call.h"
+#include "tool/commands/catalog.h"
 #include "tool/commands/doctor.h"
 #include "tool/commands/import.h"
+#include "tool/commands/modes.h"
 #include "tool/commands/query.h"
 #include "tool/commands/shim.h"
+#include "tool/commands/trace_file.h"
 #include "tool/connection_words.h"
 #include "tool/crash_report.h"
 #include "tool/failures.h"
+#include "tool/shell/Prompt.h"
+#include "tool/shell/Workspace.h"
+#include "tool/shell/meta_commands.h"
 
 namespace {
 
@@ -43,25 +51,44 @@ void ShowRecord(const TraceRecord& record)
     std::fprintf(stderr, "trace: %s\n", WithoutSecrets(RecordText(record)).c_str());
 }
 
+ExitCode RunWorkspace(const CommandLine& command)
+{
+    const bool is_prompt = command.task == CommandLine::Task::kPrompt;
+    Workspace workspace(command, is_prompt);
+    ScriptContext& context = workspace.Context();
+    context.on_command = [&](const StatementSplitter::Piece& piece, StatementSplitter& splitter) {
+        CarryOut(workspace, piece.text, splitter);
+    };
+    const ExitCode exit_code =
+        is_prompt ? RunPrompt(workspace) : RunStatements(command, context);
+    return is_prompt ? exit_code : std::max(exit_code, workspace.exit_code);
+}
+
 ExitCode CarryOutOnConnection(const CommandLine& command, const Gateway& gateway)
 {
     const Session session(gateway, command.options, *command.connection_string);
     NameDriverOfCrashes(session.DriverFile());
-    return command.task == CommandLine::Task::kImport ? Import(command, session)
-                                                      : RunStatements(command, session);
+    switch (command.task) {
+        case CommandLine::Task::kHostRows:
+            return WriteModeRows(session, command.statements[0].text);
+        case CommandLine::Task::kCatalog:
+            return PrintCatalog(command, session);
+        default:
+            return Import(command, session);
+    }
 }
 
 ExitCode CarryOutThroughGateway(const CommandLine& command)
 {
-    const TraceScope trace(&ShowRecord);
     const Gateway gateway(command.library);
-    ReportCrashes();
     NameDriverOfCrashes(ConnectionString(command.connection_string.value_or("")).First("DRIVER"));
     switch (command.task) {
         case CommandLine::Task::kCall:
             return CallEntries(command, gateway);
         case CommandLine::Task::kListEntries:
             return ListEntries(gateway);
+        case CommandLine::Task::kSources:
+            return PrintSources(command, gateway);
         default:
             return CarryOutOnConnection(command, gateway);
     }
@@ -69,12 +96,22 @@ ExitCode CarryOutThroughGateway(const CommandLine& command)
 
 ExitCode CarryOut(const CommandLine& command)
 {
+    const TraceScope trace(&ShowRecord);
     switch (command.task) {
         case CommandLine::Task::kShim:
             return PrintShim(command);
         case CommandLine::Task::kDoctor:
             return PrintDiagnosis(command);
+        case CommandLine::Task::kTrace:
+            return PrintTrace(command);
+        case CommandLine::Task::kDrivers:
+            return PrintDrivers(command);
+        case CommandLine::Task::kPrompt:
+        case CommandLine::Task::kStatements:
+            ReportCrashes();
+            return RunWorkspace(command);
         default:
+            ReportCrashes();
             return CarryOutThroughGateway(command);
     }
 }
@@ -85,9 +122,10 @@ void Complete(CommandLine& command)
     if (command.library.empty()) {
         command.library = DefaultLibrary();
     }
-    const bool connects =
-        command.task != CommandLine::Task::kShim && command.task != CommandLine::Task::kListEntries;
-    if (connects) {
+    using Task = CommandLine::Task;
+    constexpr Task kUnconnected[] = {Task::kShim, Task::kListEntries, Task::kTrace, Task::kSources,
+                                     Task::kDrivers};
+    if (std::ranges::find(kUnconnected, command.task) == std::end(kUnconnected)) {
         command.connection_string = WholeConnectionString(command.connection);
     }
 }

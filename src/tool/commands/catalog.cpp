@@ -13,6 +13,8 @@
 #include "client/ascii.h"
 #include "client/odbc_numbers.h"
 #include "drivers/Profiles.h"
+#include "tool/output/Messages.h"
+#include "tool/output/format.h"
 
 namespace {
 
@@ -664,4 +666,31 @@ std::vector<std::string> ColumnNames(const Session& session, const std::string& 
         names.push_back(record.At(kColumn));
     }
     return names;
+}
+
+ExitCode PrintCatalog(const CommandLine& command, const Session& session)
+{
+    Messages messages(stderr, !command.script.is_quiet);
+    const auto sink = MakeSink(command.output, stdout);
+    const NamePattern pattern(command.pattern);
+    if (command.lists_columns) {
+        ListColumns(session, pattern, *sink, messages);
+    } else {
+        ListCatalog(session, CatalogKind::kRelations, pattern, *sink, messages);
+    }
+    return kDone;
+}
+
+ExitCode PrintSources(const CommandLine& command, const Gateway& gateway)
+{
+    Messages messages(stderr, !command.script.is_quiet);
+    ListSources(gateway, NamePattern(command.pattern), *MakeSink(command.output, stdout), messages);
+    return kDone;
+}
+
+ExitCode PrintDrivers(const CommandLine& command)
+{
+    Messages messages(stderr, !command.script.is_quiet);
+    ListDrivers(NamePattern(command.pattern), *MakeSink(command.output, stdout), messages);
+    return kDone;
 }

@@ -11,6 +11,8 @@
 #include "client/Gateway.h"
 #include "client/ResultSink.h"
 #include "client/Session.h"
+#include "tool/CommandLine.h"
+#include "tool/ExitCode.h"
 
 /// A name with * and ? for any characters and any one, and perhaps a schema or catalog in front of a
 /// point. What stands in double quotes is meant as it is written; all else in any case.
@@ -89,3 +91,8 @@ std::vector<std::string> TableNames(const Session& session,
                                     const std::function<bool()>& may_go_on);
 std::vector<std::string> ColumnNames(const Session& session, const std::string& table,
                                      const std::function<bool()>& may_go_on);
+
+/// orvelgw tables, columns, sources and drivers.
+ExitCode PrintCatalog(const CommandLine& command, const Session& session);
+ExitCode PrintSources(const CommandLine& command, const Gateway& gateway);
+ExitCode PrintDrivers(const CommandLine& command);

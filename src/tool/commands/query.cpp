@@ -93,33 +93,23 @@ void Undo(Transaction& transaction, const Session& session, const Messages& mess
 
 }  // namespace
 
-ExitCode RunStatements(const CommandLine& command, const Session& session)
+ExitCode RunStatements(const CommandLine& command, ScriptContext& context)
 {
     auto scripts = ReadScripts(command.statements);
-    Messages messages(stderr, !command.script.is_quiet);
-    const auto sink = MakeSink(command.output, stdout);
-    ScriptContext context{.session = &session,
-                          .sink = sink.get(),
-                          .messages = &messages,
-                          .dialect = DialectOf(session),
-                          .variables = command.script.variables,
-                          .echoes = command.script.echoes,
-                          .keeps_going = command.script.keeps_going,
-                          .on_command = {}};
     if (command.get_file) {
         return GetValue(command, context);
     }
     if (!command.script.is_single_transaction) {
         return RunInputs(command, context, std::move(scripts));
     }
-    Transaction transaction(session);
+    Transaction transaction(*context.session);
     try {
         const ExitCode exit_code = RunInputs(command, context, std::move(scripts));
         transaction.Commit();
         return exit_code;
     } catch (...) {
         const ExitCode exit_code = ReportFailure(command);
-        Undo(transaction, session, messages);
+        Undo(transaction, *context.session, *context.messages);
         return exit_code;
     }
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cerrno>
 #include <fstream>
 #include <iostream>
@@ -72,6 +73,53 @@ void RunCommand(const ScriptContext& context, const StatementSplitter::Piece& co
     }
     context.on_command(command, splitter);
 }
+
+/// How long the steps of a statement took.
+class Stopwatch {
+public:
+    void Prepared() { prepared_ = Clock::now(); }
+    /// The first result is there, or the first one after others.
+    void Executed() { executed_ = executed_ ? executed_ : Clock::now(); }
+
+    std::string Text() const
+    {
+        const auto end = Clock::now();
+        const auto executed = executed_.value_or(end);
+        return fmt::format("(prepare {:.3f} ms, execute {:.3f} ms, fetch {:.3f} ms)",
+                           Milliseconds(prepared_ - start_), Milliseconds(executed - prepared_),
+                           Milliseconds(end - executed));
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    static double Milliseconds(Clock::duration time)
+    {
+        return std::chrono::duration<double, std::milli>(time).count();
+    }
+
+    Clock::time_point start_ = Clock::now();
+    Clock::time_point prepared_ = start_;
+    std::optional<Clock::time_point> executed_;
+};
+
+/// Passes results on, and notes when the first one begins.
+class TimedSink : public ResultSink {
+public:
+    TimedSink(ResultSink& inner, Stopwatch& watch) : inner_(inner), watch_(watch) {}
+
+    void Begin(const std::vector<Column>& columns) override
+    {
+        watch_.Executed();
+        inner_.Begin(columns);
+    }
+    void Take(Row row) override { inner_.Take(row); }
+    void End() override { inner_.End(); }
+
+private:
+    ResultSink& inner_;
+    Stopwatch& watch_;
+};
 
 /// A script on its way.
 class ScriptRun {
@@ -166,9 +214,16 @@ ExitCode RunSql(ScriptContext& context, std::string_view sql,
     if (context.echoes) {
         context.messages->Say(Echoed(text));
     }
+    Stopwatch watch;
     Statement statement(*context.session, text, *context.messages);
     statement.Bind(values);
-    return statement.Run(*context.sink).has_unreadable_values ? kSqlFailed : kDone;
+    watch.Prepared();
+    TimedSink sink(*context.sink, watch);
+    const Outcome outcome = statement.Run(sink);
+    if (context.shows_times) {
+        context.messages->Say(watch.Text());
+    }
+    return outcome.has_unreadable_values ? kSqlFailed : kDone;
 }
 
 ExitCode Attempt(const ScriptContext& context, const std::function<ExitCode()>& step)

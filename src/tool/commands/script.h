@@ -25,6 +25,7 @@ struct ScriptContext {
     Variables variables;
     bool echoes = false;       // each statement on stderr before it runs
     bool keeps_going = false;  // behind a statement that failed
+    bool shows_times = false;  // how long preparing, executing and fetching took
 
     /// Carries out a command of a script, a line that begins with a backslash. The statement that
     /// it came inside of, if any, is still the splitter's. Throws SqlError or UsageError. Without
