@@ -110,7 +110,7 @@ TEST(Tool, GivesMarkersTheirValues)
         EXPECT_EQ(RunTool(kMemory + std::string(mode) + sql).data,
                   "a   | b    | c | d       | e    | f    | g\n"
                   "----+------+---+---------+------+------+-----\n"
-                  "Ω é | NULL |   | integer | real | text | text\n");
+                  "Ω é | NULL |   | integer | text | text | text\n");
     }
 }
 

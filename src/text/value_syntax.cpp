@@ -27,18 +27,24 @@ std::optional<Number> Parsed(std::string_view text, auto... base)
     return error == std::errc() && at == end ? std::optional(number) : std::nullopt;
 }
 
-// A whole number that reads the same when it is written again (007 and +5 are text), or digits on
-// both sides of a point, so few that a double holds them all.
+// A whole number that reads the same when it is written again: 007 and +5 are text.
+std::optional<std::int64_t> WholeNumberOf(std::string_view word)
+{
+    const auto whole = Parsed<std::int64_t>(word);
+    return whole && std::to_string(*whole) == word ? whole : std::nullopt;
+}
+
+// A whole number, or digits on both sides of a point, so few that a double holds them all.
 std::optional<ListValue> NumberOf(std::string_view word)
 {
-    if (const auto whole = Parsed<std::int64_t>(word); whole && std::to_string(*whole) == word) {
+    if (const auto whole = WholeNumberOf(word)) {
         return *whole;
     }
     const auto digits = word.substr(word.starts_with('-') ? 1 : 0);
     const auto point = digits.find('.');
-    constexpr std::size_t kMostDigits = 15;
+    constexpr std::size_t kMaxDigits = 15;
     const bool is_decimal = point != std::string_view::npos && point > 0 &&
-                            point + 1 < digits.size() && digits.size() <= kMostDigits + 1 &&
+                            point + 1 < digits.size() && digits.size() <= kMaxDigits + 1 &&
                             digits.find_first_not_of("0123456789.") == std::string_view::npos;
     const auto number = is_decimal ? Parsed<double>(word) : std::nullopt;
     return number ? std::optional<ListValue>(*number) : std::nullopt;
@@ -58,7 +64,7 @@ std::string TakeQuoted(std::string_view& left)
         text.push_back(left[at]);
         at += is_doubled ? 1 : 0;
     }
-    throw UsageError(fmt::format("{} does not end in a quote", left));
+    throw UsageError(fmt::format("{} has no closing quote", left));
 }
 
 // The item without quotes at the start of what is left, which it is taken from.
@@ -72,7 +78,7 @@ ListValue TakeBare(std::string_view& left)
     if (auto number = NumberOf(item)) {
         return *std::move(number);
     }
-    throw UsageError(fmt::format("{} is no number, NULL or text in quotes", item));
+    throw UsageError(fmt::format("{} is not a number, NULL or quoted text", item));
 }
 
 ListValue TakeItem(std::string_view& left)
@@ -112,8 +118,8 @@ ListValue ValueOf(std::string_view word, TextForm form)
     if (word == "NULL") {
         return {};
     }
-    if (const auto number = NumberOf(word)) {
-        return *number;
+    if (const auto whole = WholeNumberOf(word)) {
+        return *whole;
     }
     return TextValue(Unescaped(word), form);
 }
@@ -133,7 +139,7 @@ std::string ListOf(std::string_view word)
         }
         if (!left.starts_with(',') || left.size() == 1) {
             throw UsageError(
-                fmt::format("{}: an item or a comma is missing before {}]", word, left));
+                fmt::format("{}: an item or a comma is missing in front of {}]", word, left));
         }
         left = Trimmed(left.substr(1));
     }
@@ -154,7 +160,7 @@ std::string BytesOf(std::string_view digits)
         const auto byte =
             Parsed<std::uint8_t>(std::string_view(compact).substr(at, 2), kHexadecimal);
         if (!byte || at + 1 == compact.size()) {
-            throw UsageError(fmt::format("{} are not pairs of hexadecimal digits", digits));
+            throw UsageError(fmt::format("{} is not pairs of hexadecimal digits", digits));
         }
         bytes.push_back(static_cast<char>(*byte));
     }
@@ -171,5 +177,5 @@ std::int32_t IntegerOf(std::string_view word)
     } else if (const auto number = Parsed<std::int32_t>(word)) {
         return *number;
     }
-    throw UsageError(fmt::format("{} is not a whole number of 32 bits", word));
+    throw UsageError(fmt::format("{} is not a 32-bit integer", word));
 }

@@ -8,7 +8,7 @@
 
 #include "client/HostList.h"
 
-/// A command that can't be carried out as it is worded.
+/// A command that can't be carried out as it was typed.
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -23,17 +23,17 @@ std::string_view Unescaped(std::string_view word);
 /// UsageError for 2-byte characters of what is not UTF-8.
 ListValue TextValue(std::string_view text, TextForm form);
 
-/// The value of a word: NULL; a whole number of 64 bits; a number with a point, of up to 15 digits;
-/// or text. A backslash in front makes what follows it text, whatever it
-/// looks like.
+/// The value of a word: NULL, a 64-bit integer, or text. Any other number is text, too, since a
+/// double can't hold each of its digits and the data source converts it exactly. A backslash in
+/// front makes what follows it text, whatever it looks like.
 ListValue ValueOf(std::string_view word, TextForm form);
 
-/// The list that a word in brackets stands for: [5, -100, 'text', u'2-byte text', NULL], where a
-/// quote inside a text is doubled. Throws UsageError.
+/// The list that a word in brackets stands for: [5, -100, 1.5, 'text', u'2-byte text', NULL].
+/// Quotes inside text are doubled. Throws UsageError.
 std::string ListOf(std::string_view word);
 
-/// The bytes of hexadecimal digits, blanks left out. Throws UsageError.
+/// The bytes that hexadecimal digits stand for, spaces ignored. Throws UsageError.
 std::string BytesOf(std::string_view digits);
 
-/// A whole number in 32 bits, decimal or 0x and hexadecimal. Throws UsageError.
+/// A 32-bit integer, decimal or 0x and hexadecimal. Throws UsageError.
 std::int32_t IntegerOf(std::string_view word);
