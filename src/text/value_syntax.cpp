@@ -28,7 +28,7 @@ std::optional<Number> Parsed(std::string_view text, auto... base)
 }
 
 // A whole number that reads the same when it is written again: 007 and +5 are text.
-std::optional<std::int64_t> WholeNumberOf(std::string_view word)
+std::optional<std::int64_t> WholeNumber(std::string_view word)
 {
     const auto whole = Parsed<std::int64_t>(word);
     return whole && std::to_string(*whole) == word ? whole : std::nullopt;
@@ -37,7 +37,7 @@ std::optional<std::int64_t> WholeNumberOf(std::string_view word)
 // A whole number, or digits on both sides of a point, so few that a double holds them all.
 std::optional<ListValue> NumberOf(std::string_view word)
 {
-    if (const auto whole = WholeNumberOf(word)) {
+    if (const auto whole = WholeNumber(word)) {
         return *whole;
     }
     const auto digits = word.substr(word.starts_with('-') ? 1 : 0);
@@ -118,7 +118,7 @@ ListValue ValueOf(std::string_view word, TextForm form)
     if (word == "NULL") {
         return {};
     }
-    if (const auto whole = WholeNumberOf(word)) {
+    if (const auto whole = WholeNumber(word)) {
         return *whole;
     }
     return TextValue(Unescaped(word), form);

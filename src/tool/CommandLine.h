@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "client/Query.h"
 #include "client/Session.h"
 #include "tool/ExitCode.h"
+#include "tool/commands/query.h"
 
 /// Where the connection string and its password come from, as far as the words say it.
 struct ConnectionWords {

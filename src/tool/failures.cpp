@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -30,29 +31,34 @@ std::string NativeCodeOf(const std::string& line)
 // The message of a diagnostic record first, then what a person may have to look up.
 std::string DiagnosticText(const std::string& line, const std::string& entry)
 {
-    const std::string state = StateOf(line);
-    if (state.empty() || MessageOf(line) == line) {
-        return line;
-    }
-    return fmt::format("{} (SQLSTATE {}, native code {}{}{})", MessageOf(line), state,
+    return fmt::format("{} (SQLSTATE {}, native code {}{}{})", MessageOf(line), StateOf(line),
                        NativeCodeOf(line), entry.empty() ? "" : ", ", entry);
 }
 
-// "file: record 3: Execute failed with code -1" is about a place and an entry.
+bool IsRecord(const std::string& line)
+{
+    return !StateOf(line).empty() && MessageOf(line) != line;
+}
+
+// "file: line 3: Execute failed with code -1" is about a place and an entry. What is no record of
+// the driver's is a note, and follows.
 void Report(const SqlError& error)
 {
     const std::string what = error.what();
-    if (error.diagnostics.empty()) {
-        Complain(what);
-        return;
-    }
-    const auto end = what.find(" failed");
+    const auto end = what.find(" failed with code");
     const auto start = what.substr(0, end).rfind(' ') + 1;
-    const bool names_entry = end != std::string::npos && what[start] >= 'A' && what[start] <= 'Z';
+    const bool names_entry = end != std::string::npos;
     const std::string entry = names_entry ? what.substr(start, end - start) : "";
     const std::string place = names_entry ? what.substr(0, start) : "";
+    if (std::ranges::none_of(error.diagnostics, &IsRecord)) {
+        Complain(what);
+    }
     for (const std::string& line : error.diagnostics) {
-        Complain(place + DiagnosticText(line, entry));
+        if (IsRecord(line)) {
+            Complain(place + DiagnosticText(line, entry));
+        } else {
+            std::fputs((Shown(line) + "\n").c_str(), stderr);
+        }
     }
 }
 

@@ -11,8 +11,8 @@
 
 #include "client/Gateway.h"
 #include "client/HostServices.h"
-#include "client/Query.h"
 #include "client/Session.h"
+#include "client/file_transfer.h"
 #include "client/utf8_locale.h"
 #include "drivers/ConnectionString.h"
 #include "text/list_text.h"
@@ -21,10 +21,12 @@
 #include "tool/commands/call.h"
 #include "tool/commands/doctor.h"
 #include "tool/commands/import.h"
+#include "tool/commands/query.h"
 #include "tool/commands/shim.h"
 #include "tool/connection_words.h"
 #include "tool/crash_report.h"
 #include "tool/failures.h"
+#include "tool/output/Messages.h"
 #include "tool/output/TablePrinter.h"
 
 namespace {
@@ -39,42 +41,44 @@ std::string DefaultLibrary()
     return std::filesystem::exists(beside, none) ? beside.string() : kLibraryName;
 }
 
-void ShowProgress(std::size_t rows)
+void ShowProgress(const ImportProgress& progress)
 {
-    constexpr std::size_t kStep = 500;
-    if (rows % kStep == 0 && ::isatty(STDERR_FILENO) == 1) {
-        std::fprintf(stderr, "\r%zu rows", rows);
+    constexpr std::uint64_t kStep = 5000;
+    if (progress.rows % kStep == 0 && ::isatty(STDERR_FILENO) == 1) {
+        std::fprintf(stderr, "\r%ju rows", static_cast<std::uintmax_t>(progress.rows));
     }
 }
 
-void Import(const Session& session, const CommandLine& command, ResultSink& sink)
+void Import(const Session& session, const CommandLine& command, Messages& messages)
 {
     const char* start_of_line = ::isatty(STDERR_FILENO) == 1 ? "\r" : "";
     try {
-        const std::size_t rows =
-            ImportCsv(session, command.import[0], command.import[1], sink, ShowProgress);
-        std::fprintf(stderr, "%s(%zu %s imported)\n", start_of_line, rows,
-                     rows == 1 ? "row" : "rows");
+        const std::uint64_t rows =
+            ImportCsv(session, {command.import[0], command.import[1]}, messages, ShowProgress);
+        messages.Say(start_of_line + ("(" + Counted(rows, "row") + " imported)"));
     } catch (...) {
         std::fputs(start_of_line, stderr);
         throw;
     }
 }
 
-void RunStatements(const Session& session, const CommandLine& command, ResultSink& sink)
+void WriteIntoFile(const Session& session, const CommandLine& command, Messages& messages)
 {
+    Statement statement(session, command.statements[0], messages);
+    statement.Bind(ParameterValues(command.markers, session));
+    const std::uint64_t size = WriteFirstValue(statement, *command.get_file);
+    messages.Say("(" + Counted(size, "byte") + " written to " + Printable(*command.get_file) +
+                 (size == 0 ? ": NULL, or an empty value)" : ")"));
+}
+
+bool RunStatements(const Session& session, const CommandLine& command, ResultSink& sink,
+                   Messages& messages)
+{
+    bool is_good = true;
     for (const std::string& statement : command.statements) {
-        Query query(session, statement, sink);
-        query.Bind(command.markers);
-        if (!command.get_file) {
-            query.Run();
-            continue;
-        }
-        const auto size = query.RunIntoFile(*command.get_file);
-        std::fprintf(stderr, "(%ju %s written to %s%s)\n", static_cast<std::uintmax_t>(size),
-                     size == 1 ? "byte" : "bytes", Printable(*command.get_file).c_str(),
-                     size == 0 ? ": NULL, or an empty value" : "");
+        is_good = RunQuery(session, statement, command.markers, sink, messages) && is_good;
     }
+    return is_good;
 }
 
 void ShowRecord(const TraceRecord& record)
@@ -86,13 +90,17 @@ ExitCode CarryOutOnConnection(const CommandLine& command, const Gateway& gateway
 {
     const Session session(gateway, command.options, *command.connection_string);
     NameDriverOfCrashes(session.DriverFile());
-    TablePrinter printer(stdout, stderr, command.null_text);
+    Messages messages(stderr);
     if (command.task == CommandLine::Task::kImport) {
-        Import(session, command, printer);
-    } else {
-        RunStatements(session, command, printer);
+        Import(session, command, messages);
+        return kDone;
     }
-    return kDone;
+    if (command.get_file) {
+        WriteIntoFile(session, command, messages);
+        return kDone;
+    }
+    TablePrinter printer(stdout, command.null_text);
+    return RunStatements(session, command, printer, messages) ? kDone : kSqlFailed;
 }
 
 ExitCode CarryOutThroughGateway(const CommandLine& command)
