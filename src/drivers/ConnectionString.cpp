@@ -161,7 +161,7 @@ Span LoginPassword(std::string_view text, std::size_t from)
     return {};
 }
 
-std::string WithoutBlanksBehind(const std::string& text)
+std::string WithoutTrailingBlanks(const std::string& text)
 {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
@@ -193,7 +193,7 @@ std::string WithoutSecrets(std::string_view text)
 
 ConnectionString::ConnectionString(const std::string& text)
     : text_(IsConnectionString(text) ? text : "DSN=" + text),
-      is_misread_(!IsConnectionString(text) && text.find('=') != std::string::npos)
+      is_malformed_(!IsConnectionString(text) && text.find('=') != std::string::npos)
 {
     for (std::size_t start = 0; start < text_.size();) {
         const auto end = EndOfItem(text_, start);
@@ -240,7 +240,7 @@ std::string ConnectionString::Masked() const
 bool ConnectionString::HasBlanks() const
 {
     return std::ranges::any_of(items_, [](const Item& item) {
-        const std::string key = WithoutBlanksBehind(item.key);
+        const std::string key = WithoutTrailingBlanks(item.key);
         return IsNaming(key) &&
                (key != item.key || item.value.starts_with(' ') || item.value.ends_with(' '));
     });
