@@ -41,7 +41,7 @@ template <class Character>
 std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* native,
                       Character* message, std::int16_t capacity, std::int16_t* length)
 {
-    constexpr std::string_view kMessage = "Login failed, or FROM is missing \033c";
+    constexpr std::string_view kMessage = "No entry, or FROM is missing \033c";
     if (Told() == "crash") {
         std::abort();
     }

@@ -230,7 +230,7 @@ std::string FirstWords(const SqlError& error)
     return "(" + StateOf(line) + ") " + message.substr(0, message.find_first_of("\r\n"));
 }
 
-Finding Outcome(const Check& check, const Session& session, const std::string& prefix)
+Finding FindingOf(const Check& check, const Session& session, const std::string& prefix)
 {
     switch (check.subject) {
         case Check::kNullness:
@@ -291,7 +291,7 @@ std::span<const Check> Checks()
 Finding RunCheck(const Check& check, const Session& session, const std::string& prefix)
 {
     try {
-        return Outcome(check, session, prefix);
+        return FindingOf(check, session, prefix);
     } catch (const SqlError& error) {
         return {"refused", FirstWords(error)};
     } catch (const std::exception& error) {
