@@ -1,5 +1,5 @@
-// A driver that has wide functions, of characters of type CHARACTER, and the narrow ones that the
-// shim shows. It refuses every connection, unless TEST_DRIVER tells it otherwise, and every
+// A driver that has wide functions, with characters of type CHARACTER, and the narrow ones that the
+// shim exposes. It refuses every connection, unless TEST_DRIVER says otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
 // Place=here, =wide by the wide one; =warn as =connect, and warns of a statement that it prepares;
 // =crash crashes as it is asked for its diagnostics; =exit ends the process as it is loaded;
@@ -27,6 +27,9 @@ std::string_view Told()
     const char* told = std::getenv("TEST_DRIVER");
     return told != nullptr ? told : "";
 }
+
+// Longer than any test waits.
+constexpr unsigned kSecondsOfHanging = 100;
 
 // So many zeros end a text for a reader of wider characters, too.
 constexpr int kZeros = 4;
@@ -103,7 +106,7 @@ EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in
 {
     if (const char* signal = std::getenv("TEST_SIGNAL"); signal != nullptr) {
         ::kill(::getppid(), std::atoi(signal));
-        ::pause();
+        ::sleep(kSecondsOfHanging);
     }
     const bool has_keys = std::string_view(in).find(";Place=here") != std::string_view::npos;
     return Told() == "connect" || Told() == "warn" || (Told() == "keys" && has_keys) ? 0 : kError;
