@@ -18,6 +18,7 @@ struct Setup {
     explicit Setup(const std::string& data_source)
         : text(data_source), string(data_source), source(string, profiles)
     {}
+    ~Setup() = default;
     Setup(const Setup&) = delete;
     Setup& operator=(const Setup&) = delete;
 

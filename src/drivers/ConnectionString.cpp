@@ -102,7 +102,7 @@ std::size_t EndOfSecret(std::string_view text, std::size_t equals)
     return end;
 }
 
-/// A part of a text, from its first character to that behind its last.
+/// A part of a text: the position of its first character, and that after its last.
 struct Span {
     std::size_t begin = std::string::npos;
     std::size_t end = std::string::npos;
@@ -133,32 +133,38 @@ Span IdentifiedBy(std::string_view text, std::size_t from)
     return {begin, EndOfSecret(text, begin - 1)};
 }
 
-// What stands before an @ and behind the user: scheme://user:password@, user/password@. A path
-// begins with its slash, and has no user.
+// What is between the user and the last @ of a word: scheme://user:password@, user/password@. A
+// path begins with its slash, so it has no user.
 Span LoginPassword(std::string_view text, std::size_t from)
 {
     constexpr const char* kAround = " ;{}<>\"'\n";
-    for (auto at = text.find('@', from); at != std::string::npos; at = text.find('@', at + 1)) {
-        const auto before = text.substr(0, at);
-        const auto start = std::max(before.find_last_of(kAround) + 1, from);
-        const auto end = std::min(text.find_first_of(kAround, at), text.size());
-        const auto last = text.rfind('@', end - 1);
-        if (const auto scheme = before.find("://", start); scheme != std::string::npos) {
-            const auto colon = before.find(':', scheme + 3);
-            if (colon != std::string::npos) {
-                return {colon + 1, last};
-            }
-            continue;
+    for (auto begin = text.find_first_not_of(kAround, from); begin != std::string::npos;) {
+        const auto end = std::min(text.find_first_of(kAround, begin), text.size());
+        const auto word = text.substr(begin, end - begin);
+        const auto at = word.rfind('@');
+        const auto login = word.substr(0, at == std::string::npos ? 0 : at);
+        const auto scheme = login.find("://");
+        const auto mark =
+            scheme == std::string::npos ? login.find('/') : login.find(':', scheme + 3);
+        const auto user = login.substr(0, std::min(mark, login.size())).find_last_of("=:,") + 1;
+        if (mark != std::string::npos && (scheme != std::string::npos || user < mark)) {
+            return {begin + mark + 1, begin + at};
         }
-        const auto slash = before.find('/', start);
-        const auto user = slash == std::string::npos
-                              ? slash
-                              : std::max(before.substr(0, slash).find_last_of("=:,") + 1, start);
-        if (slash != std::string::npos && user < slash) {
-            return {slash + 1, last};
-        }
+        begin = text.find_first_not_of(kAround, end);
     }
     return {};
+}
+
+std::string Masked(std::string_view text, Span (*find)(std::string_view text, std::size_t from))
+{
+    std::string masked;
+    std::size_t place = 0;
+    for (Span secret = find(text, 0); secret.begin != std::string::npos;
+         secret = find(text, place)) {
+        masked.append(text.substr(place, secret.begin - place)) += "***";
+        place = secret.end;
+    }
+    return masked.append(text.substr(place));
 }
 
 std::string WithoutTrailingBlanks(const std::string& text)
@@ -176,19 +182,7 @@ std::string WithoutBraces(const std::string& text)
 
 std::string WithoutSecrets(std::string_view text)
 {
-    std::string masked;
-    std::size_t place = 0;
-    while (place < text.size()) {
-        const Span secret = std::ranges::min(
-            {SecretValue(text, place), IdentifiedBy(text, place), LoginPassword(text, place)}, {},
-            &Span::begin);
-        if (secret.begin == std::string::npos) {
-            break;
-        }
-        masked.append(text.substr(place, secret.begin - place)) += "***";
-        place = secret.end;
-    }
-    return masked.append(text.substr(std::min(place, text.size())));
+    return Masked(Masked(Masked(text, &SecretValue), &IdentifiedBy), &LoginPassword);
 }
 
 ConnectionString::ConnectionString(const std::string& text)
