@@ -39,13 +39,14 @@ void ReportCause(const char* subject, const Cause& cause, const DoctorReport& re
 Cause CauseBeyondDriver(const Setup& setup, const ModeTrial& trial)
 {
     if (setup.server) {
-        const bool timed_out = trial.refusal == kTimedOut;
+        const bool timed_out = trial.refusal == ModeTrial::kTimedOut;
         if (auto cause = CauseInNetwork(*setup.server, setup.probe, timed_out)) {
             return *cause;
         }
     }
-    return trial.refusal == kRefused ? CauseInDiagnostics(trial.diagnostics)
-                                     : Cause{trial.refusal, trial.diagnostics.front(), {}};
+    return trial.refusal == ModeTrial::kRefused
+               ? CauseInDiagnostics(trial.diagnostics)
+               : Cause{trial.refusal, trial.diagnostics.front(), {}};
 }
 
 // The narrow functions of a driver, tried without making a shim for good. Nothing where that can't

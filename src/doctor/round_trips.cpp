@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::chrono::seconds kModeLimit{40};
 
-// What the child process sends: lists that begin with one of these texts, or with kRefused and then
-// the diagnostics.
+// What the child process sends: lists that begin with one of these texts, or with
+// ModeTrial::kRefused and then the diagnostics.
 constexpr char kConnected[] = "connected";  // the product
 constexpr char kNoSelect[] = "no select";   // why
 constexpr char kNational[] = "national";    // nothing
@@ -79,7 +79,7 @@ void RunMode(const Gateway& gateway, const SessionOptions& options, const std::s
             RunChecks(session, send);
         }
     } catch (const SqlError& error) {
-        std::vector<std::string> texts{kRefused};
+        std::vector<std::string> texts{ModeTrial::kRefused};
         texts.insert(texts.end(), error.diagnostics.begin(), error.diagnostics.end());
         if (error.diagnostics.empty()) {
             texts.emplace_back(error.what());
@@ -91,8 +91,8 @@ void RunMode(const Gateway& gateway, const SessionOptions& options, const std::s
 void Apply(const std::vector<std::string>& texts, ModeTrial& trial)
 {
     const std::string& what = texts.at(0);
-    if (what == kRefused) {
-        trial.refusal = kRefused;
+    if (what == ModeTrial::kRefused) {
+        trial.refusal = ModeTrial::kRefused;
         trial.diagnostics.assign(texts.begin() + 1, texts.end());
     } else if (what == kConnected) {
         trial.is_connected = true;
@@ -111,8 +111,9 @@ void Complete(const ChildResult& child, ModeTrial& trial)
 {
     const Finding last =
         child.end == ChildResult::kTimedOut
-            ? Finding{kTimedOut, fmt::format("no answer within {} seconds", kModeLimit.count())}
-            : Finding{kCrashed, "the driver crashed: " + child.reason};
+            ? Finding{ModeTrial::kTimedOut,
+                      fmt::format("no answer within {} seconds", kModeLimit.count())}
+            : Finding{ModeTrial::kCrashed, "the driver crashed: " + child.reason};
     if (!trial.is_connected && trial.refusal.empty()) {
         trial.refusal = last.verdict;
         trial.diagnostics = {last.detail};
@@ -298,7 +299,8 @@ bool ReportRoundTrips(const std::vector<ModeTrial>& trials, const DoctorReport& 
             report.Line(std::string("connection ") + kModes[mode].name, trial.refusal,
                         trial.diagnostics);
         } else if (!AllowsSelect(trial)) {
-            report.Line(std::string("SELECT ") + kModes[mode].name, kRefused, trial.select_refusal);
+            report.Line(std::string("SELECT ") + kModes[mode].name, ModeTrial::kRefused,
+                        trial.select_refusal);
         }
     }
     if (std::ranges::none_of(trials, &AllowsSelect)) {

@@ -20,15 +20,14 @@ inline constexpr Mode kModes[] = {
     {"-l", {.legacy = true}},
 };
 
-/// Why a mode does not connect.
-inline constexpr char kRefused[] = "refused";
-inline constexpr char kCrashed[] = "crashed";
-inline constexpr char kTimedOut[] = "timed out";
-
 /// The outcome of connecting in a mode, and of its round trips as far as they got.
 struct ModeTrial {
+    static constexpr char kRefused[] = "refused";
+    static constexpr char kCrashed[] = "crashed";
+    static constexpr char kTimedOut[] = "timed out";
+
     bool is_connected = false;
-    std::string refusal;                   // one of the words above, where it isn't connected
+    std::string refusal;                   // why it isn't connected: one of these
     std::vector<std::string> diagnostics;  // the driver's, or one line that says why there are none
 
     std::string product;         // what the driver reports of itself and its server
