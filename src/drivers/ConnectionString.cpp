@@ -99,7 +99,7 @@ std::size_t EndOfSecret(std::string_view text, std::size_t equals)
     return end;
 }
 
-/// A part of a text, from its first character to that behind its last.
+/// A part of a text: the position of its first character, and that after its last.
 struct Span {
     std::size_t begin = std::string::npos;
     std::size_t end = std::string::npos;
@@ -129,35 +129,41 @@ Span IdentifiedBy(std::string_view text, std::size_t from)
     return {begin, EndOfSecret(text, begin - 1)};
 }
 
-// What stands before an @ and behind the user: scheme://user:password@, user/password@. A path
-// begins with its slash, and has no user.
+// What is between the user and the last @ of a word: scheme://user:password@, user/password@. A
+// path begins with its slash, so it has no user.
 Span LoginPassword(std::string_view text, std::size_t from)
 {
     constexpr const char* kAround = " ;{}<>\"'\n";
-    for (auto at = text.find('@', from); at != std::string::npos; at = text.find('@', at + 1)) {
-        const auto before = text.substr(0, at);
-        const auto start = std::max(before.find_last_of(kAround) + 1, from);
-        const auto end = std::min(text.find_first_of(kAround, at), text.size());
-        const auto last = text.rfind('@', end - 1);
-        if (const auto scheme = before.find("://", start); scheme != std::string::npos) {
-            const auto colon = before.find(':', scheme + 3);
-            if (colon != std::string::npos) {
-                return {colon + 1, last};
-            }
-            continue;
+    for (auto begin = text.find_first_not_of(kAround, from); begin != std::string::npos;) {
+        const auto end = std::min(text.find_first_of(kAround, begin), text.size());
+        const auto word = text.substr(begin, end - begin);
+        const auto at = word.rfind('@');
+        const auto login = word.substr(0, at == std::string::npos ? 0 : at);
+        const auto scheme = login.find("://");
+        const auto mark =
+            scheme == std::string::npos ? login.find('/') : login.find(':', scheme + 3);
+        const auto user = login.substr(0, std::min(mark, login.size())).find_last_of("=:,") + 1;
+        if (mark != std::string::npos && (scheme != std::string::npos || user < mark)) {
+            return {begin + mark + 1, begin + at};
         }
-        const auto slash = before.find('/', start);
-        const auto user = slash == std::string::npos
-                              ? slash
-                              : std::max(before.substr(0, slash).find_last_of("=:,") + 1, start);
-        if (slash != std::string::npos && user < slash) {
-            return {slash + 1, last};
-        }
+        begin = text.find_first_not_of(kAround, end);
     }
     return {};
 }
 
-std::string WithoutBlanksBehind(const std::string& text)
+std::string Masked(std::string_view text, Span (*find)(std::string_view text, std::size_t from))
+{
+    std::string masked;
+    std::size_t place = 0;
+    for (Span secret = find(text, 0); secret.begin != std::string::npos;
+         secret = find(text, place)) {
+        masked.append(text.substr(place, secret.begin - place)) += "***";
+        place = secret.end;
+    }
+    return masked.append(text.substr(place));
+}
+
+std::string WithoutTrailingBlanks(const std::string& text)
 {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
@@ -172,24 +178,12 @@ std::string WithoutBraces(const std::string& text)
 
 std::string WithoutSecrets(std::string_view text)
 {
-    std::string masked;
-    std::size_t place = 0;
-    while (place < text.size()) {
-        const Span secret = std::ranges::min(
-            {SecretValue(text, place), IdentifiedBy(text, place), LoginPassword(text, place)}, {},
-            &Span::begin);
-        if (secret.begin == std::string::npos) {
-            break;
-        }
-        masked.append(text.substr(place, secret.begin - place)) += "***";
-        place = secret.end;
-    }
-    return masked.append(text.substr(std::min(place, text.size())));
+    return Masked(Masked(Masked(text, &SecretValue), &IdentifiedBy), &LoginPassword);
 }
 
 ConnectionString::ConnectionString(const std::string& text)
     : text_(IsConnectionString(text) ? text : "DSN=" + text),
-      is_misread_(!IsConnectionString(text) && text.find('=') != std::string::npos)
+      is_malformed_(!IsConnectionString(text) && text.find('=') != std::string::npos)
 {
     for (std::size_t start = 0; start < text_.size();) {
         const auto end = EndOfItem(text_, start);
@@ -236,7 +230,7 @@ std::string ConnectionString::Masked() const
 bool ConnectionString::HasBlanks() const
 {
     return std::ranges::any_of(items_, [](const Item& item) {
-        const std::string key = WithoutBlanksBehind(item.key);
+        const std::string key = WithoutTrailingBlanks(item.key);
         return IsNaming(key) &&
                (key != item.key || item.value.starts_with(' ') || item.value.ends_with(' '));
     });
