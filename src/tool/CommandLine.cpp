@@ -46,6 +46,17 @@ void AddGatewayOptions(CLI::App& app, CommandLine& command)
         ->type_name("FILE");
 }
 
+char DelimiterOf(const std::string& word)
+{
+    const std::string text = word == "\\t" ? "\t" : word;
+    constexpr std::string_view kUnusable("\"\r\n\0", 4);
+    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 ||
+        kUnusable.find(text[0]) != std::string_view::npos) {
+        throw CLI::ValidationError("--delimiter", "one ASCII character is needed, or \\t");
+    }
+    return text[0];
+}
+
 void AddStatementOptions(CLI::App& app, CommandLine& command)
 {
     app.add_option("--get", command.get_file,
@@ -54,10 +65,21 @@ void AddStatementOptions(CLI::App& app, CommandLine& command)
     app.add_option("--null", command.null_text, "What NULL looks like")
         ->type_name("TEXT")
         ->capture_default_str();
-    app.add_option("--import", command.import,
-                   "Insert the records of a CSV file into a table; the first one names the columns")
+    app.add_option_function<std::vector<std::string>>(
+           "--import",
+           [&command](const std::vector<std::string>& words) {
+               command.import.file = words[0];
+               command.import.table = words[1];
+           },
+           "Insert the records of a CSV file (- is standard input) into a table; the first one "
+           "names the columns")
         ->expected(2)
         ->type_name("FILE TABLE");
+    app.add_option_function<std::string>(
+           "--delimiter",
+           [&command](const std::string& word) { command.import.delimiter = DelimiterOf(word); },
+           "What separates the fields of --import: one ASCII character, or \\t (default: ,)")
+        ->type_name("CHARACTER");
 }
 
 /// Options that may come several times and mean something together: what they were given, in the
@@ -206,7 +228,7 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
     if (!command.statements.empty()) {
         tasks.push_back(Task::kStatements);
     }
-    if (!command.import.empty()) {
+    if (!command.import.table.empty()) {
         tasks.push_back(Task::kImport);
     }
     if (tasks.size() != 1) {
@@ -261,6 +283,9 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         default:
             break;
     }
+    if (app.count("--delimiter") > 0 && command.task != Task::kImport) {
+        throw CLI::ValidationError("--delimiter is for --import");
+    }
     const bool needs_one = !command.markers.empty() || command.get_file;
     if (needs_one && command.statements.size() != 1) {
         throw CLI::ValidationError("--parameter, --put and --get need a single --command");
@@ -291,8 +316,8 @@ void CheckEncoding(const CommandLine& command)
         CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
     }
     CheckUtf8("--null", command.null_text);
-    if (!command.import.empty()) {
-        CheckUtf8("--import, the name of the table", command.import.back());
+    if (!command.import.table.empty()) {
+        CheckUtf8("--import, the name of the table", command.import.table);
     }
 }
 

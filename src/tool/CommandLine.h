@@ -7,7 +7,12 @@
 
 #include "client/Session.h"
 #include "tool/ExitCode.h"
-#include "tool/commands/query.h"
+
+/// What takes the place of a parameter marker: a value as a person types it, or a file's bytes.
+struct Marker {
+    std::string word;  // the value, or the file's name
+    bool is_file = false;
+};
 
 /// Where the connection string and its password come from, as far as the words say it.
 struct ConnectionWords {
@@ -15,6 +20,13 @@ struct ConnectionWords {
     std::string string_file;  // empty: none
     bool asks_password = false;
     std::string password_file;  // empty: none
+};
+
+/// What is imported, and where to.
+struct ImportOptions {
+    std::string file;   // - for standard input
+    std::string table;  // as it goes into SQL
+    char delimiter = ',';
 };
 
 /// What the program is to do, and with what.
@@ -32,7 +44,7 @@ struct CommandLine {
     std::optional<std::string> get_file;  // nothing: rows are printed
     std::string null_text = "NULL";
 
-    std::vector<std::string> import;  // a file and a table, or nothing
+    ImportOptions import;
 
     std::vector<std::string> call;  // the words of calls, or nothing
     bool is_hex = false;

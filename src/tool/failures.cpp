@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -31,34 +30,26 @@ std::string NativeCodeOf(const std::string& line)
 // The message of a diagnostic record first, then what a person may have to look up.
 std::string DiagnosticText(const std::string& line, const std::string& entry)
 {
-    return fmt::format("{} (SQLSTATE {}, native code {}{}{})", MessageOf(line), StateOf(line),
+    const std::string state = StateOf(line);
+    if (state.empty() || MessageOf(line) == line) {
+        return line;
+    }
+    return fmt::format("{} (SQLSTATE {}, native code {}{}{})", MessageOf(line), state,
                        NativeCodeOf(line), entry.empty() ? "" : ", ", entry);
 }
 
-bool IsRecord(const std::string& line)
-{
-    return !StateOf(line).empty() && MessageOf(line) != line;
-}
-
-// "file: line 3: Execute failed with code -1" is about a place and an entry. What is no record of
-// the driver's is a note, and follows.
+// The driver's words, or else those of the failure.
 void Report(const SqlError& error)
 {
-    const std::string what = error.what();
-    const auto end = what.find(" failed with code");
-    const auto start = what.substr(0, end).rfind(' ') + 1;
-    const bool names_entry = end != std::string::npos;
-    const std::string entry = names_entry ? what.substr(start, end - start) : "";
-    const std::string place = names_entry ? what.substr(0, start) : "";
-    if (std::ranges::none_of(error.diagnostics, &IsRecord)) {
-        Complain(what);
+    const std::string place = error.place.empty() ? "" : error.place + ": ";
+    if (error.diagnostics.empty()) {
+        Complain(place + error.what());
     }
     for (const std::string& line : error.diagnostics) {
-        if (IsRecord(line)) {
-            Complain(place + DiagnosticText(line, entry));
-        } else {
-            std::fputs((Shown(line) + "\n").c_str(), stderr);
-        }
+        Complain(place + DiagnosticText(line, error.entry));
+    }
+    if (!error.aftermath.empty()) {
+        Complain(error.aftermath);
     }
 }
 

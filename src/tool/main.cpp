@@ -12,7 +12,6 @@
 #include "client/Gateway.h"
 #include "client/HostServices.h"
 #include "client/Session.h"
-#include "client/file_transfer.h"
 #include "client/utf8_locale.h"
 #include "drivers/ConnectionString.h"
 #include "text/list_text.h"
@@ -26,8 +25,6 @@
 #include "tool/connection_words.h"
 #include "tool/crash_report.h"
 #include "tool/failures.h"
-#include "tool/output/Messages.h"
-#include "tool/output/TablePrinter.h"
 
 namespace {
 
@@ -41,46 +38,6 @@ std::string DefaultLibrary()
     return std::filesystem::exists(beside, none) ? beside.string() : kLibraryName;
 }
 
-void ShowProgress(const ImportProgress& progress)
-{
-    constexpr std::uint64_t kStep = 5000;
-    if (progress.rows % kStep == 0 && ::isatty(STDERR_FILENO) == 1) {
-        std::fprintf(stderr, "\r%ju rows", static_cast<std::uintmax_t>(progress.rows));
-    }
-}
-
-void Import(const Session& session, const CommandLine& command, Messages& messages)
-{
-    const char* start_of_line = ::isatty(STDERR_FILENO) == 1 ? "\r" : "";
-    try {
-        const std::uint64_t rows =
-            ImportCsv(session, {command.import[0], command.import[1]}, messages, ShowProgress);
-        messages.Say(start_of_line + ("(" + Counted(rows, "row") + " imported)"));
-    } catch (...) {
-        std::fputs(start_of_line, stderr);
-        throw;
-    }
-}
-
-void WriteIntoFile(const Session& session, const CommandLine& command, Messages& messages)
-{
-    Statement statement(session, command.statements[0], messages);
-    statement.Bind(ParameterValues(command.markers, session));
-    const std::uint64_t size = WriteFirstValue(statement, *command.get_file);
-    messages.Say("(" + Counted(size, "byte") + " written to " + Printable(*command.get_file) +
-                 (size == 0 ? ": NULL, or an empty value)" : ")"));
-}
-
-bool RunStatements(const Session& session, const CommandLine& command, ResultSink& sink,
-                   Messages& messages)
-{
-    bool is_good = true;
-    for (const std::string& statement : command.statements) {
-        is_good = RunQuery(session, statement, command.markers, sink, messages) && is_good;
-    }
-    return is_good;
-}
-
 void ShowRecord(const TraceRecord& record)
 {
     std::fprintf(stderr, "trace: %s\n", WithoutSecrets(RecordText(record)).c_str());
@@ -90,17 +47,8 @@ ExitCode CarryOutOnConnection(const CommandLine& command, const Gateway& gateway
 {
     const Session session(gateway, command.options, *command.connection_string);
     NameDriverOfCrashes(session.DriverFile());
-    Messages messages(stderr);
-    if (command.task == CommandLine::Task::kImport) {
-        Import(session, command, messages);
-        return kDone;
-    }
-    if (command.get_file) {
-        WriteIntoFile(session, command, messages);
-        return kDone;
-    }
-    TablePrinter printer(stdout, command.null_text);
-    return RunStatements(session, command, printer, messages) ? kDone : kSqlFailed;
+    return command.task == CommandLine::Task::kImport ? Import(command, session)
+                                                      : RunStatements(command, session);
 }
 
 ExitCode CarryOutThroughGateway(const CommandLine& command)
