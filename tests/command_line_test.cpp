@@ -243,7 +243,7 @@ TEST(Completion, KnowsOptionsSubcommandsAndEntries)
             "\"${{COMPREPLY[@]}}\"\n",
             folder.path.string(), std::filesystem::path(ORVELGW_TOOL).parent_path().string(),
             words);
-        EXPECT_EQ(std::system(("bash " + script + " >" + script + ".out").c_str()), 0);
+        EXPECT_EQ(std::system(fmt::format("bash {0} >{0}.out", script).c_str()), 0);
         const std::string shown = Slurp(script + ".out");
         EXPECT_EQ(shown == " " ? "" : shown, completed) << words;
     }
