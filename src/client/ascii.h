@@ -24,7 +24,7 @@ constexpr bool EqualsIgnoringCase(std::string_view one, std::string_view other)
 constexpr std::size_t FindIgnoringCase(std::string_view text, std::string_view word)
 {
     const auto is_same = [](char a, char b) { return LowerInAscii(a) == LowerInAscii(b); };
-    const auto found = std::search(text.begin(), text.end(), word.begin(), word.end(), is_same);
-    return found == text.end() && !word.empty() ? std::string_view::npos
-                                                : static_cast<std::size_t>(found - text.begin());
+    const auto at = static_cast<std::size_t>(
+        std::search(text.begin(), text.end(), word.begin(), word.end(), is_same) - text.begin());
+    return at == text.size() && !word.empty() ? std::string_view::npos : at;
 }
