@@ -4,10 +4,10 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cstring>
 #include <span>
 
 #include "client/Session.h"
+#include "client/ascii.h"
 #include "drivers/shared_object.h"
 #include "drivers/shims.h"
 
@@ -22,7 +22,7 @@ std::string Listed(const char* what, const std::vector<std::string>& names)
 bool MentionsAny(const std::string& line, std::span<const char* const> phrases)
 {
     return std::ranges::any_of(
-        phrases, [&](const char* phrase) { return ::strcasestr(line.c_str(), phrase) != nullptr; });
+        phrases, [&](const char* phrase) { return ContainsIgnoringCase(line, phrase); });
 }
 
 bool IsAboutUser(const std::string& line)

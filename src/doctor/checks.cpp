@@ -8,7 +8,7 @@
 #include <iterator>
 
 #include "client/HostList.h"
-#include "client/Query.h"
+#include "client/Statement.h"
 #include "client/odbc_numbers.h"
 #include "text/terminal_text.h"
 
@@ -72,76 +72,97 @@ std::string Visible(std::string_view text)
     return is_visible ? fmt::format("\"{}\"", text) : points;
 }
 
-/// Takes the rows of a query.
-class Rows : public ResultSink {
+/// Ignores what a statement reports besides its rows.
+class NoReporter : public Reporter {
 public:
-    void Begin(const std::vector<Column>& /*columns*/) override {}
-    void Take(Row row) override { rows.push_back(std::move(row)); }
-    void End() override {}
+    void Returned(const ResultSummary& /*summary*/) override {}
     void Changed(std::int64_t /*rows*/) override {}
-    void Warn(const std::vector<std::string>& /*diagnostics*/) override {}
-
-    /// The first row, of so many cells.
-    const Row& First(std::size_t cells) const
-    {
-        if (rows.empty() || rows.front().size() != cells) {
-            throw SqlError("the row has another number of columns, or there is none", {});
-        }
-        return rows.front();
-    }
-
-    std::vector<Row> rows;
+    void Done() override {}
+    void Warned(const std::vector<std::string>& /*diagnostics*/) override {}
 };
 
-Row RowOf(const Session& session, const std::string& sql, std::size_t cells)
+/// A row as a host receives it: text as the row entry delivers it in this mode, nothing for NULL.
+using HostRow = std::vector<std::optional<std::string>>;
+
+std::optional<std::string> HostValue(const ListElement& item)
 {
-    Rows rows;
-    Query query(session, sql, rows);
-    query.Run();
-    return rows.First(cells);
+    if (item.payload.empty()) {
+        return std::nullopt;
+    }
+    std::string text = item.Text();
+    // Zeros fill a value where the driver manager reported more than was written; an empty value is
+    // one zero.
+    text.erase(text.find_last_not_of('\0') + 1);
+    return text;
 }
 
-Finding CompareCell(const std::string& sent, const Cell& cell)
+HostRow FirstRow(Statement& statement, std::size_t cells)
 {
-    if (!cell.text) {
-        return {"lost", "received NULL"};
+    statement.Execute();
+    const std::string handle = statement.Handle().Bytes();
+    const Gateway& gateway = statement.Owner().Library();
+    const Reply reply = gateway.CallOn(handle, "FetchRows", {1});
+    const std::int32_t code = gateway.Call("GetLastSQLCode").code;
+    if (Failed(code)) {
+        statement.Owner().Fail("FetchRows failed", handle);
     }
-    return Compare(sent, *cell.text);
+    HostRow row;
+    for (const ListElement& list : DecodeList(reply.List())) {
+        for (const ListElement& item : DecodeList(list.payload)) {
+            row.push_back(HostValue(item));
+        }
+    }
+    if (row.size() != cells) {
+        throw SqlError("the row has another number of columns, or there is none", {});
+    }
+    return row;
+}
+
+HostRow RowOf(const Session& session, const std::string& sql, std::size_t cells)
+{
+    NoReporter reporter;
+    Statement statement(session, sql, reporter);
+    return FirstRow(statement, cells);
+}
+
+Finding CompareValue(const std::string& sent, const std::optional<std::string>& received)
+{
+    return received ? Compare(sent, *received) : Finding{"lost", "received NULL"};
 }
 
 Finding NullAndEmpty(const Session& session)
 {
-    const Row row = RowOf(session, "SELECT NULL, ''", 2);
-    if (row[0].text) {
+    const HostRow row = RowOf(session, "SELECT NULL, ''", 2);
+    if (row[0]) {
         return {"conflated",
-                row[0].text->empty() ? "NULL arrives as empty text" : "NULL arrives as text"};
+                row[0]->empty() ? "NULL arrives as empty text" : "NULL arrives as text"};
     }
-    if (!row[1].text) {
+    if (!row[1]) {
         return {"conflated", "empty text arrives as NULL"};
     }
-    return Compare("", *row[1].text);
+    return Compare("", *row[1]);
 }
 
 Finding Literal(const Session& session, const std::string& prefix, const std::string& text)
 {
-    return CompareCell(text, RowOf(session, "SELECT " + prefix + "'" + text + "'", 1)[0]);
+    return CompareValue(text, RowOf(session, "SELECT " + prefix + "'" + text + "'", 1)[0]);
 }
 
 // With the Unicode option text goes as 2-byte characters, as a host sends it; the tool itself does
 // not send such parameters to narrow drivers.
 Finding Parameter(const Session& session, const std::string& text)
 {
-    Rows rows;
-    Query query(session, "SELECT ?", rows);
+    NoReporter reporter;
+    Statement statement(session, "SELECT ?", reporter);
     if (session.Options().unicode) {
         const auto size = static_cast<std::int64_t>(text.size());
-        query.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
-        query.Set(1, UnitsFromUtf8(text));
+        statement.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
+        session.Library().CallOn(statement.Handle().Bytes(), "SetParameter",
+                                 {EncodeList({UnitsFromUtf8(text)}), 1});
     } else {
-        query.Bind({Marker{text, false}});
+        statement.Bind({ParameterValue(ListValue(text))});
     }
-    query.Run();
-    return CompareCell(text, rows.First(1)[0]);
+    return CompareValue(text, FirstRow(statement, 1)[0]);
 }
 
 std::string LongText()
@@ -167,15 +188,14 @@ public:
     Finding Run(const std::string& prefix) const
     {
         const std::string sent = LongText();
-        Rows none;
-        Query query(session_, "SELECT " + prefix + "'" + sent + "'", none);
-        query.Execute();
-        const std::int32_t fetched = session_.Library().CallOn(query.Handle(), "Fetch").code;
-        if (Failed(fetched)) {
-            throw SqlError("Fetch failed", session_.Diagnostics(query.Handle()));
+        NoReporter reporter;
+        Statement statement(session_, "SELECT " + prefix + "'" + sent + "'", reporter);
+        statement.Execute();
+        if (!statement.Fetch()) {
+            throw SqlError("there is no row", {});
         }
-        const std::string came = Pieces(query.Handle(), 2 * sent.size());
-        return Compare(sent, is_wide_ ? Utf8FromUnits(came) : came);
+        const std::string received = Pieces(statement.Handle().Bytes(), 2 * sent.size());
+        return Compare(sent, is_wide_ ? Utf8FromUnits(received) : received);
     }
 
 private:

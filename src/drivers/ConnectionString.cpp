@@ -1,19 +1,16 @@
 #include "drivers/ConnectionString.h"
 
-#include <strings.h>
-
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <string_view>
 
 #include "client/Session.h"
+#include "client/ascii.h"
 
 namespace {
 
 bool IsKey(const std::string& text, const char* key)
 {
-    return ::strcasecmp(text.c_str(), key) == 0;
+    return EqualsIgnoringCase(text, key);
 }
 
 bool IsNaming(const std::string& key)
@@ -23,8 +20,8 @@ bool IsNaming(const std::string& key)
 
 bool Mentions(const std::string& text, std::span<const char* const> words)
 {
-    return std::ranges::any_of(
-        words, [&](const char* word) { return ::strcasestr(text.c_str(), word) != nullptr; });
+    return std::ranges::any_of(words,
+                               [&](const char* word) { return ContainsIgnoringCase(text, word); });
 }
 
 bool IsSecretWord(const std::string& word)
@@ -46,7 +43,7 @@ bool EndsWithSecretKey(std::string_view text)
     }
     key.erase(0, key.find_first_not_of(' '));
     const bool is_key = std::ranges::count(key, ' ') < kMostWords;
-    std::erase_if(key, [](unsigned char c) { return std::isalnum(c) == 0; });
+    std::erase_if(key, [](char c) { return !IsAlphanumericInAscii(c); });
     return is_key && (IsSecretWord(key) || Mentions(key, kParts) || IsKey(key, "PAT"));
 }
 
@@ -124,12 +121,14 @@ Span SecretValue(std::string_view text, std::size_t from)
 Span IdentifiedBy(std::string_view text, std::size_t from)
 {
     constexpr std::string_view kWords = "IDENTIFIED BY ";
-    const std::string rest(text.substr(from));
-    const char* found = ::strcasestr(rest.c_str(), kWords.data());
-    if (found == nullptr) {
+    const auto rest = text.substr(from);
+    const auto* const found =
+        std::search(rest.begin(), rest.end(), kWords.begin(), kWords.end(),
+                    [](char a, char b) { return LowerInAscii(a) == LowerInAscii(b); });
+    if (found == rest.end()) {
         return {};
     }
-    const auto begin = from + static_cast<std::size_t>(found - rest.c_str()) + kWords.size();
+    const auto begin = from + static_cast<std::size_t>(found - rest.begin()) + kWords.size();
     return {begin, EndOfSecret(text, begin - 1)};
 }
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "client/Query.h"
 #include "client/Session.h"
 #include "tool/ExitCode.h"
+#include "tool/commands/query.h"
 
 /// What the program is to do: run statements, import a file, call entries, diagnose, or make a
 /// shim.

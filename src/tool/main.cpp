@@ -15,8 +15,8 @@
 
 #include "client/Gateway.h"
 #include "client/HostServices.h"
-#include "client/Query.h"
 #include "client/Session.h"
+#include "client/file_transfer.h"
 #include "doctor/Doctor.h"
 #include "drivers/shims.h"
 #include "text/list_text.h"
@@ -25,6 +25,8 @@
 #include "tool/CommandLine.h"
 #include "tool/commands/Caller.h"
 #include "tool/commands/import.h"
+#include "tool/commands/query.h"
+#include "tool/output/Messages.h"
 #include "tool/output/TablePrinter.h"
 
 namespace {
@@ -72,42 +74,44 @@ void Report(const SqlError& error)
     }
 }
 
-void ShowProgress(std::size_t rows)
+void ShowProgress(const ImportProgress& progress)
 {
-    constexpr std::size_t kStep = 500;
-    if (rows % kStep == 0 && ::isatty(STDERR_FILENO) == 1) {
-        std::fprintf(stderr, "\r%zu rows", rows);
+    constexpr std::uint64_t kStep = 5000;
+    if (progress.rows % kStep == 0 && ::isatty(STDERR_FILENO) == 1) {
+        std::fprintf(stderr, "\r%ju rows", static_cast<std::uintmax_t>(progress.rows));
     }
 }
 
-void Import(const Session& session, const CommandLine& command, ResultSink& sink)
+void Import(const Session& session, const CommandLine& command, Messages& messages)
 {
     const char* start_of_line = ::isatty(STDERR_FILENO) == 1 ? "\r" : "";
     try {
-        const std::size_t rows =
-            ImportCsv(session, command.import[0], command.import[1], sink, ShowProgress);
-        std::fprintf(stderr, "%s(%zu %s imported)\n", start_of_line, rows,
-                     rows == 1 ? "row" : "rows");
+        const std::uint64_t rows =
+            ImportCsv(session, {command.import[0], command.import[1]}, messages, ShowProgress);
+        messages.Say(start_of_line + ("(" + Counted(rows, "row") + " imported)"));
     } catch (...) {
         std::fputs(start_of_line, stderr);
         throw;
     }
 }
 
-void RunStatements(const Session& session, const CommandLine& command, ResultSink& sink)
+void WriteIntoFile(const Session& session, const CommandLine& command, Messages& messages)
 {
+    Statement statement(session, command.statements[0], messages);
+    statement.Bind(ParameterValues(command.markers, session));
+    const std::uint64_t size = WriteFirstValue(statement, *command.get_file);
+    messages.Say("(" + Counted(size, "byte") + " written to " + Printable(*command.get_file) +
+                 (size == 0 ? ": NULL, or an empty value)" : ")"));
+}
+
+bool RunStatements(const Session& session, const CommandLine& command, ResultSink& sink,
+                   Messages& messages)
+{
+    bool is_good = true;
     for (const std::string& statement : command.statements) {
-        Query query(session, statement, sink);
-        query.Bind(command.markers);
-        if (!command.get_file) {
-            query.Run();
-            continue;
-        }
-        const auto size = query.RunIntoFile(*command.get_file);
-        std::fprintf(stderr, "(%ju %s written to %s%s)\n", static_cast<std::uintmax_t>(size),
-                     size == 1 ? "byte" : "bytes", Printable(*command.get_file).c_str(),
-                     size == 0 ? ": NULL, or an empty value" : "");
+        is_good = RunQuery(session, statement, command.markers, sink, messages) && is_good;
     }
+    return is_good;
 }
 
 ExitCode CarryOutThroughGateway(const CommandLine& command)
@@ -120,15 +124,18 @@ ExitCode CarryOutThroughGateway(const CommandLine& command)
     if (command.connection_string) {
         session.emplace(gateway, command.options, *command.connection_string);
     }
-    TablePrinter printer(stdout, stderr, command.null_text);
+    Messages messages(stderr);
     ExitCode exit_code = kDone;
     if (!command.call.empty()) {
         Caller caller(gateway, session ? &*session : nullptr, command.is_hex, stdout, stderr);
         exit_code = caller.Run(command.call) ? kDone : kSqlFailed;
     } else if (!command.import.empty()) {
-        Import(*session, command, printer);
+        Import(*session, command, messages);
+    } else if (command.get_file) {
+        WriteIntoFile(*session, command, messages);
     } else {
-        RunStatements(*session, command, printer);
+        TablePrinter printer(stdout, command.null_text);
+        exit_code = RunStatements(*session, command, printer, messages) ? kDone : kSqlFailed;
     }
     return exit_code;
 }
