@@ -1,4 +1,6 @@
 // What the doctor reports of every source, reachable and not.
+#include <fmt/format.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -36,15 +38,15 @@ protected:
             changes.emplace_back("Driver", driver.substr(7, driver.find(';') - 7));
         }
         const std::string all = Slurp(std::getenv("ODBCINI"));
-        const auto start = all.find("[" + name + "]");
-        std::string section = all.substr(start, all.find("\n[", start) - start) + "\n";
+        const auto start = all.find(fmt::format("[{}]", name));
+        std::string section = all.substr(start, all.find("\n[", start) - start);
         for (const auto& [key, value] : changes) {
-            section = std::regex_replace(section, std::regex("\n" + key + " = .*\n"),
-                                         "\n" + key + " = " + value + "\n");
+            section = std::regex_replace(section, std::regex(fmt::format("\n{} = .*", key)),
+                                         fmt::format("\n{} = {}", key, value));
         }
         const TemporaryFolder folder;
         const auto file = folder.path / "odbc.ini";
-        std::ofstream(file) << section;
+        std::ofstream(file) << section << '\n';
         return RunDoctor(name, "ODBCINI=" + file.string());
     }
 };
