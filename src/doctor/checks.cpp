@@ -331,5 +331,9 @@ std::string RefusalOfSelect(const Session& session)
 
 void ReadDatabaseFile(const Session& session)
 {
-    RowOf(session, "SELECT count(*) FROM sqlite_master", 1);
+    try {
+        RowOf(session, "SELECT count(*) FROM sqlite_master", 1);
+    } catch (const SqlError& error) {
+        throw ConnectError(error.what(), error.diagnostics);
+    }
 }
