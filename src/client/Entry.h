@@ -26,6 +26,7 @@ public:
 
     std::int32_t operator()(Arguments... arguments) const
     {
+        const Gateway::CurrentEntry current(row_->name);
         if (!returns_) {
             return reinterpret_cast<std::int32_t (*)(Arguments...)>(row_->function)(arguments...);
         }

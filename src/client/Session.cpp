@@ -106,14 +106,15 @@ void Session::Check(std::string_view entry, std::int32_t code, const std::string
         return;
     }
     CheckException(entry, statement);
-    Fail(fmt::format("{} failed with code {}", entry, code), statement);
+    throw SqlError(fmt::format("{} failed with code {}", entry, code), Diagnostics(statement),
+                   std::string(entry));
 }
 
 void Session::CheckFlags(std::string_view entry, const std::string& statement) const
 {
     CheckException(entry, statement);
     if (gateway_.Call("WasError").code != ORVEL_WAS_SUCCESS) {
-        Fail(fmt::format("{} failed", entry), statement);
+        throw SqlError(fmt::format("{} failed", entry), Diagnostics(statement), std::string(entry));
     }
 }
 

@@ -12,13 +12,17 @@
 #include "client/ResultSink.h"
 #include "client/source_traits.h"
 
-/// An entry reported a failure. What the driver said of it is in diagnostics.
+/// An entry reported a failure, or what came of it can't be used.
 struct SqlError : std::runtime_error {
-    SqlError(const std::string& what, std::vector<std::string> lines)
-        : std::runtime_error(what), diagnostics(std::move(lines))
+    explicit SqlError(const std::string& what, std::vector<std::string> lines = {},
+                      std::string entry_name = {})
+        : std::runtime_error(what), diagnostics(std::move(lines)), entry(std::move(entry_name))
     {}
 
     std::vector<std::string> diagnostics;  // a line a record, as the driver wrote it
+    std::string entry;                     // that reported it; empty: none
+    std::string place;                     // what it was about, in front of the words; may be empty
+    std::string aftermath;                 // what it came to, behind them; may be empty
 };
 
 /// What "GetSQLErrors" tells of these handles (empty: not given), a line a record.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 constexpr char LowerInAscii(char c)
@@ -19,8 +20,10 @@ constexpr bool EqualsIgnoringCase(std::string_view one, std::string_view other)
     return std::ranges::equal(one, other, {}, &LowerInAscii, &LowerInAscii);
 }
 
-constexpr bool ContainsIgnoringCase(std::string_view text, std::string_view word)
+/// Where a word begins in a text, std::string_view::npos where it doesn't.
+constexpr std::size_t FindIgnoringCase(std::string_view text, std::string_view word)
 {
-    return word.empty() ||
-           !std::ranges::search(text, word, {}, &LowerInAscii, &LowerInAscii).empty();
+    const auto found = std::ranges::search(text, word, {}, &LowerInAscii, &LowerInAscii);
+    return found.empty() && !word.empty() ? std::string_view::npos
+                                          : static_cast<std::size_t>(found.begin() - text.begin());
 }

@@ -24,8 +24,9 @@ std::string Listed(const char* what, const std::vector<std::string>& names)
 
 bool MentionsAny(const std::string& line, std::span<const char* const> phrases)
 {
-    return std::ranges::any_of(
-        phrases, [&](const char* phrase) { return ContainsIgnoringCase(line, phrase); });
+    return std::ranges::any_of(phrases, [&](const char* phrase) {
+        return FindIgnoringCase(line, phrase) != std::string::npos;
+    });
 }
 
 bool IsAboutUser(const std::string& line)

@@ -2,14 +2,12 @@
 
 #include <dlfcn.h>
 #include <fmt/format.h>
-#include <langinfo.h>
 
 #include <chrono>
 #include <clocale>
 #include <cstdint>
-#include <memory>
-#include <type_traits>
 
+#include "client/utf8_locale.h"
 #include "client/version.h"
 #include "doctor/cause.h"
 #include "drivers/Profiles.h"
@@ -31,14 +29,6 @@ void UseDriverManager(const std::string& library, const Send& send)
     } catch (const LoadError&) {
         // The next one to load it reports that.
     }
-}
-
-// The encoding of the locale that the environment names.
-std::string EncodingOfEnvironment()
-{
-    const std::unique_ptr<std::remove_pointer_t<locale_t>, void (*)(locale_t)> locale(
-        ::newlocale(LC_CTYPE_MASK, "", nullptr), &::freelocale);
-    return locale != nullptr ? ::nl_langinfo_l(CODESET, locale.get()) : "ANSI_X3.4-1968";
 }
 
 std::string FileOf(const void* address)
@@ -99,14 +89,8 @@ void ReportUnusableLibrary(const std::string& library, const std::string& reason
 
 void ReportLocale(const DoctorReport& report)
 {
-    const std::string encoding = nl_langinfo(CODESET);
-    const std::string locale = std::setlocale(LC_CTYPE, nullptr);
-    report.Line("LC_CTYPE", encoding == "UTF-8" ? "ok" : "not UTF-8", locale + ", " + encoding);
-    if (encoding != "UTF-8") {
-        report.Advise("wide text loses the characters that " + encoding +
-                      " lacks: use a UTF-8 locale");
-    }
-    if (const std::string other = EncodingOfEnvironment(); other != encoding) {
+    report.Line("LC_CTYPE", "ok", std::setlocale(LC_CTYPE, nullptr));
+    if (const std::string other = EncodingOfEnvironment(); other != "UTF-8") {
         report.More("the tool's own choice; an engine started in this environment has " + other);
         report.Advise("start the engine with LC_ALL or LC_CTYPE set to a UTF-8 locale, as C.UTF-8");
     }

@@ -20,8 +20,8 @@ bool IsNaming(const std::string& key)
 
 bool Mentions(const std::string& text, std::span<const char* const> words)
 {
-    return std::ranges::any_of(words,
-                               [&](const char* word) { return ContainsIgnoringCase(text, word); });
+    return std::ranges::any_of(
+        words, [&](const char* word) { return FindIgnoringCase(text, word) != std::string::npos; });
 }
 
 bool IsSecretWord(const std::string& word)
@@ -121,14 +121,11 @@ Span SecretValue(std::string_view text, std::size_t from)
 Span IdentifiedBy(std::string_view text, std::size_t from)
 {
     constexpr std::string_view kWords = "IDENTIFIED BY ";
-    const auto rest = text.substr(from);
-    const auto* const found =
-        std::search(rest.begin(), rest.end(), kWords.begin(), kWords.end(),
-                    [](char a, char b) { return LowerInAscii(a) == LowerInAscii(b); });
-    if (found == rest.end()) {
+    const auto found = FindIgnoringCase(text.substr(from), kWords);
+    if (found == std::string::npos) {
         return {};
     }
-    const auto begin = from + static_cast<std::size_t>(found - rest.begin()) + kWords.size();
+    const auto begin = from + found + kWords.size();
     return {begin, EndOfSecret(text, begin - 1)};
 }
 

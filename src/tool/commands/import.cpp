@@ -1,8 +1,12 @@
 #include "tool/commands/import.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
 #include <optional>
 #include <set>
 
@@ -13,6 +17,7 @@
 #include "text/CsvReader.h"
 #include "text/terminal_text.h"
 #include "text/utf8.h"
+#include "tool/output/Messages.h"
 
 namespace {
 
@@ -111,9 +116,9 @@ std::optional<std::int64_t> RowCount(const Session& session, const std::string& 
 }
 
 /// One import: the statement that inserts a row, and what it has come to.
-class Import {
+class CsvImport {
 public:
-    Import(const Session& session, const ImportOptions& options, Reporter& reporter)
+    CsvImport(const Session& session, const ImportOptions& options, Reporter& reporter)
         : session_(session),
           options_(options),
           reporter_(reporter),
@@ -125,7 +130,7 @@ public:
         Prepare(reader_.Fields());
     }
 
-    std::uint64_t Run(const std::function<void(const ImportProgress&)>& on_progress)
+    std::uint64_t Run(const std::function<void(std::uint64_t rows)>& on_progress)
     {
         Transaction transaction(session_);
         try {
@@ -134,12 +139,14 @@ public:
             while (reader_.Next()) {
                 InsertRow(insert);
                 ++rows_;
-                on_progress({rows_, reader_.BytesRead()});
+                on_progress(rows_);
             }
         } catch (const CsvError& error) {
-            throw SqlError(error.what(), {Undo(transaction)});
+            SqlError failure(error.what());
+            failure.aftermath = Undo(transaction);
+            throw failure;
         } catch (SqlError& error) {
-            error.diagnostics.push_back(Undo(transaction));
+            error.aftermath = Undo(transaction);
             throw;
         }
         transaction.Commit();
@@ -211,9 +218,9 @@ private:
                 SetField(insert, index);
             }
             insert.Execute();
-        } catch (const SqlError& error) {
-            throw SqlError(fmt::format("{}: {}: {}", Place(), Values(index), error.what()),
-                           error.diagnostics);
+        } catch (SqlError& error) {
+            error.place = fmt::format("{}: {}", Place(), Values(index));
+            throw;
         }
     }
 
@@ -267,8 +274,23 @@ private:
 
 }  // namespace
 
-std::uint64_t ImportCsv(const Session& session, const ImportOptions& options, Reporter& reporter,
-                        const std::function<void(const ImportProgress&)>& on_progress)
+ExitCode Import(const CommandLine& command, const Session& session)
 {
-    return Import(session, options, reporter).Run(on_progress);
+    const bool is_terminal = ::isatty(STDERR_FILENO) == 1;
+    const char* start_of_line = is_terminal ? "\r" : "";
+    Messages messages(stderr);
+    try {
+        CsvImport import(session, command.import, messages);
+        const std::uint64_t rows = import.Run([&](std::uint64_t so_far) {
+            constexpr std::uint64_t kStep = 5000;
+            if (is_terminal && so_far % kStep == 0) {
+                std::fprintf(stderr, "\r%ju rows", static_cast<std::uintmax_t>(so_far));
+            }
+        });
+        messages.Say(fmt::format("{}({} imported)", start_of_line, Counted(rows, "row")));
+    } catch (...) {
+        std::fputs(start_of_line, stderr);
+        throw;
+    }
+    return kDone;
 }
