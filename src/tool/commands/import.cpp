@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 
+#include "client/HostList.h"
 #include "client/RowReader.h"
 #include "client/Statement.h"
 #include "client/ascii.h"
