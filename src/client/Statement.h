@@ -111,7 +111,8 @@ private:
     Entry<const char*> execute_;
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_parameter_;
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_binary_;
-    std::string list_;              // of the value that is being set
-    std::deque<File> files_;        // that the driver is still to ask for
-    std::set<std::size_t> binary_;  // numbers of the parameters that take bytes as they are
+    std::string list_;               // of the value that is being set
+    std::deque<File> files_;         // that the driver is still to ask for
+    std::set<std::size_t> binary_;   // numbers of the parameters that take bytes as they are
+    std::set<std::size_t> numeric_;  // and of those whose text has to be checked for a number
 };

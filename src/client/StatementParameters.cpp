@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -73,9 +74,24 @@ struct SizeOf {
     }
 };
 
-bool IsDateTime(const ParameterShape& shape)
+bool IsNumber(std::string_view text)
 {
-    return Column{.name = "", .sql_type = shape.sql_type}.IsDateTime();
+    double number = 0;
+    const auto digits = text.substr(text.starts_with('+') ? 1 : 0);
+    const char* end = digits.data() + digits.size();
+    const auto [at, error] = std::from_chars(digits.data(), end, number);
+    return error == std::errc() && at == end;
+}
+
+Column Described(const ParameterShape& shape)
+{
+    return {.name = "", .sql_type = shape.sql_type, .size = shape.size};
+}
+
+// A number's text is one of any length as SQL_DECIMAL.
+std::int32_t TypeForText(const ParameterShape& shape)
+{
+    return Described(shape).IsNumeric() ? kDecimalType : static_cast<std::int32_t>(shape.sql_type);
 }
 
 }  // namespace
@@ -116,10 +132,14 @@ void Statement::BindValue(std::size_t number, const TypedValue& value,
 {
     const auto* text = std::get_if<std::string>(&value);
     const SourceTraits source = session_.Source();
-    const bool as_described =
-        text != nullptr && described && source.misreads_dates_as_text && IsDateTime(*described);
+    const bool is_number = described && Described(*described).IsNumeric();
+    const bool as_described = text != nullptr && source.misreads_text && described &&
+                              (is_number || Described(*described).IsDateTime());
+    if (as_described && is_number) {
+        numeric_.insert(number);
+    }
     const auto type = as_described
-                          ? static_cast<std::int32_t>(described->sql_type)
+                          ? TypeForText(*described)
                           : std::visit(TypeOf{source, text != nullptr && GoesWide(*text)}, value);
     const auto size = static_cast<std::int32_t>(std::visit(SizeOf{}, value));
     BindOne(number, kCharacterCType, type, size, size);
@@ -197,6 +217,9 @@ void Statement::Bind(const std::vector<ParameterShape>& shapes)
         if (shape.is_binary) {
             binary_.insert(lengths.size() + 1);
         }
+        if (session_.Source().misreads_text && Described(shape).IsNumeric()) {
+            numeric_.insert(lengths.size() + 1);
+        }
         lengths.emplace_back(0);
         // The one long type for which "BindParameters" chooses the binary C type.
         types.emplace_back(shape.is_binary ? std::int64_t{kVarbinaryType} : shape.sql_type);
@@ -212,6 +235,9 @@ void Statement::Bind(const std::vector<ParameterShape>& shapes)
 
 void Statement::SetText(std::size_t number, std::string_view text)
 {
+    if (!numeric_.empty() && numeric_.contains(number) && !IsNumber(text)) {
+        throw SqlError(fmt::format("parameter {}: \"{}\" is not a number", number, text));
+    }
     list_.clear();
     const bool is_wide = GoesWide(text);
     if (is_wide) {
