@@ -44,9 +44,10 @@ Cause CauseBeyondDriver(const Setup& setup, const ModeTrial& trial)
             return *cause;
         }
     }
-    return trial.refusal == ModeTrial::kRefused
-               ? CauseInDiagnostics(trial.diagnostics)
-               : Cause{trial.refusal, trial.diagnostics.front(), {}};
+    if (trial.refusal != ModeTrial::kRefused) {
+        return {trial.refusal, trial.diagnostics.front(), {}};
+    }
+    return CauseInDatabaseFile(setup.source).value_or(CauseInDiagnostics(trial.diagnostics));
 }
 
 // The narrow functions of a driver, tried without making a shim for good. Nothing where that can't

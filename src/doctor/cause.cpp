@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <span>
+#include <system_error>
 
 #include "client/Session.h"
 #include "client/ascii.h"
@@ -212,6 +215,33 @@ std::optional<Cause> CauseInNetwork(const Server& server, const ServerProbe& pro
                          {"check that a name server is reachable, or " + correct}};
         case ServerProbe::kUnreachable:
             return Cause{"unreachable", server.Text() + ": " + probe.reason, {correct}};
+    }
+    return std::nullopt;
+}
+
+std::optional<Cause> CauseInDatabaseFile(const DataSource& source)
+{
+    static constexpr const char* kDatabase[] = {"Database"};
+    const std::filesystem::path file = source.Value(kDatabase, kDatabase);
+    const std::string driver = std::filesystem::path(source.DriverFile()).filename();
+    if (driver.find("sqlite") == std::string::npos || !file.is_absolute()) {
+        return std::nullopt;
+    }
+    std::error_code none;
+    const auto directory = file.parent_path();
+    const std::vector<std::string> correct{"correct the path in Database="};
+    if (std::filesystem::is_directory(file, none)) {
+        return Cause{"no database", file.string() + " is a directory", correct};
+    }
+    if (!std::filesystem::is_directory(directory, none)) {
+        return Cause{"missing", "there is no directory " + directory.string(), correct};
+    }
+    const bool is_new = !std::filesystem::exists(file, none);
+    if (::access(is_new ? directory.c_str() : file.c_str(), is_new ? W_OK : R_OK) != 0) {
+        return Cause{
+            "unreachable",
+            fmt::format("this user may not {} {}", is_new ? "create" : "read", file.string()),
+            {"change its permissions, or correct the path in Database="}};
     }
     return std::nullopt;
 }

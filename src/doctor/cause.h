@@ -28,5 +28,8 @@ std::optional<Cause> CauseInFiles(const DataSource& source, const DriverKind& ki
 /// A cause that shows in the network. timed_out: whether the driver got no answer.
 std::optional<Cause> CauseInNetwork(const Server& server, const ServerProbe& probe, bool timed_out);
 
+/// Why SQLite can't open the file that the data source names; its driver only says that it can't.
+std::optional<Cause> CauseInDatabaseFile(const DataSource& source);
+
 /// The cause that the driver's diagnostics name.
 Cause CauseInDiagnostics(const std::vector<std::string>& diagnostics);

@@ -72,8 +72,8 @@ std::string Visible(std::string_view text)
     return is_visible ? fmt::format("\"{}\"", text) : points;
 }
 
-/// What a driver has to say besides goes nowhere.
-class Silence : public Reporter {
+/// Ignores what a statement reports besides its rows.
+class NoReporter : public Reporter {
 public:
     void Returned(const ResultSummary& /*summary*/) override {}
     void Changed(std::int64_t /*rows*/) override {}
@@ -81,7 +81,7 @@ public:
     void Warned(const std::vector<std::string>& /*diagnostics*/) override {}
 };
 
-/// A row as a host gets it: text as the row entry delivers it in this mode, nothing for NULL.
+/// A row as a host receives it: text as the row entry delivers it in this mode, nothing for NULL.
 using HostRow = std::vector<std::optional<std::string>>;
 
 std::optional<std::string> HostValue(const ListElement& item)
@@ -90,7 +90,8 @@ std::optional<std::string> HostValue(const ListElement& item)
         return std::nullopt;
     }
     std::string text = item.Text();
-    // Zeros fill what the driver manager counted and nobody wrote; an empty value is one.
+    // Zeros fill a value where the driver manager reported more than was written; an empty value is
+    // one zero.
     text.erase(text.find_last_not_of('\0') + 1);
     return text;
 }
@@ -119,8 +120,8 @@ HostRow FirstRow(Statement& statement, std::size_t cells)
 
 HostRow RowOf(const Session& session, const std::string& sql, std::size_t cells)
 {
-    Silence silence;
-    Statement statement(session, sql, silence);
+    NoReporter reporter;
+    Statement statement(session, sql, reporter);
     return FirstRow(statement, cells);
 }
 
@@ -151,8 +152,8 @@ Finding Literal(const Session& session, const std::string& prefix, const std::st
 // not send such parameters to narrow drivers.
 Finding Parameter(const Session& session, const std::string& text)
 {
-    Silence silence;
-    Statement statement(session, "SELECT ?", silence);
+    NoReporter reporter;
+    Statement statement(session, "SELECT ?", reporter);
     if (session.Options().unicode) {
         const auto size = static_cast<std::int64_t>(text.size());
         statement.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
@@ -187,14 +188,14 @@ public:
     Finding Run(const std::string& prefix) const
     {
         const std::string sent = LongText();
-        Silence silence;
-        Statement statement(session_, "SELECT " + prefix + "'" + sent + "'", silence);
+        NoReporter reporter;
+        Statement statement(session_, "SELECT " + prefix + "'" + sent + "'", reporter);
         statement.Execute();
         if (!statement.Fetch()) {
             throw SqlError("there is no row", {});
         }
-        const std::string came = Pieces(statement.Handle().Bytes(), 2 * sent.size());
-        return Compare(sent, is_wide_ ? Utf8FromUnits(came) : came);
+        const std::string received = Pieces(statement.Handle().Bytes(), 2 * sent.size());
+        return Compare(sent, is_wide_ ? Utf8FromUnits(received) : received);
     }
 
 private:
@@ -330,5 +331,9 @@ std::string RefusalOfSelect(const Session& session)
 
 void ReadDatabaseFile(const Session& session)
 {
-    RowOf(session, "SELECT count(*) FROM sqlite_master", 1);
+    try {
+        RowOf(session, "SELECT count(*) FROM sqlite_master", 1);
+    } catch (const SqlError& error) {
+        throw ConnectError(error.what(), error.diagnostics);
+    }
 }

@@ -43,5 +43,5 @@ Finding RunCheck(const Check& check, const Session& session, const std::string& 
 /// Why the source refuses a SELECT without FROM, which all checks need; empty where it does not.
 std::string RefusalOfSelect(const Session& session);
 
-/// Has SQLite read its file, which connecting does not. Throws SqlError.
+/// Has SQLite read its file, which connecting does not. Throws ConnectError.
 void ReadDatabaseFile(const Session& session);

@@ -78,7 +78,7 @@ void RunMode(const Gateway& gateway, const SessionOptions& options, const std::s
         } else {
             RunChecks(session, send);
         }
-    } catch (const SqlError& error) {
+    } catch (const ConnectError& error) {
         std::vector<std::string> texts{ModeTrial::kRefused};
         texts.insert(texts.end(), error.diagnostics.begin(), error.diagnostics.end());
         if (error.diagnostics.empty()) {

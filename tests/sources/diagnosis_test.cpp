@@ -2,15 +2,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
 #include "LocalPort.h"
 #include "run_tool.h"
 #include "sources/source_fixture.h"
 
 namespace {
-
-// Passwords are in files and in the environment: other users can see a command line.
 
 /// The doctor's report begins every line with a subject and a verdict.
 void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
@@ -22,37 +19,11 @@ void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
     }
 }
 
-/// The value of a key of the source's section, as a replacement.
-using Change = std::pair<std::string, std::string>;
-
-class Diagnosis : public SourceTest {
-protected:
-    /// The data source of scripts/with-servers, through this source's driver.
-    static Finished Diagnosed(std::vector<Change> changes = {})
-    {
-        const std::string name = GetParam().name.substr(0, GetParam().name.find('_'));
-        const std::string& driver = GetParam().driver;
-        if (driver.starts_with("DRIVER=/")) {
-            changes.emplace_back("Driver", driver.substr(7, driver.find(';') - 7));
-        }
-        const std::string all = Slurp(std::getenv("ODBCINI"));
-        const auto start = all.find("[" + name + "]");
-        std::string section = all.substr(start, all.find("\n[", start) - start) + "\n";
-        for (const auto& [key, value] : changes) {
-            section = std::regex_replace(section, std::regex("\n" + key + " = .*\n"),
-                                         "\n" + key + " = " + value + "\n");
-        }
-        const TemporaryFolder folder;
-        const auto file = folder.path / "odbc.ini";
-        std::ofstream(file) << section;
-        return RunDoctor(name, "ODBCINI=" + file.string());
-    }
-};
+using Diagnosis = SourceTest;
 
 TEST_P(Diagnosis, OfASourceThatIsThere)
 {
-    const Finished run =
-        GetParam().server.empty() ? RunDoctor(GetParam().ConnectionString()) : Diagnosed();
+    const Finished run = RunDoctor(GetParam().ConnectionString());
     EXPECT_EQ(std::to_string(run.exit_code), Expected("doctor's code", "0"));
     const auto row = [&](const std::string& check, const std::string& usual) {
         return "  " + check + std::string(check == "long text whole" ? 13 : 7, ' ') +
@@ -72,7 +43,7 @@ TEST_P(Diagnosis, OfAWrongPassword)
     if (Lacks("users")) {
         GTEST_SKIP();
     }
-    const Finished run = Diagnosed({{"Password", "wrong"}});
+    const Finished run = RunDoctor(GetParam().ConnectionString(0, "wrong"));
     EXPECT_EQ(run.exit_code, 4);
     ExpectLines(run, {"connection      refused      SQLState:", "server          ok",
                       "cause           refused      the server answers, and refuses the user"});
@@ -84,12 +55,11 @@ TEST_P(Diagnosis, OfAServerThatIsDown)
         GTEST_SKIP();
     }
     const LocalPort closed(LocalPort::kNobody);
-    const std::string port = std::to_string(closed.number);
-    const Finished run = Diagnosed({{"Port", port}, {"Address", "127.0.0.1:" + port}});
+    const Finished run = RunDoctor(GetParam().ConnectionString(closed.number, "any"));
     EXPECT_EQ(run.exit_code, 4);
-    ExpectLines(run,
-                {"connection      refused      SQLState:", "server          unreachable",
-                 "cause           no server    nothing is listening on 127.0.0.1 port " + port});
+    ExpectLines(run, {"connection      refused      SQLState:", "server          unreachable",
+                      "cause           no server    nothing is listening on 127.0.0.1 port " +
+                          std::to_string(closed.number)});
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, Diagnosis, testing::ValuesIn(Sources()), SourceTest::NameOf);
