@@ -76,8 +76,8 @@ public:
     virtual void Warned(const std::vector<std::string>& diagnostics) = 0;
 };
 
-/// Nobody is told.
-class Silence : public Reporter {
+/// Ignores what a statement reports besides its rows.
+class NoReporter : public Reporter {
 public:
     void Returned(const ResultSummary& /*summary*/) override {}
     void Changed(std::int64_t /*rows*/) override {}

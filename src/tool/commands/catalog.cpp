@@ -107,7 +107,7 @@ Records RecordsOf(const Session& session, const std::string& entry,
                   const std::function<bool()>& may_go_on = {})
 {
     // The rows are no result of their own; what the driver warns of is passed on.
-    class Warnings : public Silence {
+    class Warnings : public NoReporter {
     public:
         explicit Warnings(Reporter& reporter) : reporter_(reporter) {}
         void Warned(const std::vector<std::string>& lines) override { reporter_.Warned(lines); }
@@ -647,7 +647,7 @@ std::vector<std::string> SourceNames(const Gateway& gateway)
 std::vector<std::string> TableNames(const Session& session,
                                     const std::function<bool()>& may_go_on)
 {
-    Silence silence;
+    NoReporter silence;
     std::vector<std::string> names;
     for (const Record& record :
          RecordsOf(session, "Tables", {"", "", "%", kTablesAndViews}, silence, may_go_on)) {
@@ -659,7 +659,7 @@ std::vector<std::string> TableNames(const Session& session,
 std::vector<std::string> ColumnNames(const Session& session, const std::string& table,
                                      const std::function<bool()>& may_go_on)
 {
-    Silence silence;
+    NoReporter silence;
     std::vector<std::string> names;
     for (const Record& record :
          RecordsOf(session, "Columns", {"", "", table, "%"}, silence, may_go_on)) {

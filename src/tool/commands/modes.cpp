@@ -19,7 +19,7 @@ ModeRows Read(const Session& session, const std::string& sql)
 {
     ModeRows read;
     try {
-        Silence silence;
+        NoReporter silence;
         Statement statement(session, sql, silence);
         statement.Execute();
         for (Column& column : statement.Describe()) {
