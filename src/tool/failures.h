@@ -1,17 +1,12 @@
 // What a failure says, and the exit code that it ends in.
 #pragma once
 
-#include <string_view>
-
 #include "client/Session.h"
 #include "tool/CommandLine.h"
 #include "tool/ExitCode.h"
 
-/// Says on stderr, behind the program's name, what a person has to know.
-void Complain(std::string_view what);
-
-/// Says what failed, the driver's own words first.
+/// Says on stderr what failed, the driver's own words first.
 void Report(const SqlError& error);
 
-/// Reports the exception that is being handled, the driver's own words first.
+/// Reports the exception that is being handled on stderr, the driver's own words first.
 ExitCode ReportFailure(const CommandLine& command);
