@@ -130,7 +130,7 @@ SqlDialect DialectOf(const Session& session)
     try {
         return SqlDialect(session.Information(kIdentifierQuote));
     } catch (const SqlError&) {
-        return SqlDialect();
+        return {};
     }
 }
 
