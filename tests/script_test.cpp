@@ -42,9 +42,9 @@ TEST(Splitter, KnowsWhereStatementsEnd)
     struct Case {
         const char* quote;
         std::string text;
-        std::string pieces = "";
+        std::string pieces{};
         Opened::Kind open = Opened::kNothing;
-        std::string mark = "";
+        std::string mark{};
     };
     const Case cases[] = {
         {"\"", ""},
@@ -107,7 +107,7 @@ TEST(Splitter, GivesBackWhatWasJoined)
     const auto any = [&](const std::vector<std::string>& of) { return of[random() % of.size()]; };
     for (int round = 0; round < 2000; ++round) {
         std::string script;
-        std::string pieces = "";
+        std::string pieces;
         for (auto left = random() % 6; left > 0; --left) {
             std::string statement = "select ";
             for (auto parts = random() % 8; parts > 0; --parts) {

@@ -44,9 +44,11 @@ std::size_t DollarMarkSize(std::string_view text)
     if (text.size() < 2 || text[0] != '$' || kDigits.find(text[1]) != std::string_view::npos) {
         return 0;
     }
-    const auto end = std::ranges::find_if(text.substr(1),
-                                          [](char c) { return c == '$' || !IsWordCharacter(c); });
-    return end == text.end() || *end != '$' ? 0 : static_cast<std::size_t>(end - text.begin()) + 1;
+    std::size_t at = 1;
+    while (at < text.size() && text[at] != '$' && IsWordCharacter(text[at])) {
+        ++at;
+    }
+    return text.substr(at, 1) == "$" ? at + 1 : 0;
 }
 
 }  // namespace

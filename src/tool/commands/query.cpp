@@ -22,6 +22,7 @@ namespace {
 std::vector<ParameterValue> ParameterValues(const std::vector<Marker>& markers)
 {
     std::vector<ParameterValue> values;
+    values.reserve(markers.size());
     for (const auto& [word, is_file] : markers) {
         values.push_back(is_file ? ParameterValue(FileValue{word}) : ParameterValue(ValueOf(word)));
     }

@@ -178,7 +178,7 @@ SqlDialect DialectOf(const Session& session)
     try {
         return SqlDialect(session.Information(kIdentifierQuote));
     } catch (const SqlError&) {
-        return SqlDialect();
+        return {};
     }
 }
 
