@@ -647,10 +647,10 @@ std::vector<std::string> SourceNames(const Gateway& gateway)
 std::vector<std::string> TableNames(const Session& session,
                                     const std::function<bool()>& may_go_on)
 {
-    NoReporter silence;
+    NoReporter reporter;
     std::vector<std::string> names;
     for (const Record& record :
-         RecordsOf(session, "Tables", {"", "", "%", kTablesAndViews}, silence, may_go_on)) {
+         RecordsOf(session, "Tables", {"", "", "%", kTablesAndViews}, reporter, may_go_on)) {
         names.push_back(record.At(kTable));
     }
     return names;
@@ -659,10 +659,10 @@ std::vector<std::string> TableNames(const Session& session,
 std::vector<std::string> ColumnNames(const Session& session, const std::string& table,
                                      const std::function<bool()>& may_go_on)
 {
-    NoReporter silence;
+    NoReporter reporter;
     std::vector<std::string> names;
     for (const Record& record :
-         RecordsOf(session, "Columns", {"", "", table, "%"}, silence, may_go_on)) {
+         RecordsOf(session, "Columns", {"", "", table, "%"}, reporter, may_go_on)) {
         names.push_back(record.At(kColumn));
     }
     return names;

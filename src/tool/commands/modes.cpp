@@ -19,8 +19,8 @@ ModeRows Read(const Session& session, const std::string& sql)
 {
     ModeRows read;
     try {
-        NoReporter silence;
-        Statement statement(session, sql, silence);
+        NoReporter reporter;
+        Statement statement(session, sql, reporter);
         statement.Execute();
         for (Column& column : statement.Describe()) {
             read.titles.push_back(std::move(column.name));
