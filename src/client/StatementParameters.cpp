@@ -251,6 +251,11 @@ void Statement::SetText(std::size_t number, std::string_view text)
 
 void Statement::SetBytes(std::size_t number, std::string_view bytes)
 {
+    if (bytes.empty()) {
+        // A list takes no bytes for NULL; a parameter that was given none has a length of 0.
+        BindOne(number, kBinaryCType, kVarbinaryType, 0, 0);
+        return;
+    }
     list_.clear();
     AppendElement(list_, bytes);
     SetList(number, false);
@@ -258,7 +263,9 @@ void Statement::SetBytes(std::size_t number, std::string_view bytes)
 
 void Statement::SetNull(std::size_t number)
 {
-    SetBytes(number, {});
+    list_.clear();
+    AppendElement(list_, std::string_view());
+    SetList(number, false);
 }
 
 void Statement::SetList(std::size_t number, bool is_wide)

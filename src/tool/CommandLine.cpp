@@ -13,6 +13,7 @@
 #include "text/utf8.h"
 #include "tool/completion.h"
 #include "tool/connection_words.h"
+#include "tool/data_words.h"
 
 namespace {
 
@@ -46,38 +47,11 @@ void AddGatewayOptions(CLI::App& app, CommandLine& command)
         ->type_name("FILE");
 }
 
-char DelimiterOf(const std::string& word)
-{
-    const std::string text = word == "\\t" ? "\t" : word;
-    constexpr std::string_view kUnusable("\"\r\n\0", 4);
-    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 ||
-        kUnusable.find(text[0]) != std::string_view::npos) {
-        throw CLI::ValidationError("--delimiter", "one ASCII character is needed, or \\t");
-    }
-    return text[0];
-}
-
 void AddStatementOptions(CLI::App& app, CommandLine& command)
 {
     app.add_option("--get", command.get_file,
                    "Write the first value of the statement's result to a file, whatever its length")
         ->type_name("FILE");
-    app.add_option("--null", command.output.null_text, "What NULL looks like")->type_name("TEXT");
-    app.add_option_function<std::vector<std::string>>(
-           "--import",
-           [&command](const std::vector<std::string>& words) {
-               command.import.file = words[0];
-               command.import.table = words[1];
-           },
-           "Insert the records of a CSV file (- is standard input) into a table; the first one "
-           "names the columns")
-        ->expected(2)
-        ->type_name("FILE TABLE");
-    app.add_option_function<std::string>(
-           "--delimiter",
-           [&command](const std::string& word) { command.import.delimiter = DelimiterOf(word); },
-           "What separates the fields of --import: one ASCII character, or \\t (default: ,)")
-        ->type_name("CHARACTER");
 }
 
 /// Options that may come several times and mean something together: what they were given, in the
@@ -229,10 +203,14 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
     if (!command.import.table.empty()) {
         tasks.push_back(Task::kImport);
     }
+    if (!command.export_table.empty()) {
+        tasks.push_back(Task::kExport);
+    }
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
-            tasks.empty() ? "one of --command, --import, call, doctor and shim is required"
-                          : "--command, --import, call, doctor and shim exclude each other");
+            tasks.empty()
+                ? "one of --command, --import, --export, call, doctor and shim is required"
+                : "--command, --import, --export, call, doctor and shim exclude each other");
     }
     return tasks.front();
 }
@@ -259,7 +237,7 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         throw CLI::ValidationError("--password and --password-file exclude each other");
     }
     const bool connects = command.task == Task::kStatements || command.task == Task::kImport ||
-                          command.task == Task::kDoctor;
+                          command.task == Task::kExport || command.task == Task::kDoctor;
     if (connects && !NamesConnection(command.connection)) {
         throw CLI::ValidationError("--data-source is required");
     }
@@ -281,9 +259,7 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         default:
             break;
     }
-    if (app.count("--delimiter") > 0 && command.task != Task::kImport) {
-        throw CLI::ValidationError("--delimiter is for --import");
-    }
+    CheckDataOptions(app, command);
     const bool needs_one = !command.markers.empty() || command.get_file;
     if (needs_one && command.statements.size() != 1) {
         throw CLI::ValidationError("--parameter, --put and --get need a single --command");
@@ -312,10 +288,6 @@ void CheckEncoding(const CommandLine& command)
     }
     for (std::size_t i = 0; i < command.call.size(); ++i) {
         CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
-    }
-    CheckUtf8("--null", command.output.null_text.value_or(""));
-    if (!command.import.table.empty()) {
-        CheckUtf8("--import, the name of the table", command.import.table);
     }
 }
 
@@ -366,6 +338,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
     AddConnectionOptions(app, command.connection);
     const OrderedOptions ordered(app);
     AddStatementOptions(app, command);
+    AddDataOptions(app, command);
     AddGatewayOptions(app, command);
     AddCompletion(app);
     const Subcommands subcommands(app, command);

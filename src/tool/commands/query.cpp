@@ -8,6 +8,7 @@
 #include "client/file_transfer.h"
 #include "text/terminal_text.h"
 #include "text/value_syntax.h"
+#include "tool/output/Destination.h"
 #include "tool/output/Messages.h"
 #include "tool/output/format.h"
 
@@ -34,7 +35,8 @@ void WriteIntoFile(Statement& statement, const std::string& file, const Messages
 ExitCode RunStatements(const CommandLine& command, const Session& session)
 {
     Messages messages(stderr);
-    const auto sink = MakeSink(command.output, stdout);
+    Destination destination(command.output_file);
+    const auto sink = MakeSink(command.output, destination.Stream());
     ExitCode exit_code = kDone;
     for (const std::string& sql : command.statements) {
         Statement statement(session, sql, messages);
@@ -44,6 +46,9 @@ ExitCode RunStatements(const CommandLine& command, const Session& session)
         } else if (statement.Run(*sink).has_unreadable_values) {
             exit_code = kSqlFailed;
         }
+    }
+    if (exit_code == kDone) {
+        destination.Keep();
     }
     return exit_code;
 }
