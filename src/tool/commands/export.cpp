@@ -1,7 +1,6 @@
 #include "tool/commands/export.h"
 
 #include "client/Statement.h"
-#include "tool/failures.h"
 #include "tool/output/Destination.h"
 #include "tool/output/Messages.h"
 
@@ -15,8 +14,7 @@ ExitCode Export(const CommandLine& command, const Session& session)
     Statement statement(session, "SELECT * FROM " + command.export_table, messages);
     const Outcome outcome = statement.Run(*sink);
     if (outcome.has_unreadable_values || outcome.has_truncated_values) {
-        Complain("the export is not whole");
-        return kSqlFailed;
+        throw SqlError("not every value could be read whole, and so not the table");
     }
     destination.Keep();
     return kDone;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
+#include <ranges>
 #include <set>
 #include <system_error>
 
@@ -112,9 +113,7 @@ public:
         Transaction transaction(session_);
         try {
             if (options_.creates) {
-                messages_.Say(Printable(table));
-                Statement(session_, table, messages_).Execute();
-                is_created_ = true;
+                Create(table);
             }
             Prepare();
             Progress progress(SizeOf(options_.file));
@@ -136,6 +135,15 @@ public:
     }
 
 private:
+    void Create(const std::string& table)
+    {
+        for (const auto line : std::views::split(table, '\n')) {
+            messages_.Say(Printable({line.begin(), line.end()}));
+        }
+        Statement(session_, table, messages_).Execute();
+        is_created_ = true;
+    }
+
     void Prepare()
     {
         const auto columns = ColumnsOf(session_, options_.table, messages_);
