@@ -31,7 +31,7 @@ TEST(CommandLine, RefusesAndExplains)
         const char* message;
     };
     const Case cases[] = {
-        {memory, 2, "orvelgw: one of --command, --import, call"},
+        {memory, 2, "orvelgw: one of --command, --import, --export, call"},
         {select, 2, "orvelgw: --data-source is required"},
         {memory + select + "--import a b", 2, "exclude each other"},
         {memory + select + select + "-p 5", 2, "single --command"},

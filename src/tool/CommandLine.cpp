@@ -289,6 +289,12 @@ void CheckEncoding(const CommandLine& command)
     for (std::size_t i = 0; i < command.call.size(); ++i) {
         CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
     }
+    CheckUtf8("--null", command.output.null_text.value_or(""));
+    CheckUtf8("--import, the name of the table", command.import.table);
+    CheckUtf8("--export", command.export_table);
+    for (const std::string& name : command.import.columns) {
+        CheckUtf8("--columns", name);
+    }
 }
 
 std::string Refusal(const CLI::App* /*app*/, const CLI::Error& error)

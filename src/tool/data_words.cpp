@@ -6,8 +6,6 @@
 #include <initializer_list>
 #include <limits>
 
-#include "text/utf8.h"
-
 namespace {
 
 using Task = CommandLine::Task;
@@ -95,10 +93,10 @@ void AddImportOptions(CLI::App& app, CommandLine& command)
            "The first record of --import is a row; the fields are for the columns of the table in "
            "their order, or those of --columns")
         ->disable_flag_override();
-    app.add_option("--columns", import.columns,
-                   "The columns that the fields of --import are for, whatever the header says")
-        ->delimiter(',')
-        ->expected(1)
+    app.add_option_function<std::string>(
+           "--columns",
+           [&import](const std::string& word) { import.columns = CLI::detail::split(word, ','); },
+           "The columns that the fields of --import are for, whatever the header says")
         ->type_name("NAME,...");
     app.add_flag("--create", import.creates,
                  "Create the table of --import, its types guessed from all records")
@@ -162,14 +160,5 @@ void CheckDataOptions(const CLI::App& app, const CommandLine& command)
     }
     if (command.import.creates && !command.import.has_header && command.import.columns.empty()) {
         Refuse("--create", "needs the names of columns: --columns, or a header");
-    }
-    for (const std::string& text :
-         {command.output.null_text.value_or(""), command.export_table,
-          command.import.columns.empty()
-              ? ""
-              : fmt::format("{}", fmt::join(command.import.columns, ","))}) {
-        if (FirstInvalidByte(text)) {
-            throw CLI::ValidationError("--null, --columns and --export take UTF-8");
-        }
     }
 }

@@ -124,10 +124,10 @@ public:
             }
         } catch (const CsvError& error) {
             SqlError failure(error.what());
-            failure.aftermath = Aftermath(transaction);
+            failure.aftermath = Undo(transaction);
             throw failure;
         } catch (SqlError& error) {
-            error.aftermath = Aftermath(transaction);
+            error.aftermath = Undo(transaction);
             throw;
         }
         transaction.Commit();
@@ -259,27 +259,19 @@ private:
         return text;
     }
 
-    std::string Aftermath(Transaction& transaction) const
-    {
-        const std::string undone = Undo(transaction);
-        return kept_ == 0 ? undone
-                          : fmt::format("{}; {} of the batches before stay in {}, up to line {}",
-                                        undone, Counted(kept_, "row"), options_.table, kept_line_);
-    }
-
     // Rolls back, and says what that came to: a table without transactions keeps its rows, and some
     // data sources keep the table.
     std::string Undo(Transaction& transaction) const
     {
         const std::uint64_t pending = rows_ - kept_;
-        if (pending == 0 && !is_created_) {
+        if (rows_ == 0 && !is_created_) {
             return "no row was imported";
         }
         const auto before = RowCount(session_, options_.table, messages_);
         try {
             transaction.Rollback();
         } catch (const SqlError&) {
-            return fmt::format("the rollback failed: {} rows may stay in {}", pending,
+            return fmt::format("the rollback failed: {} rows may stay in {}", rows_,
                                options_.table);
         }
         const auto after =
@@ -288,7 +280,12 @@ private:
         const auto stay = static_cast<std::int64_t>(pending) - gone;
         if (before && after && stay > 0) {
             return fmt::format("not rolled back: {} stay in {}, which has no transactions",
-                               Counted(static_cast<std::uint64_t>(stay), "row"), options_.table);
+                               Counted(kept_ + static_cast<std::uint64_t>(stay), "row"),
+                               options_.table);
+        }
+        if (kept_ > 0) {
+            return fmt::format("rolled back to the last batch: {} stay in {}, up to line {} of {}",
+                               Counted(kept_, "row"), options_.table, kept_line_, reader_.Name());
         }
         return fmt::format("rolled back: no row was imported{}", !is_created_ ? ""
                                                                  : after
