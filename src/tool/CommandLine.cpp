@@ -14,6 +14,7 @@
 #include "text/utf8.h"
 #include "tool/completion.h"
 #include "tool/connection_words.h"
+#include "tool/data_words.h"
 
 namespace {
 
@@ -47,17 +48,6 @@ void AddGatewayOptions(CLI::App& app, CommandLine& command)
         ->type_name("FILE");
 }
 
-char DelimiterOf(const std::string& word)
-{
-    const std::string text = word == "\\t" ? "\t" : word;
-    constexpr std::string_view kUnusable("\"\r\n\0", 4);
-    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 ||
-        kUnusable.find(text[0]) != std::string_view::npos) {
-        throw CLI::ValidationError("--delimiter", "one ASCII character is needed, or \\t");
-    }
-    return text[0];
-}
-
 void SetVariable(const std::string& word, Variables& variables)
 {
     const auto equals = word.find('=');
@@ -74,22 +64,6 @@ void AddStatementOptions(CLI::App& app, CommandLine& command)
     app.add_option("--get", command.get_file,
                    "Write the first value of the statement's result to a file, whatever its length")
         ->type_name("FILE");
-    app.add_option("--null", command.output.null_text, "What NULL looks like")->type_name("TEXT");
-    app.add_option_function<std::vector<std::string>>(
-           "--import",
-           [&command](const std::vector<std::string>& words) {
-               command.import.file = words[0];
-               command.import.table = words[1];
-           },
-           "Insert the records of a CSV file (- is standard input) into a table; the first one "
-           "names the columns")
-        ->expected(2)
-        ->type_name("FILE TABLE");
-    app.add_option_function<std::string>(
-           "--delimiter",
-           [&command](const std::string& word) { command.import.delimiter = DelimiterOf(word); },
-           "What separates the fields of --import: one ASCII character, or \\t (default: ,)")
-        ->type_name("CHARACTER");
 }
 
 void AddScriptOptions(CLI::App& app, CommandLine& command)
@@ -307,7 +281,8 @@ private:
 // Where nothing else is asked for, standard input is a script, or a person at a terminal.
 void TakeStandardInput(CommandLine& command, std::vector<Task>& tasks)
 {
-    if (!tasks.empty() || !command.statements.empty() || !command.import.table.empty()) {
+    if (!tasks.empty() || !command.statements.empty() || !command.import.table.empty() ||
+        !command.export_table.empty()) {
         return;
     }
     if (::isatty(STDIN_FILENO) != 0) {
@@ -326,11 +301,14 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks, bool is_host_ro
     if (!command.import.table.empty()) {
         tasks.push_back(Task::kImport);
     }
+    if (!command.export_table.empty()) {
+        tasks.push_back(Task::kExport);
+    }
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
-            tasks.empty() ? "one of --command, --file, --import, call, doctor, shim, tables, "
-                            "columns, sources, drivers and trace is required"
-                          : "statements, --import and the subcommands exclude each other");
+            tasks.empty() ? "one of --command, --file, --import, --export, call, doctor, shim, "
+                            "tables, columns, sources, drivers and trace is required"
+                          : "statements, --import, --export and the subcommands exclude each other");
     }
     return tasks.front();
 }
@@ -357,8 +335,8 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         throw CLI::ValidationError("--password and --password-file exclude each other");
     }
     const bool connects = command.task == Task::kStatements || command.task == Task::kImport ||
-                          command.task == Task::kDoctor || command.task == Task::kCatalog ||
-                          command.task == Task::kHostRows;
+                          command.task == Task::kExport || command.task == Task::kDoctor ||
+                          command.task == Task::kCatalog || command.task == Task::kHostRows;
     if (connects && !NamesConnection(command.connection)) {
         throw CLI::ValidationError("--data-source is required");
     }
@@ -380,9 +358,6 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         default:
             break;
     }
-    if (app.count("--delimiter") > 0 && command.task != Task::kImport) {
-        throw CLI::ValidationError("--delimiter is for --import");
-    }
     if (command.script.is_single_transaction && command.script.keeps_going) {
         throw CLI::ValidationError("--single-transaction and --keep-going exclude each other");
     }
@@ -393,6 +368,7 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
             }
         }
     }
+    CheckDataOptions(app, command);
     const bool needs_one = !command.markers.empty() || command.get_file;
     const bool has_one = command.statements.size() == 1 && !command.statements[0].is_file;
     if (needs_one && !has_one) {
@@ -429,8 +405,10 @@ void CheckEncoding(const CommandLine& command)
         CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
     }
     CheckUtf8("--null", command.output.null_text.value_or(""));
-    if (!command.import.table.empty()) {
-        CheckUtf8("--import, the name of the table", command.import.table);
+    CheckUtf8("--import, the name of the table", command.import.table);
+    CheckUtf8("--export", command.export_table);
+    for (const std::string& name : command.import.columns) {
+        CheckUtf8("--columns", name);
     }
 }
 
@@ -484,6 +462,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
     const OrderedOptions ordered(app);
     AddStatementOptions(app, command);
     AddScriptOptions(app, command);
+    AddDataOptions(app, command);
     AddGatewayOptions(app, command);
     AddCompletion(app);
     const Subcommands subcommands(app, command);

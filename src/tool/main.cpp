@@ -22,6 +22,7 @@
 #include "tool/commands/call.h"
 #include "tool/commands/catalog.h"
 #include "tool/commands/doctor.h"
+#include "tool/commands/export.h"
 #include "tool/commands/import.h"
 #include "tool/commands/modes.h"
 #include "tool/commands/query.h"
@@ -59,9 +60,16 @@ ExitCode RunWorkspace(const CommandLine& command)
     context.on_command = [&](const StatementSplitter::Piece& piece, StatementSplitter& splitter) {
         CarryOut(workspace, piece.text, splitter);
     };
-    const ExitCode exit_code =
-        is_prompt ? RunPrompt(workspace) : RunStatements(command, context);
-    return is_prompt ? exit_code : std::max(exit_code, workspace.exit_code);
+    if (is_prompt) {
+        RunPrompt(workspace);
+        workspace.KeepOutput();
+        return kDone;
+    }
+    const ExitCode exit_code = std::max(RunStatements(command, context), workspace.exit_code);
+    if (exit_code == kDone) {
+        workspace.KeepOutput();
+    }
+    return exit_code;
 }
 
 ExitCode CarryOutOnConnection(const CommandLine& command, const Gateway& gateway)
@@ -73,6 +81,8 @@ ExitCode CarryOutOnConnection(const CommandLine& command, const Gateway& gateway
             return WriteModeRows(session, command.statements[0].text);
         case CommandLine::Task::kCatalog:
             return PrintCatalog(command, session);
+        case CommandLine::Task::kExport:
+            return Export(command, session);
         default:
             return Import(command, session);
     }

@@ -199,9 +199,8 @@ void Prompt::Run()
 
 }  // namespace
 
-ExitCode RunPrompt(Workspace& workspace)
+void RunPrompt(Workspace& workspace)
 {
     std::signal(SIGPIPE, SIG_IGN);  // a pager that was left
     Prompt(workspace).Run();
-    return kDone;
 }

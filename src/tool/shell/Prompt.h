@@ -1,9 +1,7 @@
 // The prompt: statements and commands of a person at a terminal.
 #pragma once
 
-#include "tool/ExitCode.h"
 #include "tool/shell/Workspace.h"
 
-/// Reads and runs what is typed until the end. What fails is reported, and the prompt comes back;
-/// the exit code is success.
-ExitCode RunPrompt(Workspace& workspace);
+/// Reads and runs what is typed until the end. What fails is reported, and the prompt comes back.
+void RunPrompt(Workspace& workspace);

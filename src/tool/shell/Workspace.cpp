@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "client/ascii.h"
@@ -17,21 +15,6 @@
 #include "tool/shell/interrupts.h"
 
 namespace {
-
-std::unique_ptr<std::FILE, int (*)(std::FILE*)> NoFile()
-{
-    return {nullptr, &std::fclose};
-}
-
-auto Opened(const std::string& file)
-{
-    auto opened = NoFile();
-    opened.reset(std::fopen(file.c_str(), "we"));
-    if (opened == nullptr) {
-        throw std::system_error(errno, std::generic_category(), file);
-    }
-    return opened;
-}
 
 /// Passes a result on until ^C or the end of the pager stops it.
 class StoppableSink : public ResultSink {
@@ -74,14 +57,17 @@ bool ChangesCatalog(const std::string& sql)
 class Workspace::Output {
 public:
     Output(const Workspace& workspace, const std::string& file)
-        : own_file_(file.empty() ? NoFile() : Opened(file))
     {
+        if (!file.empty()) {
+            own_file_.emplace(file);
+        }
         const bool is_paged = workspace.at_terminal_ && ::isatty(STDOUT_FILENO) != 0;
         if (is_paged) {
             paged_.emplace(workspace.settings.uses_pager);
         }
         std::FILE* shown = paged_ ? paged_->Stream() : stdout;
-        out_ = own_file_ ? own_file_.get() : workspace.file_ ? workspace.file_.get() : shown;
+        std::FILE* usual = workspace.destination_->Stream();
+        out_ = own_file_ ? own_file_->Stream() : usual == stdout ? shown : usual;
         messages_.emplace(paged_ ? shown : stderr, !workspace.command_.script.is_quiet);
         sink_ = MakeSink(workspace.settings.output, out_);
         if (paged_) {
@@ -101,9 +87,15 @@ public:
     std::FILE* Out() const { return out_; }
     ResultSink* Sink() const { return sink_.get(); }
     Messages* Notes() { return &*messages_; }
+    void Keep()
+    {
+        if (own_file_) {
+            own_file_->Keep();
+        }
+    }
 
 private:
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> own_file_;
+    std::optional<Destination> own_file_;
     std::optional<PagedOutput> paged_;
     std::FILE* out_ = nullptr;
     std::optional<Messages> messages_;
@@ -115,7 +107,7 @@ Workspace::Workspace(const CommandLine& command, bool at_terminal)
       at_terminal_(at_terminal),
       options_(command.options),
       gateway_(std::make_unique<Gateway>(command.library)),
-      file_(NoFile())
+      destination_(command.output_file)
 {
     settings.output = command.output;
     context_.variables = command.script.variables;
@@ -279,10 +271,24 @@ void Workspace::RenewOutput(const std::string& file)
 
 void Workspace::SendOutputTo(const std::string& file)
 {
-    auto opened = file.empty() ? NoFile() : Opened(file);
+    context_.sink = nullptr;
     output_.reset();
-    file_ = std::move(opened);
+    destination_->Keep();
+    destination_.emplace("");
+    if (!file.empty()) {
+        destination_.emplace(file);
+    }
     RenewOutput();
+}
+
+void Workspace::KeepOwnOutput()
+{
+    output_->Keep();
+}
+
+void Workspace::KeepOutput()
+{
+    destination_->Keep();
 }
 
 std::FILE* Workspace::Out() const

@@ -14,6 +14,7 @@
 #include "tool/CommandLine.h"
 #include "tool/commands/call.h"
 #include "tool/commands/script.h"
+#include "tool/output/Destination.h"
 #include "tool/output/Messages.h"
 #include "tool/output/format.h"
 #include "tool/shell/NameCache.h"
@@ -89,8 +90,13 @@ public:
     /// for this once; empty: where output goes anyway.
     void RenewOutput(const std::string& file = "");
 
-    /// Where output goes from the next renewal on; empty: standard output.
+    /// Where output goes from here on; empty: standard output. The file that it went to is kept as
+    /// it is by then.
     void SendOutputTo(const std::string& file);
+
+    /// What was written into the file of a renewal stays, or into that of all output.
+    void KeepOwnOutput();
+    void KeepOutput();
 
     std::FILE* Out() const;
 
@@ -124,7 +130,7 @@ private:
     bool commits_by_itself_ = true;
     std::unique_ptr<Transaction> transaction_;
     std::unique_ptr<Caller> calls_;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+    std::optional<Destination> destination_;
     std::unique_ptr<Output> output_;
     ScriptContext context_;
 };

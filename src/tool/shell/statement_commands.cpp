@@ -47,6 +47,7 @@ void GoIn(const MetaCall& call, std::optional<Format> format)
         format.value_or(call.workspace.settings.output.format);
     call.workspace.RenewOutput(file);
     call.workspace.Run(sql);
+    call.workspace.KeepOwnOutput();
 }
 
 // Returns false where ^C ended the wait.
