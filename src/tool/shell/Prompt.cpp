@@ -132,7 +132,7 @@ void Prompt::TakePieces()
                 CarryOut(*piece);
             }
         } catch (const SplitError& error) {
-            Complain(error.what());
+            Report(SqlError(error.what()));
         }
     }
 }

@@ -83,7 +83,7 @@ void handlers::ShowConnection(const MetaCall& call)
     ShowFact(out, "kind", KindText(driver));
     const auto shim = driver.empty() ? std::nullopt : AsShim(driver);
     ShowFact(out, "shim",
-             shim ? fmt::format("{}, in front of {}", shim->face.name, shim->driver.string())
+             shim ? fmt::format("{}, in front of {}", shim->face->name, shim->driver.string())
                   : "none");
     ShowFact(out, "driver manager", LoadedDriverManager().Text());
     ShowFact(out, "mode", ModeText(session.Options()));
