@@ -14,7 +14,7 @@ std::FILE* StartPager()
 {
     ::setenv("LESS", "FRSX", 0);
     const char* pager = std::getenv("PAGER");
-    std::fflush(nullptr);
+    std::fflush(stdout);
     return ::popen(pager != nullptr && *pager != '\0' ? pager : "less", "w");
 }
 

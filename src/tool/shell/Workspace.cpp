@@ -310,8 +310,11 @@ void Workspace::Trace(bool is_on, const std::string& file)
     if (is_on) {
         view = file.empty() ? std::make_unique<TraceView>() : std::make_unique<TraceView>(file);
     }
-    gateway_->Call("SetLogOption", {is_on ? 1 : 0});
     trace_.reset();  // one scope ends before the next begins
+    {
+        const TraceScope silence(nullptr);
+        gateway_->Call("SetLogOption", {is_on ? 1 : 0});
+    }
     trace_ = std::move(view);
     if (trace_ != nullptr) {
         trace_->Watch();
