@@ -214,7 +214,7 @@ public:
         : call_(*app.add_subcommand("call", kCallHelp)->prefix_command()),
           doctor_(*app.add_subcommand("doctor", kDoctorHelp)->fallthrough()),
           shim_(*app.add_subcommand("shim", kShimHelp)->fallthrough()),
-          trace_(*app.add_subcommand("trace", kTraceHelp))
+          trace_(*app.add_subcommand("trace", kTraceHelp)->fallthrough())
     {
         for (const Listing& listing : kListings) {
             CLI::App* list = app.add_subcommand(listing.name, listing.help)->fallthrough();

@@ -232,6 +232,9 @@ void handlers::Watch(const MetaCall& call)
 void handlers::Edit(const MetaCall& call)
 {
     const auto begun = call.splitter.Finish();
+    if (call.splitter.Pending().find_first_not_of(" \t\r\n") != std::string::npos) {
+        throw UsageError("\\e is for the prompt");  // the rest of a script would be lost
+    }
     const std::string text = Edited(begun ? begun->text : call.workspace.last_sql);
     call.splitter.Clear();
     call.splitter.Feed(text);
