@@ -143,6 +143,9 @@ public:
     /// Throws SqlError.
     void Commit();
 
+    /// Keeps what was done so far; what follows is kept or undone by itself. Throws SqlError.
+    void CommitAndGoOn();
+
     /// Undoes what was done since, as far as the data source can. Throws SqlError.
     void Rollback();
 

@@ -20,7 +20,8 @@ struct CsvError : std::runtime_error {
 };
 
 /// Reads comma-separated values (RFC 4180), or those with another delimiter. Blanks belong to their
-/// field; lines with nothing in them are passed over; a byte order mark at the start, too.
+/// field; lines with nothing in them are passed over unless a record is one field; a byte order
+/// mark at the start, too.
 class CsvReader {
 public:
     /// A field; nothing where it is empty and not in quotes, which stands for NULL.
@@ -32,6 +33,9 @@ public:
     ~CsvReader();
     CsvReader(const CsvReader&) = delete;
     CsvReader& operator=(const CsvReader&) = delete;
+
+    /// From here on a record is one field, so that a line with nothing in it is a NULL.
+    void TakeEmptyLines() { takes_empty_lines_ = true; }
 
     /// Reads the next record; false behind the last one. Throws CsvError.
     bool Next();
@@ -70,6 +74,8 @@ private:
     csv_parser parser_{};
     std::vector<char> block_;
     std::string_view left_;  // of the block, not yet parsed
+    bool takes_empty_lines_ = false;
+    bool is_behind_return_ = false;  // the last byte parsed was \r
     bool is_at_start_ = true;
     bool is_finished_ = false;
     bool is_inside_ = false;    // a record has begun and not ended

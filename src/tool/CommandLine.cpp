@@ -14,6 +14,8 @@
 #include "text/utf8.h"
 #include "tool/completion.h"
 #include "tool/connection_words.h"
+#include "tool/data_words.h"
+#include "tool/script_words.h"
 
 namespace {
 
@@ -47,75 +49,11 @@ void AddGatewayOptions(CLI::App& app, CommandLine& command)
         ->type_name("FILE");
 }
 
-char DelimiterOf(const std::string& word)
-{
-    const std::string text = word == "\\t" ? "\t" : word;
-    constexpr std::string_view kUnusable("\"\r\n\0", 4);
-    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 ||
-        kUnusable.find(text[0]) != std::string_view::npos) {
-        throw CLI::ValidationError("--delimiter", "one ASCII character is needed, or \\t");
-    }
-    return text[0];
-}
-
-void SetVariable(const std::string& word, Variables& variables)
-{
-    const auto equals = word.find('=');
-    const std::string name = word.substr(0, equals);
-    if (equals == std::string::npos || !IsVariableName(name)) {
-        throw CLI::ValidationError(
-            "--set", "NAME=VALUE is needed, a name of letters, digits and underscores");
-    }
-    variables[name] = word.substr(equals + 1);
-}
-
 void AddStatementOptions(CLI::App& app, CommandLine& command)
 {
     app.add_option("--get", command.get_file,
                    "Write the first value of the statement's result to a file, whatever its length")
         ->type_name("FILE");
-    app.add_option("--null", command.output.null_text, "What NULL looks like")->type_name("TEXT");
-    app.add_option_function<std::vector<std::string>>(
-           "--import",
-           [&command](const std::vector<std::string>& words) {
-               command.import.file = words[0];
-               command.import.table = words[1];
-           },
-           "Insert the records of a CSV file (- is standard input) into a table; the first one "
-           "names the columns")
-        ->expected(2)
-        ->type_name("FILE TABLE");
-    app.add_option_function<std::string>(
-           "--delimiter",
-           [&command](const std::string& word) { command.import.delimiter = DelimiterOf(word); },
-           "What separates the fields of --import: one ASCII character, or \\t (default: ,)")
-        ->type_name("CHARACTER");
-}
-
-void AddScriptOptions(CLI::App& app, CommandLine& command)
-{
-    ScriptOptions& script = command.script;
-    app.add_option_function<std::vector<std::string>>(
-           "-v,--set",
-           [&script](const std::vector<std::string>& words) {
-               for (const std::string& word : words) {
-                   SetVariable(word, script.variables);
-               }
-           },
-           "Give a variable of statements and scripts its value: :NAME stands for it, :'NAME' for "
-           "it as a literal, :\"NAME\" for it as a quoted name")
-        ->type_name("NAME=VALUE")
-        ->type_size(1)
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_flag("--keep-going", script.keeps_going,
-                 "Go on behind a statement that fails; the exit code is 1 all the same");
-    app.add_flag("-1,--single-transaction", script.is_single_transaction,
-                 "Run all statements in one transaction, which is rolled back where one fails");
-    app.add_flag("--echo", script.echoes, "Show each statement on stderr before it runs");
-    app.add_flag("-q,--quiet", script.is_quiet, "Do not count rows and changes");
-    app.add_flag("-t,--tuples-only", command.output.tuples_only,
-                 "Print rows alone, without the names of columns");
 }
 
 /// Options that may come several times and mean something together: what they were given, in the
@@ -265,7 +203,8 @@ private:
 void TakeStandardInput(CommandLine& command, bool has_no_subcommand)
 {
     const bool asks_nothing = has_no_subcommand && command.statements.empty() &&
-                              command.import.table.empty() && NamesConnection(command.connection);
+                              command.import.table.empty() && command.export_table.empty() &&
+                              NamesConnection(command.connection);
     if (asks_nothing && ::isatty(STDIN_FILENO) == 0) {
         command.statements.push_back({"-", true});
     }
@@ -280,10 +219,14 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
     if (!command.import.table.empty()) {
         tasks.push_back(Task::kImport);
     }
+    if (!command.export_table.empty()) {
+        tasks.push_back(Task::kExport);
+    }
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
-            tasks.empty() ? "one of --command, --file, --import, call, doctor and shim is required"
-                          : "statements, --import, call, doctor and shim exclude each other");
+            tasks.empty()
+                ? "one of --command, --file, --import, --export, call, doctor and shim is required"
+                : "statements, --import, --export, call, doctor and shim exclude each other");
     }
     return tasks.front();
 }
@@ -310,7 +253,7 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         throw CLI::ValidationError("--password and --password-file exclude each other");
     }
     const bool connects = command.task == Task::kStatements || command.task == Task::kImport ||
-                          command.task == Task::kDoctor;
+                          command.task == Task::kExport || command.task == Task::kDoctor;
     if (connects && !NamesConnection(command.connection)) {
         throw CLI::ValidationError("--data-source is required");
     }
@@ -332,19 +275,8 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         default:
             break;
     }
-    if (app.count("--delimiter") > 0 && command.task != Task::kImport) {
-        throw CLI::ValidationError("--delimiter is for --import");
-    }
-    if (command.script.is_single_transaction && command.script.keeps_going) {
-        throw CLI::ValidationError("--single-transaction and --keep-going exclude each other");
-    }
-    if (command.task != Task::kStatements) {
-        for (const char* name : {"--set", "--keep-going", "--single-transaction", "--echo"}) {
-            if (app.count(name) > 0) {
-                throw CLI::ValidationError(fmt::format("{} is for --command and --file", name));
-            }
-        }
-    }
+    CheckDataOptions(app, command);
+    CheckScriptOptions(app, command);
     const bool needs_one = !command.markers.empty() || command.get_file;
     const bool has_one = command.statements.size() == 1 && !command.statements[0].is_file;
     if (needs_one && !has_one) {
@@ -381,8 +313,10 @@ void CheckEncoding(const CommandLine& command)
         CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
     }
     CheckUtf8("--null", command.output.null_text.value_or(""));
-    if (!command.import.table.empty()) {
-        CheckUtf8("--import, the name of the table", command.import.table);
+    CheckUtf8("--import, the name of the table", command.import.table);
+    CheckUtf8("--export", command.export_table);
+    for (const std::string& name : command.import.columns) {
+        CheckUtf8("--columns", name);
     }
 }
 
@@ -434,6 +368,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
     const OrderedOptions ordered(app);
     AddStatementOptions(app, command);
     AddScriptOptions(app, command);
+    AddDataOptions(app, command);
     AddGatewayOptions(app, command);
     AddCompletion(app);
     const Subcommands subcommands(app, command);

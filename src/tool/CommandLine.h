@@ -1,6 +1,7 @@
 // The words of the command line.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,11 +45,16 @@ struct ImportOptions {
     std::string file;   // - for standard input
     std::string table;  // as it goes into SQL
     char delimiter = ',';
+    std::optional<std::string> null_text;  // a field that is NULL, beside an empty one
+    bool has_header = true;
+    std::vector<std::string> columns;  // empty: as the header says, or else all of the table
+    bool creates = false;              // the table, too
+    std::uint64_t batch = 0;           // rows of a transaction; 0: all
 };
 
 /// What the program is to do, and with what.
 struct CommandLine {
-    enum class Task { kStatements, kImport, kCall, kListEntries, kDoctor, kShim };
+    enum class Task { kStatements, kImport, kExport, kCall, kListEntries, kDoctor, kShim };
     Task task = Task::kStatements;
 
     ConnectionWords connection;
@@ -61,8 +67,10 @@ struct CommandLine {
     std::vector<Marker> markers;          // of the one statement, in the order of their words
     std::optional<std::string> get_file;  // nothing: rows are printed
     OutputSettings output;
+    std::string output_file;  // empty: standard output
 
     ImportOptions import;
+    std::string export_table;  // as it goes into SQL
 
     std::vector<std::string> call;  // the words of calls, or nothing
     bool is_hex = false;

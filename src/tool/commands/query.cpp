@@ -14,6 +14,7 @@
 #include "text/value_syntax.h"
 #include "tool/commands/script.h"
 #include "tool/failures.h"
+#include "tool/output/Destination.h"
 #include "tool/output/Messages.h"
 #include "tool/output/format.h"
 
@@ -83,12 +84,27 @@ void Undo(Transaction& transaction, const Session& session, const Messages& mess
     constexpr char kAllCapable = 2;  // SQL_TC_ALL
     try {
         transaction.Rollback();
-        const bool is_all = session.Information(kTransactionCapable).starts_with(kAllCapable);
+        const bool is_all = session.Information(kTransactionCapable).starts_with(kAllCapable) &&
+                            !session.Source().commits_definitions;
         messages.Say(is_all ? "(rolled back)"
                             : "(rolled back, but for what the data source commits by itself, such "
                               "as CREATE and DROP, and tables without transactions)");
     } catch (const SqlError&) {
         messages.Say("(the rollback failed: what was done may stay)");
+    }
+}
+
+ExitCode RunTogether(const CommandLine& command, ScriptContext& context, std::deque<Script> scripts)
+{
+    Transaction transaction(*context.session);
+    try {
+        const ExitCode exit_code = RunInputs(command, context, std::move(scripts));
+        transaction.Commit();
+        return exit_code;
+    } catch (...) {
+        const ExitCode exit_code = ReportFailure(command);
+        Undo(transaction, *context.session, *context.messages);
+        return exit_code;
     }
 }
 
@@ -98,7 +114,8 @@ ExitCode RunStatements(const CommandLine& command, const Session& session)
 {
     auto scripts = ReadScripts(command.statements);
     Messages messages(stderr, !command.script.is_quiet);
-    const auto sink = MakeSink(command.output, stdout);
+    Destination destination(command.output_file);
+    const auto sink = MakeSink(command.output, destination.Stream());
     ScriptContext context{.session = &session,
                           .sink = sink.get(),
                           .messages = &messages,
@@ -110,17 +127,11 @@ ExitCode RunStatements(const CommandLine& command, const Session& session)
     if (command.get_file) {
         return GetValue(command, context);
     }
-    if (!command.script.is_single_transaction) {
-        return RunInputs(command, context, std::move(scripts));
+    const ExitCode exit_code = command.script.is_single_transaction
+                                   ? RunTogether(command, context, std::move(scripts))
+                                   : RunInputs(command, context, std::move(scripts));
+    if (exit_code == kDone) {
+        destination.Keep();
     }
-    Transaction transaction(session);
-    try {
-        const ExitCode exit_code = RunInputs(command, context, std::move(scripts));
-        transaction.Commit();
-        return exit_code;
-    } catch (...) {
-        const ExitCode exit_code = ReportFailure(command);
-        Undo(transaction, session, messages);
-        return exit_code;
-    }
+    return exit_code;
 }

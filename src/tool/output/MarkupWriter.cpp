@@ -25,7 +25,7 @@ std::string Marked(std::string_view text, std::string_view signs)
             marked += "&gt;";
         } else if (c == '\n' || c == '\r') {
             marked += "<br>";
-            i += text.substr(i, 2) == "\r\n" ? 1 : 0;
+            i += text.substr(i, 2) == "\r\n" ? 1U : 0U;
         } else {
             marked.append(signs.find(c) != std::string_view::npos ? 1 : 0, '\\') += c;
         }
