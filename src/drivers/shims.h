@@ -1,4 +1,4 @@
-// The shims that stand beside the gateway, and what they are for.
+// The shims that come with the gateway, and what they are for.
 #pragma once
 
 #include <filesystem>
@@ -33,7 +33,7 @@ std::optional<ShimFile> AsShim(const std::filesystem::path& file);
 /// Whether a file is a shim, whatever its name: a copy of one, or a link to one.
 bool IsShim(const std::filesystem::path& file);
 
-/// The file that a driver's shim has in a folder; no folder: beside the gateway's library, or
+/// The file that a driver's shim has in a folder; no folder: beside the shims, or
 /// beside a driver that lies in a folder of its own, where the shim looks for it.
 std::filesystem::path ShimPath(const ShimFace& face, const std::filesystem::path& library,
                                const std::filesystem::path& driver,
@@ -42,7 +42,7 @@ std::filesystem::path ShimPath(const ShimFace& face, const std::filesystem::path
 /// A driver as a person names it, by its path or by its name in Debian's folder of ODBC drivers.
 std::filesystem::path DriverNamed(const std::string& words);
 
-/// Copies the shim from beside the gateway's library and returns the copy's path. Throws
+/// Copies the shim that belongs to a gateway's library and returns the copy's path. Throws
 /// std::runtime_error where the driver is not there or needs no such shim, where the copy would not
 /// find it, and where something else has the copy's name.
 std::filesystem::path MakeShim(const ShimFace& face, const std::filesystem::path& library,

@@ -17,6 +17,7 @@
 #include "client/HostServices.h"
 #include "client/Query.h"
 #include "client/Session.h"
+#include "client/own_files.h"
 #include "doctor/Doctor.h"
 #include "drivers/shims.h"
 #include "text/list_text.h"
@@ -53,8 +54,9 @@ std::string LibraryPath(const CommandLine& command)
     }
     std::error_code none;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", none);
-    const auto beside = program.parent_path() / kLibraryName;
-    return std::filesystem::exists(beside, none) ? beside.string() : kLibraryName;
+    const auto found =
+        FindOwnFile(program.parent_path(), kLibraryName, ORVELGW_LIBRARY_FOLDER_FROM_TOOL);
+    return found.empty() ? kLibraryName : found.string();
 }
 
 // The gateway cuts such a string without a word, and what is left may mean another place.
