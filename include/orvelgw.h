@@ -115,10 +115,11 @@
  *     dlclose() and exit() disconnect every connection that is left and free the environment; what
  *     was not committed is for the data source to decide. Both wait for the drivers, ignore what
  *     these throw or refuse, and call no slot of the host's. No entry may be running then, and
- *     afterwards the table, its rows and its functions are gone. Loaded again, the library starts afresh: options off, no
- *     connection, no error. At exit() a handler that the host gave to atexit() after it loaded the
- *     library runs before that and may still call entries; one given earlier must not. _exit(),
- *     quick_exit() and a signal that ends the process disconnect nothing.
+ *     afterwards the table, its rows and its functions are gone. Loaded again, the library starts
+ *     afresh: options off, no connection, no error. At exit() a handler that the host gave to
+ *     atexit() after it loaded the library runs before that and may still call entries; one given
+ *     earlier must not. _exit(), quick_exit() and a signal that ends the process disconnect
+ *     nothing.
  *     Connections are of the process that opened them: a child of fork() must call no entry before
  *     exec(), and its exit, or its unloading of the library, closes none of them.
  *
@@ -233,8 +234,8 @@ static_assert(offsetof(ORVEL_ZFE, signature) == 8, "ORVEL_ZFE.signature");
 static_assert(offsetof(ORVEL_ZFE, function) == 16, "ORVEL_ZFE.function");
 
 enum {
-    ORVEL_TABLE_ROWS = 73,          /* rows of the callout table before the null row */
-    ORVEL_ROOM_FOR_HANDLE = 8,      /* behind the length word of an output: convention 5 */
+    ORVEL_TABLE_ROWS = 73,        /* rows of the callout table before the null row */
+    ORVEL_ROOM_FOR_HANDLE = 8,    /* behind the length word of an output: convention 5 */
     ORVEL_ROOM_FOR_ROWS = 3641144 /* and of "FetchRows" */
 };
 
@@ -291,8 +292,8 @@ enum {
     ORVEL_TOO_MUCH_DATA = -28       /* "FetchRows": the list would reach 3,641,145 bytes */
 };
 
-/* What "WasError" reports of the call before it: the first of these that holds, in this order. So no
- * data hides an error, and an exception everything. */
+/* What "WasError" reports of the call before it: the first of these that holds, in this order. So
+ * 100 hides an error, and -1000 hides everything. */
 enum {
     ORVEL_WAS_EXCEPTION = -1000, /* something was thrown inside the entry */
     ORVEL_WAS_BAD_TYPE = -27,    /* a C type that the entry does not serve */
