@@ -37,7 +37,13 @@ install(FILES docs/orvelgw.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT 
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT orvelgw)
 install(FILES docs/drivers.md docs/reliability.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
     COMPONENT orvelgw)
-if(EXISTS ${PROJECT_SOURCE_DIR}/completions/orvelgw.bash)
-    install(FILES completions/orvelgw.bash RENAME orvelgw
+
+# The tool itself makes the completion, and can't where it is built for another machine.
+if(NOT CMAKE_CROSSCOMPILING)
+    set(completion ${CMAKE_CURRENT_BINARY_DIR}/orvelgw.completion)
+    add_custom_command(OUTPUT ${completion} DEPENDS orvelgw VERBATIM
+        COMMAND orvelgw --completion >${completion})
+    add_custom_target(completion ALL DEPENDS ${completion})
+    install(FILES ${completion} RENAME orvelgw
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT orvelgw)
 endif()

@@ -116,8 +116,8 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
         {"DRIVERS=x", {unnamed}},
         {"PWD=hush;DSN=here", {"cause misread the string begins with neither"}},
         {"DSN=here PWD=hush", {"cause unknown no data source has the name behind DSN="}},
-        {"postgresql://u:hush@h/d", {"no data source has the name ***"}},
-        {"DRIVER={x PWD=hush}", {"driver missing ", "/{***}\n", "no driver has the name ***"}},
+        {"postgresql://u:hush@h/d", {"no data source has the name postgresql://u:***@h/d"}},
+        {"DRIVER={x PWD=hush}", {"/{x PWD=***\n", "no driver has the name x PWD=***\n"}},
         {"DSN =here", {"cause misread blanks belong"}},
         {"DRIVER= {Mine}", {"cause misread blanks belong"}},
         {"DRIVER={Mine} ", {"cause misread blanks belong"}},
@@ -251,31 +251,46 @@ TEST_F(DoctorFiles, LeavesNothingWhereASignalEndsIt)
     }
 }
 
-TEST(ConnectionString, HidesPasswords)
+TEST(WithoutSecrets, HidesPasswordsInAnyText)
 {
     const std::pair<const char*, const char*> cases[] = {
-        {"name", "DSN=name"},
-        {"Server=x;pwd=a", "DSN=Server=x;pwd=***"},
+        {"Server=x;pwd=a", "Server=x;pwd=***"},
         {"DSN=a;PassWord={b;c}d;;UID=e", "DSN=a;PassWord=***;UID=e"},
         {"dsn=a;PWD={b;UID=e", "dsn=a;PWD=***"},
         {"DSN=a;PWD={b}};c};UID=e", "DSN=a;PWD=***;UID=e"},
         {"DSN=compass;PWD= {b;c}", "DSN=compass;PWD=***"},
-        {"DSN=a;PWD=b;c;UID=e;f", "DSN=a;PWD=***;***;UID=e;f"},
-        {"DSN=a;AccessToken=b;Secret=c;x=IDENTIFIED BY d",
-         "DSN=a;AccessToken=***;Secret=***;x=***"},
-        {"DRIVER={A;B};pqopt={password=b};X", "DRIVER={A;B};pqopt=***;***"},
+        {"DSN=a;PWD=b;c;UID=e;f", "DSN=a;PWD=***;UID=e;f"},
+        {"DSN=a;AccessToken=b;Client Secret=c;x=IDENTIFIED BY d;e=f",
+         "DSN=a;AccessToken=***;Client Secret=***;x=IDENTIFIED BY ***;e=f"},
+        {"DRIVER={A;B};pqopt={password=b};X=Y", "DRIVER={A;B};pqopt={password=***;X=Y"},
         {"DSN=a;Api_Key=b;Key=c;PAT=d;AuthCode=e;Credentials=f;SSLKEY=g;Path=h",
          "DSN=a;Api_Key=***;Key=***;PAT=***;AuthCode=***;Credentials=***;SSLKEY=***;Path=h"},
-        {"DSN=a;opt={mode=b ssl key = c};x={keyless}", "DSN=a;opt=***;x={keyless}"},
-        {"postgresql://u:b@h/d", "DSN=***"},
-        {"DSN=a;URL={http://u:b@h};Server=http://h", "DSN=a;URL=***;Server=http://h"},
-        {"DSN=a;UID=u/b@h;Database=thin:u/b:c@h", "DSN=a;UID=***;Database=***"},
+        {"DSN=a;opt={ssl key = c};x={keyless}", "DSN=a;opt={ssl key =***;x={keyless}"},
+        {"postgresql://u:b@c@h/d?sslkey=e", "postgresql://u:***@h/d?sslkey=***"},
+        {"URL={http://u:b@h};Server=http://h:1/c", "URL={http://u:***@h};Server=http://h:1/c"},
+        {"UID=u/b@h;Database=thin:u/b:c@h", "UID=u/***@h;Database=thin:u/***@h"},
         {"DRIVER={/a@b/c.so};Database=/home/a@b;u/b@h",
-         "DRIVER={/a@b/c.so};Database=/home/a@b;***"},
+         "DRIVER={/a@b/c.so};Database=/home/a@b;u/***@h"},
+        // What is no connection string, but has one in it.
+        {R"(DSNConnectWithTimeout BEGIN  "DSN=a;PWD=b\"; c", 15)",
+         R"(DSNConnectWithTimeout BEGIN  "DSN=a;PWD=***", 15)"},
+        {R"("DSN=a;PWD=b", "UID=c")", R"("DSN=a;PWD=***")"},
+        {"no such host in host=h password='b c'\nnext line",
+         "no such host in host=h password=***\nnext line"},
+        {R"("UPDATE t SET key = 5 WHERE k.key = 6; SELECT a FROM b WHERE pass = 7", 2)",
+         R"("UPDATE t SET key = 5 WHERE k.key = 6; SELECT a FROM b WHERE pass =***", 2)"},
+        {"Access denied (using password: YES)", "Access denied (using password: YES)"},
+        {"x://u:@h and x://u@h", "x://u:***@h and x://u@h"},
+        {"PWD=", "PWD=***"},
     };
     for (const auto& [text, masked] : cases) {
-        EXPECT_EQ(ConnectionString(text).Masked(), masked);
+        EXPECT_EQ(WithoutSecrets(text), masked);
     }
+    EXPECT_EQ(ConnectionString("a PWD=b").Masked(), "DSN=a PWD=***");
+}
+
+TEST(ConnectionString, IsReadAsTheDriverManagerReadsIt)
+{
     const ConnectionString string("DRIVER=a;uid=b;UID=c;DRIVER=d");
     EXPECT_EQ(string.First("Driver"), "a");
     EXPECT_EQ(string.Last(std::array{"Uid"}), "c");

@@ -2,16 +2,18 @@
 // shim shows. It refuses every connection, unless TEST_DRIVER tells it otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
 // Place=here, =wide by the wide one; =warn as =connect, and warns of a statement that it prepares;
+// =abort as =connect, and aborts there;
 // =crash crashes as it is asked for its diagnostics; =exit ends the process as it is loaded;
 // =manager, loaded in front of the driver manager, crashes in its place as it makes an environment.
 // Where TEST_SIGNAL is a signal's number the narrow function sends it to the parent process and
-// hangs.
+// hangs. The string that the narrow function gets goes into the file that TEST_CONNECTION names.
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <string_view>
 
 #define EXPORTED extern "C" __attribute__((visibility("default"))) std::int16_t
@@ -105,19 +107,26 @@ EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in
         ::kill(::getppid(), std::atoi(signal));
         ::pause();
     }
+    if (const char* file = std::getenv("TEST_CONNECTION"); file != nullptr) {
+        std::ofstream(file) << in;
+    }
     const bool has_keys = std::string_view(in).find(";Place=here") != std::string_view::npos;
-    return Told() == "connect" || Told() == "warn" || (Told() == "keys" && has_keys) ? 0 : kError;
+    const bool connects = Told() == "connect" || Told() == "warn" || Told() == "abort";
+    return connects || (Told() == "keys" && has_keys) ? 0 : kError;
 }
 
 // The driver manager asks for a statement's descriptors, and has no statement without them.
 EXPORTED SQLGetStmtAttr(void* statement, std::int32_t /*attribute*/, void** descriptor)
 {
     *descriptor = statement;
-    return Told() == "warn" ? 0 : kError;
+    return Told() == "warn" || Told() == "abort" ? 0 : kError;
 }
 
 EXPORTED SQLPrepare()
 {
+    if (Told() == "abort") {
+        std::abort();
+    }
     return Told() == "warn" ? kSuccessWithInfo : kError;
 }
 

@@ -139,6 +139,7 @@ public:
             string.descriptor = HostServices::Instance().NewLongString(string.text);
         }
         ffi_arg returned = 0;
+        const Gateway::CurrentEntry current(row_.name);
         host_.Perform([&] { ffi_call(&interface, row_.function, &returned, places.data()); });
         TakeOutput();
         return std::move(reply_);

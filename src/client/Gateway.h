@@ -1,6 +1,7 @@
 // The gateway as a host sees it: a shared object, a table of entries, and calls by name.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -83,6 +84,26 @@ public:
     /// The same with a handle in front of the other inputs.
     Reply CallOn(const std::string& handle, std::string_view name,
                  std::vector<Argument> rest = {}) const;
+
+    /// Says which entry is running, as long as it lives, to a handler of signals.
+    class CurrentEntry {
+    public:
+        explicit CurrentEntry(const char* name) : outer_(Name())
+        {
+            name_.store(name, std::memory_order_relaxed);
+        }
+        ~CurrentEntry() { name_.store(outer_, std::memory_order_relaxed); }
+        CurrentEntry(const CurrentEntry&) = delete;
+        CurrentEntry& operator=(const CurrentEntry&) = delete;
+
+        /// Null between calls.
+        static const char* Name() { return name_.load(std::memory_order_relaxed); }
+
+    private:
+        inline static std::atomic<const char*> name_ = nullptr;
+
+        const char* outer_;
+    };
 
 private:
     struct Unload {

@@ -111,68 +111,76 @@ std::string ListElement::Text() const
 
 namespace {
 
-std::string LowBytes(std::uint64_t value, std::size_t count)
+void AppendLowBytes(std::string& list, std::uint64_t value, std::size_t count)
 {
-    std::string bytes;
     for (std::size_t i = 0; i < count; ++i) {
-        bytes.push_back(static_cast<char>(value >> (8 * i)));
+        list.push_back(static_cast<char>(value >> (8 * i)));
     }
-    return bytes;
 }
 
-std::string EncodeElement(unsigned char type, std::string_view payload)
+void AppendTyped(std::string& list, ListElement::Type type, std::string_view payload)
 {
     constexpr std::size_t kLongestShort = 253;
     const std::size_t size = payload.size();
-    std::string element;
     if (size <= kLongestShort) {
-        element = LowBytes(size + 2, 1);
+        AppendLowBytes(list, size + 2, 1);
     } else if (size <= kLongestElement) {
-        element = '\0' + LowBytes(size + 1, 2);
+        list.push_back('\0');
+        AppendLowBytes(list, size + 1, 2);
     } else {
-        element = std::string(3, '\0') + LowBytes(size + 1, 4);
+        list.append(3, '\0');
+        AppendLowBytes(list, size + 1, 4);
     }
-    return element.append(1, static_cast<char>(type)).append(payload);
+    list.append(1, static_cast<char>(type)).append(payload);
 }
 
 // As few bytes of the two's complement as tell the rest.
-std::string EncodeInteger(std::int64_t value)
+void AppendInteger(std::string& list, std::int64_t value)
 {
     const std::int64_t fill = value < 0 ? -1 : 0;
     std::size_t count = sizeof value;
     while (count > 0 && value >> (8 * (count - 1)) == fill) {
         --count;
     }
-    const auto type = value < 0 ? ListElement::kNegative : ListElement::kNonNegative;
-    return EncodeElement(type, LowBytes(static_cast<std::uint64_t>(value), count));
+    std::string bytes;
+    AppendLowBytes(bytes, static_cast<std::uint64_t>(value), count);
+    AppendTyped(list, value < 0 ? ListElement::kNegative : ListElement::kNonNegative, bytes);
 }
 
 struct Encoder {
-    std::string operator()(std::monostate) const { return EncodeElement(ListElement::kBytes, ""); }
-    std::string operator()(std::int64_t value) const { return EncodeInteger(value); }
-    std::string operator()(double value) const
+    std::string& list;
+
+    void operator()(std::monostate) const { AppendTyped(list, ListElement::kBytes, ""); }
+    void operator()(std::int64_t value) const { AppendInteger(list, value); }
+    void operator()(double value) const
     {
-        return EncodeElement(ListElement::kDouble,
-                             LowBytes(std::bit_cast<std::uint64_t>(value), sizeof value));
+        std::string bytes;
+        AppendLowBytes(bytes, std::bit_cast<std::uint64_t>(value), sizeof value);
+        AppendTyped(list, ListElement::kDouble, bytes);
     }
-    std::string operator()(const std::string& bytes) const
-    {
-        return EncodeElement(ListElement::kBytes, bytes);
-    }
-    std::string operator()(const std::u16string& units) const
-    {
-        return EncodeElement(ListElement::kUnits, {reinterpret_cast<const char*>(units.data()),
-                                                   units.size() * sizeof(char16_t)});
-    }
+    void operator()(const std::string& bytes) const { AppendElement(list, bytes); }
+    void operator()(const std::u16string& units) const { AppendElement(list, units); }
 };
 
 }  // namespace
+
+void AppendElement(std::string& list, std::string_view bytes)
+{
+    AppendTyped(list, ListElement::kBytes, bytes);
+}
+
+void AppendElement(std::string& list, const std::u16string& units)
+{
+    AppendTyped(
+        list, ListElement::kUnits,
+        {reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t)});
+}
 
 std::string EncodeList(const std::vector<ListValue>& values)
 {
     std::string list;
     for (const ListValue& value : values) {
-        list += std::visit(Encoder{}, value);
+        std::visit(Encoder{list}, value);
     }
     return list;
 }

@@ -55,6 +55,10 @@ using ListValue = std::variant<std::monostate, std::int64_t, double, std::string
 /// The list of these values. A NULL is the empty string.
 std::string EncodeList(const std::vector<ListValue>& values);
 
+/// Adds an element of bytes, or of 2-byte characters, to a list.
+void AppendElement(std::string& list, std::string_view bytes);
+void AppendElement(std::string& list, const std::u16string& units);
+
 /// The most payload bytes that the gateway reads of an element that a host sends.
 inline constexpr std::size_t kLongestElement = 65'534;
 

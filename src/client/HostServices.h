@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/CallHost.h"
@@ -52,4 +53,21 @@ private:
     CallHost heap_;
     std::vector<std::string> arguments_;
     int long_strings_out_ = 0;
+};
+
+/// Sends trace records to a sink of its own as long as it lives; afterwards they go where they went
+/// before. An empty sink drops them.
+class TraceScope {
+public:
+    using Sink = std::function<void(const TraceRecord&)>;
+
+    explicit TraceScope(Sink sink)
+        : previous_(std::exchange(HostServices::Instance().on_record, std::move(sink)))
+    {}
+    ~TraceScope() { HostServices::Instance().on_record = std::move(previous_); }
+    TraceScope(const TraceScope&) = delete;
+    TraceScope& operator=(const TraceScope&) = delete;
+
+private:
+    Sink previous_;
 };

@@ -1,10 +1,12 @@
 #include "client/Session.h"
 
-#include <strings.h>
+#include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "client/HostList.h"
+#include "client/ascii.h"
 #include "client/loaded_objects.h"
 #include "client/odbc_numbers.h"
 
@@ -52,8 +54,8 @@ std::string MessageOf(const std::string& line)
 bool IsConnectionString(std::string_view text)
 {
     constexpr std::size_t kLongest = 6;
-    const std::string word(text.substr(0, std::min(text.find_first_of("= "), kLongest)));
-    return ::strcasecmp(word.c_str(), "DRIVER") == 0 || ::strcasecmp(word.c_str(), "DSN") == 0;
+    const auto word = text.substr(0, std::min(text.find_first_of("= "), kLongest));
+    return EqualsIgnoringCase(word, "DRIVER") || EqualsIgnoringCase(word, "DSN");
 }
 
 Session::Session(const Gateway& gateway, const SessionOptions& options,
@@ -73,6 +75,7 @@ Session::Session(const Gateway& gateway, const SessionOptions& options,
                            Diagnostics());
     }
     driver_file_ = watch.Found(connection_string.substr(0, connection_string.find(';')));
+    is_wide_shim_ = std::filesystem::path(driver_file_).filename().string().starts_with("wide-");
     driver_is_narrow_ = !driver_file_.empty() && !Defines(driver_file_, "SQLConnectW");
 }
 
@@ -88,10 +91,63 @@ Session::~Session()
 Reply Session::Call(const std::string& entry, const std::vector<Argument>& rest) const
 {
     Reply reply = gateway_.CallOn(connection_, entry, rest);
-    if (gateway_.Call("WasError").code != ORVEL_WAS_SUCCESS) {
-        throw SqlError(entry + " failed", Diagnostics());
-    }
+    CheckFlags(entry, {});
     return reply;
+}
+
+void Session::Check(std::string_view entry, std::int32_t code, const std::string& statement,
+                    Reporter& reporter) const
+{
+    if (code == ORVEL_SUCCESS) {
+        return;
+    }
+    if (code == ORVEL_SUCCESS_WITH_INFO) {
+        reporter.Warned(Diagnostics(statement));
+        return;
+    }
+    CheckException(entry, statement);
+    throw SqlError(fmt::format("{} failed with code {}", entry, code), Diagnostics(statement),
+                   std::string(entry));
+}
+
+void Session::CheckFlags(std::string_view entry, const std::string& statement) const
+{
+    CheckException(entry, statement);
+    if (gateway_.Call("WasError").code != ORVEL_WAS_SUCCESS) {
+        throw SqlError(fmt::format("{} failed", entry), Diagnostics(statement), std::string(entry));
+    }
+}
+
+void Session::CheckException(std::string_view entry, const std::string& statement) const
+{
+    if (gateway_.Call("WasError").code == ORVEL_WAS_EXCEPTION) {
+        Fail(fmt::format("{} met an exception, such as text that the locale can't express", entry),
+             statement);
+    }
+}
+
+void Session::Fail(const std::string& what, const std::string& statement) const
+{
+    throw SqlError(what, Diagnostics(statement));
+}
+
+bool Session::HasSeveralResults() const
+{
+    try {
+        // A text, and a set of bits.
+        return Information(kMultipleResultSets).starts_with('Y') ||
+               !Information(kBatchSupport).empty();
+    } catch (const SqlError&) {
+        return true;  // the driver has no answer
+    }
+}
+
+SourceTraits Session::Source() const
+{
+    if (!source_) {
+        source_ = TraitsOfSource(Information(kDbmsName));
+    }
+    return *source_;
 }
 
 std::string Session::Information(std::int32_t type) const
@@ -128,4 +184,10 @@ void Transaction::Commit()
 {
     session_.Call("Transact", {kCommit});
     is_open_ = false;
+}
+
+void Transaction::Rollback()
+{
+    is_open_ = false;
+    session_.Call("Transact", {kRollback});
 }

@@ -2,20 +2,27 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "client/Gateway.h"
+#include "client/ResultSink.h"
+#include "client/source_traits.h"
 
-/// An entry reported a failure. What the driver said of it is in diagnostics.
+/// An entry reported a failure, or what came of it can't be used.
 struct SqlError : std::runtime_error {
-    SqlError(const std::string& what, std::vector<std::string> lines)
-        : std::runtime_error(what), diagnostics(std::move(lines))
+    explicit SqlError(const std::string& what, std::vector<std::string> lines = {},
+                      std::string entry_name = {})
+        : std::runtime_error(what), diagnostics(std::move(lines)), entry(std::move(entry_name))
     {}
 
     std::vector<std::string> diagnostics;  // a line a record, as the driver wrote it
+    std::string entry;                     // that reported it; empty: none
+    std::string place;                     // what it was about, in front of the words; may be empty
+    std::string aftermath;                 // what it came to, behind them; may be empty
 };
 
 /// What "GetSQLErrors" tells of these handles (empty: not given), a line a record.
@@ -59,6 +66,20 @@ public:
     /// fails.
     Reply Call(const std::string& entry, const std::vector<Argument>& rest = {}) const;
 
+    /// Throws SqlError where the code that an entry of a statement reported is a failure, or where
+    /// it reported none since something was thrown inside it. Warnings go to the reporter.
+    void Check(std::string_view entry, std::int32_t code, const std::string& statement,
+               Reporter& reporter) const;
+
+    /// The same of an entry that reports no code, or one that means something else.
+    void CheckFlags(std::string_view entry, const std::string& statement) const;
+
+    /// The same of an entry whose code tells its failures.
+    void CheckException(std::string_view entry, const std::string& statement) const;
+
+    /// Throws SqlError with the diagnostics of a statement.
+    [[noreturn]] void Fail(const std::string& what, const std::string& statement) const;
+
     /// A text that the driver tells of itself or its source: the value of an ODBC information type.
     /// Throws SqlError.
     std::string Information(std::int32_t type) const;
@@ -81,6 +102,17 @@ public:
     /// text on its way.
     bool DriverIsNarrow() const { return driver_is_narrow_; }
 
+    /// Whether long text is read as 2-byte characters: that of a driver of wide functions, whose
+    /// narrow text is that of a code page. The shim of wide characters that are code points is
+    /// read as bytes, since 2-byte characters end at U+FFFF.
+    bool ReadsWideText() const { return !driver_is_narrow_ && !is_wide_shim_; }
+
+    /// Whether a statement may bring several results, as far as the driver knows.
+    bool HasSeveralResults() const;
+
+    /// What the source does with values.
+    SourceTraits Source() const;
+
     const std::string& Connection() const { return connection_; }  // the handle's bytes
 
     /// The longest connection string that reaches the driver whole; longer ones that start with
@@ -93,6 +125,8 @@ private:
     std::string connection_;
     std::string driver_file_;
     bool driver_is_narrow_ = false;
+    bool is_wide_shim_ = false;
+    mutable std::optional<SourceTraits> source_;
 };
 
 /// What is done on a connection from here on is kept together, or not at all: undone with this
@@ -107,6 +141,9 @@ public:
 
     /// Throws SqlError.
     void Commit();
+
+    /// Undoes what was done since, as far as the data source can. Throws SqlError.
+    void Rollback();
 
 private:
     const Session& session_;

@@ -38,11 +38,7 @@ void Remove(const char* path)
 // The signal comes with its usual action as the handler returns.
 void RemoveAndEnd(int signal)
 {
-    for (auto slot = std::rbegin(slots); slot != std::rend(slots) && ::getpid() == owner; ++slot) {
-        if (IsTaken(*slot)) {
-            Remove(slot->path);
-        }
-    }
+    TemporaryPath::RemoveAll();
     ::raise(signal);
 }
 
@@ -104,6 +100,15 @@ TemporaryPath::TemporaryPath(const std::function<std::string()>& make)
         path_.copy(slot->path, path_.size());
         slot->path[path_.size()] = '\0';
         slot->is_taken = true;
+    }
+}
+
+void TemporaryPath::RemoveAll() noexcept
+{
+    for (auto slot = std::rbegin(slots); slot != std::rend(slots) && ::getpid() == owner; ++slot) {
+        if (IsTaken(*slot)) {
+            Remove(slot->path);
+        }
     }
 }
 

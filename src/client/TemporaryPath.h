@@ -20,6 +20,9 @@ public:
     /// Leaves it where it is, or to another name that it has by now.
     void LetGo();
 
+    /// Removes all that there is of them. For the program's own handler of a signal that ends it.
+    static void RemoveAll() noexcept;
+
 private:
     std::string path_;
 };

@@ -7,16 +7,24 @@
 
 enum SqlType : std::int32_t {
     kCharType = 1,
+    kNumericType = 2,
+    kDecimalType = 3,
     kIntegerType = 4,
     kDoubleType = 8,
+    kDateTypeOfOdbc2 = 9,
+    kTimestampTypeOfOdbc2 = 11,
     kVarcharType = 12,
+    kDateType = 91,
+    kTimestampType = 93,
     kLongVarcharType = -1,
     kBinaryType = -2,
     kVarbinaryType = -3,
     kLongVarbinaryType = -4,
     kBigintType = -5,
     kTinyintType = -6,
-    kWideVarcharType = -9
+    kWideCharType = -8,
+    kWideVarcharType = -9,
+    kWideLongVarcharType = -10
 };
 
 enum CType : std::int32_t { kCharacterCType = 1, kBinaryCType = -2, kWideCType = -8 };
@@ -30,6 +38,8 @@ inline constexpr std::int32_t kIdentifierQuote = 29;  // SQL_IDENTIFIER_QUOTE_CH
 inline constexpr std::int32_t kNeedLongDataLength = 111;
 inline constexpr std::int32_t kDriverName = 6;
 inline constexpr std::int32_t kDriverVersion = 7;
+inline constexpr std::int32_t kMultipleResultSets = 36;
+inline constexpr std::int32_t kBatchSupport = 121;
 inline constexpr std::int32_t kDbmsName = 17;
 inline constexpr std::int32_t kDbmsVersion = 18;
 

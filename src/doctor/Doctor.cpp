@@ -2,18 +2,16 @@
 
 #include <dlfcn.h>
 #include <fmt/format.h>
-#include <langinfo.h>
 #include <unistd.h>
 
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <system_error>
-#include <type_traits>
 #include <utility>
 
 #include "client/Session.h"
+#include "client/utf8_locale.h"
 #include "client/version.h"
 #include "doctor/TrialLink.h"
 #include "doctor/driver_manager.h"
@@ -24,14 +22,6 @@ std::string FileOf(const void* address)
 {
     Dl_info info{};
     return dladdr(address, &info) != 0 ? Resolved(info.dli_fname) : "";
-}
-
-// The encoding of the locale that the environment names.
-std::string EncodingOfEnvironment()
-{
-    const std::unique_ptr<std::remove_pointer_t<locale_t>, void (*)(locale_t)> locale(
-        ::newlocale(LC_CTYPE_MASK, "", nullptr), &::freelocale);
-    return locale != nullptr ? ::nl_langinfo_l(CODESET, locale.get()) : "ANSI_X3.4-1968";
 }
 
 // Some drivers read data sources by the functions of another maker.
@@ -92,7 +82,7 @@ Doctor::Doctor(std::string library, const std::string& data_source, std::FILE* o
       text_(data_source),
       string_(data_source),
       source_(string_, profiles_),
-      report_(out, string_.SecretName())
+      report_(out)
 {}
 
 Diagnosis Doctor::Run()
@@ -149,14 +139,8 @@ void Doctor::ReportLibrary()
 
 void Doctor::ReportLocale() const
 {
-    const std::string encoding = nl_langinfo(CODESET);
-    const std::string locale = std::setlocale(LC_CTYPE, nullptr);
-    report_.Line("LC_CTYPE", encoding == "UTF-8" ? "right" : "narrow", locale + ", " + encoding);
-    if (encoding != "UTF-8") {
-        report_.Advise("text that " + encoding +
-                       " lacks is lost between wide and 8-bit: take a UTF-8 locale");
-    }
-    if (const std::string other = EncodingOfEnvironment(); other != encoding) {
+    report_.Line("LC_CTYPE", "right", std::setlocale(LC_CTYPE, nullptr));
+    if (const std::string other = EncodingOfEnvironment(); other != "UTF-8") {
         report_.More("the tool's own choice; an engine started in this environment has " + other);
         report_.Advise("start the engine with LC_ALL or LC_CTYPE of a UTF-8 locale, as C.UTF-8");
     }

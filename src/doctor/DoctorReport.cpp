@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "drivers/ConnectionString.h"
 #include "text/terminal_text.h"
 
 namespace {
@@ -17,18 +18,9 @@ std::string DoctorReport::Padded(std::string_view text, std::size_t width)
     return std::string(text) + std::string(taken < width ? width - taken : 1, ' ');
 }
 
-DoctorReport::DoctorReport(std::FILE* out, const std::string& hidden)
-    : out_(out), hidden_(Printable(hidden))
-{}
-
 void DoctorReport::Text(const std::string& line) const
 {
-    std::string shown = Printable(line);
-    for (auto at = shown.find(hidden_); !hidden_.empty() && at != std::string::npos;
-         at = shown.find(hidden_)) {
-        shown.replace(at, hidden_.size(), "***");
-    }
-    std::fprintf(out_, "%s\n", shown.c_str());
+    std::fprintf(out_, "%s\n", Printable(WithoutSecrets(line)).c_str());
     std::fflush(out_);
 }
 

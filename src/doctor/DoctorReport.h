@@ -7,11 +7,10 @@
 #include <vector>
 
 /// Writes a report: a subject, a verdict in a word, and what was found; below it what belongs to
-/// it, and what to do. Each line is out before the next is found.
+/// it, and what to do, all without passwords. Each line is out before the next is found.
 class DoctorReport {
 public:
-    /// hidden: what is shown as stars wherever it stands, if it is not empty.
-    explicit DoctorReport(std::FILE* out, const std::string& hidden = "");
+    explicit DoctorReport(std::FILE* out) : out_(out) {}
 
     void Line(std::string_view subject, std::string_view verdict, std::string_view what) const;
 
@@ -36,5 +35,4 @@ public:
 
 private:
     std::FILE* out_;
-    std::string hidden_;
 };

@@ -8,7 +8,7 @@
 #include <iterator>
 
 #include "client/HostList.h"
-#include "client/Query.h"
+#include "client/Statement.h"
 #include "client/odbc_numbers.h"
 #include "text/terminal_text.h"
 
@@ -72,53 +72,73 @@ std::string Visible(std::string_view text)
     return is_visible ? fmt::format("\"{}\"", text) : points;
 }
 
-/// Takes the rows of a query.
-class Rows : public ResultSink {
+/// What a driver has to say besides goes nowhere.
+class Silence : public Reporter {
 public:
-    void Begin(const std::vector<Column>& /*columns*/) override {}
-    void Take(Row row) override { rows.push_back(std::move(row)); }
-    void End() override {}
+    void Returned(const ResultSummary& /*summary*/) override {}
     void Changed(std::int64_t /*rows*/) override {}
-    void Warn(const std::vector<std::string>& /*diagnostics*/) override {}
-
-    /// The first row, of so many cells.
-    const Row& First(std::size_t cells) const
-    {
-        if (rows.empty() || rows.front().size() != cells) {
-            throw SqlError("no such row came", {});
-        }
-        return rows.front();
-    }
-
-    std::vector<Row> rows;
+    void Done() override {}
+    void Warned(const std::vector<std::string>& /*diagnostics*/) override {}
 };
 
-Row RowOf(const Session& session, const std::string& sql, std::size_t cells)
+/// A row as a host gets it: text as the row entry delivers it in this mode, nothing for NULL.
+using HostRow = std::vector<std::optional<std::string>>;
+
+std::optional<std::string> HostValue(const ListElement& item)
 {
-    Rows rows;
-    Query query(session, sql, rows);
-    query.Run();
-    return rows.First(cells);
+    if (item.payload.empty()) {
+        return std::nullopt;
+    }
+    std::string text = item.Text();
+    // Zeros fill what the driver manager counted and nobody wrote; an empty value is one.
+    text.erase(text.find_last_not_of('\0') + 1);
+    return text;
 }
 
-Finding JudgeCell(const std::string& sent, const Cell& cell)
+HostRow FirstRow(Statement& statement, std::size_t cells)
 {
-    if (!cell.text) {
-        return {"lost", "NULL came"};
+    statement.Execute();
+    const std::string handle = statement.Handle().Bytes();
+    const Gateway& gateway = statement.Owner().Library();
+    const Reply reply = gateway.CallOn(handle, "FetchRows", {1});
+    const std::int32_t code = gateway.Call("GetLastSQLCode").code;
+    if (Failed(code)) {
+        statement.Owner().Fail("FetchRows failed", handle);
     }
-    return Judge(sent, *cell.text);
+    HostRow row;
+    for (const ListElement& list : DecodeList(reply.List())) {
+        for (const ListElement& item : DecodeList(list.payload)) {
+            row.push_back(HostValue(item));
+        }
+    }
+    if (row.size() != cells) {
+        throw SqlError("no such row came", {});
+    }
+    return row;
+}
+
+HostRow RowOf(const Session& session, const std::string& sql, std::size_t cells)
+{
+    Silence silence;
+    Statement statement(session, sql, silence);
+    return FirstRow(statement, cells);
+}
+
+Finding JudgeCell(const std::string& sent, const std::optional<std::string>& came)
+{
+    return came ? Judge(sent, *came) : Finding{"lost", "NULL came"};
 }
 
 Finding NullAndEmpty(const Session& session)
 {
-    const Row row = RowOf(session, "SELECT NULL, ''", 2);
-    if (row[0].text) {
-        return {"alike", row[0].text->empty() ? "NULL comes as empty text" : "NULL comes as text"};
+    const HostRow row = RowOf(session, "SELECT NULL, ''", 2);
+    if (row[0]) {
+        return {"alike", row[0]->empty() ? "NULL comes as empty text" : "NULL comes as text"};
     }
-    if (!row[1].text) {
+    if (!row[1]) {
         return {"alike", "empty text comes as NULL"};
     }
-    return Judge("", *row[1].text);
+    return Judge("", *row[1]);
 }
 
 Finding Literal(const Session& session, const std::string& prefix, const std::string& text)
@@ -130,17 +150,17 @@ Finding Literal(const Session& session, const std::string& prefix, const std::st
 // parameters keep clear of narrow drivers.
 Finding Parameter(const Session& session, const std::string& text)
 {
-    Rows rows;
-    Query query(session, "SELECT ?", rows);
+    Silence silence;
+    Statement statement(session, "SELECT ?", silence);
     if (session.Options().unicode) {
         const auto size = static_cast<std::int64_t>(text.size());
-        query.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
-        query.Set(1, UnitsFromUtf8(text));
+        statement.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
+        session.Library().CallOn(statement.Handle().Bytes(), "SetParameter",
+                                 {EncodeList({UnitsFromUtf8(text)}), 1});
     } else {
-        query.Bind({Marker{text, false}});
+        statement.Bind({ParameterValue(ListValue(text))});
     }
-    query.Run();
-    return JudgeCell(text, rows.First(1)[0]);
+    return JudgeCell(text, FirstRow(statement, 1)[0]);
 }
 
 std::string LongText()
@@ -166,14 +186,13 @@ public:
     Finding CarryOut(const std::string& prefix) const
     {
         const std::string sent = LongText();
-        Rows none;
-        Query query(session_, "SELECT " + prefix + "'" + sent + "'", none);
-        query.Execute();
-        const std::int32_t fetched = session_.Library().CallOn(query.Handle(), "Fetch").code;
-        if (Failed(fetched)) {
-            throw SqlError("Fetch failed", session_.Diagnostics(query.Handle()));
+        Silence silence;
+        Statement statement(session_, "SELECT " + prefix + "'" + sent + "'", silence);
+        statement.Execute();
+        if (!statement.Fetch()) {
+            throw SqlError("no row came", {});
         }
-        const std::string came = Pieces(query.Handle(), 2 * sent.size());
+        const std::string came = Pieces(statement.Handle().Bytes(), 2 * sent.size());
         return Judge(sent, is_wide_ ? Utf8FromUnits(came) : came);
     }
 
@@ -229,7 +248,7 @@ std::string FirstWords(const SqlError& error)
     return "(" + StateOf(line) + ") " + message.substr(0, message.find_first_of("\r\n"));
 }
 
-Finding Outcome(const Check& check, const Session& session, const std::string& prefix)
+Finding FindingOf(const Check& check, const Session& session, const std::string& prefix)
 {
     switch (check.subject) {
         case Check::kNullness:
@@ -288,7 +307,7 @@ std::span<const Check> Checks()
 Finding CarryOut(const Check& check, const Session& session, const std::string& prefix)
 {
     try {
-        return Outcome(check, session, prefix);
+        return FindingOf(check, session, prefix);
     } catch (const SqlError& error) {
         return {"refused", FirstWords(error)};
     } catch (const std::exception& error) {

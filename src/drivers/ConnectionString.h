@@ -1,14 +1,20 @@
-// The words of -d.
+// Connection strings.
 #pragma once
 
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 /// A value without the braces around it.
 std::string WithoutBraces(const std::string& text);
+
+/// Text of any kind with stars in place of each password in a connection string or URL that it
+/// contains: the value of PWD, Password and the other keys that drivers read secrets from,
+/// user/password@, and scheme://user:password@. In doubt it hides too much.
+std::string WithoutSecrets(std::string_view text);
 
 /// A connection string as the driver manager receives it from the gateway, and reads it: by keys of
 /// any case. Blanks and braces belong to a value.
@@ -31,11 +37,7 @@ public:
     /// Whether blanks stand around DRIVER or DSN or its value.
     bool HasBlanks() const;
 
-    /// What stands for a driver or a data source and holds a password, braces left out; empty where
-    /// nothing does.
-    std::string SecretName() const;
-
-    /// The string, with stars in the place of every password.
+    /// The string, DSN= in front of the name of a data source, without secrets.
     std::string Masked() const;
 
     /// The string for the same place through another driver. Where a data source's keys are given
@@ -50,8 +52,7 @@ private:
         std::string value;
     };
 
-    static bool HoldsSecret(const Item& item);
-
+    std::string text_;
     std::vector<Item> items_;
     bool is_misread_;
 };

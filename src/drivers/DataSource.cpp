@@ -1,10 +1,10 @@
 #include "drivers/DataSource.h"
 
-#include <strings.h>
-
 #include <filesystem>
 #include <system_error>
 #include <utility>
+
+#include "client/ascii.h"
 
 namespace {
 
@@ -125,7 +125,7 @@ std::string DataSource::Through(const std::string& driver) const
     std::vector<std::pair<std::string, std::string>> keys;
     if (!section_.empty() && !string_.Has("DRIVER")) {
         for (const std::string& key : profiles_.Keys(section_, Profiles::kSources)) {
-            if (::strcasecmp(key.c_str(), "Driver") != 0) {
+            if (!EqualsIgnoringCase(key, "Driver")) {
                 keys.emplace_back(key, SectionValue(key.c_str()));
             }
         }

@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <iostream>
 #include <new>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -12,10 +12,9 @@ namespace {
 
 constexpr std::size_t kBlockSize = 65'536;
 
-// Far more than a parameter and a table take: a file that goes beyond is none of records, and would
-// fill the memory.
+// Longer fields and records than these are no CSV but another file, or one without an end.
 constexpr std::size_t kLongestField = 1'000'000;
-constexpr std::size_t kMostFields = 1'000'000;
+constexpr std::size_t kMaxFields = 1'000'000;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
@@ -26,15 +25,22 @@ int NoBlanks(unsigned char /*byte*/)
 
 }  // namespace
 
-CsvReader::CsvReader(const std::string& file) : file_(file), in_(file, std::ios::binary)
+CsvReader::CsvReader(const std::string& file, char delimiter)
+    : name_(file == "-" ? "standard input" : file),
+      in_(file == "-" ? std::cin : file_),
+      block_(kBlockSize)
 {
+    if (file != "-") {
+        file_.open(file, std::ios::binary);
+    }
     if (!in_) {
-        throw CsvError(fmt::format("{}: {}", file, std::generic_category().message(errno)));
+        throw CsvError(fmt::format("{}: {}", name_, std::generic_category().message(errno)));
     }
     if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_EMPTY_IS_NULL) != 0) {
         throw std::bad_alloc();
     }
     csv_set_space_func(&parser_, &NoBlanks);
+    csv_set_delim(&parser_, static_cast<unsigned char>(delimiter));
 }
 
 CsvReader::~CsvReader()
@@ -44,71 +50,99 @@ CsvReader::~CsvReader()
 
 void CsvReader::TakeField(void* bytes, std::size_t size, void* self)
 {
-    auto& field = static_cast<CsvReader*>(self)->fields_.emplace_back();
+    auto* reader = static_cast<CsvReader*>(self);
+    reader->extents_.push_back({reader->values_.size(), size, bytes == nullptr});
     if (bytes != nullptr) {
-        field.emplace(static_cast<const char*>(bytes), size);
+        reader->values_.append(static_cast<const char*>(bytes), size);
     }
 }
 
 void CsvReader::TakeRecord(int /*end*/, void* self)
 {
-    auto* reader = static_cast<CsvReader*>(self);
-    reader->complete_.push_back(std::exchange(reader->fields_, {}));
+    static_cast<CsvReader*>(self)->is_complete_ = true;
 }
 
-void CsvReader::ReadBlock()
+bool CsvReader::ReadBlock()
 {
-    std::string block(kBlockSize, '\0');
-    in_.read(block.data(), static_cast<std::streamsize>(block.size()));
-    block.resize(static_cast<std::size_t>(in_.gcount()));
+    in_.read(block_.data(), static_cast<std::streamsize>(block_.size()));
     if (in_.bad()) {
-        throw CsvError(fmt::format("{}: {}", file_, std::generic_category().message(errno)));
+        throw CsvError(fmt::format("{}: {}", name_, std::generic_category().message(errno)));
     }
-    std::string_view rest = block;
-    if (std::exchange(is_at_start_, false) && rest.starts_with(kByteOrderMark)) {
-        rest.remove_prefix(kByteOrderMark.size());
+    left_ = {block_.data(), static_cast<std::size_t>(in_.gcount())};
+    bytes_read_ += left_.size();
+    if (std::exchange(is_at_start_, false) && left_.starts_with(kByteOrderMark)) {
+        left_.remove_prefix(kByteOrderMark.size());
     }
-    bool is_read =
-        csv_parse(&parser_, rest.data(), rest.size(), &TakeField, &TakeRecord, this) == rest.size();
-    if (is_read && block.size() < kBlockSize) {
-        is_finished_ = true;
-        is_read = csv_fini(&parser_, &TakeField, &TakeRecord, this) == 0;
+    return !left_.empty();
+}
+
+// Parses no more than to the end of a line, so that at most one record ends.
+void CsvReader::ParseLine()
+{
+    const auto end = left_.find_first_of("\r\n");
+    const auto line = left_.substr(0, end == std::string_view::npos ? end : end + 1);
+    if (!is_inside_) {
+        record_line_ = line_;
     }
-    if (!is_read && csv_error(&parser_) == CSV_ENOMEM) {
+    CheckParsed(csv_parse(&parser_, line.data(), line.size(), &TakeField, &TakeRecord, this) ==
+                line.size());
+    is_inside_ = !is_complete_ && (is_inside_ || line.find_first_not_of("\r\n") == 0);
+    line_ += line.ends_with('\n') ? 1U : 0U;
+    left_.remove_prefix(line.size());
+}
+
+void CsvReader::Finish()
+{
+    is_finished_ = true;
+    CheckParsed(csv_fini(&parser_, &TakeField, &TakeRecord, this) == 0);
+}
+
+void CsvReader::CheckParsed(bool is_parsed)
+{
+    if (!is_parsed && csv_error(&parser_) == CSV_ENOMEM) {
         throw std::bad_alloc();
     }
-    if (!is_read) {
-        FailReading("a quote that does not belong there, or none where one is due");
+    if (!is_parsed) {
+        FailReading("a quote where none belongs, or one that is missing");
     }
     if (parser_.entry_pos > kLongestField) {
         FailReading(fmt::format("a field of more than {} bytes", kLongestField));
     }
-    if (fields_.size() > kMostFields) {
-        FailReading(fmt::format("more than {} fields", kMostFields));
+    if (extents_.size() > kMaxFields) {
+        FailReading(fmt::format("more than {} fields", kMaxFields));
     }
 }
 
 void CsvReader::FailReading(const std::string& why) const
 {
-    throw CsvError(fmt::format("{}: record {}: {}", file_, number_ + complete_.size() + 1, why));
+    throw CsvError(fmt::format("{}: line {}: {}", name_, record_line_, why));
 }
 
-std::optional<CsvReader::Record> CsvReader::Next()
+bool CsvReader::Next()
 {
-    while (complete_.empty() && !is_finished_) {
-        ReadBlock();
-    }
-    if (complete_.empty()) {
-        return std::nullopt;
-    }
-    Record record = std::move(complete_.front());
-    complete_.pop_front();
-    ++number_;
-    for (const Field& field : record) {
-        if (field && field->find('\0') != std::string::npos) {
-            throw CsvError(fmt::format("{}: record {}: a zero byte, at which a value would end",
-                                       file_, number_));
+    values_.clear();
+    extents_.clear();
+    is_complete_ = false;
+    while (!is_complete_ && !is_finished_) {
+        if (!left_.empty() || ReadBlock()) {
+            ParseLine();
+        } else {
+            Finish();
         }
     }
-    return record;
+    if (is_complete_) {
+        CompleteRecord();
+    }
+    return is_complete_;
+}
+
+void CsvReader::CompleteRecord()
+{
+    if (values_.find('\0') != std::string::npos) {
+        FailReading("a zero byte, at which a value would end");
+    }
+    fields_.clear();
+    for (const auto& [begin, size, is_null] : extents_) {
+        fields_.push_back(is_null ? Field() : Field(std::string_view(values_).substr(begin, size)));
+    }
 }

@@ -3,50 +3,81 @@
 
 #include <csv.h>
 
-#include <deque>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <istream>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
-/// A file that can't be read, or is no CSV; says which record.
+/// A file that can't be read, or is no CSV; says which line.
 struct CsvError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Reads a file of comma-separated values (RFC 4180). Blanks belong to their field; lines with
-/// nothing in them are passed over; a byte order mark at the start, too.
+/// Reads comma-separated values (RFC 4180), or those with another delimiter. Blanks belong to their
+/// field; lines with nothing in them are passed over; a byte order mark at the start, too.
 class CsvReader {
 public:
     /// A field; nothing where it is empty and not in quotes, which stands for NULL.
-    using Field = std::optional<std::string>;
-    using Record = std::vector<Field>;
+    using Field = std::optional<std::string_view>;
+    using Record = std::span<const Field>;
 
-    /// Throws CsvError.
-    explicit CsvReader(const std::string& file);
+    /// file: its name, or - for standard input. Throws CsvError.
+    explicit CsvReader(const std::string& file, char delimiter = ',');
     ~CsvReader();
     CsvReader(const CsvReader&) = delete;
     CsvReader& operator=(const CsvReader&) = delete;
 
-    /// The next record, or nothing behind the last one. Throws CsvError.
-    std::optional<Record> Next();
+    /// Reads the next record; false behind the last one. Throws CsvError.
+    bool Next();
 
-    /// The number of the record that Next brought last, from 1.
-    std::size_t Number() const { return number_; }
+    /// The record that Next read last; valid until it reads another.
+    Record Fields() const { return fields_; }
+
+    /// The line, from 1, on which that record begins.
+    std::uint64_t Line() const { return record_line_; }
+
+    /// The file as messages name it.
+    const std::string& Name() const { return name_; }
+
+    /// Bytes of the file that were read so far.
+    std::uint64_t BytesRead() const { return bytes_read_; }
 
 private:
-    void ReadBlock();
+    struct Extent {
+        std::size_t begin = 0;
+        std::size_t size = 0;
+        bool is_null = false;
+    };
+
+    bool ReadBlock();
+    void ParseLine();
+    void Finish();
+    void CheckParsed(bool is_parsed);
+    void CompleteRecord();
     [[noreturn]] void FailReading(const std::string& why) const;
     static void TakeField(void* bytes, std::size_t size, void* self);
     static void TakeRecord(int end, void* self);
 
-    std::string file_;
-    std::ifstream in_;
+    std::string name_;
+    std::ifstream file_;
+    std::istream& in_;
     csv_parser parser_{};
+    std::vector<char> block_;
+    std::string_view left_;  // of the block, not yet parsed
     bool is_at_start_ = true;
     bool is_finished_ = false;
-    Record fields_;                // of the record being read
-    std::deque<Record> complete_;  // read, and not yet taken
-    std::size_t number_ = 0;
+    bool is_inside_ = false;    // a record has begun and not ended
+    bool is_complete_ = false;  // a record has ended
+    std::uint64_t line_ = 1;
+    std::uint64_t record_line_ = 1;
+    std::uint64_t bytes_read_ = 0;
+    std::string values_;  // of the record, one behind the other
+    std::vector<Extent> extents_;
+    std::vector<Field> fields_;
 };

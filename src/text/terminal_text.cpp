@@ -26,6 +26,23 @@ bool IsControl(utf8proc_int32_t point)
     return point < 0 || utf8proc_category(point) == UTF8PROC_CATEGORY_CC;
 }
 
+void AppendPrintable(std::string& printable, std::string_view bytes, utf8proc_int32_t point)
+{
+    if (point == '\n') {
+        printable += "\\n";
+    } else if (point == '\t') {
+        printable += "\\t";
+    } else if (point == '\r') {
+        printable += "\\r";
+    } else if (IsControl(point)) {
+        for (const char byte : bytes) {
+            printable += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
+        }
+    } else {
+        printable += bytes;
+    }
+}
+
 }  // namespace
 
 std::size_t DisplayWidth(std::string_view text)
@@ -41,21 +58,19 @@ std::string Printable(std::string_view text)
 {
     std::string printable;
     EachCharacter(text, [&](std::string_view bytes, utf8proc_int32_t point) {
-        if (point == '\n') {
-            printable += "\\n";
-        } else if (point == '\t') {
-            printable += "\\t";
-        } else if (point == '\r') {
-            printable += "\\r";
-        } else if (IsControl(point)) {
-            for (const char byte : bytes) {
-                printable += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
-            }
-        } else {
-            printable += bytes;
-        }
+        AppendPrintable(printable, bytes, point);
     });
     return printable;
+}
+
+std::string Escaped(std::string_view text)
+{
+    std::string escaped;
+    EachCharacter(text, [&](std::string_view bytes, utf8proc_int32_t point) {
+        escaped += point == '\\' ? "\\" : "";
+        AppendPrintable(escaped, bytes, point);
+    });
+    return escaped;
 }
 
 std::string Quoted(std::string_view text)
@@ -63,7 +78,7 @@ std::string Quoted(std::string_view text)
     std::string quoted = "\"";
     EachCharacter(text, [&](std::string_view bytes, utf8proc_int32_t point) {
         quoted += point == '"' || point == '\\' ? "\\" : "";
-        quoted += Printable(bytes);
+        AppendPrintable(quoted, bytes, point);
     });
     return quoted + '"';
 }

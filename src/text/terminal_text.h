@@ -11,6 +11,9 @@ std::size_t DisplayWidth(std::string_view text);
 /// Text that stays in its place on a terminal: control characters as \n, \t or \x1b.
 std::string Printable(std::string_view text);
 
+/// The same with a backslash as \\, so that no other text looks alike.
+std::string Escaped(std::string_view text);
+
 /// Printable text in double quotes; a quote and a backslash inside get a backslash.
 std::string Quoted(std::string_view text);
 

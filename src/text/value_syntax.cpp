@@ -27,11 +27,17 @@ std::optional<Number> Parsed(std::string_view text, auto... base)
     return error == std::errc() && at == end ? std::optional(number) : std::nullopt;
 }
 
-// A whole number that reads the same when it is written again (007 and +5 are text), or digits on
-// both sides of a point, so few that a double holds them all.
+// A whole number that reads the same when it is written again: 007 and +5 are text.
+std::optional<std::int64_t> WholeNumber(std::string_view word)
+{
+    const auto whole = Parsed<std::int64_t>(word);
+    return whole && std::to_string(*whole) == word ? whole : std::nullopt;
+}
+
+// A whole number, or digits on both sides of a point, so few that a double holds them all.
 std::optional<ListValue> NumberOf(std::string_view word)
 {
-    if (const auto whole = Parsed<std::int64_t>(word); whole && std::to_string(*whole) == word) {
+    if (const auto whole = WholeNumber(word)) {
         return *whole;
     }
     const auto digits = word.substr(word.starts_with('-') ? 1 : 0);
@@ -112,8 +118,8 @@ ListValue ValueOf(std::string_view word, TextForm form)
     if (word == "NULL") {
         return {};
     }
-    if (const auto number = NumberOf(word)) {
-        return *number;
+    if (const auto whole = WholeNumber(word)) {
+        return *whole;
     }
     return TextValue(Unescaped(word), form);
 }

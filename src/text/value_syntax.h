@@ -23,9 +23,8 @@ std::string_view Unescaped(std::string_view word);
 /// UsageError for 2-byte characters of what is not UTF-8.
 ListValue TextValue(std::string_view text, TextForm form);
 
-/// The value of a word: NULL; a whole number of 64 bits; a number with a point, of up to 15 digits;
-/// or text. A backslash in front makes what follows it text, whatever it
-/// looks like.
+/// The value of a word: NULL; a whole number of 64 bits; or text, as which every other number loses
+/// nothing. A backslash in front makes what follows it text, whatever it looks like.
 ListValue ValueOf(std::string_view word, TextForm form);
 
 /// The list that a word in brackets stands for: [5, -100, 'text', u'2-byte text', NULL], where a

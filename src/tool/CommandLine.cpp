@@ -1,68 +1,246 @@
 #include "tool/CommandLine.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
+#include <span>
 
 #include "client/version.h"
 #include "text/terminal_text.h"
+#include "text/utf8.h"
+#include "tool/completion.h"
+#include "tool/connection_words.h"
 
 namespace {
 
-void AddStatementOptions(CLI::App& app, CommandLine& command)
+using Task = CommandLine::Task;
+
+void AddConnectionOptions(CLI::App& app, ConnectionWords& connection)
 {
-    app.add_option("-c,--command", command.statements,
-                   "SQL statement to run; several are run in order")
-        ->allow_extra_args(false)
-        ->type_name("SQL");
-    app.add_option("--get", command.get_file,
-                   "Write the first value of the statement's result into a file, of any length")
+    app.add_option("-d,--data-source", connection.string,
+                   "Connection string, or the name of a data source")
+        ->type_name("STRING");
+    app.add_option("--data-source-file", connection.string_file,
+                   "Read the connection string from a file")
         ->type_name("FILE");
-    app.add_option("--null", command.null_text, "What a NULL looks like")
-        ->type_name("TEXT")
-        ->capture_default_str();
+    app.add_flag("-W,--password", connection.asks_password,
+                 "Prompt for the password, which is added as PWD")
+        ->disable_flag_override();
+    app.add_option("--password-file", connection.password_file,
+                   "Read the password from a file that nobody else can read")
+        ->type_name("FILE");
 }
 
-// -p and --put give the markers their values together, in the order of their words.
-class MarkerOptions {
-public:
-    explicit MarkerOptions(CLI::App& app)
-        : app_(app),
-          value_(app.add_option("-p,--parameter", values_,
-                                "Value of the statement's next marker: a number, NULL or text "
-                                "(\\NULL and \\5 are text)")
-                     ->allow_extra_args(false)
-                     ->type_name("VALUE")),
-          file_(app.add_option("--put", files_, "The bytes of a file are the next marker's value")
-                    ->allow_extra_args(false)
-                    ->type_name("FILE"))
-    {}
+void AddGatewayOptions(CLI::App& app, CommandLine& command)
+{
+    app.add_flag("-u,--unicode", command.options.unicode,
+                 "Unicode option: text as 2-byte characters");
+    app.add_flag("-l,--legacy", command.options.legacy,
+                 "Legacy option: ODBC 2, and row values as narrow text");
+    app.add_flag("--trace", command.options.log, "Show the gateway's trace records on stderr");
+    app.add_option("--library", command.library,
+                   "The gateway to load (default: liborvelgw.so beside this program)")
+        ->type_name("FILE");
+}
 
-    std::vector<Marker> Markers() const
+char DelimiterOf(const std::string& word)
+{
+    const std::string text = word == "\\t" ? "\t" : word;
+    constexpr std::string_view kUnusable("\"\r\n\0", 4);
+    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 ||
+        kUnusable.find(text[0]) != std::string_view::npos) {
+        throw CLI::ValidationError("--delimiter", "one ASCII character is needed, or \\t");
+    }
+    return text[0];
+}
+
+void AddStatementOptions(CLI::App& app, CommandLine& command)
+{
+    app.add_option("--get", command.get_file,
+                   "Write the first value of the statement's result to a file, whatever its length")
+        ->type_name("FILE");
+    app.add_option("--null", command.null_text, "What NULL looks like")
+        ->type_name("TEXT")
+        ->capture_default_str();
+    app.add_option_function<std::vector<std::string>>(
+           "--import",
+           [&command](const std::vector<std::string>& words) {
+               command.import.file = words[0];
+               command.import.table = words[1];
+           },
+           "Insert the records of a CSV file (- is standard input) into a table; the first one "
+           "names the columns")
+        ->expected(2)
+        ->type_name("FILE TABLE");
+    app.add_option_function<std::string>(
+           "--delimiter",
+           [&command](const std::string& word) { command.import.delimiter = DelimiterOf(word); },
+           "What separates the fields of --import: one ASCII character, or \\t (default: ,)")
+        ->type_name("CHARACTER");
+}
+
+/// Options that may come several times and mean something together: what they were given, in the
+/// order of the words.
+class OrderedOptions {
+public:
+    enum Kind { kStatement, kValue, kFile };
+    struct Input {
+        Kind kind;
+        std::string text;
+    };
+
+    explicit OrderedOptions(CLI::App& app) : app_(app)
     {
-        std::vector<Marker> markers;
-        auto value = values_.begin();
-        auto file = files_.begin();
+        Add(kStatement, "-c,--command", "SQL", "SQL statement to run; several run in order");
+        Add(kValue, "-p,--parameter", "VALUE",
+            "Value of the statement's next marker: a number, NULL or text (\\NULL and \\5 are "
+            "text)");
+        Add(kFile, "--put", "FILE", "Send the bytes of a file as the value of the next marker");
+    }
+
+    std::vector<Input> Inputs() const
+    {
+        std::vector<Input> inputs;
+        std::map<const CLI::Option*, std::size_t> taken;
         for (const CLI::Option* option : app_.parse_order()) {
-            if (option == value_) {
-                markers.push_back({*value++, false});
-            } else if (option == file_) {
-                markers.push_back({*file++, true});
+            if (const auto found = kinds_.find(option); found != kinds_.end()) {
+                inputs.push_back({found->second, option->results()[taken[option]++]});
             }
         }
-        return markers;
+        return inputs;
     }
 
 private:
+    void Add(Kind kind, const char* names, const char* type, const char* description)
+    {
+        auto* option = app_.add_option(names)
+                           ->description(description)
+                           ->type_name(type)
+                           ->type_size(1)
+                           ->expected(1)
+                           ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        kinds_[option] = kind;
+    }
+
     CLI::App& app_;
-    std::vector<std::string> values_;
-    std::vector<std::string> files_;
-    CLI::Option* value_;
-    CLI::Option* file_;
+    std::map<const CLI::Option*, Kind> kinds_;
 };
 
+void TakeInputs(const std::vector<OrderedOptions::Input>& inputs, CommandLine& command)
+{
+    for (const auto& [kind, text] : inputs) {
+        if (kind == OrderedOptions::kStatement) {
+            command.statements.push_back(text);
+        } else {
+            command.markers.push_back({text, kind == OrderedOptions::kFile});
+        }
+    }
+}
+
+constexpr char kCallHelp[] = "Call entries of the gateway by name: ENTRY INPUT... [then ENTRY...]";
+
+constexpr char kCallFooter[] =
+    "An input is a number, text, NULL, a list [5, 'text', u'text', NULL], bytes 0x0304, or one of\n"
+    "the handles @connection and @statement. \"then\" separates calls.\n";
+
+constexpr char kDoctorHelp[] =
+    "Check everything between this machine and the data source, and say what is wrong";
+
+constexpr char kDoctorFooter[] =
+    "The report covers the library, the driver manager, the driver and its kind, the server, the\n"
+    "connection and, for each mode, whether NULL, text and long text come back as they were sent.\n"
+    "Where the connection fails it says why.\n";
+
+constexpr char kShimHelp[] =
+    "Make a shim for a driver that the driver manager misuses, and print its DRIVER=";
+
+constexpr char kFooter[] =
+    "The connection string also comes from ORVELGW_DSN, the password from ORVELGW_PASSWORD.\n"
+    "Rows, the results of calls and the doctor's report go to stdout, everything else to stderr.\n"
+    "Exit codes: 0 success; 1 an SQL error, a file that can't be read or written, a call that\n"
+    "failed, or text that comes back right in no mode; 2 wrong usage; 3 the gateway can't be\n"
+    "loaded; 4 the connection failed.\n";
+
+// What a subcommand has of the program's own options.
+constexpr const char* kDoctorOptions[] = {"data-source", "data-source-file", "password",
+                                          "password-file", "library"};
+constexpr const char* kShimOptions[] = {"library"};
+
+std::string OptionLines(const CLI::App& app, std::span<const char* const> names)
+{
+    const CLI::Formatter formatter;
+    std::string lines;
+    for (const char* name : names) {
+        lines += formatter.make_option(app.get_option("--" + std::string(name)), false);
+    }
+    return lines;
+}
+
+/// The subcommands, and what becomes of their words.
+class Subcommands {
+public:
+    Subcommands(CLI::App& app, CommandLine& command)
+        : call_(*app.add_subcommand("call", kCallHelp)->prefix_command()),
+          doctor_(*app.add_subcommand("doctor", kDoctorHelp)->fallthrough()),
+          shim_(*app.add_subcommand("shim", kShimHelp)->fallthrough())
+    {
+        call_.add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
+        call_.add_flag("--list", lists_entries_, "List the entries with their inputs");
+        call_.footer(kCallFooter);
+        doctor_.footer(OptionLines(app, kDoctorOptions) + "\n" + kDoctorFooter);
+        shim_.add_option("FACE", command.shim_face, "As \"orvelgw doctor\" advises it")
+            ->required()
+            ->check(CLI::IsMember({"narrow", "wide", "utf16"}));
+        shim_.add_option("DRIVER", command.shim_driver, "The driver's file, or its name alone")
+            ->required();
+        shim_.add_option("FOLDER", command.shim_folder,
+                         "Where to put it (default: beside the gateway, or beside a driver in a "
+                         "folder of its own)");
+    }
+
+    void Take(CommandLine& command, std::vector<Task>& tasks) const
+    {
+        command.call = call_.remaining();
+        if (call_.parsed()) {
+            tasks.push_back(lists_entries_ ? Task::kListEntries : Task::kCall);
+        }
+        if (doctor_.parsed()) {
+            tasks.push_back(Task::kDoctor);
+        }
+        if (shim_.parsed()) {
+            tasks.push_back(Task::kShim);
+        }
+    }
+
+private:
+    CLI::App& call_;
+    CLI::App& doctor_;
+    CLI::App& shim_;
+    bool lists_entries_ = false;
+};
+
+// The one thing that the words ask for.
+Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
+{
+    if (!command.statements.empty()) {
+        tasks.push_back(Task::kStatements);
+    }
+    if (!command.import.table.empty()) {
+        tasks.push_back(Task::kImport);
+    }
+    if (tasks.size() != 1) {
+        throw CLI::ValidationError(
+            tasks.empty() ? "one of --command, --import, call, doctor and shim is required"
+                          : "--command, --import, call, doctor and shim exclude each other");
+    }
+    return tasks.front();
+}
+
 // Refuses the options that a subcommand has no use for.
-void CheckOptions(const CLI::App& app, const std::vector<const char*>& allowed, const char* refusal)
+void CheckOptions(const CLI::App& app, std::span<const char* const> allowed, const char* refusal)
 {
     for (const CLI::Option* option : app.parse_order()) {
         if (std::ranges::none_of(allowed,
@@ -73,67 +251,82 @@ void CheckOptions(const CLI::App& app, const std::vector<const char*>& allowed, 
 }
 
 // What no single option says of itself.
-void CheckTogether(const CLI::App& app, const CommandLine& command, bool calls)
+void CheckTogether(const CLI::App& app, const CommandLine& command)
 {
-    const int wanted = (command.statements.empty() ? 0 : 1) + (command.import.empty() ? 0 : 1) +
-                       (calls ? 1 : 0) + (command.diagnose ? 1 : 0) +
-                       (command.shim_face.empty() ? 0 : 1);
-    if (wanted != 1) {
-        throw CLI::ValidationError(
-            wanted == 0 ? "one of --command, --import, call, doctor and shim is required"
-                        : "--command, --import, call, doctor and shim exclude each other");
+    const auto& [string, string_file, asks_password, password_file] = command.connection;
+    if (string && !string_file.empty()) {
+        throw CLI::ValidationError("--data-source and --data-source-file exclude each other");
     }
-    if (!command.shim_face.empty()) {
-        CheckOptions(app, {"library"}, "shim takes no option but --library");
-        return;
+    if (asks_password && !password_file.empty()) {
+        throw CLI::ValidationError("--password and --password-file exclude each other");
     }
-    if (!command.connection_string && !calls) {
+    const bool connects = command.task == Task::kStatements || command.task == Task::kImport ||
+                          command.task == Task::kDoctor;
+    if (connects && !NamesConnection(command.connection)) {
         throw CLI::ValidationError("--data-source is required");
     }
-    if (calls && command.call.empty()) {
-        throw CLI::ValidationError("call: the name of an entry is required");
+    switch (command.task) {
+        case Task::kCall:
+            if (command.call.empty()) {
+                throw CLI::ValidationError(
+                    "call: the name of an entry is required; --list shows them");
+            }
+            break;
+        case Task::kDoctor:
+            CheckOptions(app, kDoctorOptions,
+                         "doctor takes only the options of the connection and --library: it tries "
+                         "every mode itself");
+            break;
+        case Task::kShim:
+            CheckOptions(app, kShimOptions, "shim takes no option but --library");
+            break;
+        default:
+            break;
     }
-    if (command.diagnose) {
-        CheckOptions(
-            app, {"data-source", "library"},
-            "doctor takes --data-source and --library alone: it tries every mode by itself");
+    if (app.count("--delimiter") > 0 && command.task != Task::kImport) {
+        throw CLI::ValidationError("--delimiter is for --import");
     }
     const bool needs_one = !command.markers.empty() || command.get_file;
     if (needs_one && command.statements.size() != 1) {
-        throw CLI::ValidationError("--parameter, --put and --get are for a single --command");
+        throw CLI::ValidationError("--parameter, --put and --get need a single --command");
     }
 }
 
-constexpr char kFooter[] =
-    "Rows, results of calls, the doctor's report and the words of shim go to stdout, all else to\n"
-    "stderr. Exit codes:\n"
-    "0; 1 SQL error, a file that can't be read or written, a call that failed, or text that is\n"
-    "right in no mode; 2 wrong usage; 3 the gateway can't be loaded; 4 the connection failed.\n";
+void CheckUtf8(const std::string& where, const std::string& text)
+{
+    if (const auto at = FirstInvalidByte(text)) {
+        throw CLI::ValidationError(fmt::format("{}: byte {} (\\x{:02X}) is not UTF-8", where,
+                                               *at + 1, static_cast<unsigned char>(text[*at])));
+    }
+}
 
-constexpr char kCallHelp[] =
-    "Call entries of the gateway: NAME INPUT..., several parted by \"then\". An input is a\n"
-    "number, text, NULL, a list [5, 'text', u'text', NULL], bytes 0x0304, or the handle\n"
-    "@connection or @statement.";
-
-constexpr char kDoctorHelp[] =
-    "Say what there is between here and the data source (-d): library, driver manager, driver\n"
-    "and its kind, connection, what comes back of NULL, text and long text in each mode; where\n"
-    "the connection fails, why.";
-
-constexpr char kDoctorFooter[] =
-    "  -d,--data-source STRING     Connection string, or the name of a data source\n"
-    "  --library FILE              The gateway to load";
-
-constexpr char kShimHelp[] =
-    "Make a shim for a driver that the driver manager misuses: FACE is narrow, wide or utf16, as\n"
-    "doctor advises it; DRIVER the driver's file. Prints the DRIVER= for a connection string.";
+// Text that reaches the data source or the terminal. The names of files are bytes.
+void CheckEncoding(const CommandLine& command)
+{
+    for (std::size_t i = 0; i < command.statements.size(); ++i) {
+        CheckUtf8(fmt::format("--command {}", i + 1), command.statements[i]);
+    }
+    for (std::size_t i = 0; i < command.markers.size(); ++i) {
+        if (!command.markers[i].is_file) {
+            CheckUtf8(fmt::format("--parameter, the value of marker {}", i + 1),
+                      command.markers[i].word);
+        }
+    }
+    for (std::size_t i = 0; i < command.call.size(); ++i) {
+        CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
+    }
+    CheckUtf8("--null", command.null_text);
+    if (!command.import.table.empty()) {
+        CheckUtf8("--import, the name of the table", command.import.table);
+    }
+}
 
 std::string Refusal(const CLI::App* /*app*/, const CLI::Error& error)
 {
-    return Printable(error.what()) + "\nRun with --help for more information.\n";
+    return "orvelgw: " + Printable(error.what()) + "\nRun with --help for more information.\n";
 }
 
-// The words in reverse order, as the parser takes them, a value of none (--null=) as one of its
+// The words in reverse order, as the parser takes them, an empty value (--null=) as a word of its
 // own.
 std::vector<std::string> Reversed(int count, const char* const* words)
 {
@@ -152,6 +345,18 @@ std::vector<std::string> Reversed(int count, const char* const* words)
     return reversed;
 }
 
+void AddCompletion(CLI::App& app)
+{
+    app.add_flag_callback(
+           "--completion",
+           [&app] {
+               std::cout << BashCompletion(app);
+               throw CLI::Success();
+           },
+           "Print a completion script for bash")
+        ->group("");
+}
+
 }  // namespace
 
 Parsed ParseCommandLine(int count, const char* const* words)
@@ -160,46 +365,23 @@ Parsed ParseCommandLine(int count, const char* const* words)
     CommandLine& command = parsed.command;
     CLI::App app("Runs SQL on an ODBC data source through the Orvel SQL gateway.", "orvelgw");
     app.set_version_flag("--version", std::string("orvelgw ") + kVersion);
-    app.add_option("-d,--data-source", command.connection_string,
-                   "Connection string, or the name of a data source")
-        ->type_name("STRING");
+    AddConnectionOptions(app, command.connection);
+    const OrderedOptions ordered(app);
     AddStatementOptions(app, command);
-    const MarkerOptions markers(app);
-    app.add_option("--import", command.import,
-                   "Insert the records of a CSV file into a table; the first names the columns")
-        ->expected(2)
-        ->type_name("FILE TABLE");
-    app.add_flag("-u,--unicode", command.options.unicode,
-                 "Unicode option: text as 2-byte characters");
-    app.add_flag("-l,--legacy", command.options.legacy,
-                 "Legacy option: ODBC 2, and row values as narrow text");
-    app.add_flag("--trace", command.options.log, "Show the gateway's trace records on stderr");
-    app.add_option("--library", command.library,
-                   "The gateway to load (default: liborvelgw.so beside this program)")
-        ->type_name("FILE");
-    CLI::App* call = app.add_subcommand("call", kCallHelp);
-    call->prefix_command();
-    call->add_flag("--hex", command.is_hex, "Show outputs as bytes, too");
-    CLI::App* doctor = app.add_subcommand("doctor", kDoctorHelp)->fallthrough();
-    doctor->footer(kDoctorFooter);
-    CLI::App* shim = app.add_subcommand("shim", kShimHelp)->fallthrough();
-    shim->add_option("FACE", command.shim_face, "narrow, wide or utf16")
-        ->required()
-        ->check(CLI::IsMember({"narrow", "wide", "utf16"}));
-    shim->add_option("DRIVER", command.shim_driver, "The driver's file, or its name alone")
-        ->required();
-    shim->add_option("FOLDER", command.shim_folder,
-                     "Where to put it (default: beside the gateway, or beside a driver in a folder "
-                     "of its own)");
+    AddGatewayOptions(app, command);
+    AddCompletion(app);
+    const Subcommands subcommands(app, command);
     app.footer(kFooter);
     app.failure_message(&Refusal);
     try {
         app.parse(Reversed(count, words));
-        command.markers = markers.Markers();
-        command.call = call->remaining();
-        command.diagnose = doctor->parsed();
-        CheckTogether(app, command, call->parsed());
-        parsed.carry_out = true;
+        TakeInputs(ordered.Inputs(), command);
+        std::vector<Task> tasks;
+        subcommands.Take(command, tasks);
+        command.task = TaskOf(command, tasks);
+        CheckTogether(app, command);
+        CheckEncoding(command);
+        parsed.has_task = true;
     } catch (const CLI::ParseError& error) {
         parsed.exit_code = app.exit(error, std::cout, std::cerr) == 0 ? kDone : kWrongUsage;
     }

@@ -5,14 +5,37 @@
 #include <string>
 #include <vector>
 
-#include "client/Query.h"
 #include "client/Session.h"
 #include "tool/ExitCode.h"
 
-/// What the program is to do: run statements, import a file, call entries, diagnose, or make a
-/// shim.
+/// What takes the place of a parameter marker: a value as a person types it, or a file's bytes.
+struct Marker {
+    std::string word;  // the value, or the file's name
+    bool is_file = false;
+};
+
+/// Where the connection string and its password come from, as far as the words say it.
+struct ConnectionWords {
+    std::optional<std::string> string;
+    std::string string_file;  // empty: none
+    bool asks_password = false;
+    std::string password_file;  // empty: none
+};
+
+/// What is imported, and where to.
+struct ImportOptions {
+    std::string file;   // - for standard input
+    std::string table;  // as it goes into SQL
+    char delimiter = ',';
+};
+
+/// What the program is to do, and with what.
 struct CommandLine {
-    std::optional<std::string> connection_string;
+    enum class Task { kStatements, kImport, kCall, kListEntries, kDoctor, kShim };
+    Task task = Task::kStatements;
+
+    ConnectionWords connection;
+    std::optional<std::string> connection_string;  // as a whole, once it is put together
     SessionOptions options;
     std::string library;  // empty: the one beside the program, or else the loader's
 
@@ -21,23 +44,21 @@ struct CommandLine {
     std::optional<std::string> get_file;  // nothing: rows are printed
     std::string null_text = "NULL";
 
-    std::vector<std::string> import;  // a file and a table, or nothing
+    ImportOptions import;
 
     std::vector<std::string> call;  // the words of calls, or nothing
     bool is_hex = false;
 
-    bool diagnose = false;
-
-    std::string shim_face;  // empty: none is to be made
+    std::string shim_face;
     std::string shim_driver;
     std::string shim_folder;  // empty: where it belongs
 };
 
-/// What the words ask for: a command to carry out, or an exit code where there is nothing more to
-/// do (help, version, wrong usage), all said.
+/// What the words ask for: a task to carry out, or an exit code where there is nothing more to do
+/// (help, version, wrong usage), all said.
 struct Parsed {
     CommandLine command;
-    bool carry_out = false;
+    bool has_task = false;
     ExitCode exit_code = kDone;
 };
 

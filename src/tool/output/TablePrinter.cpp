@@ -9,101 +9,126 @@
 
 namespace {
 
-// Messages are best effort: that nobody can read them must not stop the rows.
-template <class... Arguments>
-void Say(std::FILE* messages, fmt::format_string<Arguments...> format, Arguments&&... arguments)
+// Rows by which a table is as wide as it is.
+constexpr std::size_t kFirstRows = 300;
+
+constexpr std::size_t kLongestBinary = 32;
+
+bool IsPlain(std::string_view text)
 {
-    std::fputs(fmt::format(format, std::forward<Arguments>(arguments)...).c_str(), messages);
+    return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~' && c != '\\'; });
+}
+
+std::string BinaryText(std::string_view bytes)
+{
+    if (bytes.size() > kLongestBinary) {
+        return fmt::format("(binary, {} bytes)", bytes.size());
+    }
+    std::string text = "\\x";
+    for (const char byte : bytes) {
+        fmt::format_to(std::back_inserter(text), "{:02x}", static_cast<unsigned char>(byte));
+    }
+    return text;
 }
 
 }  // namespace
 
+std::string ShownValue(const Cell& cell, const std::string& null_text)
+{
+    switch (cell.kind) {
+        case Cell::kNull:
+            return null_text;
+        case Cell::kUnreadable:
+            return "<ERROR>";
+        case Cell::kBinary:
+            return BinaryText(cell.value);
+        default:
+            return IsPlain(cell.value) ? std::string(cell.value) : Escaped(cell.value);
+    }
+}
+
 void TablePrinter::Begin(const std::vector<Column>& columns)
 {
     columns_ = columns;
+    first_rows_.clear();
+    has_head_ = false;
     widths_.clear();
-    rows_.clear();
-    cut_.clear();
-    unreadable_.clear();
     for (const Column& column : columns_) {
-        widths_.push_back(DisplayWidth(Printable(column.name)));
+        widths_.push_back(DisplayWidth(Escaped(column.name)));
     }
+}
+
+TablePrinter::Field TablePrinter::Shown(const Cell& cell) const
+{
+    Field field{ShownValue(cell, null_text_)};
+    field.width = DisplayWidth(field.text);
+    return field;
 }
 
 void TablePrinter::Take(Row row)
 {
-    std::vector<std::string> cells;
-    const auto mention = [&](std::map<std::size_t, Mentioned>& mentioned, std::size_t column) {
-        if (mentioned[column].count++ == 0) {
-            mentioned[column].first_row = rows_.size() + 1;
+    if (!has_head_) {
+        Line& line = first_rows_.emplace_back();
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            line.push_back(Shown(row[i]));
+            widths_[i] = std::max(widths_[i], line[i].width);
         }
-    };
-    for (std::size_t i = 0; i < std::min(row.size(), columns_.size()); ++i) {
-        if (row[i].may_be_cut) {
-            mention(cut_, i);
+        if (first_rows_.size() == kFirstRows) {
+            PrintHead();
         }
-        if (row[i].unreadable) {
-            mention(unreadable_, i);
-        }
-        cells.push_back(row[i].text ? Printable(*row[i].text) : null_text_);
-        widths_[i] = std::max(widths_[i], DisplayWidth(cells.back()));
+        return;
     }
-    rows_.push_back(std::move(cells));
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        if (row[i].kind == Cell::kText && IsPlain(row[i].value)) {
+            Append(i, row[i].value, row[i].value.size(), columns_[i].IsNumeric());
+        } else {
+            const auto [text, width] = Shown(row[i]);
+            Append(i, text, width, columns_[i].IsNumeric());
+        }
+    }
+    PrintLine();
 }
 
-void TablePrinter::PrintLine(const std::vector<std::string>& cells, bool is_title) const
+void TablePrinter::Append(std::size_t column, std::string_view text, std::size_t width,
+                          bool is_right)
 {
-    std::string line;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        const std::string space(widths_[i] - DisplayWidth(cells[i]), ' ');
-        const bool right = columns_[i].IsNumeric() && !is_title;
-        line += (i > 0 ? " | " : "") + (right ? space + cells[i] : cells[i] + space);
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    fmt::print(data_, "{}\n", line);
+    const std::size_t blanks = widths_[column] - std::min(width, widths_[column]);
+    line_ += column > 0 ? " | " : "";
+    line_.append(is_right ? blanks : 0, ' ').append(text).append(is_right ? 0 : blanks, ' ');
 }
 
-void TablePrinter::Mention(const std::map<std::size_t, Mentioned>& mentioned,
-                           const char* what) const
+void TablePrinter::PrintLine()
 {
-    for (const auto& [column, values] : mentioned) {
-        Say(messages_, "orvelgw: column {}: {} {}, first in row {}, {}\n",
-            Printable(columns_[column].name), values.count, values.count == 1 ? "value" : "values",
-            values.first_row, what);
+    line_.erase(line_.find_last_not_of(' ') + 1);
+    line_.push_back('\n');
+    std::fwrite(line_.data(), 1, line_.size(), out_);
+    line_.clear();
+}
+
+// And the rows that were kept until then.
+void TablePrinter::PrintHead()
+{
+    std::string rule;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        const std::string title = Escaped(columns_[i].name);
+        Append(i, title, DisplayWidth(title), false);
+        rule += (i > 0 ? "-+-" : "") + std::string(widths_[i], '-');
     }
+    PrintLine();
+    fmt::print(out_, "{}\n", rule);
+    for (const Line& line : std::exchange(first_rows_, {})) {
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            Append(i, line[i].text, line[i].width, columns_[i].IsNumeric());
+        }
+        PrintLine();
+    }
+    has_head_ = true;
 }
 
 void TablePrinter::End()
 {
-    std::vector<std::string> titles;
-    std::string rule;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-        titles.push_back(Printable(columns_[i].name));
-        rule += (i > 0 ? "-+-" : "") + std::string(widths_[i], '-');
+    if (!has_head_) {
+        PrintHead();
     }
-    PrintLine(titles, true);
-    fmt::print(data_, "{}\n", rule);
-    for (const auto& row : rows_) {
-        PrintLine(row, false);
-    }
-    std::fflush(data_);
-    Mention(cut_, "as long as a row brings (1,000 characters or bytes) and perhaps cut");
-    Mention(unreadable_, "read <ERROR>, as does what the driver fails to deliver");
-    Say(messages_, "({} {})\n", rows_.size(), rows_.size() == 1 ? "row" : "rows");
-}
-
-void TablePrinter::Changed(std::int64_t rows)
-{
-    if (rows < 0) {
-        std::fputs("(done)\n", messages_);
-    } else {
-        Say(messages_, "({} {} changed)\n", rows, rows == 1 ? "row" : "rows");
-    }
-}
-
-void TablePrinter::Warn(const std::vector<std::string>& diagnostics)
-{
-    for (const std::string& line : diagnostics) {
-        Say(messages_, "{}\n", Printable(line));
-    }
+    std::fflush(out_);
 }

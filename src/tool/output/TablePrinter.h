@@ -1,43 +1,48 @@
 // Results as aligned columns.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <cstdio>
-#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "client/Query.h"
+#include "client/ResultSink.h"
 
-/// Prints results as aligned columns: rows to one stream, counts and warnings to another.
+/// Prints a result as a table whose columns are as wide as the first rows need them. Those are kept
+/// until the widths are known; behind them nothing is, and a wider value pushes its line out.
 class TablePrinter : public ResultSink {
 public:
-    TablePrinter(std::FILE* data, std::FILE* messages, std::string null_text)
-        : data_(data), messages_(messages), null_text_(std::move(null_text))
+    TablePrinter(std::FILE* out, std::string null_text)
+        : out_(out), null_text_(std::move(null_text))
     {}
 
     void Begin(const std::vector<Column>& columns) override;
     void Take(Row row) override;
     void End() override;
-    void Changed(std::int64_t rows) override;
-    void Warn(const std::vector<std::string>& diagnostics) override;
 
 private:
-    // The values of one column that want a word: how many, and the first one's row.
-    struct Mentioned {
-        std::size_t count = 0;
-        std::size_t first_row = 0;
+    /// Text and the columns that it takes on a terminal.
+    struct Field {
+        std::string text;
+        std::size_t width = 0;
     };
+    using Line = std::vector<Field>;
 
-    void PrintLine(const std::vector<std::string>& cells, bool is_title) const;
-    void Mention(const std::map<std::size_t, Mentioned>& mentioned, const char* what) const;
+    Field Shown(const Cell& cell) const;
+    void Append(std::size_t column, std::string_view text, std::size_t width, bool is_right);
+    void PrintLine();
+    void PrintHead();
 
-    std::FILE* data_;
-    std::FILE* messages_;
+    std::FILE* out_;
     std::string null_text_;
     std::vector<Column> columns_;
     std::vector<std::size_t> widths_;
-    std::vector<std::vector<std::string>> rows_;
-    std::map<std::size_t, Mentioned> cut_;
-    std::map<std::size_t, Mentioned> unreadable_;
+    std::vector<Line> first_rows_;
+    bool has_head_ = false;
+    std::string line_;
 };
+
+/// A value as it stands in a table or a list: control characters as \n or \x1b, a backslash as \\,
+/// bytes as \x00ff, or as their number where they are many.
+std::string ShownValue(const Cell& cell, const std::string& null_text);

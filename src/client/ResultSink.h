@@ -1,0 +1,77 @@
+// Where the data of results goes, and where goes what is said of it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A result column, as "DescribeColumns" tells it.
+struct Column {
+    std::string name;
+    std::int64_t sql_type = 0;
+    std::int64_t size = 0;
+    std::int64_t digits = 0;
+
+    bool IsNumeric() const;
+    bool IsText() const;
+    bool IsBinary() const;
+    /// A date, a time, or both.
+    bool IsDateTime() const;
+};
+
+/// A value of a row.
+struct Cell {
+    enum Kind { kNull, kText, kBinary, kUnreadable };
+
+    Kind kind = kNull;
+    std::string_view value;  // text, in UTF-8 unless the driver breaks that, or the bytes; as long
+                             // as the sink's call lasts
+    bool is_truncated = false;  // the driver delivered its beginning alone
+};
+
+using Row = std::span<const Cell>;
+
+/// Takes the data of a result, in this order.
+class ResultSink {
+public:
+    virtual ~ResultSink() = default;
+
+    virtual void Begin(const std::vector<Column>& columns) = 0;
+    virtual void Take(Row row) = 0;
+    /// The result set has ended, by its last row or by an error that is thrown next.
+    virtual void End() = 0;
+};
+
+/// Values of one column that want a word.
+struct ColumnNotice {
+    std::size_t index = 0;  // of the column, from 0
+    std::string column;
+    std::uint64_t count = 0;
+    std::uint64_t first_row = 0;           // from 1
+    std::vector<std::string> diagnostics;  // the driver's, of the first one
+};
+
+/// What there is to say of a result set besides its data.
+struct ResultSummary {
+    std::uint64_t rows = 0;
+    std::vector<ColumnNotice> truncated;
+    std::vector<ColumnNotice> unreadable;
+};
+
+/// Takes what is to be said beside the data, whatever its format.
+class Reporter {
+public:
+    virtual ~Reporter() = default;
+
+    /// A result set has ended, all of its data taken.
+    virtual void Returned(const ResultSummary& summary) = 0;
+    /// A statement changed so many rows.
+    virtual void Changed(std::int64_t rows) = 0;
+    /// A statement that changes no rows, or doesn't tell how many, is done.
+    virtual void Done() = 0;
+    /// The driver succeeded, and has something to say: a line a record.
+    virtual void Warned(const std::vector<std::string>& diagnostics) = 0;
+};

@@ -1,0 +1,113 @@
+// A statement of a session: values go in, results come out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <set>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "client/Entry.h"
+#include "client/HostList.h"
+#include "client/ResultSink.h"
+#include "client/Session.h"
+#include "client/sql_text.h"
+
+/// The bytes of a file as the value of a parameter, sent when the statement runs.
+struct FileValue {
+    std::string name;
+};
+
+/// What takes the place of a parameter marker.
+using ParameterValue = std::variant<ListValue, FileValue>;
+
+/// A parameter as a driver or a table describes it.
+struct ParameterShape {
+    std::int64_t sql_type = 0;
+    std::int64_t size = 0;
+    std::int64_t digits = 0;
+    bool is_binary = false;
+};
+
+/// What a run came to, besides its data.
+struct Outcome {
+    std::size_t result_sets = 0;
+    bool has_unreadable_values = false;
+};
+
+/// A prepared statement, dropped with this object. Whatever fails throws SqlError; warnings go to
+/// the reporter.
+class Statement {
+public:
+    Statement(const Session& session, const std::string& sql, Reporter& reporter);
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    /// Gives every marker its value, in order. Files are read when the statement runs, which it can
+    /// once.
+    void Bind(const std::vector<ParameterValue>& values);
+
+    /// Describes every parameter at once, for values that Set brings later. Those of binary types
+    /// take their bytes as they are.
+    void Bind(const std::vector<ParameterShape>& shapes);
+
+    /// Stores the value of a parameter, numbered from 1, for this execution and those after it. A
+    /// text is UTF-8; one of no characters is the empty text.
+    void SetText(std::size_t number, std::string_view text);
+    void SetBytes(std::size_t number, std::string_view bytes);
+    void SetNull(std::size_t number);
+
+    /// Executes; a result is left where it is.
+    void Execute();
+
+    /// Executes and passes on every result that comes.
+    Outcome Run(ResultSink& sink);
+
+    /// The columns of the result.
+    std::vector<Column> Describe() const;
+
+    /// Fetches the next row of the result; false where there is none.
+    bool Fetch();
+
+    const Session& Owner() const { return session_; }
+    const HandleArgument& Handle() const { return handle_; }
+
+private:
+    struct File {
+        std::string name;
+        std::uintmax_t size = 0;
+    };
+
+    Statement(const Session& session, Reporter& reporter, StatementTraits traits);
+    Reply Call(const std::string& entry, const std::vector<Argument>& rest = {}) const;
+    Reply CheckedCall(const std::string& entry, const std::vector<Argument>& rest = {}) const;
+    void Check(const std::string& entry, std::int32_t code) const;
+    void BindOne(std::size_t number, std::int32_t c_type, std::int32_t sql_type, std::int32_t size,
+                 std::int32_t length);
+    void BindValue(std::size_t number, const ListValue& value,
+                   const std::optional<ParameterShape>& described);
+    void BindFile(std::size_t number, const std::string& file);
+    std::vector<ParameterShape> DescribeParameters() const;
+    void SetList(std::size_t number);
+    std::int32_t ExecuteCode();
+    std::int32_t SendFiles();
+    void SendFile(const File& file);
+    bool WantsLengths() const;
+    bool PassResult(ResultSink& sink);
+    bool PassRows(ResultSink& sink);
+
+    const Session& session_;
+    Reporter& reporter_;
+    StatementTraits traits_;
+    HandleArgument handle_;
+    Entry<const char*> execute_;
+    Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_parameter_;
+    Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_binary_;
+    std::string list_;              // of the value that is being set
+    std::deque<File> files_;        // that the driver is still to ask for
+    std::set<std::size_t> binary_;  // numbers of the parameters that take bytes as they are
+};

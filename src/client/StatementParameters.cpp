@@ -1,0 +1,285 @@
+// Statement: the values of parameters.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "client/HostServices.h"
+#include "client/Statement.h"
+#include "client/odbc_numbers.h"
+
+namespace {
+
+// The most that one "PutData" takes.
+constexpr std::size_t kPutSize = 65'535;
+
+/// Keeps the Unicode option off while text goes into parameters as bytes.
+class OptionOff {
+public:
+    explicit OptionOff(const Session& session)
+        : session_(session), is_off_(session.Options().unicode && !session.WideParameters())
+    {
+        Switch(0);
+    }
+    ~OptionOff() { Switch(1); }
+    OptionOff(const OptionOff&) = delete;
+    OptionOff& operator=(const OptionOff&) = delete;
+
+private:
+    void Switch(std::int32_t option) const
+    {
+        if (is_off_) {
+            Entry<std::int32_t>(session_.Library(), "SetUnicodeOption", "iP")(option);
+        }
+    }
+
+    const Session& session_;
+    bool is_off_;
+};
+
+// How a value is bound, so that the driver knows what it gets.
+struct TypeOf {
+    const SourceTraits& source;
+
+    std::int32_t operator()(std::monostate) const { return kVarcharType; }
+    std::int32_t operator()(std::int64_t value) const
+    {
+        const bool is_small = value == static_cast<std::int32_t>(value);
+        return is_small ? kIntegerType : source.loses_big_integers ? kDecimalType : kBigintType;
+    }
+    std::int32_t operator()(double) const { return kDoubleType; }
+    std::int32_t operator()(const std::string&) const { return kVarcharType; }
+    std::int32_t operator()(const std::u16string&) const { return kWideVarcharType; }
+};
+
+// Bytes of the value as text.
+struct SizeOf {
+    std::size_t operator()(std::monostate) const { return 1; }
+    std::size_t operator()(std::int64_t value) const { return std::to_string(value).size(); }
+    std::size_t operator()(double) const { return 24; }
+    std::size_t operator()(const std::string& text) const { return text.size(); }
+    std::size_t operator()(const std::u16string& text) const { return 4 * text.size(); }
+};
+
+bool IsDateTime(const ParameterShape& shape)
+{
+    return Column{.name = "", .sql_type = shape.sql_type}.IsDateTime();
+}
+
+bool IsText(const ListValue& value)
+{
+    return std::holds_alternative<std::string>(value) ||
+           std::holds_alternative<std::u16string>(value);
+}
+
+}  // namespace
+
+void Statement::BindOne(std::size_t number, std::int32_t c_type, std::int32_t sql_type,
+                        std::int32_t size, std::int32_t length)
+{
+    Check("BindParameter", Call("BindParameter", {static_cast<std::int32_t>(number), kInput, c_type,
+                                                  sql_type, size, 0, length})
+                               .code);
+}
+
+void Statement::Bind(const std::vector<ParameterValue>& values)
+{
+    if (values.empty()) {
+        return;  // a driver finds out by itself what is missing
+    }
+    const auto described = DescribeParameters();
+    if (!described.empty() && described.size() != values.size()) {
+        throw SqlError(
+            fmt::format("the statement has {} {}, and {} {} given", described.size(),
+                        described.size() == 1 ? "parameter marker" : "parameter markers",
+                        values.size(), values.size() == 1 ? "value is" : "values are"),
+            {});
+    }
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (const auto* file = std::get_if<FileValue>(&values[i])) {
+            BindFile(i + 1, file->name);
+        } else {
+            BindValue(i + 1, std::get<ListValue>(values[i]),
+                      described.empty() ? std::nullopt : std::optional(described[i]));
+        }
+    }
+}
+
+void Statement::BindValue(std::size_t number, const ListValue& value,
+                          const std::optional<ParameterShape>& described)
+{
+    const auto size =
+        static_cast<std::int32_t>(std::max<std::size_t>(std::visit(SizeOf{}, value), 1));
+    const SourceTraits traits = session_.Source();
+    const bool as_described = traits.misreads_dates_as_text && described &&
+                              IsDateTime(*described) && IsText(value);
+    BindOne(number, kCharacterCType,
+            as_described ? static_cast<std::int32_t>(described->sql_type)
+                         : std::visit(TypeOf{traits}, value),
+            size, size);
+    list_ = EncodeList({value});
+    SetList(number);
+}
+
+// Nothing where the driver doesn't describe them.
+std::vector<ParameterShape> Statement::DescribeParameters() const
+{
+    std::vector<ParameterShape> shapes;
+    const Reply reply = Call("DescribeParameters");
+    const auto list = DecodeList(reply.List());
+    if (list.empty()) {
+        return shapes;
+    }
+    shapes.resize(static_cast<std::size_t>(
+        std::max<std::int64_t>(DecodeList(list[0].payload).at(0).Integer(), 0)));
+    for (std::size_t i = 0; i < std::min(shapes.size(), list.size() - 1); ++i) {
+        const auto items = DecodeList(list[i + 1].payload);
+        if (items.size() >= 3) {
+            shapes[i] = {items[0].Integer(), items[1].Integer(), items[2].Integer()};
+        }
+    }
+    return shapes;
+}
+
+void Statement::BindFile(std::size_t number, const std::string& file)
+{
+    std::error_code error;
+    const bool is_file = std::filesystem::is_regular_file(file, error);
+    const auto size = is_file ? std::filesystem::file_size(file, error) : 0;
+    if (error || !is_file) {
+        throw SqlError(fmt::format("{}: {}", file, error ? error.message() : "not a regular file"),
+                       {});
+    }
+    if (size == 0) {
+        throw SqlError(file + ": an empty file can't be sent, as an empty piece is a NULL", {});
+    }
+    constexpr std::uintmax_t kLongestAnnounced = INT32_MAX + kAtExecution;
+    const auto shown = static_cast<std::int32_t>(std::min(size, kLongestAnnounced));
+    const bool is_announced = size <= kLongestAnnounced && WantsLengths();
+    BindOne(number, kBinaryCType, kLongVarbinaryType, shown,
+            kAtExecution - (is_announced ? shown : 0));
+    files_.push_back({file, size});
+}
+
+// Some drivers take no data at execution whose whole length they were not told: SQLite's 0.9998
+// makes it empty.
+bool Statement::WantsLengths() const
+{
+    return session_.Information(kNeedLongDataLength) == "Y";
+}
+
+void Statement::Bind(const std::vector<ParameterShape>& shapes)
+{
+    std::vector<ListValue> lengths;
+    std::vector<ListValue> types;
+    std::vector<ListValue> digits;
+    std::vector<ListValue> directions;
+    std::vector<ListValue> sizes;
+    for (const ParameterShape& shape : shapes) {
+        if (shape.is_binary) {
+            binary_.insert(lengths.size() + 1);
+        }
+        lengths.emplace_back(0);
+        // The one long type for which "BindParameters" chooses the binary C type.
+        types.emplace_back(shape.is_binary ? std::int64_t{kVarbinaryType} : shape.sql_type);
+        digits.emplace_back(shape.digits);
+        directions.emplace_back(kInput);
+        sizes.emplace_back(shape.size);
+    }
+    Check("BindParameters",
+          Call("BindParameters", {EncodeList(lengths), EncodeList(types), EncodeList(digits),
+                                  EncodeList(directions), EncodeList(sizes)})
+              .code);
+}
+
+void Statement::SetText(std::size_t number, std::string_view text)
+{
+    list_.clear();
+    if (session_.WideParameters()) {
+        AppendElement(list_, text.empty() ? std::u16string(1, u'\0') : UnitsFromUtf8(text));
+    } else {
+        // An empty string is what a NULL looks like.
+        AppendElement(list_, text.empty() ? std::string_view("\0", 1) : text);
+    }
+    SetList(number);
+}
+
+void Statement::SetBytes(std::size_t number, std::string_view bytes)
+{
+    list_.clear();
+    AppendElement(list_, bytes);
+    SetList(number);
+}
+
+void Statement::SetNull(std::size_t number)
+{
+    SetBytes(number, {});
+}
+
+void Statement::SetList(std::size_t number)
+{
+    constexpr std::size_t kLongestHead = 4;
+    if (list_.size() > kLongestElement + kLongestHead) {
+        throw SqlError(fmt::format("parameter {}: a value of more than {} bytes comes from a file",
+                                   number, kLongestElement),
+                       {});
+    }
+    const bool is_binary = binary_.contains(number);
+    if (is_binary) {
+        // SQLite's driver 0.9998 keeps the length of a binary parameter from its first execution
+        // until it is bound anew (tests/tool_test.cpp, ToolFiles.ImportsAllRecordsOrNone).
+        const auto size = static_cast<std::int32_t>(list_.size());
+        BindOne(number, kBinaryCType, kVarbinaryType, size, size);
+    }
+    const OptionOff off(session_);
+    ORVEL_EXSTR value = HostServices::Instance().NewLongString(list_);
+    const auto& set = is_binary ? set_binary_ : set_parameter_;
+    Check("SetParameter", set(handle_, &value, static_cast<std::int32_t>(number)));
+}
+
+// Gives the driver each file that it asks for, which it does in the order of the markers. Returns
+// the code of the execution.
+std::int32_t Statement::SendFiles()
+{
+    for (;;) {
+        const Reply reply = Call("ParamData");
+        session_.CheckException("ParamData", handle_.Bytes());
+        const auto code = static_cast<std::int32_t>(DecodeList(reply.List()).at(0).Integer());
+        if (code != ORVEL_NEED_DATA) {
+            return code;
+        }
+        if (files_.empty()) {
+            session_.Fail("the driver asks for data of a parameter that has none", handle_.Bytes());
+        }
+        SendFile(files_.front());
+        files_.pop_front();
+    }
+}
+
+// Sends as many bytes as were announced, neither more nor fewer.
+void Statement::SendFile(const File& file)
+{
+    std::ifstream in(file.name, std::ios::binary);
+    std::string piece;
+    for (std::uintmax_t sent = 0; sent < file.size; sent += piece.size()) {
+        piece.resize(std::min<std::uintmax_t>(kPutSize, file.size - sent));
+        if (!in.read(piece.data(), static_cast<std::streamsize>(piece.size()))) {
+            throw SqlError(
+                fmt::format("{}: {}", file.name,
+                            in.eof() ? "the file became shorter while it was sent"
+                                     : std::generic_category().message(errno)),
+                {});
+        }
+        if (Failed(Call("PutData", {piece}).code)) {
+            session_.Fail(fmt::format("{}: the driver refused the data after byte {}{}", file.name,
+                                      sent, sent > 0 ? "; some drivers take one piece only" : ""),
+                          handle_.Bytes());
+        }
+    }
+    if (in.peek() != std::ifstream::traits_type::eof()) {
+        throw SqlError(file.name + ": the file became longer while it was sent", {});
+    }
+}

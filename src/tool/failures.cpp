@@ -1,0 +1,91 @@
+#include "tool/failures.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "client/Session.h"
+#include "drivers/ConnectionString.h"
+#include "text/terminal_text.h"
+#include "text/value_syntax.h"
+#include "tool/connection_words.h"
+
+namespace {
+
+// A driver may repeat a connection string.
+std::string Shown(const std::string& text)
+{
+    return Printable(WithoutSecrets(text));
+}
+
+std::string NativeCodeOf(const std::string& line)
+{
+    const auto open = line.find('[', line.find("NativeError:"));
+    return open == std::string::npos ? "" : line.substr(open + 1, line.find(']', open) - open - 1);
+}
+
+// The message of a diagnostic record first, then what a person may have to look up.
+std::string DiagnosticText(const std::string& line, const std::string& entry)
+{
+    const std::string state = StateOf(line);
+    if (state.empty() || MessageOf(line) == line) {
+        return line;
+    }
+    return fmt::format("{} (SQLSTATE {}, native code {}{}{})", MessageOf(line), state,
+                       NativeCodeOf(line), entry.empty() ? "" : ", ", entry);
+}
+
+// The driver's words, or else those of the failure.
+void Report(const SqlError& error)
+{
+    const std::string place = error.place.empty() ? "" : error.place + ": ";
+    if (error.diagnostics.empty()) {
+        Complain(place + error.what());
+    }
+    for (const std::string& line : error.diagnostics) {
+        Complain(place + DiagnosticText(line, error.entry));
+    }
+    if (!error.aftermath.empty()) {
+        Complain(error.aftermath);
+    }
+}
+
+}  // namespace
+
+void Complain(std::string_view what)
+{
+    std::fputs(fmt::format("orvelgw: {}\n", Shown(std::string(what))).c_str(), stderr);
+}
+
+ExitCode ReportFailure(const CommandLine& command)
+{
+    try {
+        throw;
+    } catch (const UsageError& error) {
+        Complain(error.what());
+        return kWrongUsage;
+    } catch (const LoadError& error) {
+        Complain(error.what());
+        return kLibraryUnusable;
+    } catch (const CallError& error) {
+        Complain(error.what());
+        return kLibraryUnusable;
+    } catch (const ConnectError& error) {
+        Report(error);
+        Complain(fmt::format("the connection failed; \"orvelgw doctor{}\" says why",
+                             WordsForConnection(command.connection)));
+        return kConnectionFailed;
+    } catch (const SqlError& error) {
+        Report(error);
+        return kSqlFailed;
+    } catch (const std::bad_alloc&) {
+        Complain("out of memory");
+        return kSqlFailed;
+    } catch (const std::exception& error) {
+        Complain(error.what());
+        return kSqlFailed;
+    }
+}

@@ -1,0 +1,31 @@
+// What is said beside the data.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "client/ResultSink.h"
+
+/// Says it on a stream, whatever the format of the data. That nobody can read it stops nothing.
+class Messages : public Reporter {
+public:
+    explicit Messages(std::FILE* stream) : stream_(stream) {}
+
+    void Returned(const ResultSummary& summary) override;
+    void Changed(std::int64_t rows) override;
+    void Done() override;
+    void Warned(const std::vector<std::string>& diagnostics) override;
+
+    /// A line of its own.
+    void Say(const std::string& line) const;
+
+private:
+    void Mention(const std::vector<ColumnNotice>& notices, const char* what) const;
+
+    std::FILE* stream_;
+};
+
+/// A count with its noun: "1 row", "3 rows".
+std::string Counted(std::uint64_t count, const char* noun);
