@@ -42,7 +42,7 @@ install(FILES docs/drivers.md docs/reliability.md DESTINATION ${CMAKE_INSTALL_DO
 if(NOT CMAKE_CROSSCOMPILING)
     set(completion ${CMAKE_CURRENT_BINARY_DIR}/orvelgw.completion)
     add_custom_command(OUTPUT ${completion} DEPENDS orvelgw VERBATIM
-        COMMAND orvelgw --completion >${completion})
+        COMMAND orvelgw --completion > ${completion})
     add_custom_target(completion ALL DEPENDS ${completion})
     install(FILES ${completion} RENAME orvelgw
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT orvelgw)
