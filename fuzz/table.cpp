@@ -138,10 +138,7 @@ private:
     // What a host says is a handle: one that it has, mostly.
     std::string Handle(std::string_view entry)
     {
-        const bool on_connection = entry == "AllocStatement" || entry == "GetInfo" ||
-                                   entry == "Transact" ||
-                                   entry.find("onnect") != std::string_view::npos;
-        const auto& handles = on_connection != Rarely() ? connections_ : statements_;
+        const auto& handles = IsOnConnection(entry) != Rarely() ? connections_ : statements_;
         if (handles.empty() || Rarely()) {
             return Bytes(12);
         }

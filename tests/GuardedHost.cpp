@@ -1,13 +1,16 @@
 #include "GuardedHost.h"
 
+#include <dlfcn.h>
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <new>
 #include <string_view>
 
 #include "client/HostList.h"
+#include "client/HostServices.h"
 
 namespace {
 
@@ -35,6 +38,34 @@ std::size_t Listed(const std::string& list)
     } catch (const ListError&) {
         return list.size();
     }
+}
+
+constexpr int32_t kLog = 1;
+
+template <class Function>
+Function HostFunction(int slot)
+{
+    return reinterpret_cast<Function>(HostServices::Table()[slot]);
+}
+
+int32_t RoutineRef(int32_t* call, int32_t label_length, const char* label, int32_t routine_length,
+                   const char* routine)
+{
+    const auto text = [](const char* bytes, int32_t length) {
+        return std::string_view(bytes, static_cast<std::size_t>(length));
+    };
+    const bool is_log =
+        text(label, label_length) == "Log" && text(routine, routine_length) == "%ourLog";
+    HostFunction<orvel_routine_ref>(ORVEL_SLOT_ROUTINE_REF)(call, label_length, label,
+                                                            routine_length, routine);
+    *call = is_log ? kLog : 0;
+    return 0;
+}
+
+int32_t CallRoutine(int32_t call, int32_t argument_count)
+{
+    const auto run = HostFunction<orvel_call_routine>(ORVEL_SLOT_CALL_ROUTINE);
+    return run(call, call == kLog ? argument_count : 0);
 }
 
 // The room for a value whose size depends on nothing.
@@ -75,6 +106,7 @@ char* GuardedHost::Take(std::size_t size, std::size_t alignment)
     }
     char* bytes = unused.back().start + area_size - aligned;
     taken_.emplace(bytes, unused.back());
+    first_taken_ = first_taken_ != nullptr ? first_taken_ : bytes;
     unused.pop_back();
     return bytes;
 }
@@ -140,4 +172,50 @@ std::size_t GuardedHost::Room(const ORVEL_ZFE& row, const std::vector<Argument>&
         return 50 + many(now.markers, 20);
     }
     return many(std::max(now.diagnostics, 1L), 600);
+}
+
+void GuardedHost::Perform(const std::function<void()>& entry)
+{
+    if (first_counts) {
+        std::memcpy(first_taken_, &*first_counts, sizeof *first_counts);
+    }
+    first_taken_ = nullptr;
+    entry();
+}
+
+const orvel_function* GuardedHost::Table()
+{
+    static const auto table = [] {
+        std::array<orvel_function, ORVEL_HOST_SLOTS> slots{};
+        std::copy_n(HostServices::Table(), slots.size(), slots.begin());
+        slots[ORVEL_SLOT_ROUTINE_REF] = reinterpret_cast<orvel_function>(&RoutineRef);
+        slots[ORVEL_SLOT_CALL_ROUTINE] = reinterpret_cast<orvel_function>(&CallRoutine);
+        return slots;
+    }();
+    return table.data();
+}
+
+void GuardedHost::Attach(const char* library, const orvel_function* table)
+{
+    void* loaded = dlopen(library, RTLD_NOW | RTLD_NOLOAD);
+    reinterpret_cast<decltype(&GetZFTable)>(dlsym(loaded, "GetZFTable"))(nullptr, table);
+    dlclose(loaded);
+}
+
+bool IsOnConnection(std::string_view entry)
+{
+    return entry.ends_with("onnect") || entry.ends_with("Connection") ||
+           entry.ends_with("ConnectOption") || entry == "AllocStatement" || entry == "GetInfo" ||
+           entry == "Transact";
+}
+
+std::vector<Argument> InputsOf(const ORVEL_ZFE& row, const std::map<char, Argument>& by_letter)
+{
+    std::vector<Argument> inputs;
+    for (const char letter : std::string_view(row.signature)) {
+        if (const auto input = by_letter.find(letter); input != by_letter.end()) {
+            inputs.push_back(input->second);
+        }
+    }
+    return inputs;
 }

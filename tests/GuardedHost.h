@@ -1,8 +1,9 @@
-// A host that grants the library what orvelgw.h says and not a byte more.
+// A host that grants the library what orvelgw.h says and not a byte more, and logs by one name.
 #pragma once
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "client/CallHost.h"
@@ -25,6 +26,15 @@ public:
     std::size_t Readable(const ORVEL_ZFE& row, std::size_t index,
                          const Argument& input) const override;
     std::size_t Room(const ORVEL_ZFE& row, const std::vector<Argument>& inputs) const override;
+    void Perform(const std::function<void()>& entry) override;
+
+    /// The functions of HostServices, where no routine but label "Log" of "%ourLog" gets a record.
+    static const orvel_function* Table();
+    /// Gives the loaded library a table of functions in the place of the one it has.
+    static void Attach(const char* library, const orvel_function* table);
+
+    /// What the length word of a call's first argument says, where not the truth.
+    std::optional<uint16_t> first_counts;
 
     /// How many zero bytes follow a counted byte string, for drivers that read on.
     std::size_t behind_names = 0;
@@ -40,4 +50,11 @@ private:
 
     std::map<std::size_t, std::vector<Area>> unused_;  // by size
     std::map<char*, Area> taken_;
+    char* first_taken_ = nullptr;  // since the last call
 };
+
+/// Whether the handle that an entry's inputs begin with is a connection's.
+bool IsOnConnection(std::string_view entry);
+
+/// An entry's inputs: of each letter the argument given.
+std::vector<Argument> InputsOf(const ORVEL_ZFE& row, const std::map<char, Argument>& by_letter);

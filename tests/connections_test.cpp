@@ -1,4 +1,4 @@
-// Connections and diagnostics over the scripted driver manager.
+// Connections, what is told of them, and diagnostics over the scripted driver manager.
 #include <fmt/format.h>
 
 #include "scripted_fixture.h"
@@ -10,15 +10,12 @@ namespace {
 TEST_F(ScriptedTest, ConnectsByName)
 {
     TraceOn();
-    const Reply reply = Call("Connect", {"dsn", "user", {}});
-    EXPECT_EQ(reply.Bytes(), std::string("\xCA\0\0\0\0\0\0\0", 8));
-    EXPECT_EQ(Current().Taken(),
-              "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env1,200,3,0)\nSQLAllocHandle(2,env1)\n"
-              "SQLConnect(dbc2,'dsn',3,'user',4,null,0)\n");
-    EXPECT_EQ(Traced(),
+    EXPECT_EQ(Done("Connect", {"dsn", "user", {}}),
               "Connect BEGIN  \"dsn\", \"user\"\n"
               "ConnectWithTimeout BEGIN  \"dsn\", \"user\", 0\n"
-              "ConnectWithTimeout END\nConnect END\n");
+              "ConnectWithTimeout END\nConnect END\n"
+              "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env1,200,3,0)\nSQLAllocHandle(2,env1)\n"
+              "SQLConnect(dbc2,'dsn',3,'user',4,null,0)\nCA 00 00 00 00 00 00 00\nerror 0");
     for (const int timeout : {5, -5}) {
         Call("ConnectWithTimeout", {"dsn", "u", "secret", timeout});
         const std::string calls = Current().Taken();
@@ -26,17 +23,8 @@ TEST_F(ScriptedTest, ConnectsByName)
             << calls;
     }
     EXPECT_EQ(Traced().find("secret"), std::string::npos);
-    EXPECT_EQ(Call("Connect", {{}, "u", "p"}).length, 0U);
-    EXPECT_EQ(WasError(), -1);
-    EXPECT_EQ(Current().Taken(), "") << "a null name connects to nothing";
-}
-
-TEST_F(ScriptedTest, FreesAConnectionWhoseTimeoutThrows)
-{
-    Current().throwing = {"SQLSetConnectAttr"};
-    Call("ConnectWithTimeout", {"dsn", "u", "p", 5});
-    EXPECT_EQ(WasError(), -1000);
-    EXPECT_TRUE(Current().Taken().ends_with("SQLFreeHandle(2,dbc2)\n"));
+    Code("SetLogOption", {0});
+    EXPECT_EQ(Done("Connect", {{}, "u", "p"}), "error -1") << "a null name connects to nothing";
 }
 
 TEST_F(ScriptedTest, ConnectsByString)
@@ -103,25 +91,17 @@ TEST_F(ScriptedTest, KeepsTheDiagnosticOfAFailedConnection)
     EXPECT_EQ(DecodeList(line.List())[0].payload, begins + std::string(511 - begins.size(), 'm'));
 }
 
-TEST_F(ScriptedTest, TriesTheEnvironmentAgain)
+TEST_F(ScriptedTest, AnEmptyHandleTellsThatThereIsNoEnvironment)
 {
     TraceOn();
-    for (const char* entry : {"DSNConnect", "DSNConnectWithTimeout"}) {
-        std::vector<Argument> inputs{"x"};
-        if (std::string_view(entry) != "DSNConnect") {
-            inputs.emplace_back(3);
-        }
+    for (const bool throws : {false, true}) {
         Current().codes["SQLAllocHandle"] = SQL_ERROR;
-        EXPECT_EQ(Call(entry, inputs).length, 0U);
-        EXPECT_EQ(WasError(), 0) << "an empty handle is the whole answer";
-        Current().codes = {};
-        Current().throwing = {"SQLAllocHandle"};
-        EXPECT_EQ(Call(entry, inputs).length, 0U);
+        Current().throwing =
+            throws ? std::set<std::string>{"SQLAllocHandle"} : std::set<std::string>{};
+        EXPECT_EQ(Call("DSNConnect", {"x"}).length, 0U);
         EXPECT_EQ(WasError(), 0);
-        Current().throwing = {};
     }
     EXPECT_EQ(Traced().find("WithTimeout BEGIN"), std::string::npos);
-    EXPECT_EQ(Call("DSNConnect", {"x"}).length, 8U);
 }
 
 TEST_F(ScriptedTest, LegacyOptionRecreatesTheEnvironment)
@@ -134,9 +114,13 @@ TEST_F(ScriptedTest, LegacyOptionRecreatesTheEnvironment)
               "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env4,200,2,0)\nSQLAllocHandle(2,env4)\n"
               "SQLDriverConnect(dbc5,'DSN=y',5,254,0)\n");
     EXPECT_EQ(Code("Execute", {statement}), -2) << "its connection is gone";
-    Code("SetLegacyOption", {0});
-    Call("ConnectWithTimeout", {"z", "u", "p", 0});
-    EXPECT_EQ(Current().Taken(), "SQLAllocHandle(2,env4)\nSQLConnect(dbc6,'z',1,'u',1,'p',1)\n");
+    for (const int legacy : {1, 0}) {  // one more of ODBC 2, and one behind the option's back
+        Code("SetLegacyOption", {legacy});
+        Call("ConnectWithTimeout", {"z", "u", "p", 0});
+        EXPECT_EQ(Current().Taken(), fmt::format("SQLAllocHandle(2,env4)\n"
+                                                 "SQLConnect(dbc{},'z',1,'u',1,'p',1)\n",
+                                                 7 - legacy));
+    }
 }
 
 TEST_F(ScriptedTest, LegacyOptionBeforeTheFirstConnectionMakesTwoEnvironments)
@@ -149,37 +133,31 @@ TEST_F(ScriptedTest, LegacyOptionBeforeTheFirstConnectionMakesTwoEnvironments)
               "SQLDriverConnect(dbc3,'DSN=y',5,254,0)\n");
 }
 
-TEST_F(ScriptedTest, DisconnectingForgetsStatements)
+TEST_F(ScriptedTest, ConnectionsThatEndTakeTheirStatements)
 {
-    Open();
-    Current().codes["SQLDisconnect"] = SQL_ERROR;
-    EXPECT_EQ(Code("Disconnect", {connection}), 0) << "what matters is that the handle is freed";
-    EXPECT_EQ(Current().Taken(), "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\n");
-    EXPECT_EQ(Code("DropStatement", {statement}), -2);
-    EXPECT_EQ(Code("Disconnect", {connection}), -2);
-}
-
-TEST_F(ScriptedTest, RemovingAConnectionMakesNoCall)
-{
-    Open();
-    TraceOn();
-    EXPECT_EQ(Code("RemoveConnection", {unknown}), 0);
-    EXPECT_EQ(Code("RemoveConnection", {connection}), 0);
-    EXPECT_EQ(Traced(), fmt::format("RemoveConnection BEGIN  handle 0x309\nDisconnect END  0\n"
-                                    "RemoveConnection BEGIN  {}\nDisconnect END  0\n",
-                                    kDbc));
-    EXPECT_EQ(Code("DropStatement", {statement}), -2);
-    EXPECT_EQ(Current().Taken(), "");
+    for (const std::string entry : {"Disconnect", "RemoveConnection"}) {
+        gateway.reset();
+        scripted::Restart();
+        Load();
+        Open();
+        Current().codes["SQLDisconnect"] = SQL_ERROR;
+        TraceOn();
+        EXPECT_EQ(Code(entry, {connection}), 0) << "what matters is that the handle is freed";
+        EXPECT_EQ(Traced(), fmt::format("{} BEGIN  {}\nDisconnect END  0\n", entry, kDbc));
+        const bool is_removal = entry == "RemoveConnection";
+        EXPECT_EQ(Current().Taken(),
+                  is_removal ? "" : "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\n");
+        EXPECT_EQ(Code("DropStatement", {statement}), -2);
+        EXPECT_EQ(Code(entry, {connection}), is_removal ? 0 : -2);
+    }
 }
 
 TEST_F(ScriptedTest, StatementsThatCannotBeMadeOrFreed)
 {
     Open();
-    Current().codes["SQLAllocHandle"] = SQL_SUCCESS_WITH_INFO;
-    const Reply none = Call("AllocStatement", {connection});
-    EXPECT_EQ(none.Bytes(), std::string(8, '\0'));
-    EXPECT_EQ(WasError(), -1);
-    Current().codes = {{"SQLFreeHandle", SQLRETURN{SQL_ERROR}}};
+    Current().codes = {{"SQLAllocHandle", SQLRETURN{SQL_SUCCESS_WITH_INFO}},
+                       {"SQLFreeHandle", SQLRETURN{SQL_ERROR}}};
+    EXPECT_EQ(Call("AllocStatement", {connection}).Bytes(), std::string(8, '\0'));
     EXPECT_EQ(Code("DropStatement", {statement}), -1);
     Current().codes = {};
     EXPECT_EQ(Code("DropStatement", {statement}), 0) << "it was kept";
@@ -205,12 +183,10 @@ TEST_F(ScriptedTest, CollectsEveryRecordOfTheMostSpecificHandle)
     Current().Taken();
     Call("GetSQLErrors", {unknown, ""});
     EXPECT_EQ(Current().calls[0], "SQLGetDiagRec(2,stmt77,1,511)") << "not looked up";
-    Traced();
-    EXPECT_EQ(Call("GetSQLErrors", {connection, unknown}).length, 0U);
-    EXPECT_EQ(Traced(), fmt::format("GetSQLErrors BEGIN  {}, handle 0x309\n"
-                                    "GetSQLErrors END  \"Incorrect HSTMT\"\n",
-                                    kDbc));
-    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Done("GetSQLErrors", {connection, unknown}),
+              fmt::format("GetSQLErrors BEGIN  {}, handle 0x309\n"
+                          "GetSQLErrors END  \"Incorrect HSTMT\"\nerror -1",
+                          kDbc));
 }
 
 TEST_F(ScriptedTest, EndsAnEndlessDriver)
@@ -220,6 +196,92 @@ TEST_F(ScriptedTest, EndsAnEndlessDriver)
     Current().endless_diagnostics = true;
     const Reply reply = Call("GetSQLErrors", {connection, statement});
     EXPECT_EQ(DecodeList(reply.List()).size(), 65'535U);
+}
+
+TEST_F(ScriptedTest, InformationIsBytes)
+{
+    Open();
+    struct Case {
+        SQLRETURN code;
+        scripted::Value value;
+        std::string list;
+    };
+    const Case cases[] = {
+        {0, {.length = 6, .bytes = "SQLite"}, "\"SQLite\""},
+        {1, {.length = 2, .bytes = std::string("\x03\0", 2)}, "\"\\x03\\x00\""},
+        {0, {.length = 0, .bytes = "stale"}, "\"\\x00\""},
+        {0, {.length = -3, .bytes = "stale"}, "\"\\x00\""},
+        {0,
+         {.length = 3000, .bytes = std::string(3000, 'v')},
+         "\"" + std::string(2047, 'v') + "\""},
+        {SQL_ERROR, {.length = 4, .bytes = "lost"}, "\"<ERROR>\""},
+        {SQL_NO_DATA, {}, "\"<ERROR>\""},
+    };
+    for (const Case& c : cases) {
+        Current().codes["SQLGetInfo"] = c.code;
+        Current().values = {c.value};
+        EXPECT_EQ(List("GetInfo", {connection, 17}), c.list);
+        EXPECT_EQ(Code("GetLastSQLCode"), c.code);
+        EXPECT_EQ(WasError(), c.code > 1 || c.code < 0 ? -1 : 0);
+    }
+}
+
+TEST_F(ScriptedTest, DataSourcesBeforeAnyConnection)
+{
+    TraceOn();
+    Current().codes["SQLAllocHandle"] = SQL_ERROR;
+    EXPECT_EQ(Done("DataSources", {2}),
+              "DataSources BEGIN  2\n"
+              "SQLAllocHandle(1,null)\nSQLSetEnvAttr(null,200,3,0)\nerror -1");
+    Current().codes = {};
+    Current().values = {{.length = 4, .bytes = "name"}, {.length = 0, .bytes = "stale"}};
+    EXPECT_EQ(Done("DataSources", {65'538}),
+              "DataSources BEGIN  65538\nDataSources END  \"\\x06\\x01name\\x03\\x01\\x00\"\n"
+              "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env2,200,3,0)\n"
+              "SQLDataSources(env2,2,256,256)\n06 01 6E 61 6D 65 03 01 00\nerror 0");
+    Current().values = {{.length = 500, .bytes = std::string(300, 'n')},
+                        {.length = -1, .bytes = std::string(300, 'd')}};
+    EXPECT_EQ(List("DataSources", {1}),
+              fmt::format("\"{}\", \"{}\"", std::string(256, 'n'), std::string(256, 'd')));
+    Current().codes["SQLDataSources"] = SQL_NO_DATA;
+    EXPECT_EQ(Done("DataSources", {1}),
+              "DataSources BEGIN  1\nSQLDataSources(env2,1,256,256)\nerror -1");
+    Current().throwing = {"SQLDataSources"};
+    EXPECT_EQ(Done("DataSources", {1}),
+              "DataSources BEGIN  1\nDataSources END  \"\"\n"
+              "SQLDataSources(env2,1,256,256)\nerror -1000");
+    Current().Taken();
+    Call("DSNConnect", {"x"});
+    EXPECT_TRUE(Current().Taken().starts_with("SQLAllocHandle(2,env2)\n"));
+}
+
+TEST_F(ScriptedTest, TransactionsOfOneConnectionOrAll)
+{
+    EXPECT_EQ(Code("Transact", {"", 1}), 0);
+    EXPECT_EQ(Current().Taken(), "SQLEndTran(1,null,1)\n") << "there is no environment yet";
+    Open();
+    EXPECT_EQ(Code("Transact", {connection, 1}), 0);
+    EXPECT_EQ(Code("Transact", {"", 65'536}), 0);
+    EXPECT_EQ(Current().Taken(), "SQLEndTran(2,dbc2,1)\nSQLEndTran(1,env1,0)\n");
+}
+
+TEST_F(ScriptedTest, CatalogNamesReachOdbcWhole)
+{
+    Open();
+    const std::u16string longest(513, u'n');
+    EXPECT_EQ(Code("TablesW", {statement, longest, u"", u"", u""}), 0);
+    EXPECT_EQ(Current().Taken(), fmt::format("SQLTablesW(stmt3,'{}...',513,null,0,null,0,null,0)\n",
+                                             std::string(40, 'n')));
+    TraceOn();
+    EXPECT_EQ(Codes("ForeignKeysW", {statement, u"", u"", u"", u"", u"", longest + u"n"}),
+              Pair(-1, -1));
+    EXPECT_NE(Traced().find("ForeignKeysW END  -1\n"), std::string::npos);
+    EXPECT_EQ(Codes("Tables", {statement, std::string(65'533, 'n'), "", "", ""}), Pair(-1, -1))
+        << "the length would say SQL_NTS";
+    EXPECT_EQ(Code("StatisticsW", {statement, std::u16string(65'533, u'n'), u"", u"", 0}), -1);
+    EXPECT_EQ(Current().Taken(), "");
+    Code("Tables", {statement, std::string(40'000, 'n'), "", "", ""});
+    EXPECT_EQ(Current().Taken(), "SQLTables(stmt3,?,-25536,null,0,null,0,null,0)\n");
 }
 
 }  // namespace

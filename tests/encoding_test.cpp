@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <memory>
+#include <functional>
+#include <vector>
 
 #include "client/HostList.h"
 #include "encoding/ZConstList.h"
@@ -16,45 +17,36 @@
 namespace {
 
 /// A reader over bytes in storage of exactly their size, so that a sanitizer sees a step outside.
-class Reader {
-public:
-    explicit Reader(const std::string& bytes)
-        : storage_(std::make_unique<char[]>(bytes.size())),
-          string_{static_cast<uint32_t>(bytes.size()), storage_.get()},
-          list(&string_)
-    {
-        bytes.copy(storage_.get(), bytes.size());
-    }
+struct Reader {
+    explicit Reader(const std::string& bytes) : storage(bytes.begin(), bytes.end()) {}
 
-private:
-    std::unique_ptr<char[]> storage_;
-    ORVEL_EXSTR string_;
-
-public:
-    ZConstList list;
+    std::vector<char> storage;
+    ORVEL_EXSTR string{static_cast<uint32_t>(storage.size()), storage.data()};
+    ZConstList list{&string};
 };
 
-TEST(Conversions, WidenLatin1)
+TEST(Conversions, WidenWithinTheirCapacity)
 {
-    wchar_t wide[4] = {7, 7, 7, 7};
-    const unsigned char text[] = {0x41, 0xE9};
-    EXPECT_EQ(VYRToWide(text, 2, wide, 2), 0);
-    EXPECT_EQ(wide[0], 7);
-    EXPECT_EQ(VYRToWide(text, 2, wide, 3), 2);
-    EXPECT_STREQ(wide, L"A\u00E9");
-}
-
-TEST(Conversions, WidenTwoByteCharacters)
-{
-    const unsigned char text[] = {0x41, 0, 0x3D, 0xD8, 0x00};
-    for (auto* widen : {&uni2_uni4, &uni2_uni4_no_swap}) {
+    const struct {
+        int (*widen)(const unsigned char*, int, wchar_t*, int);
+        int bytes;  // of which an odd one is ignored where two are a character
+        int capacity;
+        std::wstring wide;  // empty: nothing is written
+    } cases[] = {
+        {&VYRToWide, 2, 2, L""},
+        {&VYRToWide, 2, 3, L"A\u00E9"},
+        {&uni2_uni4, 5, 4, {0xE941, 0xD83D}},
+        {&uni2_uni4_no_swap, 5, 4, {0xE941, 0xD83D}},
+        {&uni2_uni4, 4, 0, L""},
+        {&uni2_uni4_no_swap, 4, 0, L""},
+        {&uni2_uni4, 4, 1, {0xE941, 0xD83D}},
+        {&uni2_uni4_no_swap, 4, 1, {0xE941, 0xD83D}},
+    };
+    const unsigned char text[] = {0x41, 0xE9, 0x3D, 0xD8, 0x00};
+    for (const auto& c : cases) {
         wchar_t wide[4] = {7, 7, 7, 7};
-        EXPECT_EQ(widen(text, 5, wide, 4), 2);  // the odd byte is ignored
-        EXPECT_EQ(std::wstring(wide), (std::wstring{0x41, 0xD83D}));
-        wide[0] = 7;
-        EXPECT_EQ(widen(text, 4, wide, 0), 0);
-        EXPECT_EQ(wide[0], 7);
-        EXPECT_EQ(widen(text, 4, wide, 1), 2);  // one more than the capacity passes
+        EXPECT_EQ(c.widen(text, c.bytes, wide, c.capacity), static_cast<int>(c.wide.size()));
+        EXPECT_TRUE(c.wide.empty() ? wide[0] == 7 : wide == c.wide) << c.bytes << c.capacity;
     }
 }
 
@@ -111,13 +103,14 @@ TEST(ZConstList, ReadsValues)
     for (const ReadCase& c : cases) {
         SCOPED_TRACE(c.bytes);
         Reader reader(BytesOf(c.bytes));
-        EXPECT_EQ(reader.list.GetType(), 0) << "nothing is current before the first move";
-        ASSERT_EQ(reader.list.MoveTo(1), 1);
-        EXPECT_EQ(reader.list.GetType(), c.type);
-        EXPECT_EQ(reader.list.GetInt(), c.as_int);
-        EXPECT_EQ(reader.list.GetLong(), c.as_long);
-        EXPECT_DOUBLE_EQ(reader.list.GetDouble(), c.as_double);
-        EXPECT_EQ(reader.list.MoveTo(2), 0);
+        ZConstList& list = reader.list;
+        EXPECT_EQ(list.GetType(), 0) << "nothing is current before the first move";
+        ASSERT_EQ(list.MoveTo(1), 1);
+        EXPECT_EQ(list.GetType(), c.type);
+        EXPECT_EQ(list.GetInt(), c.as_int);
+        EXPECT_EQ(list.GetLong(), c.as_long);
+        EXPECT_DOUBLE_EQ(list.GetDouble(), c.as_double);
+        EXPECT_EQ(list.MoveTo(2), 0);
     }
 }
 
@@ -125,35 +118,27 @@ TEST(ZConstList, Walks)
 {
     Reader reader(BytesOf("03 04 05 04 01 41 42 06 02 41 00 42 00"));
     ZConstList& list = reader.list;
-    EXPECT_EQ(list.MoveTo(3), 1);
-    EXPECT_EQ(list.GetType(), ZConstList::kWideString);
-    EXPECT_EQ(list.uni2_uni4(), 2);
-    EXPECT_STREQ(ZConstList::conv_buf1, L"AB");
-    EXPECT_EQ(list.MoveTo(2), 1);
-    EXPECT_EQ(list.PayloadLength(), 2);
-    EXPECT_EQ(list.MoveTo(0), 1);
-    EXPECT_EQ(list.GetInt(), 5);
-    EXPECT_EQ(list.MoveTo(4), 0);
-    EXPECT_EQ(list.GetInt(), 0) << "past the end there is nothing";
-    EXPECT_EQ(list.MoveTo(1'000'000'000), 0);
+    const std::pair<long, int> steps[] = {
+        {3, ZConstList::kWideString}, {2, ZConstList::kString}, {0, ZConstList::kInteger}};
+    for (const auto& [item, type] : steps) {
+        EXPECT_EQ(list.MoveTo(item), 1);
+        EXPECT_EQ(list.GetType(), type);
+    }
+    for (const long beyond : {4, 1'000'000'000}) {
+        EXPECT_EQ(list.MoveTo(beyond), 0);
+        EXPECT_EQ(list.GetInt(), 0) << "past the end there is nothing";
+    }
     EXPECT_EQ(list.Init(), 1);
-
-    Reader empty{std::string()};
-    EXPECT_EQ(empty.list.MoveTo(1), 0);
-
+    EXPECT_EQ(Reader("").list.MoveTo(1), 0);
     const ORVEL_EXSTR null{5, nullptr};
     EXPECT_EQ(ZConstList(&null).MoveTo(1), 0);
-}
-
-TEST(ZConstList, EmptyElementAnswersForTheNextByte)
-{
-    Reader reader(BytesOf("01 03 04 07"));
-    ASSERT_EQ(reader.list.MoveTo(1), 1);
-    EXPECT_EQ(reader.list.GetType(), ZConstList::kUnsupported);
-    EXPECT_EQ(reader.list.PayloadLength(), 0);
-    EXPECT_EQ(reader.list.uni2_uni4(), 0);
-    ASSERT_EQ(reader.list.MoveTo(2), 1);
-    EXPECT_EQ(reader.list.GetInt(), 7);
+    // An empty element answers for the byte behind it.
+    Reader with_empty(BytesOf("01 03 04 07"));
+    ASSERT_EQ(with_empty.list.MoveTo(1), 1);
+    EXPECT_EQ(with_empty.list.GetType(), ZConstList::kUnsupported);
+    EXPECT_EQ(with_empty.list.PayloadLength(), 0);
+    ASSERT_EQ(with_empty.list.MoveTo(2), 1);
+    EXPECT_EQ(with_empty.list.GetInt(), 7);
 }
 
 // Prefix bytes are signed to this reader: elements of these sizes step backwards or short.
@@ -173,6 +158,7 @@ TEST(ZConstList, LongPrefixesStepShort)
         SCOPED_TRACE(first);
         EXPECT_EQ(reader.list.MoveTo(2), found);
         EXPECT_EQ(reader.list.GetType(), type);
+        EXPECT_EQ(reader.list.GetInt(), type == 2 ? 5 : 0);
     }
     // 65,535 bytes and more: the step is right, the payload lies in the length field.
     ZString list;
@@ -193,62 +179,58 @@ TEST(ZConstList, ConvertsMultibyteAndWidePayloads)
     ASSERT_EQ(multibyte.list.MoveTo(1), 1);
     EXPECT_EQ(multibyte.list.ConvertToUni(), 1);
     EXPECT_EQ(*reinterpret_cast<const wchar_t*>(ZConstList::conv_buf), 0xE9);
+    Reader units(BytesOf("06 02 41 00 42 00"));
+    ASSERT_EQ(units.list.MoveTo(1), 1);
+    EXPECT_EQ(units.list.uni2_uni4(), 2);
+    EXPECT_STREQ(ZConstList::conv_buf1, L"AB");
     Reader wide(BytesOf("0A 01 E9 00 00 00 00 00 00 00"));
     ASSERT_EQ(wide.list.MoveTo(1), 1);
     EXPECT_EQ(wide.list.ConvertToMB(), 2);
     EXPECT_STREQ(ZConstList::conv_buf, "\u00E9");
 }
 
-struct WriteCase {
-    const char* what;
-    void (*write)(ZString& list);
-    const char* starts;
-    std::size_t size;
-};
-
-void Bytes(ZString& list, std::size_t n)
-{
-    list.AppendString(std::string(n, 'x').data(), n);
-}
-
-void Units(ZString& list, std::size_t n)
-{
-    list.AppendCUString(std::u16string(n, u'x').data(), n);
-}
-
 TEST(ZString, WritesEachForm)
 {
-    const WriteCase cases[] = {
-        {"0 bytes", [](ZString& l) { Bytes(l, 0); }, "02 01", 2},
-        {"253 bytes", [](ZString& l) { Bytes(l, 253); }, "FF 01 78", 255},
-        {"254 bytes", [](ZString& l) { Bytes(l, 254); }, "00 FF 00 01 78", 258},
-        {"65,534 bytes", [](ZString& l) { Bytes(l, 65'534); }, "00 FF FF 01 78", 65'538},
-        {"65,535 bytes", [](ZString& l) { Bytes(l, 65'535); }, "00 00 00 00 00 01 00 01 78",
-         65'543},
-        {"126 units", [](ZString& l) { Units(l, 126); }, "FE 02 78 00", 254},
-        {"127 units", [](ZString& l) { Units(l, 127); }, "00 FF 00 02 78 00", 258},
-        {"text", [](ZString& l) { l.AppendNTString("AB"); }, "04 01 41 42", 4},
-        {"empty value", [](ZString& l) { l.AppendEmptyValue(); }, "03 01 00", 3},
-        {"0", [](ZString& l) { l.AppendLong(0); }, "02 04", 2},
-        {"255", [](ZString& l) { l.AppendLong(255); }, "03 04 FF", 3},
-        {"256", [](ZString& l) { l.AppendLong(256); }, "04 04 00 01", 4},
-        {"65,536", [](ZString& l) { l.AppendLong(65'536); }, "05 04 00 00 01", 5},
-        {"2^24", [](ZString& l) { l.AppendLong(1 << 24); }, "06 04 00 00 00 01", 6},
-        {"2^32", [](ZString& l) { l.AppendLong(1L << 32); }, "03 04 00", 3},
-        {"-1", [](ZString& l) { l.AppendLong(-1); }, "03 05 FF", 3},
-        {"-256", [](ZString& l) { l.AppendLong(-256); }, "03 05 00", 3},
-        {"-257", [](ZString& l) { l.AppendLong(-257); }, "04 05 FF FE", 4},
-        {"-2^31", [](ZString& l) { l.AppendLong(INT32_MIN); }, "06 05 00 00 00 80", 6},
+    const auto bytes = [](std::size_t n) {
+        return [=](ZString& list) { list.AppendString(std::string(n, 'x').data(), n); };
     };
-    for (const WriteCase& c : cases) {
-        SCOPED_TRACE(c.what);
+    const auto units = [](std::size_t n) {
+        return [=](ZString& list) { list.AppendCUString(std::u16string(n, u'x').data(), n); };
+    };
+    const auto number = [](long n) { return [=](ZString& list) { list.AppendLong(n); }; };
+    const struct {
+        std::function<void(ZString&)> write;
+        const char* starts;
+        std::size_t size;
+    } cases[] = {
+        {bytes(0), "02 01", 2},
+        {bytes(253), "FF 01 78", 255},
+        {bytes(254), "00 FF 00 01 78", 258},
+        {bytes(65'534), "00 FF FF 01 78", 65'538},
+        {bytes(65'535), "00 00 00 00 00 01 00 01 78", 65'543},
+        {units(126), "FE 02 78 00", 254},
+        {units(127), "00 FF 00 02 78 00", 258},
+        {[](ZString& list) { list.AppendNTString("AB"); }, "04 01 41 42", 4},
+        {[](ZString& list) { list.AppendEmptyValue(); }, "03 01 00", 3},
+        {number(0), "02 04", 2},
+        {number(255), "03 04 FF", 3},
+        {number(256), "04 04 00 01", 4},
+        {number(65'536), "05 04 00 00 01", 5},
+        {number(1 << 24), "06 04 00 00 00 01", 6},
+        {number(1L << 32), "03 04 00", 3},
+        {number(-1), "03 05 FF", 3},
+        {number(-256), "03 05 00", 3},
+        {number(-257), "04 05 FF FE", 4},
+        {number(INT32_MIN), "06 05 00 00 00 80", 6},
+    };
+    for (const auto& c : cases) {
         ZString list;
         c.write(list);
         EXPECT_EQ(HexText(list.substr(0, BytesOf(c.starts).size())), c.starts);
-        EXPECT_EQ(list.size(), c.size);
-        EXPECT_EQ(DecodeList(list).size(), 1U);
-        std::string area = list + std::string(16, '\0');
-        EXPECT_EQ(ListLength(area, static_cast<uint16_t>(list.size())), list.size());
+        EXPECT_EQ(list.size(), c.size) << c.starts;
+        EXPECT_EQ(DecodeList(list).size(), 1U) << c.starts;
+        const std::string area = list + std::string(16, '\0');
+        EXPECT_EQ(ListLength(area, static_cast<uint16_t>(list.size())), list.size()) << c.starts;
     }
 }
 
@@ -311,8 +293,8 @@ TEST_F(Writer, MultibyteTextFollowsTheOption)
     unicode = 1;
     list.AppendConvert("wxyz", 4);  // leaves its traces in the buffer
     list.clear();
-    list.AppendConvert("\u00C5b", 3);
-    EXPECT_EQ(HexText(list), "08 02 C5 00 62 00 00 00") << "the tail is zeros";
+    list.AppendConvert("\u00C5b", 4);
+    EXPECT_EQ(HexText(list), "0A 02 C5 00 62 00 00 00 00 00") << "the tail is zeros";
 }
 
 TEST_F(Writer, RefusesWhatItCannotConvert)

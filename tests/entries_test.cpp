@@ -1,6 +1,7 @@
 // Every entry with a handle, by one table: what reaches ODBC, what comes back, what is traced.
 #include <fmt/format.h>
 
+#include <map>
 #include <ostream>
 #include <vector>
 
@@ -14,6 +15,8 @@ namespace {
 
 /// How an entry answers: by a result code, by a count and a code in the record, by an output.
 enum class Answers { kCode, kCount, kOutput };
+
+constexpr std::size_t kCounted = SIZE_MAX;  // as many as the length word counts
 
 struct HandleCase {
     const char* name = "";
@@ -29,7 +32,9 @@ struct HandleCase {
     const char* failed_end = "  -1";
     const char* call = nullptr;          // the arguments of the ODBC call behind the handle
     const char* begin_label = function;  // its name in the BEGIN record
-    bool traces_two_handle_bytes = false;
+    bool looks_up_counted = false;       // as many bytes of a handle as are counted, else all eight
+    std::size_t traced = kCounted;       // bytes of the handle in the BEGIN record
+    bool is_failure_guarded = false;
     bool begins_only_unknown = false;  // there is a BEGIN record of an unknown handle only
 
     friend void PrintTo(const HandleCase& entry, std::ostream* out) { *out << entry.name; }
@@ -62,15 +67,19 @@ const std::vector<HandleCase> kHandleCases = {
     {"NumColAttribute", {1, 6}, "SQLColAttribute", kOutput, {}, kNumAttribute, kNumAttribute, "  7", "  0"},
     {"StrColAttribute", {1, 6}, "SQLColAttribute", kOutput, {}, kStrAttribute, kStrAttribute, kVa},
     {"StrColAttributeW", {1, 6}, "SQLColAttributeW", kOutput, {}, kStrAttribute, kStrAttribute, kVa},
-    {"GetOneRow", {""}, "SQLGetData", kOutput},
+    {.name = "GetOneRow", .rest = {""}, .odbc = "SQLGetData", .answers = kOutput, .looks_up_counted = true},
     {"FetchRows", {1}, "SQLFetch", kOutput, {}, "ExtendedFetch"},
     {.name = "AllocStatement", .odbc = "SQLAllocHandle", .answers = kOutput, .function = "AllocSt",
      .unknown_label = nullptr, .end = "  handle 0x130", .thrown_end = kZeros, .on_connection = true,
      .failed_end = kZeros},
-    {.name = "GetData", .rest = {2, 1}, .odbc = "SQLGetData", .answers = kOutput, .call = "2,1,32766"},
-    {.name = "GetDataW", .rest = {2, -8}, .odbc = "SQLGetData", .answers = kOutput, .call = "2,-8,131064"},
-    {"GetDataEx", {2, -2, 9}, "SQLGetData", kOutput, ", 2, -2"},
-    {"GetDataExW", {2, -8, 40}, "SQLGetData", kOutput, ", 2, -8", "GetDataEx"},
+    {.name = "GetData", .rest = {2, 1}, .odbc = "SQLGetData", .answers = kOutput, .call = "2,1,32766",
+     .looks_up_counted = true},
+    {.name = "GetDataW", .rest = {2, -8}, .odbc = "SQLGetData", .answers = kOutput, .call = "2,-8,131064",
+     .looks_up_counted = true},
+    {.name = "GetDataEx", .rest = {2, -2, 9}, .odbc = "SQLGetData", .answers = kOutput, .begin = ", 2, -2",
+     .looks_up_counted = true},
+    {.name = "GetDataExW", .rest = {2, -8, 40}, .odbc = "SQLGetData", .answers = kOutput, .begin = ", 2, -8",
+     .function = "GetDataEx", .looks_up_counted = true},
     {.name = "BindParameters", .rest = {kNumber, kNumber, kNumber, kNumber, kNumber},
      .odbc = "SQLBindParameter", .function = "Bind", .call = "1,5,1,5,5,5,buffer,512,5"},
     {.name = "BindParameter", .rest = {1, 2, 8, 6, 15, 3, 300}, .odbc = "SQLBindParameter",
@@ -83,12 +92,14 @@ const std::vector<HandleCase> kHandleCases = {
     {"PutDataW", {u"ab"}, "SQLPutData"},
     {.name = "GetInfo", .rest = {65'553}, .odbc = "SQLGetInfo", .answers = kOutput,
      .on_connection = true, .call = "17,2047,0"},
-    {.name = "GetTypeInfo", .rest = {65'532}, .odbc = "SQLGetTypeInfo", .call = "-4"},
+    {.name = "GetTypeInfo", .rest = {65'532}, .odbc = "SQLGetTypeInfo", .call = "-4", .traced = 8,
+     .is_failure_guarded = true},
     {.name = "SetConnectOption", .rest = {65'638, -3}, .odbc = "SQLSetConnectAttr",
-     .on_connection = true, .call = "65638,-3,0"},
+     .on_connection = true, .call = "65638,-3,0", .looks_up_counted = true, .is_failure_guarded = true},
     {.name = "SetStrConnectOption", .rest = {65'645, "main"}, .odbc = "SQLSetConnectAttr",
-     .on_connection = true, .call = "109,'main',-3"},
-    {.name = "Transact", .rest = {65'537}, .odbc = "SQLEndTran", .on_connection = true},
+     .on_connection = true, .call = "109,'main',-3", .is_failure_guarded = true},
+    {.name = "Transact", .rest = {65'537}, .odbc = "SQLEndTran", .on_connection = true,
+     .is_failure_guarded = true},
 };
 // clang-format on
 
@@ -155,14 +166,25 @@ std::vector<HandleCase> CatalogCases()
             "SQLProcedureColumnsW", "'',0,null,0,'<e9>',1,'',0"),
     };
     // clang-format on
+    constexpr std::string_view kLookUpCounted =
+        " Tables Columns ColumnPrivileges TablePrivileges DescribeProcedures "
+        "DescribeProcedureColumns SpecialColumns SpecialColumnsW ";
+    constexpr std::string_view kTraceEight =
+        " Tables Columns ColumnPrivileges TablePrivileges DescribeProcedureColumns PrimaryKeys "
+        "SpecialColumns Statistics StatisticsW ";
     for (HandleCase& row : rows) {
         const std::string_view name = row.name;
+        const std::string word = fmt::format(" {} ", name);
+        row.is_failure_guarded = true;
+        row.looks_up_counted = kLookUpCounted.find(word) != std::string_view::npos;
+        row.traced = kTraceEight.find(word) != std::string_view::npos ? 8 : kCounted;
         if (name.starts_with("Describe")) {
             row.function = row.name + std::string_view("Describe").size();
             row.unknown_label = row.begin_label = row.function;
         }
-        row.traces_two_handle_bytes = name == "ForeignKeysW";
-        if (name == "StatisticsW") {
+        if (name == "ForeignKeysW") {
+            row.traced = 2;
+        } else if (name == "StatisticsW") {
             row.begin_label = "Statistics";
         } else if (name == "SpecialColumnsW") {
             row.begins_only_unknown = true;
@@ -207,7 +229,7 @@ protected:
     /// The handle as a BEGIN record shows it.
     const char* Known() const
     {
-        return entry.on_connection ? kDbc : entry.traces_two_handle_bytes ? "\"/\\x01\"" : kStmt;
+        return entry.on_connection ? kDbc : entry.traced == 2 ? "\"/\\x01\"" : kStmt;
     }
     /// The records of a call with the known handle, whose END record holds this.
     std::string Records(const char* end) const
@@ -237,10 +259,27 @@ TEST_P(EachEntry, RejectsAnUnknownHandle)
     EXPECT_EQ(Current().Taken(), "") << "nothing reaches the driver";
     const auto end =
         entry.unknown_label != nullptr ? fmt::format("{} END  -2\n", entry.unknown_label) : "";
-    const char* shown = entry.traces_two_handle_bytes ? "\"\\t\\x03\"" : "handle 0x309";
+    const char* shown = entry.traced == 2 ? "\"\\t\\x03\"" : "handle 0x309";
     EXPECT_EQ(Traced(), Begin(shown) + end);
     EXPECT_EQ(WasError(), -1);
     EXPECT_EQ(Code("GetLastSQLCode"), 0);
+}
+
+// The length word of its handle counts nothing, and eight bytes are there.
+TEST_P(EachEntry, TakesAHandleAsCountedOrWhole)
+{
+    guarded.first_counts = 0;
+    const std::string& handle = entry.on_connection ? connection : statement;
+    CallWith(handle);
+    guarded.first_counts.reset();
+    const char* shown = entry.traced == kCounted ? "\"\"" : Known();
+    const bool has_begun = entry.looks_up_counted || !entry.begins_only_unknown;
+    EXPECT_TRUE(Traced().starts_with(has_begun ? Begin(shown) : entry.function));
+    EXPECT_EQ(WasError(), entry.looks_up_counted ? -1 : 0);
+    if (entry.looks_up_counted) {
+        CallWith(handle + "more");
+        EXPECT_EQ(WasError(), 0) << "what exceeds eight bytes is cut";
+    }
 }
 
 TEST_P(EachEntry, ContainsWhatADriverThrows)
@@ -256,6 +295,28 @@ TEST_P(EachEntry, ReportsAFailure)
     EXPECT_TRUE(code == -1 || entry.answers != Answers::kCode) << code;
 }
 
+// The END record of a failure is guarded where the code is no result, and in some entries besides.
+TEST_P(EachEntry, ContainsOrPassesWhatTheLogThrowsOfAFailure)
+{
+    const bool is_guarded =
+        entry.answers == Answers::kCode ? entry.is_failure_guarded : entry.failed_end != kZeros;
+    const bool is_freed = entry.odbc == std::string_view("SQLDisconnect");  // which fails last
+    Current().codes[is_freed ? "SQLFreeHandle" : entry.odbc] = SQL_ERROR;
+    bool has_thrown = false;
+    HostServices::Instance().on_record = [&](const TraceRecord& record) {
+        if (record.name.ends_with(" END") && !std::exchange(has_thrown, true)) {
+            throw std::runtime_error("log");
+        }
+    };
+    const auto call = [&] { CallWith(entry.on_connection ? connection : statement); };
+    if (is_guarded) {
+        call();
+        EXPECT_EQ(WasError(), -1000);
+    } else {
+        EXPECT_THROW(call(), std::runtime_error);
+    }
+}
+
 TEST_P(EachEntry, TracesASuccess)
 {
     ExpectEnd(entry.end, 0);
@@ -266,97 +327,22 @@ TEST_P(EachEntry, TracesASuccess)
     }
 }
 
+TEST_P(EachEntry, HasItsOwnNoData)
+{
+    if (entry.answers != Answers::kCode) {
+        return;
+    }
+    const std::map<std::string_view, Pair> own = {
+        {"Execute", {100, 0}}, {"Fetch", {100, 100}}, {"Disconnect", {0, 0}}};
+    const auto found = own.find(entry.name);
+    Current().codes = {{entry.odbc, SQLRETURN{SQL_NO_DATA}}};
+    const int code = CallWith(entry.on_connection ? connection : statement).code;
+    EXPECT_EQ(Pair(code, WasError()), found != own.end() ? found->second : Pair(100, -1));
+}
+
 INSTANTIATE_TEST_SUITE_P(All, EachEntry, testing::ValuesIn(kHandleCases),
                          [](const auto& entry) { return entry.param.name; });
 INSTANTIATE_TEST_SUITE_P(Catalogs, EachEntry, testing::ValuesIn(CatalogCases()),
                          [](const auto& entry) { return entry.param.name; });
-
-TEST_F(ScriptedTest, NoDataIsEachEntrysOwn)
-{
-    Open();
-    for (const char* function : {"SQLExecute", "SQLMoreResults", "SQLFetch", "SQLFreeStmt"}) {
-        Current().codes[function] = SQL_NO_DATA;
-    }
-    const std::pair<const char*, int> cases[] = {
-        {"Execute", 0}, {"MoreResults", -1}, {"Fetch", 100}, {"CloseCursor", -1}};
-    for (const auto& [name, was_error] : cases) {
-        EXPECT_EQ(Code(name, {statement}), 100) << name;
-        EXPECT_EQ(WasError(), was_error) << name;
-    }
-    Current().codes["SQLExecute"] = SQL_NEED_DATA;
-    EXPECT_EQ(Code("Execute", {statement}), 99);
-    EXPECT_EQ(WasError(), -1);
-}
-
-// A handle argument whose length word says less than the eight bytes that are there.
-class ShortHandle : public ScriptedTest {
-protected:
-    ShortHandle()
-    {
-        Open();
-        std::memcpy(short_statement + 1, statement.data(), statement.size());
-        std::memcpy(short_connection + 1, connection.data(), connection.size());
-    }
-    template <class... Rest>
-    int RawCode(const char* name, const uint16_t* handle, Rest... rest)
-    {
-        int code = 0;
-        auto* entry =
-            reinterpret_cast<int (*)(const void*, Rest..., int*)>(gateway->Find(name)->function);
-        entry(handle, rest..., &code);
-        return code;
-    }
-
-    uint16_t short_statement[5] = {1};
-    uint16_t short_connection[5] = {};  // its handle has one byte that is not 0
-    const uint16_t none[5] = {};
-};
-
-TEST_F(ShortHandle, IsTakenAsCountedOrWhole)
-{
-    const void* name = none;
-    constexpr int kWhole = 0;
-    constexpr int kCounted = -2;
-    const std::pair<const char*, int> four_names[] = {{"Tables", kCounted},
-                                                      {"TablesW", kWhole},
-                                                      {"Columns", kCounted},
-                                                      {"ColumnsW", kWhole},
-                                                      {"ColumnPrivileges", kCounted},
-                                                      {"ColumnPrivilegesW", kWhole},
-                                                      {"DescribeProcedureColumns", kCounted},
-                                                      {"DescribeProcedureColumnsW", kWhole}};
-    for (const auto& [entry, code] : four_names) {
-        EXPECT_EQ(RawCode(entry, short_statement, name, name, name, name), code) << entry;
-    }
-    const std::pair<const char*, int> three_names[] = {
-        {"TablePrivileges", kCounted},    {"TablePrivilegesW", kWhole},
-        {"DescribeProcedures", kCounted}, {"DescribeProceduresW", kWhole},
-        {"PrimaryKeys", kWhole},          {"PrimaryKeysW", kWhole}};
-    for (const auto& [entry, code] : three_names) {
-        EXPECT_EQ(RawCode(entry, short_statement, name, name, name), code) << entry;
-    }
-    for (const char* entry : {"Statistics", "StatisticsW"}) {
-        EXPECT_EQ(RawCode(entry, short_statement, name, name, name, 0), kWhole) << entry;
-    }
-    for (const char* entry : {"SpecialColumns", "SpecialColumnsW"}) {
-        EXPECT_EQ(RawCode(entry, short_statement, 1, name, name, name, 0, 0), kCounted) << entry;
-    }
-    for (const char* entry : {"ForeignKeys", "ForeignKeysW"}) {
-        EXPECT_EQ(RawCode(entry, short_statement, name, name, name, name, name, name), kWhole);
-    }
-    EXPECT_EQ(RawCode("Execute", short_statement), kWhole);
-    EXPECT_EQ(RawCode("SetConnectOption", short_connection, 1, 1), kCounted);
-    EXPECT_EQ(RawCode("SetStrConnectOption", short_connection, 1, "x"), kWhole);
-    char output[64] = {};
-    const std::pair<const char*, int> reading[] = {{"GetData", -8}, {"GetDataW", 1}};
-    for (const auto& [entry, c_type] : reading) {
-        RawCode(entry, short_statement, 1, c_type, output);
-        EXPECT_EQ(WasError(), -1) << entry;
-    }
-    RawCode("GetOneRow", short_statement, name, output);
-    EXPECT_EQ(WasError(), -1);
-    Call("GetOneRow", {statement + "more", ""});
-    EXPECT_EQ(WasError(), 0) << "what exceeds 8 bytes is cut";
-}
 
 }  // namespace

@@ -4,15 +4,13 @@
 // no long string. This program is the host, the driver manager and the allocator.
 #include <dlfcn.h>
 #include <fmt/format.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <new>
 
 #include "TemporaryFolder.h"
@@ -115,7 +113,7 @@ public:
         entry();
     }
 
-    /// The functions of a host in front of those of HostServices.
+    /// The tests' table of functions, which are none of the library's own work.
     static const orvel_function* Table()
     {
         static std::array<orvel_function, ORVEL_HOST_SLOTS> slots{};
@@ -137,7 +135,7 @@ private:
         return reinterpret_cast<orvel_function>(+[](Arguments... arguments) {
             const scripted::Inside inside;
             using Function = char* (*)(Arguments...);
-            return reinterpret_cast<Function>(HostServices::Table()[slot])(arguments...);
+            return reinterpret_cast<Function>(GuardedHost::Table()[slot])(arguments...);
         });
     }
 };
@@ -171,7 +169,7 @@ public:
         watched.failure = failure;
         HostServices::Instance().call_host = &host;
         gateway_.emplace(ORVELGW_LIBRARY);
-        UseTable();
+        GuardedHost::Attach(ORVELGW_LIBRARY, WatchingHost::Table());
     }
 
     /// Whether the failure came: otherwise all that could fail has failed before.
@@ -225,14 +223,6 @@ private:
         }
     }
 
-    static void UseTable()
-    {
-        void* library = dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-        auto* use = reinterpret_cast<decltype(&GetZFTable)>(dlsym(library, "GetZFTable"));
-        use(nullptr, WatchingHost::Table());
-        dlclose(library);
-    }
-
     // Nothing fails here: the failure is as far away as can be.
     void Open()
     {
@@ -248,49 +238,21 @@ private:
         watched.failure.nth = nth;
     }
 
-    bool IsOnConnection() const
-    {
-        const std::string_view name = row_.name;
-        return name.ends_with("onnect") || name.ends_with("Connection") ||
-               name.ends_with("ConnectOption") || name == "AllocStatement" || name == "GetInfo" ||
-               name == "Transact";
-    }
-
     std::vector<Argument> Inputs() const
     {
         const std::string_view name = row_.name;
-        const std::string_view signature = row_.signature;
-        std::vector<Argument> inputs;
-        for (std::size_t i = 0; i < signature.size(); ++i) {
-            switch (signature[i]) {
-                case 'c':
-                    inputs.emplace_back(kLongText);
-                    break;
-                case 'b':
-                    if (i == 0) {
-                        const bool has_both = name == "GetSQLErrors";
-                        const auto& handle =
-                            IsOnConnection() || has_both ? connection_ : statement_;
-                        inputs.emplace_back(handle.empty() ? std::string("\x09\x03\0\0\0\0\0\0", 8)
-                                                           : handle);
-                    } else {
-                        inputs.emplace_back(name == "GetSQLErrors" ? statement_
-                                            : name == "PutData"    ? kLongText
-                                                                   : EncodeList({1}));
-                    }
-                    break;
-                case 's':
-                    inputs.emplace_back(std::u16string(400, u'u'));
-                    break;
-                case 'j':
-                    inputs.emplace_back(EncodeList({kLongText}));
-                    break;
-                case 'i':
-                    inputs.emplace_back(1);
-                    break;
-                default:
-                    break;
-            }
+        auto inputs = InputsOf(row_, {{'c', kLongText},
+                                      {'b', EncodeList({1})},
+                                      {'s', std::u16string(400, u'u')},
+                                      {'j', EncodeList({kLongText})},
+                                      {'i', 1}});
+        const bool has_both = name == "GetSQLErrors";
+        if (has_both || name == "PutData") {
+            inputs[1] = has_both ? statement_ : kLongText;
+        }
+        if (row_.signature[0] == 'b') {
+            const auto& handle = IsOnConnection(name) || has_both ? connection_ : statement_;
+            inputs[0] = setting_.is_open ? handle : std::string("\x09\x03\0\0\0\0\0\0", 8);
         }
         return inputs;
     }
@@ -389,45 +351,6 @@ private:
     std::vector<std::string> problems_;
 };
 
-/// What a child process tells its parent, which outlives it.
-struct Shared {
-    int nth;
-    int cases;
-    int problems;
-};
-
-// Runs an entry with the failure at each place in turn; a child process goes on where the last one
-// ended.
-void FailEverywhere(const ORVEL_ZFE& row, const Setting& setting, Failure failure, Shared& shared)
-{
-    const auto told = [&](const std::string& what) {
-        ++shared.problems;
-        fmt::print(stderr, "{}, {}: failure {} code {} no. {} {}: {}\n", row.name, setting.name,
-                   static_cast<int>(failure.kind), failure.code, shared.nth, watched.failed, what);
-    };
-    shared.nth = 0;
-    for (int status = 1; status != 0;) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            bool came = true;
-            while (came) {
-                failure.nth = ++shared.nth;
-                std::vector<std::string> problems;
-                came = Case(row, setting, failure).Run(problems);
-                for (const std::string& problem : problems) {
-                    told(problem);
-                }
-                shared.cases += came ? 1 : 0;
-            }
-            std::_Exit(0);
-        }
-        ::waitpid(child, &status, 0);
-        if (status != 0) {
-            told(fmt::format("the process ended, status {:#x}", status));
-        }
-    }
-}
-
 class Failures : public testing::Test {
 protected:
     Failures()
@@ -438,35 +361,48 @@ protected:
                                                   locales_.path / kLocale);
         ::setenv("LOCPATH", locales_.path.c_str(), 1);
         EXPECT_STREQ(std::setlocale(LC_CTYPE, kLocale), kLocale);
-        const Gateway gateway(ORVELGW_LIBRARY);
-        for (const ORVEL_ZFE* row = gateway.Table(); row->name != nullptr; ++row) {
-            rows_.emplace_back(row->name, row->signature);
-        }
-        shared_ = static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
-                                              MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     }
     ~Failures() override
     {
-        fmt::print("{} cases, {} problems\n", shared_->cases, shared_->problems);
-        EXPECT_EQ(shared_->problems, 0);
-        EXPECT_GT(shared_->cases, 0);
-        ::munmap(shared_, sizeof(Shared));
+        fmt::print("{} cases, {} problems\n", cases_, problems_);
+        EXPECT_EQ(problems_, 0);
+        EXPECT_GT(cases_, 0);
     }
 
-    void Everywhere(Failure failure)
+    /// Runs every entry in every setting with the failure at each place in turn.
+    void Everywhere(const Failure& failure)
     {
-        for (const auto& [name, signature] : rows_) {
+        std::vector<std::pair<std::string, std::string>> rows;  // which outlive the library
+        auto gateway = std::make_unique<Gateway>(ORVELGW_LIBRARY);
+        for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row) {
+            rows.emplace_back(row->name, row->signature);
+        }
+        gateway.reset();
+        for (const auto& [name, signature] : rows) {
             for (const Setting& setting : kSettings) {
-                FailEverywhere({name.c_str(), signature.c_str(), nullptr}, setting, failure,
-                               *shared_);
+                Everywhere({name.c_str(), signature.c_str(), nullptr}, setting, failure);
             }
         }
     }
 
 private:
+    void Everywhere(const ORVEL_ZFE& row, const Setting& setting, Failure failure)
+    {
+        std::vector<std::string> problems;
+        for (failure.nth = 1; Case(row, setting, failure).Run(problems); ++failure.nth) {
+            ++cases_;
+            for (const std::string& problem : std::exchange(problems, {})) {
+                ++problems_;
+                fmt::print(stderr, "{}, {}: failure {} code {} no. {} {}: {}\n", row.name,
+                           setting.name, static_cast<int>(failure.kind), failure.code, failure.nth,
+                           watched.failed, problem);
+            }
+        }
+    }
+
     const TemporaryFolder locales_;
-    std::vector<std::pair<std::string, std::string>> rows_;  // names and signatures
-    Shared* shared_;
+    int cases_ = 0;
+    int problems_ = 0;
 };
 
 TEST_F(Failures, OfAnAllocation)

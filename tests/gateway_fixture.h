@@ -26,7 +26,7 @@ protected:
         HostServices::Instance().on_record = [this](const TraceRecord& record) {
             trace += RecordText(record) + "\n";
         };
-        gateway.emplace(ORVELGW_LIBRARY);
+        Load();
     }
     ~GatewayTest() override
     {
@@ -35,6 +35,11 @@ protected:
         EXPECT_EQ(HostServices::Instance().LongStringsOut(), 0);
     }
 
+    void Load()
+    {
+        gateway.emplace(ORVELGW_LIBRARY);
+        GuardedHost::Attach(ORVELGW_LIBRARY, GuardedHost::Table());
+    }
     Reply Call(std::string_view name, const std::vector<Argument>& inputs = {}) const
     {
         return gateway->Call(name, inputs);
@@ -53,7 +58,24 @@ protected:
     {
         return ListText(Call(name, inputs).List());
     }
+    /// The lists in the list that an entry gives back, one a line.
+    std::string Rows(std::string_view name, const std::vector<Argument>& inputs) const
+    {
+        std::string text;
+        const Reply reply = Call(name, inputs);
+        for (const ListElement& row : DecodeList(reply.List())) {
+            text += ListText(row.payload) + "\n";
+        }
+        return text;
+    }
     int32_t WasError() const { return Code("WasError"); }
+    /// The code of a call, and that of "WasError" behind it.
+    using Pair = std::pair<int32_t, int32_t>;
+    Pair Codes(std::string_view name, const std::vector<Argument>& inputs = {}) const
+    {
+        const int32_t code = Code(name, inputs);
+        return {code, WasError()};
+    }
 
     /// The records traced since the last time, one a line.
     std::string Traced() { return std::exchange(trace, {}); }

@@ -1,4 +1,4 @@
-// Statements, columns and rows over the scripted driver manager.
+// Statements, columns, rows and a value's pieces over the scripted driver manager.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -11,6 +11,12 @@ using scripted::Value;
 using scripted::WideBytes;
 
 namespace {
+
+/// A value of wide text as a driver brings it that counts right.
+Value Whole(const std::wstring& text)
+{
+    return {.length = static_cast<SQLLEN>(sizeof(wchar_t) * text.size()), .bytes = WideBytes(text)};
+}
 
 TEST_F(ScriptedTest, PreparesTextOfAnyWidth)
 {
@@ -44,11 +50,9 @@ TEST_F(ScriptedTest, CountsAreWrittenWhateverTheCode)
     Current().columns = -1;
     Current().codes = {{"SQLRowCount", SQLRETURN{-1}}, {"SQLNumResultCols", SQLRETURN{1}}};
     EXPECT_EQ(Code("RowCount", {statement}), 5);
-    EXPECT_EQ(Code("GetLastSQLCode"), -1);
-    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Codes("GetLastSQLCode"), Pair(-1, -1));
     EXPECT_EQ(Code("NumResultCols", {statement}), -1);
-    EXPECT_EQ(Code("GetLastSQLCode"), 1);
-    EXPECT_EQ(WasError(), 0);
+    EXPECT_EQ(Codes("GetLastSQLCode"), Pair(1, 0));
     Call("PreparseSQL", {u"x", 1, ""});
     EXPECT_EQ(Code("GetLastSQLCode"), 1) << "it resets nothing";
     Code("SetStmtOption", {statement, 65'536 + 7, -2});
@@ -58,19 +62,12 @@ TEST_F(ScriptedTest, CountsAreWrittenWhateverTheCode)
 TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
 {
     Open();
-    const char* header =
-        "\"SqlType\", \"Precision\", \"Scale\", \"Nullable\", \"Datatype\", \"DisplaySize\", "
-        "\"IsMoney?\"";
+    const std::string header =
+        R"(, "SqlType", "Precision", "Scale", "Nullable", "Datatype", "DisplaySize", "IsMoney?")"
+        "\n";
+    const auto describe = [&] { return Rows("DescribeColumns", {statement}); };
     Current().columns = 0;
-    const auto describe = [&] {
-        std::string text;
-        const Reply reply = Call("DescribeColumns", {statement});
-        for (const auto& row : DecodeList(reply.List())) {
-            text += ListText(row.payload) + "\n";
-        }
-        return text;
-    };
-    EXPECT_EQ(describe(), std::string("0, ") + header + "\n");
+    EXPECT_EQ(describe(), "0" + header);
     Current().columns = 2;
     Current().values = {{.length = 300, .bytes = std::string(300, 'n'), .number = 1L << 32},
                         {.bytes = std::string(40, 't')},
@@ -78,7 +75,7 @@ TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
                         {.number = 1},
                         {.code = SQL_ERROR}};
     Current().Taken();
-    EXPECT_EQ(describe(), fmt::format("2, {}\n\"{}\", 12, 0, 0, 0, \"{}\", 9, 1\n", header,
+    EXPECT_EQ(describe(), fmt::format("2{}\"{}\", 12, 0, 0, 0, \"{}\", 9, 1\n", header,
                                       std::string(128, 'n'), std::string(32, 't')));
     EXPECT_EQ(WasError(), -1);
     EXPECT_EQ(
@@ -89,12 +86,10 @@ TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
     Code("SetUnicodeOption", {1});
     Current().columns = 1;
     Current().values = {{.length = 4, .bytes = WideBytes(L"\u00E9b")}, {.bytes = "t"}};
-    EXPECT_EQ(describe(), fmt::format("1, {}\nu\"\u00E9b\", 12, 0, 0, 0, \"t\", 0, 0\n", header));
+    EXPECT_EQ(describe(), "1" + header + "u\"\u00E9b\", 12, 0, 0, 0, \"t\", 0, 0\n");
     Current().columns = INT16_MAX;  // a count that a loop's own type must not end at
     Current().values = {{.length = 0}};
-    EXPECT_EQ(DecodeList(Call("DescribeColumns", {statement}).List()).size(), INT16_MAX + 1U);
-    Current().codes["SQLNumResultCols"] = SQL_ERROR;
-    EXPECT_EQ(describe(), "");
+    EXPECT_EQ(std::ranges::count(describe(), '\n'), INT16_MAX + 1);
 }
 
 TEST_F(ScriptedTest, TakesTextAttributesByTheirLength)
@@ -216,18 +211,18 @@ TEST_F(RowTest, ItemsFollowCodeAndIndicator)
 // What a driver manager does to wide text of a narrow driver.
 TEST_F(RowTest, MendsWidenedValues)
 {
-    const auto bytes = [](const std::wstring& text) { return WideBytes(text); };
     EXPECT_EQ(Items("FetchRows", 1, {{.length = -4}}), "\"\"") << "a NULL, times four";
-    const std::string cut = Items("FetchRows", 1, {{.length = -4, .bytes = bytes(L"x")}});
+    const std::string cut = Items("FetchRows", 1, {{.length = -4, .bytes = WideBytes(L"x")}});
     EXPECT_EQ(cut.size(), 4 + 4 * 999U) << "a value of unknown length, with zeros behind it";
-    EXPECT_EQ(Items("FetchRows", 1, {{.length = 12, .bytes = bytes(L"\u00E9x")}}), "u\"\u00E9x\"")
+    EXPECT_EQ(Items("FetchRows", 1, {{.length = 12, .bytes = WideBytes(L"\u00E9x")}}),
+              "u\"\u00E9x\"")
         << "three bytes were two characters";
     EXPECT_EQ(Items("FetchRows", 1, {{.length = 8}}), "\"\\x00\"") << "characters nobody wrote";
     // Nothing of one value shows in the next.
     EXPECT_EQ(Items("FetchRows", 1,
-                    {{.length = 16, .bytes = bytes(L"abcd")},
-                     {.code = 1, .length = 16, .bytes = bytes(L"e")},
-                     {.length = 4, .bytes = bytes(L"f")},
+                    {Whole(L"abcd"),
+                     {.code = 1, .length = 16, .bytes = WideBytes(L"e")},
+                     Whole(L"f"),
                      {.length = -1},
                      {.code = 1, .length = 8}}),
               "u\"abcd\", u\"e\\x00\\x00\\x00\", u\"f\", \"\", u\"\\x00\\x00\"");
@@ -261,8 +256,7 @@ TEST_F(RowTest, WithoutTheOptionTextEndsAtItsTerminator)
 TEST_F(RowTest, ReadsListedColumns)
 {
     Current().columns = 3;
-    Current().values = {{.length = 4, .bytes = WideBytes(L"c")},
-                        {.length = 4, .bytes = WideBytes(L"a")}};
+    Current().values = {Whole(L"c"), Whole(L"a")};
     ZString numbers;
     numbers.AppendLong(3);
     numbers.AppendLong(1);
@@ -275,8 +269,7 @@ TEST_F(RowTest, ReadsListedColumns)
         ZString more = numbers;
         more.AppendLong(number);
         EXPECT_EQ(Call("GetOneRow", {statement, more}).length, 0U);
-        EXPECT_EQ(Code("GetLastSQLCode"), -1);
-        EXPECT_EQ(WasError(), -1);
+        EXPECT_EQ(Codes("GetLastSQLCode"), Pair(-1, -1));
     }
     Current().codes["SQLNumResultCols"] = SQL_SUCCESS_WITH_INFO;
     for (const auto& [entry, argument] :
@@ -288,12 +281,13 @@ TEST_F(RowTest, ReadsListedColumns)
 
 TEST_F(RowTest, FetchesRowsUntilTheyRunOut)
 {
-    Current().values = {{.length = 4, .bytes = WideBytes(L"v")}};
+    Current().values = {Whole(L"v")};
     struct Case {
         int has, wanted, delivered, code, fetches;
     };
     for (const auto& [has, wanted, delivered, code, fetches] :
-         {Case{3, 5, 3, 0, 4}, Case{3, 3, 3, 0, 3}, Case{0, 5, 0, 0, 1}, Case{3, 0, 0, 0, 1}}) {
+         {Case{3, 5, 3, 0, 4}, Case{3, 3, 3, 0, 3}, Case{0, 5, 0, 0, 1}, Case{3, 0, 0, 0, 1},
+          Case{3, -1, 3, 0, 4}}) {
         Current().rows = has;
         Current().Taken();
         EXPECT_EQ(DecodeList(Call("FetchRows", {statement, wanted}).List()).size(),
@@ -303,11 +297,9 @@ TEST_F(RowTest, FetchesRowsUntilTheyRunOut)
     }
     Current().columns = 2;
     Current().values.push_back({.code = SQL_ERROR});
-    EXPECT_EQ(Items("FetchRows", 1, {{.code = SQL_ERROR}, {.length = 4, .bytes = WideBytes(L"v")}}),
-              "\"<ERROR>\", u\"v\"");
+    EXPECT_EQ(Items("FetchRows", 1, {{.code = SQL_ERROR}, Whole(L"v")}), "\"<ERROR>\", u\"v\"");
     EXPECT_EQ(WasError(), 0) << "a later column read well";
-    EXPECT_EQ(Items("FetchRows", 1, {{.length = 4, .bytes = WideBytes(L"v")}, {.code = SQL_ERROR}}),
-              "u\"v\", \"<ERROR>\"");
+    EXPECT_EQ(Items("FetchRows", 1, {Whole(L"v"), {.code = SQL_ERROR}}), "u\"v\", \"<ERROR>\"");
     EXPECT_EQ(Code("GetLastSQLCode"), -1);
     Current().columns = 0;
     EXPECT_EQ(Call("FetchRows", {statement, 1}).length, 0U);
@@ -326,8 +318,100 @@ TEST_F(RowTest, DeliversListsBeyondTheLengthWord)
     EXPECT_EQ(DecodeList(most.List()).size(), static_cast<std::size_t>(kMost));
     EXPECT_EQ(WasError(), 0);
     EXPECT_EQ(List("FetchRows", {statement, kMost + 1}), "\"<ERROR:Too much data was requested>\"");
-    EXPECT_EQ(Code("GetLastSQLCode"), -28);
-    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Codes("GetLastSQLCode"), Pair(-28, -1));
+}
+
+class LongDataTest : public ScriptedTest {
+protected:
+    LongDataTest() { Open(); }
+
+    Reply Read(const char* entry, const std::vector<Argument>& rest,
+               const scripted::Value& value) const
+    {
+        Current().values = {value};
+        return CallOn(statement, entry, rest);
+    }
+};
+
+struct PieceCase {
+    int c_type;
+    SQLRETURN code;
+    SQLLEN indicator;
+    uint32_t counted;       // what the length word of "GetData" says
+    uint32_t filled;        // how many of its bytes or characters the driver wrote
+    uint32_t long_counted;  // the same of "GetDataEx" with a length of 100
+    uint32_t long_filled;
+};
+
+TEST_F(LongDataTest, LengthsFollowCodeAndIndicator)
+{
+    // A driver that fills what it is offered.
+    const std::string bytes(40'000, 'x');
+    const std::string wide = WideBytes(std::wstring(40'000, L'x'));
+    const PieceCase cases[] = {
+        {1, 0, SQL_NULL_DATA, 0, 0, 0, 0},
+        {-2, 0, SQL_NULL_DATA, 0, 0, 0, 0},
+        {-8, 0, SQL_NULL_DATA, 0, 0, 0, 0},
+        {1, 0, 0, 1, 0, 1, 0},  // empty text is one zero
+        {-8, 0, 0, 1, 0, 1, 0},
+        {-2, 0, 0, 0, 0, 0, 0},
+        {1, SQL_ERROR, 5, 0, 0, 0, 0},
+        {-8, SQL_NO_DATA, 8, 0, 0, 0, 0},
+        {1, 0, 5, 5, 5, 5, 5},
+        {-8, 0, 20, 5, 5, 5, 5},
+        {-2, 1, 101, 101, 101, 100, 100},
+        {1, 0, 32'765, 32'765, 32'765, 100, 100},
+        {1, 1, 32'766, 32'765, 32'765, 100, 100},
+        {-2, 1, 32'766, 32'766, 32'766, 100, 100},
+        {1, 1, SQL_NO_TOTAL, 32'765, 32'765, 100, 100},
+        {-2, 1, SQL_NO_TOTAL, 32'766, 32'766, 100, 100},
+        {-2, 1, INT64_MIN, 32'766, 32'766, 100, 100},
+        // Wide: 16 bits of bytes; a length of 100 offers 100 bytes, a quarter of what is delivered.
+        {-8, 0, 65'532, 16'383, 16'383, 100, 25},
+        {-8, 0, 65'536, 0, 0, 100, 25},
+        {-8, 0, 131'060, 16'381, 16'381, 100, 25},
+        {-8, 1, 131'064, 16'381, 16'381, 100, 25},
+        {-8, 1, SQL_NO_TOTAL, 16'381, 16'381, 100, 25},
+        {-8, 1, 200, 50, 50, 50, 25},
+    };
+    for (const PieceCase& c : cases) {
+        const bool is_wide = c.c_type == -8;
+        const scripted::Value value{
+            .code = c.code, .length = c.indicator, .bytes = is_wide ? wide : bytes};
+        const auto expect = [&](const Reply& reply, uint32_t counted, uint32_t filled) {
+            SCOPED_TRACE(fmt::format("C type {} code {} indicator {} of {}", c.c_type, c.code,
+                                     c.indicator, Current().calls.back()));
+            EXPECT_EQ(reply.length, counted);
+            const std::size_t unit = is_wide ? 2 : 1;
+            const auto written = reply.Area().substr(0, unit * filled);
+            EXPECT_EQ(std::ranges::count(written, 'x'), filled);
+            const std::size_t left = unit * (counted - filled);
+            const auto rest = reply.Area().substr(unit * filled, left);
+            EXPECT_EQ(rest, std::string(left, '\0')) << "zeros where the driver wrote nothing";
+            EXPECT_EQ(Code("GetLastSQLCode"), c.code);
+        };
+        for (const char* entry : {"GetData", "GetDataW"}) {
+            expect(Read(entry, {1, c.c_type}, value), c.counted, c.filled);
+        }
+        for (const char* entry : {"GetDataEx", "GetDataExW"}) {
+            expect(Read(entry, {1, c.c_type, 100}, value), c.long_counted, c.long_filled);
+        }
+    }
+}
+
+TEST_F(LongDataTest, OtherCTypesAreRefused)
+{
+    TraceOn();
+    for (const int c_type : {4, 0, 99, 65'537, -65'544}) {
+        for (const char* entry : {"GetData", "GetDataW", "GetDataEx"}) {
+            std::vector<Argument> inputs{statement, 1, c_type, 10};
+            inputs.resize(std::string_view(entry) == "GetDataEx" ? 4 : 3);
+            EXPECT_EQ(Done(entry, inputs), fmt::format("{0} BEGIN  {1}, 1, {2}\n{0} END\nerror -27",
+                                                       entry, kStmt, c_type));
+        }
+    }
+    EXPECT_EQ(Read("GetDataEx", {1, 1, -1}, {.length = 5}).length, 0U) << "a negative length";
+    EXPECT_EQ(WasError(), -1000);
 }
 
 }  // namespace

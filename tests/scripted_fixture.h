@@ -1,6 +1,8 @@
 // The library over the scripted driver manager.
 #pragma once
 
+#include <fmt/format.h>
+
 #include <string>
 
 #include "gateway_fixture.h"
@@ -35,6 +37,19 @@ protected:
     {
         Call("SetLogOption", {1});
         Traced();
+    }
+
+    /// All that a call does: what it traces, what it asks of ODBC, its output in hexadecimal, the
+    /// code of "WasError".
+    std::string Done(std::string_view name, const std::vector<Argument>& inputs)
+    {
+        Traced();
+        scripted::Current().Taken();
+        const Reply reply = Call(name, inputs);
+        const std::string records = Traced();
+        const std::string output = HexText(reply.Bytes());
+        return fmt::format("{}{}{}{}error {}", records, scripted::Current().Taken(), output,
+                           output.empty() ? "" : "\n", WasError());
     }
 
     std::string connection;

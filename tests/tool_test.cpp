@@ -60,8 +60,8 @@ TEST(Tool, ExitCodesTellWhatFailed)
         {memory + "-c 'SELECT 1 WHERE 1 = 0' --get /dev/null", 1, "no row"},
         {memory + "-c 'CREATE TABLE t(a)' --get /dev/null", 1, "no result"},
         {memory + select + "--get /no/such/file", 1, "/no/such/file: No such file"},
-        {memory + "-c 'SELECT ?, ?' -p 1", 1, "has 2 markers, and 1 value is given"},
-        {memory + "-c 'SELECT 1' -p 1 -p 2", 1, "has 0 markers, and 2 values are given"},
+        {memory + "-c 'SELECT ?, ?' -p 1", 1, "has 2 parameter markers, and 1 value is given"},
+        {memory + "-c 'SELECT 1' -p 1 -p 2", 1, "has 0 parameter markers, and 2 values are given"},
         {memory + select + "--null= ", 0, "(1 row)"},
         {memory + select + "--get=", 1, "No such file"},
     };
@@ -90,27 +90,64 @@ TEST(Tool, PrintsAlignedColumns)
     EXPECT_EQ(RunTool(kMemory + sql + "--null '~'").data.find("NULL"), std::string::npos);
 }
 
-TEST(Tool, SaysWhereAValueMayBeCut)
+// Whatever the mode, a table shows what is in the database.
+TEST(Tool, ShowsValuesWholeAndApart)
 {
-    const std::string sql = "-c \"SELECT 1 AS a, printf('%.*c', 1001, 'x') AS b\" ";
-    for (const char* mode : {"", "-u", "-l"}) {
-        const Finished run = RunTool(kMemory + sql + mode);
-        ExpectParts(run.messages, {"column b: 1 value, first in row 1, as long as a row brings"});
-        EXPECT_EQ(run.data.find(std::string(1001, 'x')), std::string::npos);
+    struct Case {
+        const char* sql;
+        std::string shown;
+    };
+    const std::string many(3000, 'x');
+    const Case cases[] = {
+        {"printf('%.*c', 3000, 'x')", many},
+        {"'é' || printf('%.*c', 3000, 'x') || '日'", "é" + many + "日"},
+        {"'a' || char(10) || 'b'", "a\\nb"},
+        {"'a\\nb'", "a\\\\nb"},
+        {"CAST(x'41E942' AS TEXT)", "A\\xe9B"},
+        {"x'00ff41'", "\\x00ff41"},
+        {"x''", "\\x"},
+        {"zeroblob(33)", "(binary, 33 bytes)"},
+        {"CAST(NULL AS BLOB)", "NULL"},
+        {"''", ""},
+        {"9007199254740993", "9007199254740993"},
+    };
+    for (const char* mode : {"", "-u ", "-l "}) {
+        for (const Case& c : cases) {
+            const Finished run =
+                RunTool(std::string(kMemory) + mode + "-c \"SELECT " + c.sql + " AS a\"");
+            const auto rule = run.data.find("-\n");
+            EXPECT_EQ(run.data.substr(rule + 2), c.shown + "\n") << mode << c.sql;
+            EXPECT_EQ(run.messages, "(1 row)\n") << mode << c.sql;
+        }
     }
+}
+
+TEST(Tool, ShowsEveryRowInItsOrder)
+{
+    const Finished run = RunTool(
+        std::string(kMemory) +
+        "-c \"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000) "
+        "SELECT i, CASE i WHEN 999 THEN 'wider than all' END AS t FROM n\"");
+    std::string rows = "i    | t\n-----+-----\n";
+    for (int i = 1; i <= 1000; ++i) {
+        rows +=
+            fmt::format("{:>{}} | {}\n", i, i < 301 ? 3 : 3, i == 999 ? "wider than all" : "NULL");
+    }
+    EXPECT_EQ(run.data.substr(run.data.find("-\n") + 2), rows.substr(rows.find("-\n") + 2));
+    EXPECT_EQ(run.messages, "(1000 rows)\n");
 }
 
 TEST(Tool, GivesMarkersTheirValues)
 {
     const std::string sql =
-        "-c \"SELECT ? AS a, ? AS b, ? AS c, typeof(?) AS d, typeof(?) AS e, "
-        "typeof(?) AS f, typeof(?) AS g\" "
-        "-p 'Ω é' -p NULL -p '' -p 5000000000 -p 1.50 -p '\\5' -p 007";
-    for (const char* mode : {" -u ", " "}) {
+        "-c \"SELECT ? AS a, ? AS b, ? AS c, typeof(?) AS d, ? AS e, ? AS f, ? AS g, "
+        "typeof(?) AS h\" "
+        "-p 'Ω é' -p NULL -p '' -p 5000000000 -p 1.10 -p 12345678901234567890 -p 007 -p '\\5'";
+    for (const char* mode : {" -u ", " ", " -l "}) {
         EXPECT_EQ(RunTool(kMemory + std::string(mode) + sql).data,
-                  "a   | b    | c | d       | e    | f    | g\n"
-                  "----+------+---+---------+------+------+-----\n"
-                  "Ω é | NULL |   | integer | real | text | text\n");
+                  "a   | b    | c | d       | e    | f                    | g   | h\n"
+                  "----+------+---+---------+------+----------------------+-----+-----\n"
+                  "Ω é | NULL |   | integer | 1.10 | 12345678901234567890 | 007 | text\n");
     }
 }
 
@@ -266,26 +303,30 @@ TEST_F(ToolFiles, ImportsAllRecordsOrNone)
         const char* endless = "";  // comes in place of the file
     };
     const Case cases[] = {
-        {"id,name\n5,x\n6\n", "record 3 has not as many fields (1) as columns are named (2)"},
+        {"id,name\n5,x\n6\n", "bad.csv: line 3: 1 fields, but 2 columns"},
         {"id,title\n5,x\n", "t has no column \"title\""},
-        {"id,name\n5,x\n,y\n", "record 3: NOT NULL constraint failed"},
-        {"id,name\n5,x\n6,a\"b\n", "record 3: a quote that does not belong there"},
-        {"id,name\n5,x\n6,\"b\n", "record 3: a quote that does not belong there"},
-        {"id,name\n5," + std::string(70'000, 'x'), "record 2: parameter 2: a value of more than"},
+        {"id;name\n5;x\n", "t has no column \"id;name\"; did you mean --delimiter ';'?"},
+        {"id,name\n\n5,\"x\n\"\n,y\n", "line 5: id = NULL, name = \"y\": NOT NULL constraint"},
+        {"id,name\n5,x\n6,a\"b\n", "line 3: a quote where none belongs"},
+        {"id,name\n5,x\n6,\"b\n", "line 3: a quote where none belongs, or one that is missing"},
+        {"id,name\n5,x\n6,Krak\xF3w\n", "line 3: column name, \"Krak\\xf3w\": not UTF-8 at byte 5"},
+        {"id,name\n5," + std::string(70'000, 'x'), "\"...: longer than 65534 bytes"},
         {"", "no record with the names of columns"},
         {"id,ID\n5,6\n", "two fields are for the column id"},
-        {std::string("id,name\n5,a\0b\n", 14), "record 2: a zero byte"},
-        {"", "record 1: a field of more than 1000000 bytes", "tr '\\0' x </dev/zero |"},
-        {"", "record 1: more than 1000000 fields", "tr '\\0' , </dev/zero |"},
+        {std::string("id,name\n5,a\0b\n", 14), "line 2: a zero byte"},
+        {"", "line 1: a field of more than 1000000 bytes", "tr '\\0' x </dev/zero |"},
+        {"", "line 1: more than 1000000 fields", "tr '\\0' , </dev/zero |"},
     };
     for (const Case& c : cases) {
         const std::string file = Written("bad.csv", c.file);
-        const Finished bad =
-            RunTool(Database() + "--import " + (c.endless[0] == '\0' ? file : "/dev/stdin") + " t",
-                    c.endless);
+        const Finished bad = RunTool(
+            Database() + "--import " + (c.endless[0] == '\0' ? file : "-") + " t", c.endless);
         EXPECT_EQ(bad.exit_code, 1);
         ExpectParts(bad.messages, {c.message});
     }
+    ExpectParts(
+        Tool("--import " + Written("bad.csv", "id\n5\n6\nNULL\n\n\"\"\n,\n") + " t").messages,
+        {"rolled back: no row was imported"});
     EXPECT_EQ(Tool("--import /nowhere.csv t").exit_code, 1);
     EXPECT_EQ(Tool("--import " + good + " nowhere").exit_code, 1);
     EXPECT_EQ(Sql("SELECT count(*) FROM t"), before);

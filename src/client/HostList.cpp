@@ -171,9 +171,8 @@ void AppendElement(std::string& list, std::string_view bytes)
 
 void AppendElement(std::string& list, const std::u16string& units)
 {
-    AppendTyped(
-        list, ListElement::kUnits,
-        {reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t)});
+    AppendTyped(list, ListElement::kUnits,
+                {reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t)});
 }
 
 std::string EncodeList(const std::vector<ListValue>& values)

@@ -16,8 +16,7 @@ std::size_t FirstPiece(const Column& column)
     constexpr std::int64_t kLargest = 512;
     constexpr std::int64_t kLongestCharacter = 4;
     const auto size = std::clamp(column.size, std::int64_t{0}, kLargest);
-    return static_cast<std::size_t>(
-        std::clamp(kLongestCharacter * size + 1, kSmallest, kLargest));
+    return static_cast<std::size_t>(std::clamp(kLongestCharacter * size + 1, kSmallest, kLargest));
 }
 
 }  // namespace
@@ -101,8 +100,7 @@ void RowReader::ReadOn(std::size_t index)
 // Of no bytes at all nothing is left to read again; a NULL stays one.
 bool RowReader::IsNullBinary(std::int32_t column)
 {
-    return reader_.Read(column, ValueReader::Form::kText, kLaterPiece) ==
-           ValueReader::Piece::kNull;
+    return reader_.Read(column, ValueReader::Form::kText, kLaterPiece) == ValueReader::Piece::kNull;
 }
 
 void RowReader::Note(std::vector<ColumnNotice>& notices, std::size_t index) const

@@ -90,10 +90,11 @@ public:
     const Gateway& Library() const { return gateway_; }
     const SessionOptions& Options() const { return options_; }
 
-    /// Whether text goes into parameters as 2-byte characters. It does not, even with the Unicode
-    /// option, where the driver is narrow: iODBC 3.52.9 cuts wide parameters of text outside ASCII,
-    /// taking characters for bytes (tests/sources, Values.OfWideTextToNarrowDrivers).
-    bool WideParameters() const { return options_.unicode && !driver_is_narrow_; }
+    /// Whether text goes into parameters as 2-byte characters, whatever the Unicode option: to
+    /// drivers of wide functions, as it is read from them. Not to narrow ones: iODBC 3.52.9 cuts
+    /// wide parameters of text outside ASCII, taking characters for bytes (tests/sources,
+    /// Values.OfWideTextToNarrowDrivers).
+    bool WideParameters() const { return ReadsWideText(); }
 
     /// The driver's file; empty where none is found.
     const std::string& DriverFile() const { return driver_file_; }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "client/HostList.h"
 #include "client/RowReader.h"
 #include "client/odbc_numbers.h"
 

@@ -7,11 +7,11 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
 #include "client/Entry.h"
-#include "client/HostList.h"
 #include "client/ResultSink.h"
 #include "client/Session.h"
 #include "client/sql_text.h"
@@ -21,8 +21,11 @@ struct FileValue {
     std::string name;
 };
 
+/// A value as it is typed: NULL, a whole number, or text in UTF-8.
+using TypedValue = std::variant<std::monostate, std::int64_t, std::string>;
+
 /// What takes the place of a parameter marker.
-using ParameterValue = std::variant<ListValue, FileValue>;
+using ParameterValue = std::variant<TypedValue, FileValue>;
 
 /// A parameter as a driver or a table describes it.
 struct ParameterShape {
@@ -88,11 +91,12 @@ private:
     void Check(const std::string& entry, std::int32_t code) const;
     void BindOne(std::size_t number, std::int32_t c_type, std::int32_t sql_type, std::int32_t size,
                  std::int32_t length);
-    void BindValue(std::size_t number, const ListValue& value,
+    void BindValue(std::size_t number, const TypedValue& value,
                    const std::optional<ParameterShape>& described);
     void BindFile(std::size_t number, const std::string& file);
-    std::vector<ParameterShape> DescribeParameters() const;
-    void SetList(std::size_t number);
+    std::optional<std::vector<ParameterShape>> DescribeParameters() const;
+    bool GoesWide(std::string_view text) const;
+    void SetList(std::size_t number, bool is_wide);
     std::int32_t ExecuteCode();
     std::int32_t SendFiles();
     void SendFile(const File& file);
@@ -107,7 +111,8 @@ private:
     Entry<const char*> execute_;
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_parameter_;
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_binary_;
-    std::string list_;              // of the value that is being set
-    std::deque<File> files_;        // that the driver is still to ask for
-    std::set<std::size_t> binary_;  // numbers of the parameters that take bytes as they are
+    std::string list_;               // of the value that is being set
+    std::deque<File> files_;         // that the driver is still to ask for
+    std::set<std::size_t> binary_;   // numbers of the parameters that take bytes as they are
+    std::set<std::size_t> numeric_;  // and of those whose text has to be checked for a number
 };

@@ -5,9 +5,9 @@
 
 /// A default is what the others do.
 struct SourceTraits {
-    bool misreads_dates_as_text = false;  // text in a date's place is another date, silently
-    bool loses_big_integers = false;      // integers beyond 32 bits arrive as 0
-    bool forgets_null_binary = false;     // a NULL read as bytes is no NULL when it is read again
+    bool misreads_text = false;        // text for a date or a number is another one, silently
+    bool loses_big_integers = false;   // integers beyond 32 bits arrive as 0
+    bool forgets_null_binary = false;  // a NULL read as bytes is no NULL when it is read again
 };
 
 /// dbms: what the driver says to SQL_DBMS_NAME.

@@ -18,8 +18,8 @@ struct SqlToken {
 };
 
 /// Cuts SQL text into tokens, which together are the text. It knows '', "" and `` with the quote
-/// doubled inside, [] where the data source quotes names so, -- and nested /* */ comments, and $tag$
-/// quotes.
+/// doubled inside, [] where the data source quotes names so, -- and nested /* */ comments, and
+/// $tag$ quotes.
 class SqlLexer {
 public:
     explicit SqlLexer(std::string_view sql, bool has_brackets = false)

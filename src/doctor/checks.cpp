@@ -158,7 +158,7 @@ Finding Parameter(const Session& session, const std::string& text)
         session.Library().CallOn(statement.Handle().Bytes(), "SetParameter",
                                  {EncodeList({UnitsFromUtf8(text)}), 1});
     } else {
-        statement.Bind({ParameterValue(ListValue(text))});
+        statement.Bind({ParameterValue(TypedValue(text))});
     }
     return JudgeCell(text, FirstRow(statement, 1)[0]);
 }

@@ -146,7 +146,7 @@ SQLHDBC CEnvironment::ConnectToDSN(char* connection_string, const char* /*reserv
     char completed[256] = {};
     constexpr SQLSMALLINT kCompletedCapacity = 254;
     // iODBC 3.52.9 writes through this pointer after every success without a test for null
-    // (any test of tests/sqlite_test.cpp crashes with a null pointer).
+    // (any test of tests/sources crashes with a null pointer).
     SQLSMALLINT completed_length = 0;
     const SQLRETURN code =
         SQLDriverConnect(connection.Get(), nullptr, AsText(in.c_str()), TextLength(in.c_str()),

@@ -11,7 +11,7 @@
 /// A column of the current row read as wide characters.
 ///
 /// For a driver with narrow functions only, iODBC 3.52.9 reads narrow text and widens it in the
-/// caller's buffer. Three things come out wrong, each shown by a test of tests/sqlite_test.cpp:
+/// caller's buffer. Three things come out wrong, each shown by a test of tests/sources:
 ///   - it widens even where the driver wrote nothing (NULL, no data, an error), as a terminated
 ///     string, and overruns a buffer that doesn't start with a zero: WideRead.NullAfterLongValue;
 ///   - it multiplies the indicator of a NULL by four, to -4: WideRead.NullIsTold;

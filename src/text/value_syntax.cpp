@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <optional>
 #include <system_error>
+#include <vector>
+
+#include "client/HostList.h"
 
 namespace {
 
@@ -100,20 +103,7 @@ std::string_view Unescaped(std::string_view word)
     return word.substr(word.starts_with('\\') ? 1 : 0);
 }
 
-ListValue TextValue(std::string_view text, TextForm form)
-{
-    if (form == TextForm::kUnits) {
-        auto units = text.empty() ? std::u16string(1, u'\0') : UnitsFromUtf8(text);
-        const std::string_view bytes(reinterpret_cast<const char*>(units.data()), 2 * units.size());
-        if (!text.empty() && Utf8FromUnits(bytes) != text) {
-            throw UsageError(fmt::format("\"{}\" is not UTF-8", text));
-        }
-        return units;
-    }
-    return text.empty() ? std::string(1, '\0') : std::string(text);
-}
-
-ListValue ValueOf(std::string_view word, TextForm form)
+TypedValue ValueOf(std::string_view word)
 {
     if (word == "NULL") {
         return {};
@@ -121,7 +111,7 @@ ListValue ValueOf(std::string_view word, TextForm form)
     if (const auto whole = WholeNumber(word)) {
         return *whole;
     }
-    return TextValue(Unescaped(word), form);
+    return std::string(Unescaped(word));
 }
 
 std::string ListOf(std::string_view word)

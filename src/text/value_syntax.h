@@ -6,26 +6,19 @@
 #include <string>
 #include <string_view>
 
-#include "client/HostList.h"
+#include "client/Statement.h"
 
 /// A command that can't be carried out as it is worded.
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// How text goes into a list: as it is, in UTF-8, or as 2-byte characters.
-enum class TextForm { kBytes, kUnits };
-
 /// A word without the backslash in front that makes text of it.
 std::string_view Unescaped(std::string_view word);
 
-/// Text as a value. Empty text is one zero, since an empty string is what a NULL looks like. Throws
-/// UsageError for 2-byte characters of what is not UTF-8.
-ListValue TextValue(std::string_view text, TextForm form);
-
 /// The value of a word: NULL; a whole number of 64 bits; or text, as which every other number loses
 /// nothing. A backslash in front makes what follows it text, whatever it looks like.
-ListValue ValueOf(std::string_view word, TextForm form);
+TypedValue ValueOf(std::string_view word);
 
 /// The list that a word in brackets stands for: [5, -100, 'text', u'2-byte text', NULL], where a
 /// quote inside a text is doubled. Throws UsageError.

@@ -69,7 +69,7 @@ std::string Source::Expected(const std::string& its_case, std::string usual,
 
 namespace {
 
-/// A source behind the wide shim, whose copy for a driver file the build has made.
+/// A source behind a shim, whose copy for a driver file the build has made.
 Source Behind(const std::string& face, const std::string& driver_file, Source source)
 {
     source.name += "_" + face;
@@ -78,9 +78,11 @@ Source Behind(const std::string& face, const std::string& driver_file, Source so
     if (const auto charset = source.driver.find("Charset="); charset != std::string::npos) {
         source.driver.erase(charset);  // the shim asks for it by itself
     }
-    source.is_narrow = false;
-    source.lacks["narrow driver"] = "the shim has wide functions";
     source.lacks["a name"] = "its data source names the driver without this shim";
+    source.is_narrow = face == "narrow";
+    if (!source.is_narrow) {
+        source.lacks["narrow driver"] = "the shim has wide functions";
+    }
     if (face == "utf16") {
         source.differs["😀b"] = "😀b";
         source.differs["not as bytes"] = "😀b";
@@ -215,6 +217,7 @@ const std::vector<Source>& Sources()
 {
     static const std::vector<Source> sources = [] {
         std::vector<Source> all = PlainSources();
+        all.push_back(Behind("narrow", "libsqlite3odbc.so", all.at(0)));
         all.push_back(Behind("utf16", "libsqlite3odbc.so", all.at(0)));
         all.push_back(Behind("wide", "libsqlite3odbc.so", all.at(0)));
         all.push_back(Behind("utf16", "psqlodbca.so", all.at(1)));

@@ -38,41 +38,29 @@ std::size_t ResidentKilobytes()
     return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) / 1024;
 }
 
-struct SoakError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 /// A source, and the calls that are made over it.
 class Soak {
 public:
-    explicit Soak(const Source& source) : source_(source) {}
+    explicit Soak(const Source& its_source) : source(its_source) {}
 
-    long Calls() const { return calls_; }
-
-    Reply Call(const char* entry, const std::vector<Argument>& inputs = {})
-    {
-        ++calls_;
-        return gateway_->Call(entry, inputs);
-    }
-
-    std::string Connected()
-    {
-        return std::string(Call("DSNConnect", {source_.ConnectionString()}).Bytes());
-    }
-
-    void Connect()
-    {
-        connection_ = Connected();
-        if (connection_.empty()) {
-            throw SoakError(std::string(Call("GetSQLErrors", {"", ""}).Bytes()));
-        }
-        statement_ = Call("AllocStatement", {connection_}).Bytes();
-    }
-
+    void Connect() { Open(Connected()); }
     void Disconnect()
     {
-        Call("DropStatement", {statement_});
+        On("DropStatement");
         Call("Disconnect", {connection_});
+    }
+    void Reload()
+    {
+        gateway_.reset();
+        gateway_ = std::make_unique<Gateway>(ORVELGW_LIBRARY);
+    }
+    /// Closes what is open of a lost connection and opens another, on a server started again.
+    void Restart()
+    {
+        Call("GetSQLErrors", {connection_, statement_});
+        Disconnect();
+        Open(RestartedServer(source, [this] { return Connected(); }));
+        MakeTable();
     }
 
     /// Makes the table anew. What is done from then on is the same every time.
@@ -82,47 +70,48 @@ public:
         random_.seed(1);
         Run("DROP TABLE soak");
         Run(fmt::format("CREATE TABLE soak(a INTEGER NOT NULL PRIMARY KEY, b {}, c {})",
-                        source_.types.text, source_.types.long_text));
+                        source.types.text, source.types.long_text));
     }
 
-    /// Makes the calls of a kind; there are as many as Kinds says.
-    void Do(std::size_t kind) { (this->*kKinds[kind % kKinds.size()])(); }
-    static std::size_t Kinds() { return kKinds.size(); }
+    /// Makes the calls of a kind.
+    void Do(long kind) { (this->*kKinds.at(static_cast<std::size_t>(kind % Kinds())))(); }
+    static long Kinds() { return std::ssize(kKinds); }
     static bool IsCatalog(long kind)
     {
-        return kKinds[static_cast<std::size_t>(kind) % kKinds.size()] == &Soak::Catalogs;
+        return kKinds.at(static_cast<std::size_t>(kind % Kinds())) == &Soak::Catalogs;
     }
 
-    void Reload()
-    {
-        gateway_.reset();
-        gateway_ = std::make_unique<Gateway>(ORVELGW_LIBRARY);
-    }
-
-    const Source& Of() const { return source_; }
-    bool HasFailed() { return Call("WasError").code != 0; }
-    const std::string& Statement() const { return statement_; }
-
-    /// Closes what is open of a lost connection and opens another, on a server started again.
-    void Restart()
-    {
-        Call("GetSQLErrors", {connection_, statement_});
-        Disconnect();
-        connection_ = RestartedServer(source_, [this] { return Connected(); });
-        if (connection_.empty()) {
-            throw SoakError("the server can't be reached again");
-        }
-        statement_ = Call("AllocStatement", {connection_}).Bytes();
-        MakeTable();
-    }
+    const Source& source;
+    long calls = 0;
 
 private:
+    Reply Call(const char* entry, const std::vector<Argument>& inputs = {})
+    {
+        ++calls;
+        return gateway_->Call(entry, inputs);
+    }
+    Reply On(const char* entry, const std::vector<Argument>& rest = {})
+    {
+        ++calls;
+        return gateway_->CallOn(statement_, entry, rest);
+    }
+    std::string Connected()
+    {
+        return std::string(Call("DSNConnect", {source.ConnectionString()}).Bytes());
+    }
+    void Open(std::string connection)
+    {
+        connection_ = std::move(connection);
+        if (connection_.empty()) {
+            throw std::runtime_error(std::string(Call("GetSQLErrors", {"", ""}).Bytes()));
+        }
+        statement_ = Call("AllocStatement", {connection_}).Bytes();
+    }
     void Run(const std::string& sql)
     {
-        Call("Prepare", {statement_, sql});
-        Call("Execute", {statement_});
+        On("Prepare", {sql});
+        On("Execute");
     }
-
     std::string Text(std::size_t most)
     {
         std::string text(random_() % most, 'x');
@@ -134,48 +123,46 @@ private:
         if (++row_ % 40 == 0) {
             Run("DELETE FROM soak");
         }
-        Call("Prepare", {statement_, "INSERT INTO soak VALUES(?, ?, ?)"});
-        Call("BindParameters", {statement_, EncodeList({0, 10, 10}), EncodeList({4, 12, 12}), "",
-                                EncodeList({1, 1, 1}), EncodeList({10, 100, 4'000})});
-        Call("SetParameter", {statement_, EncodeList({row_}), 1});
-        Call("SetParameter", {statement_, EncodeList({Text(90) + "\u00E9"}), 2});
-        Call("SetParameter", {statement_, EncodeList({UnitsFromUtf8(Text(3'000))}), 3});
-        Call("Execute", {statement_});
-        Call("RowCount", {statement_});
-        Call("UnbindParameters", {statement_});
+        On("Prepare", {"INSERT INTO soak VALUES(?, ?, ?)"});
+        On("BindParameters", {EncodeList({0, 10, 10}), EncodeList({4, 12, 12}), "",
+                              EncodeList({1, 1, 1}), EncodeList({10, 100, 4'000})});
+        On("SetParameter", {EncodeList({row_}), 1});
+        On("SetParameter", {EncodeList({Text(90) + "\u00E9"}), 2});
+        On("SetParameter", {EncodeList({UnitsFromUtf8(Text(3'000))}), 3});
+        On("Execute");
+        On("RowCount");
+        On("UnbindParameters");
     }
 
     void FetchRows()
     {
         Run("SELECT a, b, c FROM soak");
-        Call("DescribeColumns", {statement_});
-        while (!Call("FetchRows", {statement_, 7}).Bytes().empty() && !HasFailed()) {
+        On("DescribeColumns");
+        while (!On("FetchRows", {7}).Bytes().empty() && Call("WasError").code == 0) {
         }
-        Call("CloseCursor", {statement_});
+        On("CloseCursor");
     }
 
     void ReadPieces()
     {
         Run("SELECT c FROM soak");
-        for (int rows = 0; rows < 3 && Call("Fetch", {statement_}).code == 0; ++rows) {
-            for (int pieces = 0; pieces < 9; ++pieces) {
-                const auto c_type = random_() % 2 == 0 ? 1 : -8;
-                if (Call("GetDataEx", {statement_, 1, c_type, 1'000}).length == 0) {
-                    break;
-                }
+        for (int rows = 0; rows < 3 && On("Fetch").code == 0; ++rows) {
+            uint32_t came = 1;
+            for (int pieces = 0; pieces < 9 && came != 0; ++pieces) {
+                came = On("GetDataEx", {1, random_() % 2 == 0 ? 1 : -8, 1'000}).length;
             }
         }
-        Call("CloseCursor", {statement_});
+        On("CloseCursor");
     }
 
     void OneRow()
     {
         Run("SELECT a, b FROM soak");
-        Call("Fetch", {statement_});
-        Call("NumColAttribute", {statement_, 1, 2});
-        Call("StrColAttribute", {statement_, 2, 1});
-        Call("GetOneRow", {statement_, EncodeList({1, 2})});
-        Call("CloseCursor", {statement_});
+        On("Fetch");
+        On("NumColAttribute", {1, 2});
+        On("StrColAttribute", {2, 1});
+        On("GetOneRow", {EncodeList({1, 2})});
+        On("CloseCursor");
     }
 
     void Err()
@@ -183,23 +170,26 @@ private:
         Run("SELECT nothing FROM nowhere");
         Call("GetSQLErrors", {connection_, statement_});
         Call("Execute", {std::string("\x01\x02\x03\x04\x05\x06\x07\x08")});
-        Call("BindParameter", {statement_, 1, 99, 9999, 9999, 1, 1, 1});  // refused
+        On("BindParameter", {1, 99, 9999, 9999, 1, 1, 1});  // refused
         Call("GetSQLErrors", {connection_, statement_});
-        Call("UnbindParameters", {statement_});
+        On("UnbindParameters");
         Call("DSNConnect", {"nowhere"});
         Call("GetSQLErrors", {"", ""});
     }
 
     void Catalogs()
     {
-        Call("Tables", {statement_, "", "", source_.Name("soak"), ""});
-        Call("FetchRows", {statement_, 10});
-        Call("CloseCursor", {statement_});
-        Call("ColumnsW", {statement_, u"", u"", UnitsFromUtf8(source_.Name("soak")), u""});
-        Call("FetchRows", {statement_, 10});
-        Call("CloseCursor", {statement_});
-        Call("GetTypeInfo", {statement_, 0});
-        Call("CloseCursor", {statement_});
+        const std::string table = source.Name("soak");
+        const std::pair<const char*, std::vector<Argument>> entries[] = {
+            {"Tables", {"", "", table, ""}},
+            {"ColumnsW", {u"", u"", UnitsFromUtf8(table), u""}},
+            {"GetTypeInfo", {0}},
+        };
+        for (const auto& [entry, rest] : entries) {
+            On(entry, rest);
+            On("FetchRows", {10});
+            On("CloseCursor");
+        }
         Call("GetInfo", {connection_, 17});
     }
 
@@ -211,32 +201,38 @@ private:
         Call("SetConnectOption", {connection_, 102, 1});
     }
 
-    void Statements()
+    void OtherStatement()
     {
-        const std::string other(Call("AllocStatement", {connection_}).Bytes());
-        Call("SetStmtOption", {other, 0, 5});
-        Call("Prepare", {other, "SELECT a FROM soak WHERE a = ?"});
-        Call("BindParameter", {other, 1, 1, 4, 4, 10, 0, 0});
-        Call("DescribeParameters", {other});
-        Call("NumResultCols", {other});
-        Call("DropStatement", {other});
+        const std::string first =
+            std::exchange(statement_, std::string(Call("AllocStatement", {connection_}).Bytes()));
+        On("SetStmtOption", {0, 5});
+        On("Prepare", {"SELECT a FROM soak WHERE a = ?"});
+        On("BindParameter", {1, 1, 4, 4, 10, 0, 0});
+        On("DescribeParameters");
+        On("NumResultCols");
+        On("DropStatement");
+        statement_ = first;
         Call("SetUnicodeOption", {static_cast<int32_t>(random_() % 2)});
     }
 
     void OtherConnection() { Call("Disconnect", {Connected()}); }
 
     using Kind = void (Soak::*)();
-    static constexpr std::array<Kind, 9> kKinds = {
-        &Soak::Insert,   &Soak::FetchRows,   &Soak::ReadPieces, &Soak::OneRow,         &Soak::Err,
-        &Soak::Catalogs, &Soak::Transaction, &Soak::Statements, &Soak::OtherConnection};
+    static constexpr std::array<Kind, 9> kKinds = {&Soak::Insert,
+                                                   &Soak::FetchRows,
+                                                   &Soak::ReadPieces,
+                                                   &Soak::OneRow,
+                                                   &Soak::Err,
+                                                   &Soak::Catalogs,
+                                                   &Soak::Transaction,
+                                                   &Soak::OtherStatement,
+                                                   &Soak::OtherConnection};
 
-    const Source& source_;
     std::unique_ptr<Gateway> gateway_ = std::make_unique<Gateway>(ORVELGW_LIBRARY);
     std::mt19937 random_{1};
     std::string connection_;
     std::string statement_;
     std::int64_t row_ = 0;
-    long calls_ = 0;
 };
 
 /// Does something so many times, after a tenth of them to warm up, and prints what memory grew by.
@@ -276,24 +272,24 @@ long KillInCalls(Soak& soak, long kills)
     std::minstd_rand random(7);
     long killed = 0;
     for (long kill = 0; kill < kills; ++kill) {
-        if (const auto lack = soak.Of().lacks.find("catalogs of a lost server");
-            lack != soak.Of().lacks.end() && Soak::IsCatalog(kill)) {
-            if (kill < static_cast<long>(Soak::Kinds())) {
-                fmt::print("left out: {}, {}: {}\n", soak.Of().name, lack->first, lack->second);
+        if (const auto lack = soak.source.lacks.find("catalogs of a lost server");
+            lack != soak.source.lacks.end() && Soak::IsCatalog(kill)) {
+            if (kill < Soak::Kinds()) {
+                fmt::print("left out: {}, {}: {}\n", soak.source.name, lack->first, lack->second);
             }
             continue;
         }
         const auto delay = std::chrono::microseconds(random() % 20'000);
         std::thread killer([&, delay] {
             std::this_thread::sleep_for(delay);
-            KillServer(soak.Of());
+            KillServer(soak.source);
         });
         const auto end = std::chrono::steady_clock::now() + delay;
         while (std::chrono::steady_clock::now() < end) {
-            soak.Do(static_cast<std::size_t>(kill));
+            soak.Do(kill);
         }
         killer.join();
-        soak.Do(static_cast<std::size_t>(kill));  // over what is gone
+        soak.Do(kill);  // over what is gone
         soak.Restart();
         ++killed;
     }
@@ -306,14 +302,14 @@ bool SoakOver(const Source& source, const Amounts& amounts)
     Soak soak(source);
     // A connection for some of them: where memory is looked at, none is open.
     bool has_grown = HasGrown(source, "calls", amounts.calls, [&] {
-        const long before = soak.Calls();
+        const long before = soak.calls;
         soak.Connect();
         soak.MakeTable();
-        for (std::size_t kind = 0; kind < 100 * Soak::Kinds(); ++kind) {
-            soak.Do(amounts.only_kind >= 0 ? static_cast<std::size_t>(amounts.only_kind) : kind);
+        for (long kind = 0; kind < 100 * Soak::Kinds(); ++kind) {
+            soak.Do(amounts.only_kind >= 0 ? amounts.only_kind : kind);
         }
         soak.Disconnect();
-        return soak.Calls() - before;
+        return soak.calls - before;
     });
     has_grown |= HasGrown(source, "connections", amounts.connects, [&] {
         soak.Connect();

@@ -99,12 +99,8 @@ protected:
     /// The rows of the open cursor, a line each; closes it.
     std::string Rows() const
     {
-        std::string text;
-        const Reply reply = Call("FetchRows", {statement, 1000});
+        std::string text = GatewayTest::Rows("FetchRows", {statement, 1000});
         EXPECT_EQ(WasError(), 0) << Errors();
-        for (const ListElement& row : DecodeList(reply.List())) {
-            text += ListText(row.payload) + "\n";
-        }
         EXPECT_EQ(Code("CloseCursor", {statement}), 0);
         return text;
     }

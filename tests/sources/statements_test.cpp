@@ -1,4 +1,4 @@
-// Statements of every kind: what they change, what they bring, what they refuse.
+// Statements of every kind: what they change, bring and refuse, and in which transaction.
 #include "sources/source_fixture.h"
 
 namespace {
@@ -148,13 +148,27 @@ TEST_P(Statements, TakeDataAtExecutionForSeveralParameters)
     EXPECT_EQ(Rows("SELECT a, b, c FROM t"), "\"7\", \"the second\", \"3rd\"\n");
 }
 
+// libsqlite3odbc.so 0.9998 takes a first piece for nothing and refuses a second.
+TEST_P(Statements, TakeDataAtExecutionThatIsNotAnnounced)
+{
+    if (!WantsLengths()) {
+        return;
+    }
+    Make("t", "b " + GetParam().types.long_binary);
+    ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (?)"}), 0);
+    ASSERT_EQ(Code("BindParameter", {statement, 1, 1, -2, -4, 10, 0, -100}), 0);
+    ASSERT_EQ(Code("Execute", {statement}), 99);
+    EXPECT_EQ(List("ParamData", {statement}), "99, 1");
+    EXPECT_EQ(Code("PutData", {statement, "0123456789"}), 0);
+    EXPECT_EQ(Code("PutData", {statement, "0123456789"}), -1);
+}
+
 TEST_P(Statements, AreRefusedWithEveryRecord)
 {
     Make("t", "a INTEGER PRIMARY KEY, b INTEGER");
     Run("INSERT INTO t VALUES (1, 1)");
     ASSERT_EQ(Code("Prepare", {statement, "INSERT INTO t VALUES (1, 2)"}), 0);
-    EXPECT_EQ(Code("Execute", {statement}), -1);
-    EXPECT_EQ(WasError(), -1);
+    EXPECT_EQ(Codes("Execute", {statement}), Pair(-1, -1));
     const std::string errors = Errors();
     const std::string form = "  SQLState: (";
     EXPECT_EQ(errors.find(form), errors.rfind(form)) << "one record: " << errors;
@@ -180,5 +194,63 @@ TEST_P(Statements, AreRefusedWithSeveralRecords)
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, Statements, testing::ValuesIn(Sources()), SourceTest::NameOf);
+
+class Transactions : public ConnectedTest {
+protected:
+    Transactions()
+        : observer(Connected()), its_statement(Call("AllocStatement", {observer}).Bytes())
+    {
+        Make("t", "a INTEGER");
+        SetAutocommit(0);
+    }
+    ~Transactions() override
+    {
+        EXPECT_EQ(Code("Transact", {"", kRollback}), 0);
+        SetAutocommit(1);
+        EXPECT_EQ(Code("DropStatement", {its_statement}), 0);
+        EXPECT_EQ(Code("Disconnect", {observer}), 0);
+    }
+
+    void SetAutocommit(int on) const
+    {
+        constexpr int kAutocommit = 102;
+        EXPECT_EQ(Code("SetConnectOption", {connection, kAutocommit, on}), 0) << Errors();
+    }
+
+    /// How many rows the second connection sees.
+    std::string Seen() const
+    {
+        EXPECT_EQ(Code("Prepare", {its_statement, "SELECT count(*) FROM t"}), 0);
+        EXPECT_EQ(Code("Execute", {its_statement}), 0)
+            << List("GetSQLErrors", {observer, its_statement});
+        const Reply reply = Call("FetchRows", {its_statement, 1});
+        std::string count = ListText(DecodeList(reply.List()).at(0).payload);
+        EXPECT_EQ(Code("CloseCursor", {its_statement}), 0);
+        return count;
+    }
+
+    static constexpr int kCommit = 0;
+    static constexpr int kRollback = 1;
+
+    std::string observer;
+    std::string its_statement;
+};
+
+TEST_P(Transactions, AreSeenWhenTheyAreCommitted)
+{
+    for (const std::string& of : {connection, std::string()}) {  // of one, of all
+        Run("DELETE FROM t");
+        EXPECT_EQ(Code("Transact", {of, kCommit}), 0) << Errors();
+        Run("INSERT INTO t VALUES (1)");
+        EXPECT_EQ(Seen(), "\"0\"");
+        EXPECT_EQ(Code("Transact", {of, kRollback}), 0) << Errors();
+        EXPECT_EQ(Seen(), "\"0\"");
+        Run("INSERT INTO t VALUES (2)");
+        EXPECT_EQ(Code("Transact", {of, kCommit}), 0) << Errors();
+        EXPECT_EQ(Seen(), "\"1\"");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, Transactions, testing::ValuesIn(Sources()), SourceTest::NameOf);
 
 }  // namespace

@@ -160,6 +160,47 @@ TEST_P(Values, OfStatementsInWideText)
     EXPECT_EQ(is_prepared && Code("Execute", {statement}) == 0, !GetParam().is_narrow) << Errors();
 }
 
+// What the driver manager does to wide text of a narrow driver, each where it would show if nothing
+// mended it.
+class WideRead : public ConnectedTest {
+protected:
+    WideRead() { Code("SetUnicodeOption", {1}); }
+
+    /// A query of literals; makes its first row current.
+    void FetchFirst(const std::string& sql) const
+    {
+        Run(sql);
+        ASSERT_EQ(Code("Fetch", {statement}), 0) << Errors();
+    }
+    static std::string Literal(const std::string& text)
+    {
+        return GetParam().wide_literal + "'" + text + "'";
+    }
+};
+
+TEST_P(WideRead, NullIsTold)
+{
+    FetchFirst("SELECT NULL");
+    EXPECT_EQ(Call("GetDataW", {statement, 1, -8}).length, 0U);
+}
+
+TEST_P(WideRead, NullAfterLongValue)
+{
+    const std::string text(999, 'x');
+    FetchFirst("SELECT " + Literal(text) + ", NULL, " + Literal("y") + ", NULL");
+    EXPECT_EQ(List("GetOneRow", {statement, ""}), "u\"" + text + "\", \"\", u\"y\", \"\"");
+}
+
+TEST_P(WideRead, CountsWrittenCharacters)
+{
+    FetchFirst("SELECT " + Literal("é€") + " AS \"né\", " + Literal("éx") + ", " + Literal("aé"));
+    const Reply reply = Call("DescribeColumns", {statement});
+    EXPECT_EQ(ListText(DecodeList(reply.List()).at(1).payload).substr(0, 8), "u\"né\", ");
+    EXPECT_EQ(List("GetOneRow", {statement, EncodeList({1})}), "u\"é€\"");
+    EXPECT_EQ(Utf8FromUnits(Call("GetDataW", {statement, 2, -8}).Bytes()), "éx");
+    EXPECT_EQ(Utf8FromUnits(Call("GetDataExW", {statement, 3, -8, 100}).Bytes()), "aé");
+}
+
 /// With the legacy option: ODBC 2, and text as the driver has its bytes.
 class LegacyValues : public ConnectedTest {
 protected:
@@ -261,6 +302,7 @@ TEST_P(LongValues, OfTextInPieces)
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, Values, testing::ValuesIn(Sources()), SourceTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(Sources, WideRead, testing::ValuesIn(Sources()), SourceTest::NameOf);
 INSTANTIATE_TEST_SUITE_P(Sources, LegacyValues, testing::ValuesIn(Sources()), SourceTest::NameOf);
 INSTANTIATE_TEST_SUITE_P(Sources, LongValues, testing::ValuesIn(Sources()), SourceTest::NameOf);
 

@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 
+#include "client/HostList.h"
 #include "client/RowReader.h"
 #include "client/Statement.h"
 #include "client/ascii.h"
@@ -90,7 +91,7 @@ ParameterShape ShapeOf(const Column& column, const SourceTraits& source)
     constexpr std::int64_t kDigitsOf32Bits = 10;
     ParameterShape shape{column.sql_type, std::max<std::int64_t>(column.size, 1), column.digits,
                          column.IsBinary()};
-    if (column.IsDateTime() && !source.misreads_dates_as_text) {
+    if (column.IsDateTime() && !source.misreads_text) {
         shape = {.sql_type = kVarcharType, .size = kLongestDateTime};
     }
     const bool is_big = column.sql_type == kBigintType ||
@@ -242,24 +243,22 @@ private:
     std::string Undo(Transaction& transaction) const
     {
         if (rows_ == 0) {
-            return "(no row was imported)";
+            return "no row was imported";
         }
         const auto before = RowCount(session_, options_.table, reporter_);
         try {
             transaction.Rollback();
         } catch (const SqlError&) {
-            return fmt::format("(the rollback failed: {} rows may stay in {})", rows_,
+            return fmt::format("the rollback failed: {} rows may stay in {}", rows_,
                                options_.table);
         }
         const auto after = before ? RowCount(session_, options_.table, reporter_) : before;
-        const bool is_undone =
-            !before || (after && *before - *after >= static_cast<std::int64_t>(rows_));
-        return is_undone ? "(rolled back: no row was imported)"
-                         : fmt::format(
-                               "({} of the rows stay in {}, which was not rolled back: it "
-                               "has no transactions)",
-                               static_cast<std::int64_t>(rows_) - (*before - after.value_or(0)),
-                               options_.table);
+        const std::int64_t gone = before && after ? *before - *after : 0;
+        const auto kept = static_cast<std::int64_t>(rows_) - gone;
+        return !before || kept <= 0
+                   ? "rolled back: no row was imported"
+                   : fmt::format("not rolled back: {} stay in {}, which has no transactions",
+                                 Counted(static_cast<std::uint64_t>(kept), "row"), options_.table);
     }
 
     const Session& session_;

@@ -13,16 +13,11 @@
 
 namespace {
 
-// As this session sends them: NULL, whole numbers of 64 bits, and all else as its text, which loses
-// nothing.
-std::vector<ParameterValue> ParameterValues(const std::vector<Marker>& markers,
-                                            const Session& session)
+std::vector<ParameterValue> ParameterValues(const std::vector<Marker>& markers)
 {
-    const auto form = session.WideParameters() ? TextForm::kUnits : TextForm::kBytes;
     std::vector<ParameterValue> values;
     for (const auto& [word, is_file] : markers) {
-        values.push_back(is_file ? ParameterValue(FileValue{word})
-                                 : ParameterValue(ValueOf(word, form)));
+        values.push_back(is_file ? ParameterValue(FileValue{word}) : ParameterValue(ValueOf(word)));
     }
     return values;
 }
@@ -43,7 +38,7 @@ ExitCode RunStatements(const CommandLine& command, const Session& session)
     ExitCode exit_code = kDone;
     for (const std::string& sql : command.statements) {
         Statement statement(session, sql, messages);
-        statement.Bind(ParameterValues(command.markers, session));
+        statement.Bind(ParameterValues(command.markers));
         if (command.get_file) {
             WriteIntoFile(statement, *command.get_file, messages);
         } else if (statement.Run(printer).has_unreadable_values) {
