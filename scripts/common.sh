@@ -88,6 +88,6 @@ build() {
 run_tests() {
     local preset=$1
     shift
-    ctest --preset "$preset" --progress "$@"
+    ctest --preset "$preset" --progress --parallel "$(nproc)" "$@"
     sed -n 's/^left out: /   &/p' "build/$preset/Testing/Temporary/LastTest.log" | sort -u >&2
 }

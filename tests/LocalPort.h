@@ -1,4 +1,4 @@
-// Ports of this machine that no server answers at.
+// Local ports where no server answers.
 #pragma once
 
 #include <arpa/inet.h>
@@ -6,11 +6,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/// A port of loopback, kept as long as this object lives: somebody listens and says nothing, or
-/// nobody listens.
+/// A port on loopback, kept as long as this object lives: connections are accepted and get no
+/// answer, nothing is listening, or its queue is full and connections time out.
 class LocalPort {
 public:
-    enum Listener { kSilent, kNobody };
+    enum Listener { kSilent, kNobody, kFull };
 
     explicit LocalPort(Listener listener) : socket_(::socket(AF_INET, SOCK_STREAM, 0))
     {
@@ -20,11 +20,18 @@ public:
         socklen_t size = sizeof address;
         auto* any = reinterpret_cast<sockaddr*>(&address);
         EXPECT_EQ(::bind(socket_, any, size), 0);
-        EXPECT_EQ(listener == kSilent ? ::listen(socket_, 100) : 0, 0);
+        EXPECT_EQ(listener == kNobody ? 0 : ::listen(socket_, listener == kFull ? 0 : 100), 0);
         EXPECT_EQ(::getsockname(socket_, any, &size), 0);
         number = ntohs(address.sin_port);
+        if (listener == kFull) {
+            EXPECT_EQ(::connect(client_, any, size), 0);
+        }
     }
-    ~LocalPort() { ::close(socket_); }
+    ~LocalPort()
+    {
+        ::close(client_);
+        ::close(socket_);
+    }
     LocalPort(const LocalPort&) = delete;
     LocalPort& operator=(const LocalPort&) = delete;
 
@@ -32,4 +39,5 @@ public:
 
 private:
     int socket_;
+    int client_ = ::socket(AF_INET, SOCK_STREAM, 0);
 };

@@ -50,8 +50,8 @@ TEST(CommandLine, RefusesAndExplains)
         {"-d no-such-source " + select, 4,
          "(SQLSTATE IM002, native code 0)\norvelgw: the connection failed; \"orvelgw doctor -d "
          "'no-such-source'\" says why\n"},
-        {"-d 'DRIVER={SQLite3};PWD=hush;Database=/no/folder' " + select, 4,
-         "doctor -d 'DRIVER={SQLite3};PWD=***;Database=/no/folder'\" says why\n"},
+        {"-d 'DRIVER={SQLite3};Database=/no/folder;PWD=hush' " + select, 4,
+         "doctor -d 'DRIVER={SQLite3};Database=/no/folder;PWD=***'\" says why\n"},
         {memory + "-c 'SELECT'", 1,
          "orvelgw: incomplete input (1) (SQLSTATE HY000, native code 1, Prepare)\n"},
     };
@@ -243,7 +243,7 @@ TEST(Completion, KnowsOptionsSubcommandsAndEntries)
             "\"${{COMPREPLY[@]}}\"\n",
             folder.path.string(), std::filesystem::path(ORVELGW_TOOL).parent_path().string(),
             words);
-        EXPECT_EQ(std::system(("bash " + script + " >" + script + ".out").c_str()), 0);
+        EXPECT_EQ(std::system(fmt::format("bash {0} >{0}.out", script).c_str()), 0);
         const std::string shown = Slurp(script + ".out");
         EXPECT_EQ(shown == " " ? "" : shown, completed) << words;
     }

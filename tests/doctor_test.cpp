@@ -1,15 +1,18 @@
 // What the doctor says of a data source.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <regex>
 #include <string>
@@ -56,7 +59,11 @@ protected:
             << "[address]\nDriver=" + In("virtodbc.so") + "\nAddress=127.0.0.1:" + closed + "\n";
         std::ofstream(folder / "odbcinst.ini") << "[Mine]\nDriver=libsqlite3odbc.so\n";
         std::ofstream(folder / "system.ini") << "[Theirs]\nDriver=/theirs.so\n";
-        std::ofstream(folder / "text.so") << "no library";
+        std::ofstream(folder / "text.so") << "not a shared object";
+        const std::string driver = Slurp(WIDE_DRIVER_4);
+        std::ofstream(folder / "short.so") << driver.substr(0, 3000);
+        std::ofstream(folder / "foreign.so") << std::string(driver).replace(18, 1, 1, '\x02');
+        fs::create_symlink("gone.so", folder / "dangling.so");
         fs::create_symlink("loop.so", folder / "loop.so");
         fs::create_symlink(WIDE_DRIVER_4, folder / "virtodbc.so");
         fs::create_symlink(WIDE_DRIVER_4, folder / "narrow-none.so");
@@ -88,12 +95,12 @@ TEST(Doctor, TellsOfEveryPart)
 {
     const Finished run = RunDoctor(std::string(kMemory) + ";PWD=hush;Port={a;b}", "LC_ALL=C");
     EXPECT_EQ(run.exit_code, 0) << run.messages;
-    Expect(run.data, {"/liborvelgw.so.10.0.0, interface 10, package 10.0.0",
-                      "driver manager right iODBC 3.52", "LC_CTYPE right C.UTF-8",
-                      "the tool's own choice; an engine started in this environment",
-                      "data source found DRIVER={SQLite3};Database=:memory:;PWD=***;Port={a;b}\n",
-                      "long text in small pieces right garbled right\n",
-                      "-> 😀 (beyond U+FFFF), -u: U+F600 came; right in narrow and -l\n"});
+    Expect(run.data,
+           {"/liborvelgw.so.10.0.0, interface 10, package 10.0.0", "driver manager ok iODBC 3.52",
+            "LC_CTYPE ok C.UTF-8", "the tool's own choice; an engine started in this environment",
+            "data source found DRIVER={SQLite3};Database=:memory:;PWD=***;Port={a;b}\n",
+            "long text in small pieces ok garbled ok\n",
+            "-> 😀 (beyond U+FFFF), -u: received U+F600; ok in narrow and -l\n"});
     const Finished unusable = RunTool("doctor -d x --library /nowhere.so");
     EXPECT_EQ(unusable.exit_code, 3);
     Expect(unusable.data, {"library unusable /nowhere.so"});
@@ -103,55 +110,68 @@ TEST_F(DoctorFiles, NamesTheCauseOfARefusal)
 {
     const LocalPort silent(LocalPort::kSilent);
     const std::string server = ";UID=u;PWD=hush;Server=127.0.0.1;Port=";
-    const std::string stopped = "cause stopped nobody listens at 127.0.0.1 port " + closed;
-    const std::string unnamed = "cause unknown neither a driver nor a data source is named";
+    const std::string no_server =
+        "cause no server nothing is listening on 127.0.0.1 port " + closed;
+    const std::string unnamed = "cause unknown the string names neither a driver nor a data source";
     const std::string file = "DRIVER=" + folder.string();
     Dl_info library{};
     ASSERT_NE(dladdr(reinterpret_cast<void*>(&std::fopen), &library), 0);
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"nowhere",
-         {"data source unknown DSN=nowhere", "cause unknown no data source has the name nowhere",
-          "-> data sources of the configuration: here, elsewhere, empty, far, address\n",
-          "-> drivers of the configuration: Mine, Theirs\n"}},
+         {"data source unknown DSN=nowhere", "cause unknown there is no data source called nowhere",
+          "-> data sources in the configuration: here, elsewhere, empty, far, address\n",
+          "-> drivers in the configuration: Mine, Theirs\n"}},
         {"DRIVERS=x", {unnamed}},
-        {"PWD=hush;DSN=here", {"cause misread the string begins with neither"}},
-        {"DSN=here PWD=hush", {"cause unknown no data source has the name behind DSN="}},
-        {"postgresql://u:hush@h/d", {"no data source has the name postgresql://u:***@h/d"}},
-        {"DRIVER={x PWD=hush}", {"/{x PWD=***\n", "no driver has the name x PWD=***\n"}},
-        {"DSN =here", {"cause misread blanks belong"}},
-        {"DRIVER= {Mine}", {"cause misread blanks belong"}},
-        {"DRIVER={Mine} ", {"cause misread blanks belong"}},
-        {"empty", {"-> write Driver = ... into [empty] of " + folder.string()}},
+        {"PWD=hush;DSN=here", {"cause malformed the string begins with neither"}},
+        {"DSN=here PWD=hush", {"cause unknown there is no data source with the name after DSN="}},
+        {"postgresql://u:hush@h/d", {"no data source called postgresql://u:***@h/d"}},
+        {"DRIVER={x PWD=hush}", {"/{x PWD=***\n", "driver called x PWD=***\n"}},
+        {"DSN =here", {"cause malformed blanks around"}},
+        {"DRIVER= {Mine}", {"cause malformed blanks around"}},
+        {"DRIVER={Mine} ", {"cause malformed blanks around"}},
+        {"empty", {"-> add Driver = ... to [empty] in " + folder.string()}},
         {"elsewhere",
-         {"\n data source [elsewhere] of " + folder.string(), "driver missing /no/such/",
+         {"\n data source [elsewhere] in " + folder.string(), "driver missing /no/such/",
           "cause missing there is no file /no/such/driver.so"}},
-        {"DRIVER={Yours}", {"cause unknown no driver has the name Yours"}},
-        {"DRIVER={" + In("text.so") + "}", {"cause braces", "-> write " + file + "/text.so\n"}},
+        {"DRIVER={Yours}", {"cause unknown there is neither a driver called Yours nor a file /"}},
+        {"DRIVER={" + In("text.so") + "}",
+         {"cause malformed braces", "-> write " + file + "/text.so\n"}},
         {"DRIVER={" + In("no.so") + "}", {"cause missing there is no file " + In("no.so")}},
-        {file + "/loop.so", {"cause unreached " + In("loop.so") + " can't be reached: Too many"}},
-        {file + "/text.so", {"cause unloadable", "-> it is no library for this machine"}},
+        {file + "/loop.so",
+         {"cause unreachable " + In("loop.so") + " is in a loop of symbolic links"}},
+        {file + "/foreign.so",
+         {"cause unloadable " + In("foreign.so") + " is for 64-bit machine 2, this program for"}},
+        {file + "/short.so",
+         {"cause unloadable " + In("short.so") + " is truncated", "-> reinstall the package"}},
+        {file + "/dangling.so", {"is a symbolic link to gone.so, which does not exist"}},
+        {file, {"cause unloadable " + folder.string() + " is a directory", "-> name a file"}},
+        {"DRIVER={Mine};Database=" + In("text.so"),
+         {"Message: file is not a database", "cause no database", "-> name a database file"}},
+        {file + "/text.so", {"cause unloadable " + In("text.so") + " is not a shared object"}},
         {file + "/narrow-driver.so", {"cause unloadable", "/odbc/driver.so: cannot open"}},
         {file + "/narrow-zero.so", {"cause unloadable " + In("narrow-zero.so")}},
         {file + "/narrow-iodbc.so",
-         {"behind the shim no driver " + In("iodbc.so"), "iodbc.so: this is a driver manager",
-          "cause no driver behind the shim: a driver manager"}},
-        {file + "/iodbc.so", {"cause no driver " + In("iodbc.so") + " is a driver manager"}},
-        {file + "/narrow-none.so", {"kind right wide functions, of 4-byte characters"}},
-        {std::string("DRIVER=") + library.dli_fname, {"cause no driver", "without ODBC functions"}},
-        {"DRIVER=" ORVELGW_NARROW_SHIM, {"cause no driver", "is the shim"}},
-        {"DRIVER={Mine};Database=/no/x", {"cause refused in the driver's words: connect failed"}},
+         {"behind the shim not a driver " + In("iodbc.so"), "iodbc.so: this is a driver manager",
+          "cause not a driver behind the shim: a driver manager"}},
+        {file + "/iodbc.so", {"cause not a driver " + In("iodbc.so") + " is a driver manager"}},
+        {file + "/narrow-none.so", {"kind ok wide functions, with 4-byte characters"}},
+        {std::string("DRIVER=") + library.dli_fname,
+         {"cause not a driver", "without ODBC functions"}},
+        {"DRIVER=" ORVELGW_NARROW_SHIM, {"cause not a driver", "is the shim"}},
+        {"DRIVER={Mine};Database=/no/x", {"cause missing there is no directory /no\n"}},
+        {"DRIVER={Mine};Database=" + folder.string(), {"cause no database " + folder.string()}},
         {right + server + closed,
-         {"server unreached 127.0.0.1 port " + closed + ": Connection refused", stopped}},
-        {"address", {stopped}},
+         {"server unreachable 127.0.0.1 port " + closed + ": Connection refused", no_server}},
+        {"address", {no_server}},
         // Without a name server nobody can tell whether there is such a host.
-        {right + ";Server=no-host.invalid,5", {"server unreached no-host.invalid", "cause un"}},
+        {right + ";Server=no-host.invalid,5", {"server unreachable no-host.invalid", "cause un"}},
         {right + ";Host=127.0.0.1:" + std::to_string(silent.number),
-         {"server right", "cause refused the server is there, and refuses the user"}},
+         {"server ok", "cause refused the server answers, and refuses the user or"}},
         {wide + server + closed,
-         {"kind misused wide functions, of 2-byte characters", "cause misused",
+         {"kind wrong width wide functions, with 2-byte characters", "cause wrong width",
           std::string("-> for -u: orvelgw shim utf16 ") + WIDE_DRIVER_2 + "\n",
-          "with the shim refused SQLState: (28000) NativeError: [7] Message: Login failed",
-          "-> then take the DRIVER= that it prints\n", "behind it stopped nobody listens"}},
+          "with the shim refused SQLState: (28000) NativeError: [7] Message: No entry",
+          "-> then use the DRIVER= that it prints\n", "after that no server nothing is listening"}},
     };
     for (const auto& [string, parts] : cases) {
         const Finished run = Diagnosed(string);
@@ -168,7 +188,7 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
 {
     fs::create_symlink(WIDE_DRIVER_2, folder / "driver.so");
     const std::string shim = "DRIVER=" + In("narrow-driver.so");
-    const std::string in_section = "as Driver = in [far] of " + In("odbc.ini");
+    const std::string in_section = "then set Driver in [far] of " + In("odbc.ini");
     using Parts = std::vector<std::string>;
     const std::tuple<std::string, std::string, int, Parts> cases[] = {
         {right, "TEST_DRIVER=crash", 4, {"cause crashed the driver crashed: Aborted"}},
@@ -177,20 +197,23 @@ TEST_F(DoctorFiles, DependsOnWhatADriverDoes)
          4,
          {"driver manager crashed iODBC 3.52",
           "cause crashed the driver manager itself crashes: Aborted"}},
-        {right, "TEST_DRIVER=exit", 4, {"cause unloadable loading it crashes: it ended the"}},
-        {wide, "TEST_DRIVER=connect", 4, {"with the shim right"}},
+        {right,
+         "TEST_DRIVER=exit",
+         4,
+         {"cause unloadable " WIDE_DRIVER_4 " crashes while it is loaded: it ended the"}},
+        {wide, "TEST_DRIVER=connect", 4, {"with the shim ok"}},
         {wide,
          "TEST_DRIVER=wide",
          1,
-         {"-> for narrow and -l, as bytes of the driver's own: orvelgw shim narrow "}},
-        {wide, "TMPDIR=/no/such/folder", 4, {"cause misused"}},
-        {"far", "TEST_DRIVER=keys", 4, {"with the shim right", in_section}},
+         {"-> for narrow and -l, in the driver's own encoding: orvelgw shim narrow "}},
+        {wide, "TMPDIR=/no/such/folder", 4, {"cause wrong width"}},
+        {"far", "TEST_DRIVER=keys", 4, {"with the shim ok", in_section}},
         {shim,
          "TEST_DRIVER=connect",
          1,
-         {"behind the shim found " + In("driver.so"), "kind right narrow functions only",
-          "SELECT narrow refused (28000) Login failed",
-          "-> this source takes no SELECT without FROM"}},
+         {"behind the shim found " + In("driver.so"), "kind ok narrow functions only",
+          "SELECT narrow refused (28000) No entry",
+          "-> this source refuses a SELECT without FROM"}},
     };
     for (const auto& [string, does, exit_code, parts] : cases) {
         const Finished run = Diagnosed(string, does);
@@ -212,14 +235,14 @@ TEST_F(DoctorFiles, MakesShimsForDriversThatNeedThem)
         {"utf16 " + In("two.so"), 0, "DRIVER="},  // it may be made again
         {"utf16 " + In("sqlite.so"), 0, "DRIVER=" + In("utf16-sqlite.so") + "\n"},
         {"wide libsqlite3odbc.so" + other, 0, "DRIVER=" + In("other") + "/wide-libsqlite3odbc.so"},
-        {"wide " + In("two.so"), 1, "wide-two.so: there is a file of that name, which is no shim"},
+        {"wide " + In("two.so"), 1, "wide-two.so: a file of that name exists and is not a shim"},
         {"wide " + In("two.so") + other, 1,
-         "it would look for its driver at " ORVELGW_DRIVER_FOLDER},
-        {"narrow " + In("sqlite.so"), 1, "its functions are narrow already"},
-        {"wide " + In("four.so"), 1, "it has 4-byte wide functions, and needs no shim"},
-        {"wide " + In("utf16-two.so"), 1, "this is a shim itself"},
+         "a shim here would look for its driver at " ORVELGW_DRIVER_FOLDER},
+        {"narrow " + In("sqlite.so"), 1, "it has narrow functions only"},
+        {"wide " + In("four.so"), 1, "its wide characters have 4 bytes"},
+        {"wide " + In("utf16-two.so"), 1, "this is already a shim"},
         {"wide " + In("text.so"), 1, "text.so: "},
-        {"wide " + In("none.so"), 1, "none.so: there is no such file"},
+        {"wide " + In("none.so"), 1, "none.so: no such file"},
         {"utf16 libsqlite3odbc.so " + In("missing"), 1, "No such file or directory"},
         {"broad libsqlite3odbc.so", 2, "broad not in"},
         {"wide", 2, "DRIVER is required"},
@@ -232,9 +255,20 @@ TEST_F(DoctorFiles, MakesShimsForDriversThatNeedThem)
     }
     EXPECT_EQ(Slurp(folder / "wide-two.so"), "a person's own");
     const Finished run = Diagnosed("DRIVER=" + In("utf16-sqlite.so") + ";Database=:memory:");
-    Expect(run.data, {"the shim utf16, for -u\n", "behind the shim found " + In("sqlite.so"),
-                      "kind right wide functions, of 4-byte characters",
-                      "😀 as a parameter refused right right\n"});
+    Expect(run.data,
+           {"the shim utf16, for -u\n", "behind the shim found " + In("sqlite.so"),
+            "kind ok wide functions, with 4-byte characters", "😀 as a parameter refused ok ok\n"});
+}
+
+TEST_F(DoctorFiles, NamesEveryConfigurationFile)
+{
+    const Finished run =
+        RunDoctor("x", "HOME=" + folder.string() + " ODBCINI=" + In("loop.so") +
+                           " SYSODBCINI=" + folder.string() + " ODBCINSTINI=" + In("odbcinst.ini"));
+    Expect(run.data, {"\nodbc.ini unreadable " + In("loop.so") + ", from ODBCINI: Too many levels",
+                      "\n missing " + In(".odbc.ini") + "\n directory " + folder.string() +
+                          ", from SYSODBCINI\nodbcinst.ini read " + In("odbcinst.ini") +
+                          ", from ODBCINSTINI\n"});
 }
 
 TEST_F(DoctorFiles, LeavesNothingWhereASignalEndsIt)
@@ -249,6 +283,22 @@ TEST_F(DoctorFiles, LeavesNothingWhereASignalEndsIt)
         EXPECT_NE(fs::last_write_time(temporary), fs::file_time_type()) << "there was no folder";
         EXPECT_TRUE(fs::is_empty(temporary)) << signal;
     }
+}
+
+TEST_F(DoctorFiles, LeavesNoChildWhereItIsKilled)
+{
+    // The driver kills the doctor and hangs. The pipe is closed once both have ended.
+    std::FILE* output =
+        ::popen(("TEST_SIGNAL=9 " ORVELGW_TOOL " doctor -d '" + wide + "' 2>&1").c_str(), "r");
+    ASSERT_NE(output, nullptr);
+    std::array<char, 4096> block{};
+    pollfd wanted{::fileno(output), POLLIN, 0};
+    ssize_t size = 1;
+    while (size > 0 && ::poll(&wanted, 1, 20'000) > 0) {
+        size = ::read(wanted.fd, block.data(), block.size());
+    }
+    EXPECT_EQ(size, 0) << "the child is still running";
+    ::pclose(output);
 }
 
 TEST(WithoutSecrets, HidesPasswordsInAnyText)
@@ -299,12 +349,12 @@ TEST(ConnectionString, IsReadAsTheDriverManagerReadsIt)
               "DRIVER=d;f={g;h};b=c");
 }
 
-TEST(DataSource, IsUnreadWithoutAConfiguration)
+TEST(DataSource, NeedsAConfigurationForAName)
 {
     const Profiles none("/no/such/library.so");
     for (const char* text : {"DSN=a", "DRIVER={A}"}) {
         const ConnectionString string(text);
-        EXPECT_EQ(DataSource(string, none).WhatIsWrong(), DataSource::kUnread) << text;
+        EXPECT_EQ(DataSource(string, none).Fault(), SourceFault::kNoConfiguration) << text;
     }
 }
 
@@ -314,6 +364,7 @@ TEST(ServerOf, TakesWhatSaysHostAndPort)
         {"DRIVER=/psqlodbca.so;Servername=g;Server=h;Port=6;Port=7", "h port 7"},
         {"DRIVER=/psqlodbca.so;Host=h", ""},
         {"DRIVER=/psqlodbca.so;Server=h;Port=65536", ""},
+        {"DRIVER=/psqlodbca.so;Server=h;Port=0", ""},
         {"DRIVER=/psqlodbca.so;Server=h1,h2", ""},
         {"DRIVER=/psqlodbca.so;Server=/run/x", ""},
         {"DRIVER=/psqlodbca.so;Server=::1", "::1 port 5432"},
@@ -334,15 +385,54 @@ TEST(ServerOf, TakesWhatSaysHostAndPort)
     }
 }
 
-TEST(Cause, OfAServerThatListens)
+TEST(Cause, OfWhatAServerDoes)
 {
-    const Reach reach{Reach::kListens, ""};
-    EXPECT_FALSE(CauseInNetwork({"h", "1"}, reach, false));
-    const auto cause = CauseInNetwork({"h", "1"}, reach, true);
-    ASSERT_TRUE(cause);
-    EXPECT_EQ(cause->what, "h port 1 takes connections and does not answer the driver");
-    EXPECT_EQ(CauseInWords({"(42000) Access denied for user 'u' to database 'd'"}).what,
-              "the server is there, and refuses the user, the password, or what the user may do");
+    using Probe = ServerProbe;
+    const std::tuple<Probe::Outcome, bool, std::string> cases[] = {
+        {Probe::kListening, false, ""},
+        {Probe::kListening, true, "no answer: h port 1 accepts connections but does not answer"},
+        {Probe::kRefused, true, "no server: nothing is listening on h port 1"},
+        {Probe::kNoAnswer, false, "no answer: h port 1 does not answer"},
+        {Probe::kUnreachable, false, "unreachable: h port 1: why"},
+        {Probe::kLookupFailed, false, "unreachable: h can't be looked up (why)"},
+        {Probe::kUnknownHost, false, "unknown: there is no host called h (why)"},
+    };
+    for (const auto& [outcome, timed_out, expected] : cases) {
+        const auto cause = CauseInNetwork({"h", "1"}, {outcome, "why"}, timed_out);
+        EXPECT_EQ((cause ? cause->word + ": " + cause->what : "").substr(0, expected.size()),
+                  expected);
+        EXPECT_EQ(cause.has_value(), !expected.empty());
+    }
+}
+
+TEST(Cause, OfWhatADriverSays)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"SQLState: (28P01) NativeError: [1] Message: no",
+         "the server answers, and refuses the user or the password"},
+        {"SQLState: (08001) NativeError: [1] Message: Access denied for user 'u' to database 'd'",
+         "the server answers, and refuses the user, the password, or access to the database"},
+        {"SQLState: (08001) NativeError: [1] Message: no", "the driver says: no"},
+    };
+    for (const auto& [line, what] : cases) {
+        EXPECT_EQ(CauseInDiagnostics({line}).what, what);
+    }
+}
+
+TEST(ProbeServer, TellsRefusedFromNoAnswer)
+{
+    const LocalPort nobody(LocalPort::kNobody);
+    const LocalPort silent(LocalPort::kSilent);
+    const LocalPort full(LocalPort::kFull);
+    const std::pair<std::string, ServerProbe::Outcome> cases[] = {
+        {std::to_string(nobody.number), ServerProbe::kRefused},
+        {std::to_string(silent.number), ServerProbe::kListening},
+        {std::to_string(full.number), ServerProbe::kNoAnswer},
+    };
+    for (const auto& [port, outcome] : cases) {
+        EXPECT_EQ(ProbeServer({"127.0.0.1", port}, std::chrono::milliseconds(100)).outcome,
+                  outcome);
+    }
 }
 
 /// A trial whose checks are right but one, in their order.
@@ -350,7 +440,7 @@ ModeTrial Trial(std::size_t wrong = SIZE_MAX, const char* seen = "")
 {
     ModeTrial trial;
     trial.is_connected = true;
-    trial.findings.resize(Checks().size(), {"right", ""});
+    trial.findings.resize(Checks().size(), {"ok", ""});
     if (wrong < trial.findings.size()) {
         trial.findings[wrong] = {"garbled", seen};
     }
@@ -362,18 +452,18 @@ TEST(RoundTrips, EachWrongOneComesWithWhatIsRight)
     ModeTrial refused;
     refused.refusal = "refused";
     refused.diagnostics = {"No ODBC 2"};
-    ModeTrial national = Trial(1, "\"e\" came");
+    ModeTrial national = Trial(1, "received \"e\"");
     national.is_national = true;
     const auto three = [](std::size_t wrong) { return std::vector(3, Trial(wrong, "x")); };
     const std::tuple<std::vector<ModeTrial>, bool, std::string> cases[] = {
         {{Trial(), Trial(), refused}, true, "connection -l refused No ODBC 2\n"},
-        {{Trial(), Trial(), refused}, true, "long text whole right right -\n"},
-        {{Trial(), Trial(3, "x"), Trial(3, "x")}, true, ", -u and -l: x; right in narrow\n"},
-        {{national, national, Trial(1, "y")}, false, "y; right as N'...' in narrow and -u, as"},
-        {three(2), false, "as a parameter, narrow and -u and -l: x; \"é Ω 日\" is right in"},
+        {{Trial(), Trial(), refused}, true, "long text whole ok ok -\n"},
+        {{Trial(), Trial(3, "x"), Trial(3, "x")}, true, ", -u and -l: x; ok in narrow\n"},
+        {{national, national, Trial(1, "y")}, false, "y; ok as N'...' in narrow and -u, as"},
+        {three(2), false, "as a parameter, narrow and -u and -l: x; \"é Ω 日\" is ok in"},
         {three(7), false,
          "long text in small pieces, narrow and -u and -l: x; \"long text whole\""},
-        {three(0), false, "x; this source, as it is set up, does not carry it"},
+        {three(0), false, "x; this source, as it is set up, can't carry it"},
     };
     for (const auto& [trials, is_right, part] : cases) {
         char* text = nullptr;
@@ -386,34 +476,43 @@ TEST(RoundTrips, EachWrongOneComesWithWhatIsRight)
     }
 }
 
-TEST(Judge, FindsAWordForEveryLoss)
+TEST(Compare, FindsAWordForEveryLoss)
 {
     const std::string longer(100, 'x');
     const std::array<std::string, 4> cases[] = {
-        {"é Ω", "", "lost", "nothing came"},
-        {"é Ω", "é", "cut", "\"é\" came"},
-        {"é Ω", "Ω", "lost", "\"Ω\" came"},
-        {"é Ω", "? ?", "garbled", "\"? ?\" came"},
-        {"é", "\xE9", "garbled", "\"\\xe9\" came"},
-        {longer + "é", longer, "cut", "the first 100 of 101 characters"},
-        {longer + "éa", longer + "a", "lost", "1 of 102 characters"},
-        {longer + "éa", longer + "?a", "garbled", "from character 101 of 102 on"},
+        {"é Ω", "", "lost", "nothing received"},
+        {"é Ω", "é", "truncated", "received \"é\""},
+        {"é Ω", "Ω", "lost", "received \"Ω\""},
+        {"é Ω", "? ?", "garbled", "received \"? ?\""},
+        {"é", "\xE9", "garbled", "received \"\\xe9\""},
+        {longer + "é", longer, "truncated", "received the first 100 of 101 characters"},
+        {longer + "éa", longer + "a", "lost", "1 of 102 characters missing"},
+        {longer + "éa", longer + "?a", "garbled", "wrong from character 101 of 102 on"},
     };
     for (const auto& [sent, came, verdict, seen] : cases) {
-        const Finding finding = Judge(sent, came);
+        const Finding finding = Compare(sent, came);
         EXPECT_EQ(finding.verdict, verdict) << came;
-        EXPECT_EQ(finding.seen, seen);
+        EXPECT_EQ(finding.detail, seen);
     }
 }
 
-TEST(RunApart, EndsWorkThatThrowsOrFallsSilent)
+TEST(RunInChild, SaysHowTheWorkEnded)
 {
-    EXPECT_EQ(RunApart(10, [](const Say&) { throw 1; }).end, Apart::kCrashed);
-    const auto close_pipe_and_wait = [](const Say&) {
-        ::closefrom(STDERR_FILENO + 1);
-        ::pause();
+    const std::tuple<std::function<void(const Send&)>, ChildResult::End, std::string> cases[] = {
+        {[](const Send& send) { send("done"); }, ChildResult::kFinished, "done"},
+        {[](const Send& /*send*/) { throw 1; }, ChildResult::kCrashed, ""},
+        {[](const Send& /*send*/) { ::_exit(0); }, ChildResult::kCrashed, ""},
+        {[](const Send& /*send*/) {
+             ::closefrom(STDERR_FILENO + 1);
+             ::pause();
+         },
+         ChildResult::kTimedOut, ""},
     };
-    EXPECT_EQ(RunApart(1, close_pipe_and_wait).end, Apart::kOutOfTime);
+    for (const auto& [work, end, output] : cases) {
+        const ChildResult result = RunInChild(std::chrono::seconds(1), work);
+        EXPECT_EQ(result.end, end);
+        EXPECT_EQ(result.output, output);
+    }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// A driver that has wide functions, of characters of type CHARACTER, and the narrow ones that the
-// shim shows. It refuses every connection, unless TEST_DRIVER tells it otherwise, and every
+// A driver that has wide functions, with characters of type CHARACTER, and the narrow ones that the
+// shim exposes. It refuses every connection, unless TEST_DRIVER says otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
 // Place=here, =wide by the wide one; =warn as =connect, and warns of a statement that it prepares;
 // =abort as =connect, and aborts there;
@@ -30,6 +30,9 @@ std::string_view Told()
     return told != nullptr ? told : "";
 }
 
+// Longer than any test waits.
+constexpr unsigned kSecondsOfHanging = 100;
+
 // So many zeros end a text for a reader of wider characters, too.
 constexpr int kZeros = 4;
 
@@ -43,7 +46,7 @@ template <class Character>
 std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* native,
                       Character* message, std::int16_t capacity, std::int16_t* length)
 {
-    constexpr std::string_view kMessage = "Login failed, or FROM is missing \033c";
+    constexpr std::string_view kMessage = "No entry, or FROM is missing \033c";
     if (Told() == "crash") {
         std::abort();
     }
@@ -105,7 +108,7 @@ EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in
 {
     if (const char* signal = std::getenv("TEST_SIGNAL"); signal != nullptr) {
         ::kill(::getppid(), std::atoi(signal));
-        ::pause();
+        ::sleep(kSecondsOfHanging);
     }
     if (const char* file = std::getenv("TEST_CONNECTION"); file != nullptr) {
         std::ofstream(file) << in;

@@ -90,17 +90,17 @@ public:
     public:
         explicit CurrentEntry(const char* name) : outer_(Name())
         {
-            name_.store(name, std::memory_order_relaxed);
+            running.store(name, std::memory_order_relaxed);
         }
-        ~CurrentEntry() { name_.store(outer_, std::memory_order_relaxed); }
+        ~CurrentEntry() { running.store(outer_, std::memory_order_relaxed); }
         CurrentEntry(const CurrentEntry&) = delete;
         CurrentEntry& operator=(const CurrentEntry&) = delete;
 
         /// Null between calls.
-        static const char* Name() { return name_.load(std::memory_order_relaxed); }
+        static const char* Name() { return running.load(std::memory_order_relaxed); }
 
     private:
-        inline static std::atomic<const char*> name_ = nullptr;
+        inline static std::atomic<const char*> running = nullptr;
 
         const char* outer_;
     };

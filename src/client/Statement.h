@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -85,6 +84,13 @@ private:
         std::uintmax_t size = 0;
     };
 
+    /// How the values of a bound parameter go.
+    struct Parameter {
+        bool is_binary = false;         // bytes as they are
+        bool goes_wide = false;         // text as 2-byte characters
+        bool has_to_be_number = false;  // text, which the source would take for one anyway
+    };
+
     Statement(const Session& session, Reporter& reporter, StatementTraits traits);
     Reply Call(const std::string& entry, const std::vector<Argument>& rest = {}) const;
     Reply CheckedCall(const std::string& entry, const std::vector<Argument>& rest = {}) const;
@@ -95,8 +101,9 @@ private:
                    const std::optional<ParameterShape>& described);
     void BindFile(std::size_t number, const std::string& file);
     std::optional<std::vector<ParameterShape>> DescribeParameters() const;
-    bool GoesWide(std::string_view text) const;
-    void SetList(std::size_t number, bool is_wide);
+    Parameter ParameterOf(const std::optional<ParameterShape>& shape) const;
+    void SetBinaryList(std::size_t number, std::int32_t sql_type);
+    void SetList(std::size_t number, bool is_wide, bool is_binary = false);
     std::int32_t ExecuteCode();
     std::int32_t SendFiles();
     void SendFile(const File& file);
@@ -111,8 +118,7 @@ private:
     Entry<const char*> execute_;
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_parameter_;
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_binary_;
-    std::string list_;               // of the value that is being set
-    std::deque<File> files_;         // that the driver is still to ask for
-    std::set<std::size_t> binary_;   // numbers of the parameters that take bytes as they are
-    std::set<std::size_t> numeric_;  // and of those whose text has to be checked for a number
+    std::string list_;        // of the value that is being set
+    std::deque<File> files_;  // that the driver is still to ask for
+    std::vector<Parameter> parameters_;
 };

@@ -42,11 +42,6 @@ private:
     bool is_other_;
 };
 
-bool IsAscii(std::string_view text)
-{
-    return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 // How a value is bound, so that the driver knows what it gets.
 struct TypeOf {
     const SourceTraits& source;
@@ -88,6 +83,11 @@ Column Described(const ParameterShape& shape)
     return {.name = "", .sql_type = shape.sql_type, .size = shape.size};
 }
 
+bool HasOwnFormat(const ParameterShape& shape)
+{
+    return Described(shape).IsNumeric() || Described(shape).IsDateTime();
+}
+
 // A number's text is one of any length as SQL_DECIMAL.
 std::int32_t TypeForText(const ParameterShape& shape)
 {
@@ -119,6 +119,7 @@ void Statement::Bind(const std::vector<ParameterValue>& values)
     }
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (const auto* file = std::get_if<FileValue>(&values[i])) {
+            parameters_.push_back({.is_binary = true});
             BindFile(i + 1, file->name);
         } else {
             BindValue(i + 1, std::get<TypedValue>(values[i]),
@@ -132,15 +133,11 @@ void Statement::BindValue(std::size_t number, const TypedValue& value,
 {
     const auto* text = std::get_if<std::string>(&value);
     const SourceTraits source = session_.Source();
-    const bool is_number = described && Described(*described).IsNumeric();
-    const bool as_described = text != nullptr && source.misreads_text && described &&
-                              (is_number || Described(*described).IsDateTime());
-    if (as_described && is_number) {
-        numeric_.insert(number);
-    }
-    const auto type = as_described
-                          ? TypeForText(*described)
-                          : std::visit(TypeOf{source, text != nullptr && GoesWide(*text)}, value);
+    const Parameter& parameter = parameters_.emplace_back(ParameterOf(described));
+    const bool as_described =
+        text != nullptr && source.misreads_text && described && HasOwnFormat(*described);
+    const auto type = as_described ? TypeForText(*described)
+                                   : std::visit(TypeOf{source, parameter.goes_wide}, value);
     const auto size = static_cast<std::int32_t>(std::visit(SizeOf{}, value));
     BindOne(number, kCharacterCType, type, size, size);
     if (text != nullptr) {
@@ -153,11 +150,15 @@ void Statement::BindValue(std::size_t number, const TypedValue& value,
     }
 }
 
-// Text of a driver of wide functions, but for ASCII: virtodbc.so 07.20.3229 reads wide text of a
-// date beyond its end (tests/sources, Tool.Binds).
-bool Statement::GoesWide(std::string_view text) const
+// Text goes to a driver of wide functions as 2-byte characters, but for dates and numbers:
+// virtodbc.so 07.20.3229 reads wide text of a date beyond its end (tests/sources, Tool.Binds).
+Statement::Parameter Statement::ParameterOf(const std::optional<ParameterShape>& shape) const
 {
-    return session_.WideParameters() && !IsAscii(text);
+    const bool has_own_format = shape && HasOwnFormat(*shape);
+    return {.is_binary = shape && shape->is_binary,
+            .goes_wide = session_.WideParameters() && !has_own_format,
+            .has_to_be_number =
+                shape && session_.Source().misreads_text && Described(*shape).IsNumeric()};
 }
 
 // Nothing where the driver doesn't describe them.
@@ -214,12 +215,7 @@ void Statement::Bind(const std::vector<ParameterShape>& shapes)
     std::vector<ListValue> directions;
     std::vector<ListValue> sizes;
     for (const ParameterShape& shape : shapes) {
-        if (shape.is_binary) {
-            binary_.insert(lengths.size() + 1);
-        }
-        if (session_.Source().misreads_text && Described(shape).IsNumeric()) {
-            numeric_.insert(lengths.size() + 1);
-        }
+        parameters_.push_back(ParameterOf(shape));
         lengths.emplace_back(0);
         // The one long type for which "BindParameters" chooses the binary C type.
         types.emplace_back(shape.is_binary ? std::int64_t{kVarbinaryType} : shape.sql_type);
@@ -235,46 +231,55 @@ void Statement::Bind(const std::vector<ParameterShape>& shapes)
 
 void Statement::SetText(std::size_t number, std::string_view text)
 {
-    if (!numeric_.empty() && numeric_.contains(number) && !IsNumber(text)) {
+    const Parameter& parameter = parameters_.at(number - 1);
+    if (parameter.has_to_be_number && !IsNumber(text)) {
         throw SqlError(fmt::format("parameter {}: \"{}\" is not a number", number, text));
     }
     list_.clear();
-    const bool is_wide = GoesWide(text);
-    if (is_wide) {
-        AppendElement(list_, UnitsFromUtf8(text));
+    if (parameter.goes_wide) {
+        AppendElement(list_, text.empty() ? std::u16string(1, u'\0') : UnitsFromUtf8(text));
     } else {
         // An empty string is what a NULL looks like.
         AppendElement(list_, text.empty() ? std::string_view("\0", 1) : text);
     }
-    SetList(number, is_wide);
+    SetList(number, parameter.goes_wide);
 }
 
+// No bytes at all would be a NULL, which text of no characters is not.
 void Statement::SetBytes(std::size_t number, std::string_view bytes)
 {
     list_.clear();
-    AppendElement(list_, bytes);
-    SetList(number, false);
+    AppendElement(list_, bytes.empty() ? std::string_view("\0", 1) : bytes);
+    SetBinaryList(number, bytes.empty() ? kVarcharType : kVarbinaryType);
 }
 
 void Statement::SetNull(std::size_t number)
 {
-    SetBytes(number, {});
+    list_.clear();
+    AppendElement(list_, std::string_view());
+    if (parameters_.at(number - 1).is_binary) {
+        SetBinaryList(number, kVarbinaryType);
+    } else {
+        SetList(number, parameters_[number - 1].goes_wide);
+    }
 }
 
-void Statement::SetList(std::size_t number, bool is_wide)
+// Binds anew: SQLite's driver 0.9998 keeps the length of a binary parameter from its first
+// execution until it is bound again (tests/tool_test.cpp, ToolFiles.ImportsAllRecordsOrNone).
+void Statement::SetBinaryList(std::size_t number, std::int32_t sql_type)
+{
+    const bool is_binary = sql_type == kVarbinaryType;
+    const auto size = static_cast<std::int32_t>(list_.size());
+    BindOne(number, is_binary ? kBinaryCType : kCharacterCType, sql_type, size, size);
+    SetList(number, false, is_binary);
+}
+
+void Statement::SetList(std::size_t number, bool is_wide, bool is_binary)
 {
     constexpr std::size_t kLongestHead = 4;
     if (list_.size() > kLongestElement + kLongestHead) {
         throw SqlError(fmt::format("parameter {}: a value of more than {} bytes comes from a file",
-                                   number, kLongestElement),
-                       {});
-    }
-    const bool is_binary = binary_.contains(number);
-    if (is_binary) {
-        // SQLite's driver 0.9998 keeps the length of a binary parameter from its first execution
-        // until it is bound anew (tests/tool_test.cpp, ToolFiles.ImportsAllRecordsOrNone).
-        const auto size = static_cast<std::int32_t>(list_.size());
-        BindOne(number, kBinaryCType, kVarbinaryType, size, size);
+                                   number, kLongestElement));
     }
     const ParameterOption option(session_, is_wide);
     ORVEL_EXSTR value = HostServices::Instance().NewLongString(list_);

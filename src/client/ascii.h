@@ -23,7 +23,8 @@ constexpr bool EqualsIgnoringCase(std::string_view one, std::string_view other)
 /// Where a word begins in a text, std::string_view::npos where it doesn't.
 constexpr std::size_t FindIgnoringCase(std::string_view text, std::string_view word)
 {
-    const auto found = std::ranges::search(text, word, {}, &LowerInAscii, &LowerInAscii);
-    return found.empty() && !word.empty() ? std::string_view::npos
-                                          : static_cast<std::size_t>(found.begin() - text.begin());
+    const auto is_same = [](char a, char b) { return LowerInAscii(a) == LowerInAscii(b); };
+    const auto at = static_cast<std::size_t>(
+        std::search(text.begin(), text.end(), word.begin(), word.end(), is_same) - text.begin());
+    return at == text.size() && !word.empty() ? std::string_view::npos : at;
 }

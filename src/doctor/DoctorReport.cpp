@@ -8,7 +8,7 @@
 namespace {
 
 constexpr std::size_t kSubjectWidth = 16;
-constexpr std::size_t kVerdictWidth = 11;
+constexpr std::size_t kVerdictWidth = 13;
 
 }  // namespace
 
@@ -55,7 +55,7 @@ void DoctorReport::Advise(std::string_view what) const
     Text(std::string(kSubjectWidth, ' ').append("-> ").append(what));
 }
 
-void DoctorReport::Note(std::string_view what) const
+void DoctorReport::AdviseOnTable(std::string_view what) const
 {
     Text(std::string("  -> ").append(what));
 }

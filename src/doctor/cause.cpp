@@ -2,11 +2,16 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
+#include <filesystem>
+#include <span>
+#include <system_error>
 
 #include "client/Session.h"
+#include "client/ascii.h"
+#include "drivers/shared_object.h"
 #include "drivers/shims.h"
 
 namespace {
@@ -14,17 +19,19 @@ namespace {
 std::string Listed(const char* what, const std::vector<std::string>& names)
 {
     return names.empty() ? fmt::format("the configuration has no {}", what)
-                         : fmt::format("{} of the configuration: {}", what, fmt::join(names, ", "));
+                         : fmt::format("{} in the configuration: {}", what, fmt::join(names, ", "));
 }
 
-bool Mentions(const std::string& line, const char* words)
+bool MentionsAny(const std::string& line, std::span<const char* const> phrases)
 {
-    return ::strcasestr(line.c_str(), words) != nullptr;
+    return std::ranges::any_of(phrases, [&](const char* phrase) {
+        return FindIgnoringCase(line, phrase) != std::string::npos;
+    });
 }
 
 bool IsAboutUser(const std::string& line)
 {
-    static constexpr const char* kWords[] = {
+    static constexpr const char* kPhrases[] = {
         "authentication failed",
         "password supplied",
         "no pg_hba.conf entry",
@@ -34,159 +41,229 @@ bool IsAboutUser(const std::string& line)
         "bad login",
         "invalid user",
     };
-    return StateOf(line).starts_with("28") ||
-           std::ranges::any_of(kWords, [&](const char* words) { return Mentions(line, words); });
+    return StateOf(line).starts_with("28") || MentionsAny(line, kPhrases);
 }
 
-// A name with an equals sign may hold a password.
+bool IsAboutDatabaseFile(const std::string& line)
+{
+    static constexpr const char* kPhrases[] = {"file is not a database",
+                                               "file is encrypted or is not a database"};
+    return MentionsAny(line, kPhrases);
+}
+
 Cause UnknownSource(const DataSource& source, const Profiles& profiles)
 {
     const std::string& name = source.Name();
     Cause cause{"unknown",
-                "no data source has the name " + name,
+                "there is no data source called " + name,
                 {Listed("data sources", profiles.Sections(Profiles::kSources)),
                  Listed("drivers", profiles.Sections(Profiles::kDrivers))}};
     if (name.empty() || name == "default") {
-        cause.what = "neither a driver nor a data source is named";
+        cause.what = "the string names neither a driver nor a data source";
     } else if (name.find('=') != std::string::npos) {
-        cause.what = "no data source has the name behind DSN=, which has an equals sign";
-        cause.advice.insert(cause.advice.begin(), "part keys by semicolons");
+        cause.what = "there is no data source with the name after DSN=, which has an equals sign";
+        cause.advice.insert(cause.advice.begin(), "separate keys with semicolons");
     }
     return cause;
 }
 
-std::optional<Cause> CauseInString(const DataSource& source)
-{
-    const std::vector<std::string> advice{"begin with DRIVER= or DSN=, without blanks around ="};
-    if (source.WhatIsWrong() == DataSource::kMisread) {
-        return Cause{"misread",
-                     "the string begins with neither DRIVER= nor DSN=, so all up to the first "
-                     "semicolon is taken for a data source's name",
-                     advice};
-    }
-    if (source.WhatIsWrong() == DataSource::kBlanks) {
-        return Cause{"misread", "blanks belong to the key or the value that they stand beside",
-                     advice};
-    }
-    return std::nullopt;
-}
-
-std::optional<Cause> CauseInSource(const DataSource& source, const Profiles& profiles)
+Cause CauseInDriverFile(const DataSource& source)
 {
     const std::string& file = source.DriverFile();
-    switch (source.WhatIsWrong()) {
-        case DataSource::kUnknownSource:
-            return UnknownSource(source, profiles);
-        case DataSource::kNoDriver:
-            return Cause{"incomplete",
-                         "the data source " + source.Name() + " names no driver",
-                         {fmt::format("write Driver = ... into [{}] of {}", source.Section(),
-                                      source.SectionFile())}};
-        case DataSource::kBraces:
-            return Cause{"braces",
-                         "around a file's path braces count as part of it",
-                         {"write DRIVER=" + source.Name()}};
-        case DataSource::kUnknownDriver:
-            return Cause{
-                "unknown",
-                "no driver has the name " + source.Name() + ", and there is no file " + file,
-                {Listed("drivers", profiles.Sections(Profiles::kDrivers))}};
-        case DataSource::kMissingFile:
-            return Cause{"missing",
-                         "there is no file " + file,
-                         {"install the driver's package, or correct the path"}};
-        case DataSource::kUnreachedFile:
-            return Cause{"unreached",
-                         file + " can't be reached: " + source.Reason(),
-                         {"let this user search the folders above it"}};
+    switch (source.Fault()) {
+        case SourceFault::kDanglingLink:
+            return {"missing",
+                    fmt::format("{} is a symbolic link to {}, which does not exist", file,
+                                source.Reason()),
+                    {"install the driver's package, or correct the link"}};
+        case SourceFault::kLinkLoop:
+            return {"unreachable",
+                    file + " is in a loop of symbolic links",
+                    {"name the driver's own file, or correct the links"}};
+        case SourceFault::kUnreachableFile:
+            return {"unreachable",
+                    file + " is unreachable: " + source.Reason(),
+                    {"give this user search permission on the directories above it"}};
         default:
-            return CauseInString(source);
+            return {"missing",
+                    "there is no file " + file,
+                    {"install the driver's package, or correct the path"}};
+    }
+}
+
+Cause CauseInSource(const DataSource& source, const Profiles& profiles)
+{
+    const std::vector<std::string> begin{"begin with DRIVER= or DSN=, without blanks around ="};
+    switch (source.Fault()) {
+        case SourceFault::kMalformed:
+            return {"malformed",
+                    "the string begins with neither DRIVER= nor DSN=, so everything up to the "
+                    "first semicolon is taken for the name of a data source",
+                    begin};
+        case SourceFault::kBlanks:
+            return {"malformed", "blanks around a key or a value are part of it", begin};
+        case SourceFault::kNoConfiguration:
+            return {"unknown",
+                    "the configuration can't be read, and the string names no driver file",
+                    {"install libiodbc2, or write DRIVER=/path/of/the/driver.so"}};
+        case SourceFault::kUnknownSource:
+            return UnknownSource(source, profiles);
+        case SourceFault::kNoDriver:
+            return {"incomplete",
+                    fmt::format("data source {} names no driver", source.Name()),
+                    {fmt::format("add Driver = ... to [{}] in {}", source.Section(),
+                                 source.SectionFile())}};
+        case SourceFault::kBraces:
+            return {"malformed",
+                    "braces around a file name are taken as part of it",
+                    {"write DRIVER=" + source.Name()}};
+        case SourceFault::kUnknownDriver:
+            return {"unknown",
+                    fmt::format("there is neither a driver called {} nor a file {}", source.Name(),
+                                source.DriverFile()),
+                    {Listed("drivers", profiles.Sections(Profiles::kDrivers))}};
+        default:
+            return CauseInDriverFile(source);
     }
 }
 
 }  // namespace
 
-// The loader begins with the file's name unless another one is missing.
-std::vector<std::string> AdviceOnLoading(const std::string& file, const std::string& reason)
+Cause CauseInObject(const std::string& file, const std::string& reason)
 {
-    const bool is_own = reason.starts_with(file + ": ") && !Mentions(reason, "undefined symbol");
-    if (reason.starts_with(kWhileLoading) || (is_own && Mentions(reason, "no such file"))) {
-        return {};
+    const ObjectFault fault = FaultOfSharedObject(file);
+    const std::vector<std::string> reinstall{"reinstall the package that it belongs to"};
+    switch (fault.kind) {
+        case ObjectFault::kDirectory:
+            return {"unloadable", file + " is a directory", {"name a file in it"}};
+        case ObjectFault::kUnreadable:
+            return {"unloadable", reason, {"correct the path, or let this user read the file"}};
+        case ObjectFault::kNotElf:
+            return {"unloadable", file + " is not a shared object", {"name a shared object"}};
+        case ObjectFault::kOtherMachine:
+            return {
+                "unloadable",
+                fmt::format("{} is for {}, this program for {}", file, fault.detail, OwnMachine()),
+                {"install the package of this program's architecture"}};
+        case ObjectFault::kTruncated:
+            return {"unloadable", file + " is truncated", reinstall};
+        case ObjectFault::kNone:
+            break;
     }
-    return {is_own ? "it is no library for this machine, or not readable by this user"
-                   : "ldd -r tells what it needs and does not find"};
+    return {"unloadable", reason, {"ldd -r shows the libraries and symbols that it lacks"}};
 }
 
 std::optional<Cause> CauseInFiles(const DataSource& source, const DriverKind& kind,
                                   const Profiles& profiles)
 {
     const std::string& file = source.DriverFile();
-    if (source.WhatIsWrong() != DataSource::kNone) {
+    if (source.Fault() != SourceFault::kNone) {
         return CauseInSource(source, profiles);
     }
     if (kind.form == DriverKind::kUnloadable) {
-        return Cause{"unloadable", kind.reason, AdviceOnLoading(file, kind.reason)};
+        return CauseInObject(file, kind.reason);
+    }
+    if (kind.form == DriverKind::kFailsWhileLoading) {
+        const bool is_sound = !FaultOfSharedObject(file);
+        return is_sound ? Cause{"unloadable", file + " " + kind.reason, {}}
+                        : CauseInObject(file, kind.reason);
     }
     if (IsShim(file) && !AsShim(file)) {
-        return Cause{"no driver",
-                     file + " is the shim, which finds a driver by its own file's name",
-                     {"orvelgw shim makes one that is named after a driver"}};
+        return Cause{"not a driver",
+                     file + " is the shim, which finds its driver by the name of its own file",
+                     {"orvelgw shim makes a copy that is named after a driver"}};
     }
-    if (kind.form == DriverKind::kNoDriver) {
-        return Cause{"no driver",
-                     file + " is a library without ODBC functions",
-                     {"name the driver's own file; setup libraries (lib...S.so) are none"}};
+    if (kind.form == DriverKind::kNotADriver) {
+        return Cause{"not a driver",
+                     file + " is a shared object without ODBC functions",
+                     {"name the driver's own file; a setup library (lib...S.so) is not one"}};
     }
     if (kind.form == DriverKind::kDriverManager) {
-        return Cause{"no driver", file + " is a driver manager", {"name the driver's own file"}};
+        return Cause{"not a driver", file + " is a driver manager", {"name the driver's own file"}};
     }
     return std::nullopt;
 }
 
-std::optional<Cause> CauseInNetwork(const Server& server, const Reach& reach, bool is_silent)
+std::optional<Cause> CauseInNetwork(const Server& server, const ServerProbe& probe, bool timed_out)
 {
     const std::string correct = "correct the server's name and port in the connection string";
-    switch (reach.outcome) {
-        case Reach::kListens:
-            if (is_silent) {
-                return Cause{"silent",
-                             server.Text() + " takes connections and does not answer the driver",
-                             {"another kind of server, or one that hangs: check the port and the "
-                              "server's log"}};
+    switch (probe.outcome) {
+        case ServerProbe::kListening:
+            if (timed_out) {
+                return Cause{"no answer",
+                             server.Text() + " accepts connections but does not answer the driver",
+                             {"it may be another kind of server, or one that hangs: check the port "
+                              "and the server's log"}};
             }
             return std::nullopt;
-        case Reach::kNobodyListens:
-            return Cause{"stopped",
-                         "nobody listens at " + server.Text(),
+        case ServerProbe::kRefused:
+            return Cause{"no server",
+                         "nothing is listening on " + server.Text(),
                          {"start the server, or " + correct}};
-        case Reach::kSilent:
-            return Cause{"silent",
-                         server.Text() + " does not answer",
-                         {"is the machine up, is there a firewall? Or " + correct}};
-        case Reach::kUnknownHost:
+        case ServerProbe::kNoAnswer:
+            return Cause{
+                "no answer",
+                server.Text() + " does not answer",
+                {"check that the machine is up and no firewall is in the way, or " + correct}};
+        case ServerProbe::kUnknownHost:
             return Cause{"unknown",
-                         "no host has the name " + server.host + " (" + reach.reason + ")",
+                         fmt::format("there is no host called {} ({})", server.host, probe.reason),
                          {correct}};
-        case Reach::kUnresolved:
-            return Cause{"unreached",
-                         server.host + " can't be looked up now (" + reach.reason + ")",
-                         {"is there a name server? Or " + correct}};
-        case Reach::kUnreachable:
-            return Cause{"unreached", server.Text() + ": " + reach.reason, {correct}};
+        case ServerProbe::kLookupFailed:
+            return Cause{"unreachable",
+                         fmt::format("{} can't be looked up ({})", server.host, probe.reason),
+                         {"check that a name server is reachable, or " + correct}};
+        case ServerProbe::kUnreachable:
+            return Cause{"unreachable", server.Text() + ": " + probe.reason, {correct}};
     }
     return std::nullopt;
 }
 
-Cause CauseInWords(const std::vector<std::string>& diagnostics)
+std::optional<Cause> CauseInDatabaseFile(const DataSource& source)
 {
+    static constexpr const char* kDatabase[] = {"Database"};
+    const std::filesystem::path file = source.Value(kDatabase, kDatabase);
+    const std::string driver = std::filesystem::path(source.DriverFile()).filename();
+    if (driver.find("sqlite") == std::string::npos || !file.is_absolute()) {
+        return std::nullopt;
+    }
+    std::error_code none;
+    const auto directory = file.parent_path();
+    const std::vector<std::string> correct{"correct the path in Database="};
+    if (std::filesystem::is_directory(file, none)) {
+        return Cause{"no database", file.string() + " is a directory", correct};
+    }
+    if (!std::filesystem::is_directory(directory, none)) {
+        return Cause{"missing", "there is no directory " + directory.string(), correct};
+    }
+    const bool is_new = !std::filesystem::exists(file, none);
+    if (::access(is_new ? directory.c_str() : file.c_str(), is_new ? W_OK : R_OK) != 0) {
+        return Cause{
+            "unreachable",
+            fmt::format("this user may not {} {}", is_new ? "create" : "read", file.string()),
+            {"change its permissions, or correct the path in Database="}};
+    }
+    return std::nullopt;
+}
+
+Cause CauseInDiagnostics(const std::vector<std::string>& diagnostics)
+{
+    if (std::ranges::any_of(diagnostics, &IsAboutDatabaseFile)) {
+        return {"no database",
+                "the file that the data source names is not a database, or it is encrypted",
+                {"name a database file, or a new file, in Database="}};
+    }
     if (std::ranges::any_of(diagnostics, &IsAboutUser)) {
-        const bool may_be_rights = std::ranges::any_of(
-            diagnostics, [](const std::string& line) { return Mentions(line, "to database"); });
+        const bool may_be_privileges =
+            std::ranges::any_of(diagnostics, [](const std::string& line) {
+                return MentionsAny(line, std::initializer_list<const char*>{"to database"});
+            });
         return {"refused",
-                may_be_rights ? "the server is there, and refuses the user, the password, or what "
-                                "the user may do"
-                              : "the server is there, and refuses the user or the password",
+                may_be_privileges
+                    ? "the server answers, and refuses the user, the password, or access to the "
+                      "database"
+                    : "the server answers, and refuses the user or the password",
                 {"check UID and PWD, and what the server allows this user from this machine"}};
     }
-    return {"refused", "in the driver's words: " + MessageOf(diagnostics.front()), {}};
+    return {"refused", "the driver says: " + MessageOf(diagnostics.front()), {}};
 }

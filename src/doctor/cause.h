@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "drivers/DataSource.h"
+#include "drivers/Profiles.h"
 #include "drivers/driver_kind.h"
 #include "drivers/server.h"
 
@@ -16,17 +17,19 @@ struct Cause {
     std::vector<std::string> advice;
 };
 
-/// What to do about a library that can't be loaded, by the loader's reason.
-std::vector<std::string> AdviceOnLoading(const std::string& file, const std::string& reason);
+/// Why a shared object can't be loaded. reason: the loader's.
+Cause CauseInObject(const std::string& file, const std::string& reason);
 
-/// The cause that shows before anything connects: of a source or a driver that isn't there or can't
+/// A cause that shows before anything connects: a data source or a driver that is missing or can't
 /// be used.
 std::optional<Cause> CauseInFiles(const DataSource& source, const DriverKind& kind,
                                   const Profiles& profiles);
 
-/// The cause that shows in the network, where the server was tried. is_silent: its driver waited
-/// for it in vain.
-std::optional<Cause> CauseInNetwork(const Server& server, const Reach& reach, bool is_silent);
+/// A cause that shows in the network. timed_out: whether the driver got no answer.
+std::optional<Cause> CauseInNetwork(const Server& server, const ServerProbe& probe, bool timed_out);
 
-/// The cause that the driver's diagnostics tell.
-Cause CauseInWords(const std::vector<std::string>& diagnostics);
+/// Why SQLite can't open the file that the data source names; its driver only says that it can't.
+std::optional<Cause> CauseInDatabaseFile(const DataSource& source);
+
+/// The cause that the driver's diagnostics name.
+Cause CauseInDiagnostics(const std::vector<std::string>& diagnostics);

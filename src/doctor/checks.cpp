@@ -24,10 +24,11 @@ constexpr std::size_t kPartCharacters = 8;
 
 constexpr std::int32_t kSmallPiece = 1001;
 
-// Of this the driver is offered a quarter in 4-byte characters, and a narrow driver as many bytes.
+// The driver gets a buffer of a quarter of this in 4-byte characters; a narrow driver, of as many
+// bytes.
 constexpr std::int32_t kWholePiece = 400'000;
 
-constexpr int kMostPieces = 5000;
+constexpr int kMaxPieces = 5000;
 
 constexpr std::size_t kShortText = 40;
 
@@ -37,20 +38,19 @@ std::size_t Characters(std::string_view text)
         std::ranges::count_if(text, [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
-// Whether a text is another one less some of its bytes.
-bool IsLeftOf(std::string_view sent, std::string_view came)
+// Whether a text is another one without some of its bytes.
+bool IsSubsequence(std::string_view received, std::string_view sent)
 {
     std::size_t found = 0;
-    for (std::size_t at = 0; at < sent.size() && found < came.size(); ++at) {
-        if (sent[at] == came[found]) {
+    for (std::size_t at = 0; at < sent.size() && found < received.size(); ++at) {
+        if (sent[at] == received[found]) {
             ++found;
         }
     }
-    return found == came.size();
+    return found == received.size();
 }
 
-// Text as a person can see it: in quotes, or by its code points where a terminal has no picture of
-// one.
+// Text in quotes, or its code points where a terminal can't show one of them.
 std::string Visible(std::string_view text)
 {
     std::string points;
@@ -72,8 +72,8 @@ std::string Visible(std::string_view text)
     return is_visible ? fmt::format("\"{}\"", text) : points;
 }
 
-/// What a driver has to say besides goes nowhere.
-class Silence : public Reporter {
+/// Ignores what a statement reports besides its rows.
+class NoReporter : public Reporter {
 public:
     void Returned(const ResultSummary& /*summary*/) override {}
     void Changed(std::int64_t /*rows*/) override {}
@@ -81,7 +81,7 @@ public:
     void Warned(const std::vector<std::string>& /*diagnostics*/) override {}
 };
 
-/// A row as a host gets it: text as the row entry delivers it in this mode, nothing for NULL.
+/// A row as a host receives it: text as the row entry delivers it in this mode, nothing for NULL.
 using HostRow = std::vector<std::optional<std::string>>;
 
 std::optional<std::string> HostValue(const ListElement& item)
@@ -90,7 +90,8 @@ std::optional<std::string> HostValue(const ListElement& item)
         return std::nullopt;
     }
     std::string text = item.Text();
-    // Zeros fill what the driver manager counted and nobody wrote; an empty value is one.
+    // Zeros fill a value where the driver manager reported more than was written; an empty value is
+    // one zero.
     text.erase(text.find_last_not_of('\0') + 1);
     return text;
 }
@@ -112,46 +113,47 @@ HostRow FirstRow(Statement& statement, std::size_t cells)
         }
     }
     if (row.size() != cells) {
-        throw SqlError("no such row came", {});
+        throw SqlError("the row has another number of columns, or there is none", {});
     }
     return row;
 }
 
 HostRow RowOf(const Session& session, const std::string& sql, std::size_t cells)
 {
-    Silence silence;
-    Statement statement(session, sql, silence);
+    NoReporter reporter;
+    Statement statement(session, sql, reporter);
     return FirstRow(statement, cells);
 }
 
-Finding JudgeCell(const std::string& sent, const std::optional<std::string>& came)
+Finding CompareValue(const std::string& sent, const std::optional<std::string>& received)
 {
-    return came ? Judge(sent, *came) : Finding{"lost", "NULL came"};
+    return received ? Compare(sent, *received) : Finding{"lost", "received NULL"};
 }
 
 Finding NullAndEmpty(const Session& session)
 {
     const HostRow row = RowOf(session, "SELECT NULL, ''", 2);
     if (row[0]) {
-        return {"alike", row[0]->empty() ? "NULL comes as empty text" : "NULL comes as text"};
+        return {"conflated",
+                row[0]->empty() ? "NULL arrives as empty text" : "NULL arrives as text"};
     }
     if (!row[1]) {
-        return {"alike", "empty text comes as NULL"};
+        return {"conflated", "empty text arrives as NULL"};
     }
-    return Judge("", *row[1]);
+    return Compare("", *row[1]);
 }
 
 Finding Literal(const Session& session, const std::string& prefix, const std::string& text)
 {
-    return JudgeCell(text, RowOf(session, "SELECT " + prefix + "'" + text + "'", 1)[0]);
+    return CompareValue(text, RowOf(session, "SELECT " + prefix + "'" + text + "'", 1)[0]);
 }
 
-// With the Unicode option text goes as 2-byte characters, as a host sends it: the tool's own
-// parameters keep clear of narrow drivers.
+// With the Unicode option text goes as 2-byte characters, as a host sends it; the tool itself does
+// not send such parameters to narrow drivers.
 Finding Parameter(const Session& session, const std::string& text)
 {
-    Silence silence;
-    Statement statement(session, "SELECT ?", silence);
+    NoReporter reporter;
+    Statement statement(session, "SELECT ?", reporter);
     if (session.Options().unicode) {
         const auto size = static_cast<std::int64_t>(text.size());
         statement.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
@@ -160,7 +162,7 @@ Finding Parameter(const Session& session, const std::string& text)
     } else {
         statement.Bind({ParameterValue(TypedValue(text))});
     }
-    return JudgeCell(text, FirstRow(statement, 1)[0]);
+    return CompareValue(text, FirstRow(statement, 1)[0]);
 }
 
 std::string LongText()
@@ -179,25 +181,25 @@ public:
     LongRead(const Session& session, const Check& check)
         : session_(session),
           is_wide_(session.Options().unicode),
-          entry_(std::string(check.matter) + (is_wide_ ? "W" : "")),
+          entry_(std::string(check.input) + (is_wide_ ? "W" : "")),
           size_(check.piece)
     {}
 
-    Finding CarryOut(const std::string& prefix) const
+    Finding Run(const std::string& prefix) const
     {
         const std::string sent = LongText();
-        Silence silence;
-        Statement statement(session_, "SELECT " + prefix + "'" + sent + "'", silence);
+        NoReporter reporter;
+        Statement statement(session_, "SELECT " + prefix + "'" + sent + "'", reporter);
         statement.Execute();
         if (!statement.Fetch()) {
-            throw SqlError("no row came", {});
+            throw SqlError("there is no row", {});
         }
-        const std::string came = Pieces(statement.Handle().Bytes(), 2 * sent.size());
-        return Judge(sent, is_wide_ ? Utf8FromUnits(came) : came);
+        const std::string received = Pieces(statement.Handle().Bytes(), 2 * sent.size());
+        return Compare(sent, is_wide_ ? Utf8FromUnits(received) : received);
     }
 
 private:
-    std::string Pieces(const std::string& statement, std::size_t enough) const
+    std::string Pieces(const std::string& statement, std::size_t limit) const
     {
         std::vector<Argument> inputs{1, is_wide_ ? kWideCType : kCharacterCType};
         if (size_ != 0) {
@@ -205,21 +207,21 @@ private:
         }
         std::string text;
         std::int32_t code = ORVEL_SUCCESS_WITH_INFO;
-        for (int i = 0; code == ORVEL_SUCCESS_WITH_INFO && i < kMostPieces; ++i) {
+        for (int i = 0; code == ORVEL_SUCCESS_WITH_INFO && i < kMaxPieces; ++i) {
             const Reply reply = session_.Library().CallOn(statement, entry_, inputs);
             code = session_.Library().Call("GetLastSQLCode").code;
             if (Failed(code) && code != ORVEL_NO_DATA) {
                 throw SqlError(entry_ + " failed", session_.Diagnostics(statement));
             }
             text += Trimmed(reply.Bytes());
-            if (text.size() > enough) {
+            if (text.size() > limit) {
                 break;
             }
         }
         return text;
     }
 
-    // Zeros end a piece, and fill it where the driver manager counted what nobody wrote.
+    // Zeros terminate a piece, and fill it where the driver manager reported more than was written.
     std::string_view Trimmed(std::string_view piece) const
     {
         const std::size_t unit = is_wide_ ? 2 : 1;
@@ -237,7 +239,7 @@ private:
     std::int32_t size_;
 };
 
-// The first line of the first message, behind its SQLSTATE.
+// The SQLSTATE and the first line of the first message.
 std::string FirstWords(const SqlError& error)
 {
     if (error.diagnostics.empty()) {
@@ -254,10 +256,10 @@ Finding FindingOf(const Check& check, const Session& session, const std::string&
         case Check::kNullness:
             return NullAndEmpty(session);
         case Check::kLong:
-            return LongRead(session, check).CarryOut(prefix);
+            return LongRead(session, check).Run(prefix);
         default:
-            return check.is_literal ? Literal(session, prefix, check.matter)
-                                    : Parameter(session, check.matter);
+            return check.is_literal ? Literal(session, prefix, check.input)
+                                    : Parameter(session, check.input);
     }
 }
 
@@ -274,28 +276,30 @@ constexpr Check kChecks[] = {
 
 }  // namespace
 
-Finding Judge(std::string_view sent, std::string_view came)
+Finding Compare(std::string_view sent, std::string_view received)
 {
-    if (came == sent) {
-        return {"right", ""};
+    if (received == sent) {
+        return {"ok", ""};
     }
-    const bool is_short = sent.size() <= kShortText && came.size() <= kShortText;
-    const std::string both = is_short ? Visible(came) + " came" : "";
+    const bool is_short = sent.size() <= kShortText && received.size() <= kShortText;
+    const std::string both = is_short ? "received " + Visible(received) : "";
     const std::size_t all = Characters(sent);
-    const std::size_t left = Characters(came);
-    if (came.empty()) {
-        return {"lost", "nothing came"};
+    const std::size_t left = Characters(received);
+    if (received.empty()) {
+        return {"lost", "nothing received"};
     }
-    if (sent.starts_with(came)) {
-        return {"cut", is_short ? both : fmt::format("the first {} of {} characters", left, all)};
+    if (sent.starts_with(received)) {
+        return {"truncated",
+                is_short ? both : fmt::format("received the first {} of {} characters", left, all)};
     }
-    if (left < all && IsLeftOf(sent, came)) {
-        return {"lost", is_short ? both : fmt::format("{} of {} characters", all - left, all)};
+    if (left < all && IsSubsequence(received, sent)) {
+        return {"lost",
+                is_short ? both : fmt::format("{} of {} characters missing", all - left, all)};
     }
     const auto same =
-        static_cast<std::size_t>(std::ranges::mismatch(sent, came).in1 - sent.begin());
+        static_cast<std::size_t>(std::ranges::mismatch(sent, received).in1 - sent.begin());
     return {"garbled", is_short ? both
-                                : fmt::format("from character {} of {} on",
+                                : fmt::format("wrong from character {} of {} on",
                                               Characters(sent.substr(0, same)) + 1, all)};
 }
 
@@ -304,7 +308,7 @@ std::span<const Check> Checks()
     return kChecks;
 }
 
-Finding CarryOut(const Check& check, const Session& session, const std::string& prefix)
+Finding RunCheck(const Check& check, const Session& session, const std::string& prefix)
 {
     try {
         return FindingOf(check, session, prefix);
@@ -322,5 +326,14 @@ std::string RefusalOfSelect(const Session& session)
         return "";
     } catch (const SqlError& error) {
         return FirstWords(error);
+    }
+}
+
+void ReadDatabaseFile(const Session& session)
+{
+    try {
+        RowOf(session, "SELECT count(*) FROM sqlite_master", 1);
+    } catch (const SqlError& error) {
+        throw ConnectError(error.what(), error.diagnostics);
     }
 }

@@ -1,4 +1,4 @@
-// What a round trip through a connection is to bring back.
+// The round trips through a connection.
 #pragma once
 
 #include <cstdint>
@@ -8,17 +8,17 @@
 
 #include "client/Session.h"
 
-/// A verdict in a word, and what was seen where it isn't "right".
+/// A verdict in a word, and a detail where it isn't "ok".
 struct Finding {
     std::string verdict;
-    std::string seen;
+    std::string detail;
 
-    bool IsRight() const { return verdict == "right"; }
+    bool IsRight() const { return verdict == "ok"; }
 };
 
-/// Compares UTF-8 text that came with what was sent: right; cut, where the end is missing; lost,
-/// where characters are missing elsewhere; garbled.
-Finding Judge(std::string_view sent, std::string_view came);
+/// Compares UTF-8 text that came back with what was sent: ok; truncated, where the end is missing;
+/// lost, where other characters are missing; garbled.
+Finding Compare(std::string_view sent, std::string_view received);
 
 /// One round trip: a text goes to the source in a statement or a parameter, and comes back in a
 /// result.
@@ -28,17 +28,20 @@ struct Check {
     const char* name;
     Subject subject;
     bool is_literal;
-    const char* matter;  // the text, or the entry that reads a long one
-    std::int32_t piece;  // the room that the entry is given; 0: it takes none
+    const char* input;   // the text, or the entry that reads a long one
+    std::int32_t piece;  // the size that the entry is given; 0: it takes none
 };
 
-/// What makes a literal one of national characters, for sources that convert all others.
+/// Begins a literal of national characters; some sources convert all others.
 inline constexpr char kNationalPrefix[] = "N";
 
 std::span<const Check> Checks();
 
-/// What has become of a text. prefix stands in front of a literal: nothing, or kNationalPrefix.
-Finding CarryOut(const Check& check, const Session& session, const std::string& prefix);
+/// prefix goes before a literal: nothing, or kNationalPrefix.
+Finding RunCheck(const Check& check, const Session& session, const std::string& prefix);
 
-/// Why the source takes no SELECT without FROM, which all checks need; empty: it does.
+/// Why the source refuses a SELECT without FROM, which all checks need; empty where it does not.
 std::string RefusalOfSelect(const Session& session);
+
+/// Has SQLite read its file, which connecting does not. Throws ConnectError.
+void ReadDatabaseFile(const Session& session);

@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
@@ -14,23 +15,23 @@
 
 namespace {
 
-constexpr int kSecondsForMode = 40;
+constexpr std::chrono::seconds kModeLimit{40};
 
-// What a child says, each with the texts behind it as one list.
-constexpr char kRefused[] = "refused";      // the diagnostics
+// What the child process sends: lists that begin with one of these texts, or with
+// ModeTrial::kRefused and then the diagnostics.
 constexpr char kConnected[] = "connected";  // the product
 constexpr char kNoSelect[] = "no select";   // why
 constexpr char kNational[] = "national";    // nothing
-constexpr char kFound[] = "found";          // verdict, what was seen
+constexpr char kFound[] = "found";          // verdict, detail
 
-void SayList(const Say& say, const std::vector<std::string>& texts)
+void SendList(const Send& send, const std::vector<std::string>& texts)
 {
     std::vector<ListValue> values(texts.begin(), texts.end());
-    say(EncodeList({EncodeList(values)}));
+    send(EncodeList({EncodeList(values)}));
 }
 
-// Some drivers don't tell.
-std::string Told(const Session& session, std::int32_t type)
+// Empty where the driver does not report it.
+std::string InformationOf(const Session& session, std::int32_t type)
 {
     try {
         return session.Information(type);
@@ -41,52 +42,57 @@ std::string Told(const Session& session, std::int32_t type)
 
 std::string ProductText(const Session& session)
 {
-    const std::string server = Told(session, kDbmsName) + " " + Told(session, kDbmsVersion);
-    const std::string driver = Told(session, kDriverName) + " " + Told(session, kDriverVersion);
-    return (server == " " ? "a server without a name" : server) +
+    const std::string server =
+        InformationOf(session, kDbmsName) + " " + InformationOf(session, kDbmsVersion);
+    const std::string driver =
+        InformationOf(session, kDriverName) + " " + InformationOf(session, kDriverVersion);
+    return (server == " " ? "an unnamed server" : server) +
            (driver == " " ? "" : ", driver " + driver);
 }
 
-void TryChecks(const Session& session, const Say& say)
+void RunChecks(const Session& session, const Send& send)
 {
     std::string prefix;
     for (const Check& check : Checks()) {
-        const Finding finding = CarryOut(check, session, prefix);
-        SayList(say, {kFound, finding.verdict, finding.seen});
+        const Finding finding = RunCheck(check, session, prefix);
+        SendList(send, {kFound, finding.verdict, finding.detail});
         if (check.subject == Check::kPlainText && check.is_literal && !finding.IsRight() &&
-            CarryOut(check, session, kNationalPrefix).IsRight()) {
+            RunCheck(check, session, kNationalPrefix).IsRight()) {
             prefix = kNationalPrefix;
-            SayList(say, {kNational});
+            SendList(send, {kNational});
         }
     }
 }
 
-void Try(const Gateway& gateway, const SessionOptions& options, const std::string& string,
-         const Say& say)
+void RunMode(const Gateway& gateway, const SessionOptions& options, const std::string& string,
+             const Send& send)
 {
     try {
         const Session session(gateway, options, string);
-        SayList(say, {kConnected, ProductText(session)});
+        if (InformationOf(session, kDbmsName) == "SQLite") {
+            ReadDatabaseFile(session);
+        }
+        SendList(send, {kConnected, ProductText(session)});
         if (const std::string refusal = RefusalOfSelect(session); !refusal.empty()) {
-            SayList(say, {kNoSelect, refusal});
+            SendList(send, {kNoSelect, refusal});
         } else {
-            TryChecks(session, say);
+            RunChecks(session, send);
         }
     } catch (const ConnectError& error) {
-        std::vector<std::string> texts{kRefused};
+        std::vector<std::string> texts{ModeTrial::kRefused};
         texts.insert(texts.end(), error.diagnostics.begin(), error.diagnostics.end());
         if (error.diagnostics.empty()) {
             texts.emplace_back(error.what());
         }
-        SayList(say, texts);
+        SendList(send, texts);
     }
 }
 
-void Understand(const std::vector<std::string>& texts, ModeTrial& trial)
+void Apply(const std::vector<std::string>& texts, ModeTrial& trial)
 {
     const std::string& what = texts.at(0);
-    if (what == kRefused) {
-        trial.refusal = kRefused;
+    if (what == ModeTrial::kRefused) {
+        trial.refusal = ModeTrial::kRefused;
         trial.diagnostics.assign(texts.begin() + 1, texts.end());
     } else if (what == kConnected) {
         trial.is_connected = true;
@@ -100,28 +106,29 @@ void Understand(const std::vector<std::string>& texts, ModeTrial& trial)
     }
 }
 
-// What the way a child ended says of what it did not say.
-void Complete(const Apart& apart, ModeTrial& trial)
+// Fills in what the child did not send, by how it ended.
+void Complete(const ChildResult& child, ModeTrial& trial)
 {
-    const bool is_late = apart.end == Apart::kOutOfTime;
-    const Finding last{is_late ? "silent" : "crashed",
-                       is_late ? "no end within " + std::to_string(kSecondsForMode) + " seconds"
-                               : "the driver crashed: " + apart.reason};
+    const Finding last =
+        child.end == ChildResult::kTimedOut
+            ? Finding{ModeTrial::kTimedOut,
+                      fmt::format("no answer within {} seconds", kModeLimit.count())}
+            : Finding{ModeTrial::kCrashed, "the driver crashed: " + child.reason};
     if (!trial.is_connected && trial.refusal.empty()) {
         trial.refusal = last.verdict;
-        trial.diagnostics = {last.seen};
+        trial.diagnostics = {last.detail};
     }
     if (trial.is_connected && trial.select_refusal.empty() &&
         trial.findings.size() < Checks().size()) {
         trial.findings.push_back(last);
-        trial.findings.resize(Checks().size(), {"untried", ""});
+        trial.findings.resize(Checks().size(), {"not tried", ""});
     }
 }
 
 constexpr std::size_t kNameWidth = 30;
 constexpr std::size_t kCellWidth = 11;
 
-/// What one check came to in all modes.
+/// The findings of one check in all modes.
 class CheckRow {
 public:
     CheckRow(const std::vector<ModeTrial>& trials, std::size_t check)
@@ -130,27 +137,28 @@ public:
 
     const Finding& At(std::size_t mode) const
     {
-        static const Finding untried{"-", ""};
+        static const Finding none{"-", ""};
         const auto& findings = trials_[mode].findings;
-        return check_ < findings.size() ? findings[check_] : untried;
+        return check_ < findings.size() ? findings[check_] : none;
     }
 
     bool IsRightAnywhere() const { return !RightModes().empty(); }
 
-    // What is right instead, as far as the round trips show it.
+    // What works instead, as far as the round trips show it.
     std::string Advice(std::size_t mode) const
     {
         const Check& check = Checks()[check_];
         if (kModes[mode].options.unicode && check.subject == Check::kLong && At(0).IsRight()) {
-            return "narrow text (C type 1) is right";
+            return "narrow text (C type 1) is ok";
         }
         if (const auto right = RightModes(); !right.empty()) {
-            return "right in " + right;
+            return "ok in " + right;
         }
         const auto national =
             Modes([this](std::size_t other) { return trials_[other].is_national; });
         if (check.subject == Check::kPlainText && check.is_literal && !national.empty()) {
-            return fmt::format("right as {}'...' in {}, as below", kNationalPrefix, national);
+            return fmt::format("ok as {}'...' in {}, as the checks below send it", kNationalPrefix,
+                               national);
         }
         return OtherWay();
     }
@@ -178,10 +186,10 @@ private:
         for (std::size_t other = 0; other < Checks().size(); ++other) {
             const CheckRow row(trials_, other);
             if (Checks()[other].subject == Checks()[check_].subject && row.IsRightAnywhere()) {
-                return fmt::format("\"{}\" is right in {}", Checks()[other].name, row.RightModes());
+                return fmt::format("\"{}\" is ok in {}", Checks()[other].name, row.RightModes());
             }
         }
-        return "this source, as it is set up, does not carry it";
+        return "this source, as it is set up, can't carry it";
     }
 
     const std::vector<ModeTrial>& trials_;
@@ -207,17 +215,17 @@ void ReportTable(const std::vector<ModeTrial>& trials, const DoctorReport& repor
     }
 }
 
-/// What is wrong of some checks in some modes.
+/// What some checks in some modes have in common.
 struct Wrong {
     std::string checks;
     std::string modes;
-    std::string seen;
+    std::string detail;
     std::string advice;
 
     bool operator==(const Wrong& other) const = default;
 };
 
-// Adds to a list, or to the names of what is else the same there.
+// Adds to a list, or adds the names to an element that differs in nothing else.
 void Add(const Wrong& wrong, std::string Wrong::*names, std::vector<Wrong>& all)
 {
     const auto same = std::ranges::find_if(all, [&](const Wrong& other) {
@@ -232,7 +240,7 @@ void Add(const Wrong& wrong, std::string Wrong::*names, std::vector<Wrong>& all)
     }
 }
 
-// One line for all that is wrong in the same way.
+// One line for everything that is wrong in the same way.
 void AdviseOnWrong(const std::vector<ModeTrial>& trials, const DoctorReport& report)
 {
     std::vector<Wrong> all;
@@ -240,8 +248,8 @@ void AdviseOnWrong(const std::vector<ModeTrial>& trials, const DoctorReport& rep
         const CheckRow row(trials, check);
         std::vector<Wrong> found;
         for (std::size_t mode = 0; mode < trials.size(); ++mode) {
-            if (const std::string& seen = row.At(mode).seen; !seen.empty()) {
-                Add({Checks()[check].name, kModes[mode].name, seen, row.Advice(mode)},
+            if (const std::string& detail = row.At(mode).detail; !detail.empty()) {
+                Add({Checks()[check].name, kModes[mode].name, detail, row.Advice(mode)},
                     &Wrong::modes, found);
             }
         }
@@ -250,12 +258,12 @@ void AdviseOnWrong(const std::vector<ModeTrial>& trials, const DoctorReport& rep
         }
     }
     for (const Wrong& wrong : all) {
-        report.Note(
-            fmt::format("{}, {}: {}; {}", wrong.checks, wrong.modes, wrong.seen, wrong.advice));
+        report.AdviseOnTable(
+            fmt::format("{}, {}: {}; {}", wrong.checks, wrong.modes, wrong.detail, wrong.advice));
     }
 }
 
-bool TakesSelect(const ModeTrial& trial)
+bool AllowsSelect(const ModeTrial& trial)
 {
     return trial.is_connected && trial.select_refusal.empty();
 }
@@ -265,21 +273,21 @@ bool TakesSelect(const ModeTrial& trial)
 ModeTrial TryMode(const Gateway& gateway, const SessionOptions& options,
                   const std::string& connection_string)
 {
-    const Apart apart = RunApart(
-        kSecondsForMode, [&](const Say& say) { Try(gateway, options, connection_string, say); });
+    const ChildResult child = RunInChild(
+        kModeLimit, [&](const Send& send) { RunMode(gateway, options, connection_string, send); });
     ModeTrial trial;
     try {
-        for (const ListElement& message : DecodeList(apart.said)) {
+        for (const ListElement& message : DecodeList(child.output)) {
             std::vector<std::string> texts;
             for (const ListElement& text : DecodeList(message.payload)) {
                 texts.push_back(text.Text());
             }
-            Understand(texts, trial);
+            Apply(texts, trial);
         }
     } catch (const ListError&) {
-        // The last message did not come whole.
+        // The last message is incomplete.
     }
-    Complete(apart, trial);
+    Complete(child, trial);
     return trial;
 }
 
@@ -290,21 +298,21 @@ bool ReportRoundTrips(const std::vector<ModeTrial>& trials, const DoctorReport& 
         if (!trial.is_connected) {
             report.Line(std::string("connection ") + kModes[mode].name, trial.refusal,
                         trial.diagnostics);
-        } else if (!TakesSelect(trial)) {
-            report.Line(std::string("SELECT ") + kModes[mode].name, "refused",
+        } else if (!AllowsSelect(trial)) {
+            report.Line(std::string("SELECT ") + kModes[mode].name, ModeTrial::kRefused,
                         trial.select_refusal);
         }
     }
-    if (std::ranges::none_of(trials, &TakesSelect)) {
-        report.Advise("this source takes no SELECT without FROM, so nothing can be tried");
-        report.Advise("read a table of its own: orvelgw -d STRING -c 'SELECT ... FROM ...'");
+    if (std::ranges::none_of(trials, &AllowsSelect)) {
+        report.Advise("this source refuses a SELECT without FROM, so no round trip can be tried");
+        report.Advise("read one of its tables: orvelgw -d STRING -c 'SELECT ... FROM ...'");
         return false;
     }
     ReportTable(trials, report);
     AdviseOnWrong(trials, report);
-    bool is_each_right = true;
+    bool all_right = true;
     for (std::size_t check = 0; check < Checks().size(); ++check) {
-        is_each_right = is_each_right && CheckRow(trials, check).IsRightAnywhere();
+        all_right = all_right && CheckRow(trials, check).IsRightAnywhere();
     }
-    return is_each_right;
+    return all_right;
 }

@@ -1,4 +1,4 @@
-// What comes back of round trips in each mode of the gateway, as a table with advice.
+// What round trips bring back in each mode of the gateway, as a table with advice.
 #pragma once
 
 #include <string>
@@ -20,22 +20,26 @@ inline constexpr Mode kModes[] = {
     {"-l", {.legacy = true}},
 };
 
-/// What came of connecting in a mode and of its round trips, as far as they came.
+/// The outcome of connecting in a mode, and of its round trips as far as they got.
 struct ModeTrial {
-    bool is_connected = false;
-    std::string refusal;                   // in a word, where it isn't: refused, crashed, silent
-    std::vector<std::string> diagnostics;  // the driver's, or one line of why there are none
+    static constexpr char kRefused[] = "refused";
+    static constexpr char kCrashed[] = "crashed";
+    static constexpr char kTimedOut[] = "timed out";
 
-    std::string product;            // what the driver says of itself and its server
-    std::string select_refusal;     // why the source takes no SELECT without FROM; empty: it does
-    bool is_national = false;       // literals are right only as N'...', as later checks send them
+    bool is_connected = false;
+    std::string refusal;                   // why it isn't connected: one of these
+    std::vector<std::string> diagnostics;  // the driver's, or one line that says why there are none
+
+    std::string product;         // what the driver reports of itself and its server
+    std::string select_refusal;  // why the source refuses a SELECT without FROM, if it does
+    bool is_national = false;    // plain literals are wrong and N'...' right; later checks use it
     std::vector<Finding> findings;  // in the order of the checks
 };
 
-/// Connects and carries out the checks, in a process of its own.
+/// Connects and runs the checks, in a child process.
 ModeTrial TryMode(const Gateway& gateway, const SessionOptions& options,
                   const std::string& connection_string);
 
-/// Reports the trials, one a mode in their order. Returns whether every check is right in one mode
-/// at least.
+/// Reports the trials, one for each mode and in their order. Returns whether every check is right
+/// in at least one mode.
 bool ReportRoundTrips(const std::vector<ModeTrial>& trials, const DoctorReport& report);

@@ -36,7 +36,7 @@ bool EndsWithSecretKey(std::string_view text)
 {
     constexpr int kMostWords = 2;
     static constexpr const char* kParts[] = {"KEY", "CREDENTIAL", "AUTHCODE"};
-    std::string key(text.substr(text.find_last_of(";{}?&=\"'\n") + 1));
+    std::string key(text.substr(text.find_last_of(";{}?&=\"'") + 1));
     key = key.substr(0, key.find_last_not_of(' ') + 1);
     if (IsSecretWord(key.substr(key.find_last_of(' ') + 1))) {
         return true;
@@ -52,7 +52,7 @@ bool EndsWithSecretKey(std::string_view text)
 std::size_t EndOfItem(std::string_view text, std::size_t start)
 {
     const auto semicolon = std::min(text.find(';', start), text.size());
-    const auto equals = text.find('=', start);
+    const auto equals = text.substr(0, semicolon).find('=', start);
     const auto value = equals < semicolon ? text.find_first_not_of(' ', equals + 1) : semicolon;
     if (value >= semicolon || text[value] != '{') {
         return semicolon;
@@ -64,34 +64,41 @@ std::size_t EndOfItem(std::string_view text, std::size_t start)
     return std::min(brace == std::string::npos ? brace : text.find(';', brace), text.size());
 }
 
-// Where quoted text that goes on at a place of this line ends: a quotation mark that a backslash
-// does not escape, the last of the line, since a password may have such marks; else the line's end.
-std::size_t EndOfQuotation(std::string_view text, std::size_t place)
-{
-    const auto start = place == 0 ? 0 : text.rfind('\n', place - 1) + 1;
-    const auto end = std::min(text.find('\n', place), text.size());
-    bool is_open = false;
-    std::size_t last = end;
-    for (std::size_t at = start; at < end; ++at) {
-        if (text[at] == '\\') {
-            ++at;
-        } else if (text[at] == '"') {
-            is_open = at < place ? !is_open : is_open;
-            last = at >= place ? at : last;
+/// A line of text, and its quotation marks that no backslash escapes.
+struct Line {
+    explicit Line(std::string_view its_text) : text(its_text)
+    {
+        for (std::size_t at = 0; at < text.size(); ++at) {
+            if (text[at] == '\\') {
+                ++at;
+            } else if (text[at] == '"') {
+                quotes.push_back(at);
+            }
         }
     }
-    return is_open ? last : end;
+
+    std::string_view text;
+    std::vector<std::size_t> quotes;
+};
+
+// Where quoted text that a place is in ends: at the last quotation mark, since a password may have
+// such marks; else where the line does.
+std::size_t EndOfQuotation(const Line& line, std::size_t place)
+{
+    const auto next = std::ranges::lower_bound(line.quotes, place);
+    const bool is_open = (next - line.quotes.begin()) % 2 == 1;
+    return is_open && next != line.quotes.end() ? line.quotes.back() : line.text.size();
 }
 
 // Where the value of a secret ends. Text between semicolons that has no equals sign may be the rest
 // of it.
-std::size_t EndOfSecret(std::string_view text, std::size_t equals)
+std::size_t EndOfSecret(const Line& line, std::size_t equals)
 {
-    const std::string_view line = text.substr(0, EndOfQuotation(text, equals));
-    auto end = EndOfItem(line, equals);
-    while (end < line.size()) {
-        const auto next = EndOfItem(line, end + 1);
-        if (line.substr(end, next - end).find('=') != std::string::npos) {
+    const std::string_view text = line.text.substr(0, EndOfQuotation(line, equals));
+    auto end = EndOfItem(text, equals);
+    while (end < text.size()) {
+        const auto next = EndOfItem(text, end + 1);
+        if (text.substr(end, next - end).find('=') != std::string::npos) {
             return end;
         }
         end = next;
@@ -99,65 +106,74 @@ std::size_t EndOfSecret(std::string_view text, std::size_t equals)
     return end;
 }
 
-/// A part of a text, from its first character to that behind its last.
+/// A part of a text: the position of its first character, and that after its last.
 struct Span {
     std::size_t begin = std::string::npos;
     std::size_t end = std::string::npos;
 };
 
 // The value of the first key of a secret, from a place on.
-Span SecretValue(std::string_view text, std::size_t from)
+Span SecretValue(const Line& line, std::size_t from)
 {
+    const std::string_view text = line.text;
     for (auto equals = text.find('=', from); equals != std::string::npos;
          equals = text.find('=', equals + 1)) {
         if (EndsWithSecretKey(text.substr(from, equals - from))) {
-            return {equals + 1, EndOfSecret(text, equals)};
+            return {equals + 1, EndOfSecret(line, equals)};
         }
     }
     return {};
 }
 
 // What follows the first IDENTIFIED BY of a statement.
-Span IdentifiedBy(std::string_view text, std::size_t from)
+Span IdentifiedBy(const Line& line, std::size_t from)
 {
     constexpr std::string_view kWords = "IDENTIFIED BY ";
-    const auto found = FindIgnoringCase(text.substr(from), kWords);
+    const auto found = FindIgnoringCase(line.text.substr(from), kWords);
     if (found == std::string::npos) {
         return {};
     }
     const auto begin = from + found + kWords.size();
-    return {begin, EndOfSecret(text, begin - 1)};
+    return {begin, EndOfSecret(line, begin - 1)};
 }
 
-// What stands before an @ and behind the user: scheme://user:password@, user/password@. A path
-// begins with its slash, and has no user.
-Span LoginPassword(std::string_view text, std::size_t from)
+// What is between the user and the last @ of a word: scheme://user:password@, user/password@. A
+// path begins with its slash, so it has no user.
+Span LoginPassword(const Line& line, std::size_t from)
 {
-    constexpr const char* kAround = " ;{}<>\"'\n";
-    for (auto at = text.find('@', from); at != std::string::npos; at = text.find('@', at + 1)) {
-        const auto before = text.substr(0, at);
-        const auto start = std::max(before.find_last_of(kAround) + 1, from);
-        const auto end = std::min(text.find_first_of(kAround, at), text.size());
-        const auto last = text.rfind('@', end - 1);
-        if (const auto scheme = before.find("://", start); scheme != std::string::npos) {
-            const auto colon = before.find(':', scheme + 3);
-            if (colon != std::string::npos) {
-                return {colon + 1, last};
-            }
-            continue;
+    const std::string_view text = line.text;
+    constexpr const char* kAround = " ;{}<>\"'";
+    for (auto begin = text.find_first_not_of(kAround, from); begin != std::string::npos;) {
+        const auto end = std::min(text.find_first_of(kAround, begin), text.size());
+        const auto word = text.substr(begin, end - begin);
+        const auto at = word.rfind('@');
+        const auto login = word.substr(0, at == std::string::npos ? 0 : at);
+        const auto scheme = login.find("://");
+        const auto mark =
+            scheme == std::string::npos ? login.find('/') : login.find(':', scheme + 3);
+        const auto user = login.substr(0, std::min(mark, login.size())).find_last_of("=:,") + 1;
+        if (mark != std::string::npos && (scheme != std::string::npos || user < mark)) {
+            return {begin + mark + 1, begin + at};
         }
-        const auto slash = before.find('/', start);
-        const auto user = slash == std::string::npos
-                              ? slash
-                              : std::max(before.substr(0, slash).find_last_of("=:,") + 1, start);
-        if (slash != std::string::npos && user < slash) {
-            return {slash + 1, last};
-        }
+        begin = text.find_first_not_of(kAround, end);
     }
     return {};
 }
 
-std::string WithoutBlanksBehind(const std::string& text)
+std::string Masked(std::string_view text, Span (*find)(const Line& line, std::size_t from))
+{
+    const Line line(text);
+    std::string masked;
+    std::size_t place = 0;
+    for (Span secret = find(line, 0); secret.begin != std::string::npos;
+         secret = find(line, place)) {
+        masked.append(text.substr(place, secret.begin - place)) += "***";
+        place = secret.end;
+    }
+    return masked.append(text.substr(place));
+}
+
+std::string WithoutTrailingBlanks(const std::string& text)
 {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
@@ -173,23 +189,20 @@ std::string WithoutBraces(const std::string& text)
 std::string WithoutSecrets(std::string_view text)
 {
     std::string masked;
-    std::size_t place = 0;
-    while (place < text.size()) {
-        const Span secret = std::ranges::min(
-            {SecretValue(text, place), IdentifiedBy(text, place), LoginPassword(text, place)}, {},
-            &Span::begin);
-        if (secret.begin == std::string::npos) {
-            break;
-        }
-        masked.append(text.substr(place, secret.begin - place)) += "***";
-        place = secret.end;
+    for (std::size_t start = 0; start < text.size();) {
+        const auto end = std::min(text.find('\n', start), text.size());
+        masked +=
+            Masked(Masked(Masked(text.substr(start, end - start), &SecretValue), &IdentifiedBy),
+                   &LoginPassword);
+        masked += text.substr(end, 1);
+        start = end + 1;
     }
-    return masked.append(text.substr(std::min(place, text.size())));
+    return masked;
 }
 
 ConnectionString::ConnectionString(const std::string& text)
     : text_(IsConnectionString(text) ? text : "DSN=" + text),
-      is_misread_(!IsConnectionString(text) && text.find('=') != std::string::npos)
+      is_malformed_(!IsConnectionString(text) && text.find('=') != std::string::npos)
 {
     for (std::size_t start = 0; start < text_.size();) {
         const auto end = EndOfItem(text_, start);
@@ -236,7 +249,7 @@ std::string ConnectionString::Masked() const
 bool ConnectionString::HasBlanks() const
 {
     return std::ranges::any_of(items_, [](const Item& item) {
-        const std::string key = WithoutBlanksBehind(item.key);
+        const std::string key = WithoutTrailingBlanks(item.key);
         return IsNaming(key) &&
                (key != item.key || item.value.starts_with(' ') || item.value.ends_with(' '));
     });

@@ -16,32 +16,32 @@ std::string WithoutBraces(const std::string& text);
 /// user/password@, and scheme://user:password@. In doubt it hides too much.
 std::string WithoutSecrets(std::string_view text);
 
-/// A connection string as the driver manager receives it from the gateway, and reads it: by keys of
-/// any case. Blanks and braces belong to a value.
+/// A connection string as the driver manager receives it from the gateway and reads it: keys are
+/// case-insensitive, blanks and braces are part of a value.
 class ConnectionString {
 public:
     explicit ConnectionString(const std::string& text);
 
-    /// The value of a key's first item, which is the one that the driver manager reads of DRIVER
+    /// The value of a key's first item, which is the one that the driver manager reads for DRIVER
     /// and DSN; empty where there is none.
     std::string First(const char* key) const;
 
-    /// The value of the last item of these keys, which is the one that drivers read of theirs.
+    /// The value of the last item with one of these keys, which is the one that drivers read.
     std::optional<std::string> Last(std::span<const char* const> keys) const;
 
     bool Has(const char* key) const;
 
-    /// Whether it is the name of a data source for the gateway, although it has keys.
-    bool IsMisread() const { return is_misread_; }
+    /// Whether the gateway takes it for the name of a data source although it has keys.
+    bool IsMalformed() const { return is_malformed_; }
 
-    /// Whether blanks stand around DRIVER or DSN or its value.
+    /// Whether there are blanks around DRIVER, DSN or its value.
     bool HasBlanks() const;
 
     /// The string, DSN= in front of the name of a data source, without secrets.
     std::string Masked() const;
 
-    /// The string for the same place through another driver. Where a data source's keys are given
-    /// they take its place.
+    /// The string for the same source through another driver. Keys of a data source, if given,
+    /// replace its name.
     std::string Through(const std::string& driver,
                         const std::vector<std::pair<std::string, std::string>>& source_keys) const;
 
@@ -54,5 +54,5 @@ private:
 
     std::string text_;
     std::vector<Item> items_;
-    bool is_misread_;
+    bool is_malformed_;
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Debian's iODBC looks for all but paths in one folder, whatever the loader's path.
+// Debian's iODBC looks for a driver file without a path in one folder, whatever the loader's path.
 std::string InFolder(const std::string& driver)
 {
     const bool is_path = driver.starts_with('/') || driver.starts_with('.');
@@ -31,72 +31,101 @@ DataSource::DataSource(const ConnectionString& string, const Profiles& profiles)
         section_ = source.empty() ? "default" : source;
         section_file_ = profiles.FileOf(section_, Profiles::kSources);
     }
-    Find();
-    const bool is_lost = fault_ != kNone && fault_ != kNoDriver && fault_ != kUnreachedFile;
-    if (is_lost && string.IsMisread()) {
-        fault_ = kMisread;
-    } else if (is_lost && string.HasBlanks()) {
-        fault_ = kBlanks;
+    FindDriver();
+    if (IsUnresolved() && string.IsMalformed()) {
+        fault_ = SourceFault::kMalformed;
+    } else if (IsUnresolved() && string.HasBlanks()) {
+        fault_ = SourceFault::kBlanks;
     }
 }
 
-void DataSource::Find()
+// Whether a name leads nowhere, which the way that the string is written may explain.
+bool DataSource::IsUnresolved() const
+{
+    switch (fault_) {
+        case SourceFault::kNoConfiguration:
+        case SourceFault::kUnknownSource:
+        case SourceFault::kUnknownDriver:
+        case SourceFault::kBraces:
+        case SourceFault::kMissingFile:
+            return true;
+        default:
+            return false;
+    }
+}
+
+void DataSource::FindDriver()
 {
     if (const std::string driver = string_.First("DRIVER"); !driver.empty()) {
-        Follow(driver);
+        FindFile(driver);
         return;
     }
     name_ = section_;
     if (!profiles_.Has(section_, Profiles::kSources)) {
-        fault_ = profiles_.IsThere() ? kUnknownSource : kUnread;
+        fault_ =
+            profiles_.IsAvailable() ? SourceFault::kUnknownSource : SourceFault::kNoConfiguration;
         return;
     }
-    steps_.push_back("data source [" + section_ + "] of " + section_file_);
+    steps_.push_back("data source [" + section_ + "] in " + section_file_);
     const std::string driver = SectionValue("Driver");
     if (driver.empty()) {
-        fault_ = kNoDriver;
+        fault_ = SourceFault::kNoDriver;
     } else {
-        Follow(driver);
+        FindFile(driver);
     }
 }
 
-void DataSource::Follow(const std::string& driver)
+void DataSource::FindFile(const std::string& driver)
 {
     const std::string bare = WithoutBraces(driver);
     const std::string named = profiles_.Value(bare, "Driver", Profiles::kDrivers);
     if (!named.empty()) {
-        steps_.push_back("driver [" + bare + "] of " + profiles_.FileOf(bare, Profiles::kDrivers));
+        steps_.push_back("driver [" + bare + "] in " + profiles_.FileOf(bare, Profiles::kDrivers));
     }
     name_ = bare;
     file_ = InFolder(named.empty() ? driver : named);
     fault_ = FaultOfFile(driver, !named.empty());
 }
 
-DataSource::Fault DataSource::FaultOfFile(const std::string& driver, bool is_named)
+SourceFault DataSource::FaultOfFile(const std::string& driver, bool is_in_configuration)
+{
+    const SourceFault fault = FaultOfMissing(file_);
+    if (fault != SourceFault::kMissingFile || is_in_configuration) {
+        return fault;
+    }
+    if (name_ != driver && Exists(InFolder(name_))) {
+        return SourceFault::kBraces;
+    }
+    if (name_.find('/') == std::string::npos) {
+        if (profiles_.IsAvailable()) {
+            return SourceFault::kUnknownDriver;
+        }
+        file_.clear();
+        return SourceFault::kNoConfiguration;
+    }
+    file_ = InFolder(name_);
+    return FaultOfMissing(file_);
+}
+
+// None where the file is there.
+SourceFault DataSource::FaultOfMissing(const std::string& file)
 {
     std::error_code error;
-    if (std::filesystem::exists(file_, error)) {
-        return kNone;
+    if (std::filesystem::exists(file, error)) {
+        return SourceFault::kNone;
+    }
+    if (error == std::errc::too_many_symbolic_link_levels) {
+        return SourceFault::kLinkLoop;
     }
     if (error) {
         reason_ = error.message();
-        return kUnreachedFile;
+        return SourceFault::kUnreachableFile;
     }
-    if (is_named) {
-        return kMissingFile;
+    if (const auto target = std::filesystem::read_symlink(file, error); !error) {
+        reason_ = target.string();
+        return SourceFault::kDanglingLink;
     }
-    if (name_ != driver && Exists(InFolder(name_))) {
-        return kBraces;
-    }
-    if (name_.find('/') == std::string::npos) {
-        if (profiles_.IsThere()) {
-            return kUnknownDriver;
-        }
-        file_.clear();
-        return kUnread;
-    }
-    file_ = InFolder(name_);
-    return kMissingFile;
+    return SourceFault::kMissingFile;
 }
 
 std::string DataSource::Value(std::span<const char* const> keys,
@@ -118,8 +147,8 @@ std::string DataSource::SectionValue(const char* key) const
     return section_.empty() ? "" : profiles_.Value(section_, key, Profiles::kSources);
 }
 
-// Some drivers leave the data source aside where the string names a driver, so that its keys have
-// to be in the string.
+// Some drivers ignore the data source where the string names a driver, so its keys go into the
+// string.
 std::string DataSource::Through(const std::string& driver) const
 {
     std::vector<std::pair<std::string, std::string>> keys;

@@ -8,43 +8,46 @@
 #include "drivers/ConnectionString.h"
 #include "drivers/Profiles.h"
 
+/// Why a connection string leads to no driver file.
+enum class SourceFault {
+    kNone,
+    kNoConfiguration,  // it has a name, and no configuration can be read
+    kMalformed,        // it has keys, and the gateway takes it for a name
+    kBlanks,           // DRIVER, DSN or its value has blanks around it, which belong to it
+    kUnknownSource,    // the configuration has no such data source
+    kNoDriver,         // the data source names no driver
+    kUnknownDriver,    // the driver's name is neither that of a driver nor that of a file
+    kBraces,           // a file name is in braces, which belong to it
+    kMissingFile,
+    kDanglingLink,
+    kLinkLoop,
+    kUnreachableFile
+};
+
 /// The driver file that the driver manager opens for a connection string, and why that one.
 class DataSource {
 public:
-    enum Fault {
-        kNone,
-        kUnread,         // a name, and no configuration can be read
-        kMisread,        // the string has keys, and the gateway takes it for a name
-        kBlanks,         // blanks around DRIVER, DSN or its value, which belong to them
-        kUnknownSource,  // the configuration has no such data source
-        kNoDriver,       // the data source names no driver
-        kUnknownDriver,  // no driver has the name, and no file
-        kBraces,         // a file in braces, which belong to its name
-        kMissingFile,
-        kUnreachedFile
-    };
-
     DataSource(const ConnectionString& string, const Profiles& profiles);
 
     /// The file, empty where none is named.
     const std::string& DriverFile() const { return file_; }
 
-    Fault WhatIsWrong() const { return fault_; }
+    SourceFault Fault() const { return fault_; }
 
-    /// The name that leads nowhere, of a fault.
+    /// The name that leads nowhere.
     const std::string& Name() const { return name_; }
 
-    /// The system's reason, of a file that can't be reached.
+    /// Why a file is unreachable, or the target of a dangling link.
     const std::string& Reason() const { return reason_; }
 
-    /// How the file was found, a step a line.
+    /// How the file was found, step by step.
     const std::vector<std::string>& Steps() const { return steps_; }
 
     /// The section of the data source, empty where none is used, and its file.
     const std::string& Section() const { return section_; }
     const std::string& SectionFile() const { return section_file_; }
 
-    /// What the string says by its keys, or else the data source by those of its section.
+    /// The value of the string's keys, or else of the keys of the data source's section.
     std::string Value(std::span<const char* const> keys,
                       std::span<const char* const> section_keys) const;
 
@@ -52,10 +55,12 @@ public:
     std::string Through(const std::string& driver) const;
 
 private:
-    void Find();
-    void Follow(const std::string& driver);
+    void FindDriver();
+    void FindFile(const std::string& driver);
     std::string SectionValue(const char* key) const;
-    Fault FaultOfFile(const std::string& driver, bool is_named);
+    SourceFault FaultOfFile(const std::string& driver, bool is_in_configuration);
+    SourceFault FaultOfMissing(const std::string& file);
+    bool IsUnresolved() const;
 
     const ConnectionString& string_;
     const Profiles& profiles_;
@@ -64,6 +69,6 @@ private:
     std::string file_;
     std::string name_;
     std::string reason_;
-    Fault fault_ = kNone;
+    SourceFault fault_ = SourceFault::kNone;
     std::vector<std::string> steps_;
 };

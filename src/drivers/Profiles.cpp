@@ -6,8 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
-#include <string_view>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
 
 namespace {
 
@@ -30,12 +33,50 @@ std::string HomeFolder()
     return user != nullptr ? user->pw_dir : home;
 }
 
-bool IsReadable(const std::string& file)
+ConfigurationFile Examined(const std::string& path, const std::string& variable)
 {
-    return !file.empty() && ::access(file.c_str(), R_OK) == 0;
+    if (::access(path.c_str(), R_OK) != 0) {
+        const bool is_missing = errno == ENOENT;
+        return {path, variable,
+                is_missing ? ConfigurationFile::kMissing : ConfigurationFile::kUnreadable,
+                is_missing ? "" : std::generic_category().message(errno)};
+    }
+    std::error_code none;
+    return {path, variable,
+            std::filesystem::is_directory(path, none) ? ConfigurationFile::kDirectory
+                                                      : ConfigurationFile::kRead,
+            ""};
 }
 
-// Sections that describe neither a data source nor a driver.
+// The files of one scope up to the one that iODBC takes: that of the variable, if it is set, and
+// the default.
+std::vector<ConfigurationFile> FilesOfScope(const std::string& variable, const std::string& preset)
+{
+    std::vector<ConfigurationFile> files;
+    if (const std::string named = Environment(variable.c_str()); !named.empty()) {
+        files.push_back(Examined(named, variable));
+    }
+    const bool is_found = !files.empty() && (files[0].state == ConfigurationFile::kRead ||
+                                             files[0].state == ConfigurationFile::kDirectory);
+    if (!is_found) {
+        files.push_back(Examined(preset, ""));
+    }
+    return files;
+}
+
+std::vector<ConfigurationFile> FilesOfUser(const std::string& profile)
+{
+    return FilesOfScope(profile == Profiles::kSources ? "ODBCINI" : "ODBCINSTINI",
+                        HomeFolder() + "/." + profile);
+}
+
+std::vector<ConfigurationFile> FilesOfSystem(const std::string& profile)
+{
+    return FilesOfScope(profile == Profiles::kSources ? "SYSODBCINI" : "SYSODBCINSTINI",
+                        "/etc/" + profile);
+}
+
+// Whether a section describes neither a data source nor a driver.
 bool IsListing(const std::string& section)
 {
     return strncasecmp(section.c_str(), "ODBC", 4) == 0 &&
@@ -56,7 +97,7 @@ Profiles::Profiles(const char* library)
 std::string Profiles::Value(const std::string& section, const std::string& key,
                             const char* profile) const
 {
-    if (!IsThere()) {
+    if (!IsAvailable()) {
         return "";
     }
     std::string value(kBufferSize, '\0');
@@ -65,11 +106,11 @@ std::string Profiles::Value(const std::string& section, const std::string& key,
     return value;
 }
 
-// Names end in a zero each. No section: those of the sections themselves; else of a section's keys.
+// The keys of a section, or, with no section, the names of all sections. Each ends with a zero.
 std::vector<std::string> Profiles::Names(const char* section, const char* profile) const
 {
     std::vector<std::string> names;
-    if (!IsThere()) {
+    if (!IsAvailable()) {
         return names;
     }
     std::string buffer(kBufferSize, '\0');
@@ -114,17 +155,22 @@ std::vector<std::string> Profiles::Sections(const char* profile) const
 
 std::string Profiles::FileOf(const std::string& section, const char* profile) const
 {
-    const bool is_sources = std::string_view(profile) == kSources;
-    const std::string named = Environment(is_sources ? "ODBCINI" : "ODBCINSTINI");
-    std::string user = IsReadable(named) ? named : HomeFolder() + "/." + profile;
-    if (set_mode_ != nullptr && IsReadable(user)) {
+    // In this mode iODBC reads the system's drivers, too, where the user has no file.
+    const ConfigurationFile user = FilesOfUser(profile).back();
+    if (set_mode_ != nullptr && user.state == ConfigurationFile::kRead) {
         SetMode(kUserConfiguration);
         const bool is_users = Has(section, profile);
         SetMode(kBothConfigurations);
         if (is_users) {
-            return user;
+            return user.path;
         }
     }
-    const std::string system = Environment(is_sources ? "SYSODBCINI" : "SYSODBCINSTINI");
-    return IsReadable(system) ? system : std::string("/etc/") + profile;
+    return FilesOfSystem(profile).back().path;
+}
+
+std::vector<ConfigurationFile> Profiles::Files(const char* profile)
+{
+    std::vector<ConfigurationFile> files = FilesOfUser(profile);
+    std::ranges::copy(FilesOfSystem(profile), std::back_inserter(files));
+    return files;
 }

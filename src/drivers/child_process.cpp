@@ -21,11 +21,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// What a child may say; more is not read.
-constexpr std::size_t kMostSaid = 1'000'000;
+// More output of a child is not read.
+constexpr std::size_t kOutputLimit = 1'000'000;
 
-// The exit code of work that came to its end; a driver may exit with 0.
-constexpr int kEnded = 42;
+// The exit code once the work has returned; a driver may exit with 0.
+constexpr int kFinishedCode = 42;
 
 void WriteAll(int pipe, std::string_view text)
 {
@@ -38,9 +38,19 @@ void WriteAll(int pipe, std::string_view text)
     }
 }
 
-[[noreturn]] void BeChild(int pipe, const std::function<void(const Say& say)>& work)
+// A parent that ends before the child asks for the signal sends none.
+void EndWithParent(pid_t parent)
 {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) {
+        ::_exit(EXIT_FAILURE);
+    }
+}
+
+[[noreturn]] void RunChild(pid_t parent, int pipe,
+                           const std::function<void(const Send& send)>& work)
+{
+    EndWithParent(parent);
     const rlimit no_core{0, 0};
     ::setrlimit(RLIMIT_CORE, &no_core);
     for (const int fatal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
@@ -52,11 +62,11 @@ void WriteAll(int pipe, std::string_view text)
     } catch (...) {
         ::_exit(EXIT_FAILURE);
     }
-    ::_exit(kEnded);
+    ::_exit(kFinishedCode);
 }
 
 // Whether the pipe was read to its end in time.
-bool ReadUntil(Clock::time_point deadline, int pipe, std::string& said)
+bool ReadToEndBy(Clock::time_point deadline, int pipe, std::string& output)
 {
     std::array<char, 4096> block{};
     for (;;) {
@@ -68,15 +78,15 @@ bool ReadUntil(Clock::time_point deadline, int pipe, std::string& said)
             continue;
         }
         const ssize_t size = ready > 0 ? ::read(pipe, block.data(), block.size()) : 0;
-        if (size <= 0 || said.size() > kMostSaid) {
+        if (size <= 0 || output.size() > kOutputLimit) {
             return ready > 0;
         }
-        said.append(block.data(), static_cast<std::size_t>(size));
+        output.append(block.data(), static_cast<std::size_t>(size));
     }
 }
 
-// Whether the child ended in time; it is gone then.
-bool HasEndedUntil(Clock::time_point deadline, pid_t child, int& status)
+// Whether the child ended in time; it has been waited for then.
+bool HasEndedBy(Clock::time_point deadline, pid_t child, int& status)
 {
     constexpr std::chrono::milliseconds kPause{5};
     while (::waitpid(child, &status, WNOHANG) == 0) {
@@ -88,7 +98,7 @@ bool HasEndedUntil(Clock::time_point deadline, pid_t child, int& status)
     return true;
 }
 
-void End(pid_t child)
+void Kill(pid_t child)
 {
     ::kill(child, SIGKILL);
     while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
@@ -97,17 +107,19 @@ void End(pid_t child)
 
 }  // namespace
 
-Apart RunApart(int seconds, const std::function<void(const Say& say)>& work)
+ChildResult RunInChild(std::chrono::seconds limit,
+                       const std::function<void(const Send& send)>& work)
 {
     std::fflush(stdout);
     int ends[2] = {-1, -1};
     if (::pipe(ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
+    const pid_t parent = ::getpid();
     const pid_t child = ::fork();
     if (child == 0) {
         ::close(ends[0]);
-        BeChild(ends[1], work);
+        RunChild(parent, ends[1], work);
     }
     const int fork_error = errno;
     ::close(ends[1]);
@@ -115,17 +127,18 @@ Apart RunApart(int seconds, const std::function<void(const Say& say)>& work)
         ::close(ends[0]);
         throw std::system_error(fork_error, std::generic_category(), "fork");
     }
-    const auto deadline = Clock::now() + std::chrono::seconds(seconds);
-    Apart apart;
-    const bool is_read = ReadUntil(deadline, ends[0], apart.said);
+    const auto deadline = Clock::now() + limit;
+    ChildResult result;
+    const bool is_read = ReadToEndBy(deadline, ends[0], result.output);
     ::close(ends[0]);
     int status = 0;
-    if (!is_read || !HasEndedUntil(deadline, child, status)) {
-        End(child);
-        apart.end = Apart::kOutOfTime;
-    } else if (WIFSIGNALED(status) || WEXITSTATUS(status) != kEnded) {
-        apart.end = Apart::kCrashed;
-        apart.reason = WIFSIGNALED(status) ? ::strsignal(WTERMSIG(status)) : "it ended the process";
+    if (!is_read || !HasEndedBy(deadline, child, status)) {
+        Kill(child);
+        result.end = ChildResult::kTimedOut;
+    } else if (WIFSIGNALED(status) || WEXITSTATUS(status) != kFinishedCode) {
+        result.end = ChildResult::kCrashed;
+        result.reason =
+            WIFSIGNALED(status) ? ::strsignal(WTERMSIG(status)) : "it ended the process";
     }
-    return apart;
+    return result;
 }

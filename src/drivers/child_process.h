@@ -1,23 +1,26 @@
-// Work in a process of its own, which may crash or hang.
+// Work in a child process, since a driver may crash or hang.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
 
-/// Takes what the work has to say, as it comes.
-using Say = std::function<void(std::string_view text)>;
+/// Sends output of the work to the parent process.
+using Send = std::function<void(std::string_view output)>;
 
-/// How such work ended, and what it said until then.
-struct Apart {
-    enum End { kDone, kCrashed, kOutOfTime };
+/// How the work ended, and its output until then.
+struct ChildResult {
+    enum End { kFinished, kCrashed, kTimedOut };
 
-    End end = kDone;
-    std::string said;
+    End end = kFinished;
+    std::string output;
     std::string reason;  // of a crash: the signal's name
 };
 
-/// Runs work in a child process, for so many seconds at the most. What it prints goes to stderr.
-/// What it throws counts as a crash, and so does an end of the process before that of the work, of
-/// whatever exit code. Throws std::system_error where there is no child process.
-Apart RunApart(int seconds, const std::function<void(const Say& say)>& work);
+/// Runs work in a child process for a limited time. What it prints to stdout goes to stderr. An
+/// exception counts as a crash, and so does an exit of the process before the work has returned,
+/// with whatever exit code. The child is killed when the calling thread ends, even if that is
+/// killed itself. Throws std::system_error where no child process can be started.
+ChildResult RunInChild(std::chrono::seconds limit,
+                       const std::function<void(const Send& send)>& work);

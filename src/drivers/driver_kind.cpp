@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -16,19 +17,20 @@
 
 namespace {
 
-// The driver's calls of ODBC functions are to stay inside it, since the driver manager that came
-// with the gateway has functions of the same names. AddressSanitizer refuses the flag.
+// The driver's own calls of ODBC functions have to reach the driver, although the driver manager
+// that came with the gateway exports functions of the same names. AddressSanitizer refuses the
+// flag.
 #ifdef __SANITIZE_ADDRESS__
 constexpr int kLoadFlags = RTLD_LAZY | RTLD_LOCAL;
 #else
 constexpr int kLoadFlags = RTLD_LAZY | RTLD_LOCAL | RTLD_DEEPBIND;
 #endif
 
-constexpr int kSecondsToLoad = 10;
+constexpr std::chrono::seconds kLoadLimit{10};
 
 using Library = std::unique_ptr<void, int (*)(void*)>;
 
-// iODBC exports the text that its own trace begins with.
+// iODBC exports the version that its own trace begins with.
 constexpr char kVersionText[] = "iodbc_version";
 
 std::string VersionOf(const std::string& driver_manager)
@@ -96,8 +98,8 @@ int DiagnosedWidth(void* driver, void* connection)
     return state[2] != '\0' ? 2 : (state[3] == '\0' && state[4] != '\0' ? 4 : 0);
 }
 
-// Asks an unconnected driver for what it doesn't have, so that it has something to diagnose. A
-// driver may count the room in characters of its own.
+// Asks an unconnected driver for what it lacks, so that it has an error to report. A driver may
+// count the buffer in its own characters.
 int MeasuredWidth(void* driver)
 {
     constexpr int kCharacters = 256;
@@ -120,21 +122,44 @@ int MeasuredWidth(void* driver)
     return DiagnosedWidth(driver, connection);
 }
 
-// Says U and a reason, D (no driver), M (a driver manager), N, or W and then the width.
-void Examine(const std::string& file, const Say& say)
+// What the child process sends: a letter, and what follows it.
+constexpr char kUnloadable = 'U';  // the loader's reason
+constexpr char kNotADriver = 'D';
+constexpr char kDriverManager = 'M';
+constexpr char kNarrow = 'N';
+constexpr char kWide = 'W';  // the width, once it is measured
+
+void Examine(const std::string& file, const Send& send)
 {
     void* driver = dlopen(file.c_str(), kLoadFlags);
     if (driver == nullptr) {
-        say(std::string("U") + dlerror());
+        send(kUnloadable + std::string(dlerror()));
     } else if (!Defines(driver, "SQLConnect") && !Defines(driver, "SQLConnectW")) {
-        say("D");
+        send({&kNotADriver, 1});
     } else if (Defines(driver, kVersionText)) {
-        say("M");
+        send({&kDriverManager, 1});
     } else if (!Defines(driver, "SQLConnectW")) {
-        say("N");
+        send({&kNarrow, 1});
     } else {
-        say("W");
-        say(std::to_string(MeasuredWidth(driver)));
+        send({&kWide, 1});
+        send(std::to_string(MeasuredWidth(driver)));
+    }
+}
+
+DriverKind KindOf(const std::string& output)
+{
+    const std::string rest = output.substr(1);
+    switch (output.front()) {
+        case kUnloadable:
+            return {DriverKind::kUnloadable, rest};
+        case kNotADriver:
+            return {DriverKind::kNotADriver, ""};
+        case kDriverManager:
+            return {DriverKind::kDriverManager, ""};
+        case kNarrow:
+            return {DriverKind::kNarrow, ""};
+        default:
+            return {DriverKind::kWide, "", rest == "2" ? 2 : (rest == "4" ? 4 : 0)};
     }
 }
 
@@ -159,29 +184,12 @@ DriverManager LoadedDriverManager()
 
 DriverKind KindOfDriver(const std::string& file)
 {
-    const Apart apart = RunApart(kSecondsToLoad, [&](const Say& say) { Examine(file, say); });
-    DriverKind kind;
-    if (apart.said.empty()) {
-        kind.reason = kWhileLoading;
-        kind.reason += apart.end == Apart::kOutOfTime ? "does not end" : "crashes: " + apart.reason;
-        return kind;
+    const ChildResult child =
+        RunInChild(kLoadLimit, [&](const Send& send) { Examine(file, send); });
+    if (!child.output.empty()) {
+        return KindOf(child.output);
     }
-    switch (apart.said.front()) {
-        case 'U':
-            kind.reason = apart.said.substr(1);
-            break;
-        case 'D':
-            kind.form = DriverKind::kNoDriver;
-            break;
-        case 'M':
-            kind.form = DriverKind::kDriverManager;
-            break;
-        case 'N':
-            kind.form = DriverKind::kNarrow;
-            break;
-        default:
-            kind.form = DriverKind::kWide;
-            kind.character_width = apart.said == "W2" ? 2 : (apart.said == "W4" ? 4 : 0);
-    }
-    return kind;
+    return {DriverKind::kFailsWhileLoading, child.end == ChildResult::kTimedOut
+                                                ? "hangs while it is loaded"
+                                                : "crashes while it is loaded: " + child.reason};
 }

@@ -1,32 +1,34 @@
-// What kind of driver a file or this process has.
+// What a driver file is, and which driver manager this process has.
 #pragma once
 
 #include <string>
 
-/// The driver manager that came into the process with the gateway.
+/// The driver manager that was loaded with the gateway.
 struct DriverManager {
-    std::string file;     // links resolved; empty: none is loaded
-    std::string version;  // empty: it doesn't tell
+    std::string file;     // with links resolved; empty: none is loaded
+    std::string version;  // empty: it reports none
 
     std::string Text() const { return "iODBC " + version + ", " + file; }
 };
 
 DriverManager LoadedDriverManager();
 
-/// A file's path with links resolved, or as it is where that fails.
+/// A path with links resolved, or the path as it is where that fails.
 std::string Resolved(const std::string& file);
 
-/// What a driver file is, found out by loading it in a process of its own.
+/// What a driver file is, as loading it in a child process shows.
 struct DriverKind {
-    enum Form { kUnloadable, kNoDriver, kDriverManager, kNarrow, kWide };
+    enum Form { kUnloadable, kFailsWhileLoading, kNotADriver, kDriverManager, kNarrow, kWide };
 
     Form form = kUnloadable;
-    std::string reason;       // why it can't be loaded
-    int character_width = 0;  // of its wide functions, in bytes; 0: it doesn't tell
+    std::string reason;       // why it can't be loaded, or how it fails
+    int character_width = 0;  // of its wide functions, in bytes; 0: unknown
+
+    bool IsDriver() const { return form == kNarrow || form == kWide; }
+
+    /// Whether iODBC, whose wide characters have 4 bytes, would misread those of the driver.
+    bool HasWrongWidth() const { return form == kWide && character_width == 2; }
 };
 
-/// What the reason begins with where loading crashes or hangs.
-inline constexpr char kWhileLoading[] = "loading it ";
-
-/// Throws std::system_error where there is no process to be had.
+/// Throws std::system_error where no child process can be started.
 DriverKind KindOfDriver(const std::string& file);

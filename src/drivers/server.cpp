@@ -18,15 +18,13 @@
 
 namespace {
 
-constexpr int kPatience = 3000;  // milliseconds
-
-/// What a driver file's name tells of the product behind it.
+/// What the name of a driver file says about the driver.
 struct Product {
     const char* file_part;                      // of the file's name
-    const char* port;                           // where its server listens unless told otherwise
-    std::span<const char* const> server_keys;   // by which a string tells it the server
-    std::span<const char* const> section_keys;  // by which a data source does
-    bool reads_port;                            // by the key Port; else the server's text has it
+    const char* port;                           // the server's default
+    std::span<const char* const> server_keys;   // that name the server in a connection string
+    std::span<const char* const> section_keys;  // and in a data source
+    bool reads_port;                            // from the key Port; else from the server's value
 };
 
 constexpr const char* kServerOrName[] = {"Servername", "Server"};
@@ -37,7 +35,7 @@ constexpr const char* kAddress[] = {"Address"};
 constexpr const char* kAny[] = {"Server", "Servername", "Host"};
 constexpr const char* kPort[] = {"Port"};
 
-// Servername of tdsodbc is a name in a configuration of its own.
+// To tdsodbc a Servername is an entry in its own configuration.
 constexpr Product kProducts[] = {
     {"psqlodbc", "5432", kServerOrName, kServername, true},
     {"maodbc", "3306", kServerOrName, kServerOrName, true},
@@ -57,24 +55,17 @@ const Product& ProductOf(const std::string& driver_file)
     return found == std::end(kProducts) ? kUnknownProduct : *found;
 }
 
-// The outcome of an address, by the error of connect.
-Reach OfError(int error)
+ServerProbe ProbeOf(int error)
 {
-    Reach reach;
-    reach.reason = std::generic_category().message(error);
-    if (error == 0) {
-        reach.outcome = Reach::kListens;
-    } else if (error == ECONNREFUSED) {
-        reach.outcome = Reach::kNobodyListens;
-    } else if (error == ETIMEDOUT) {
-        reach.outcome = Reach::kSilent;
-    } else {
-        reach.outcome = Reach::kUnreachable;
-    }
-    return reach;
+    using enum ServerProbe::Outcome;
+    const auto outcome = error == 0              ? kListening
+                         : error == ECONNREFUSED ? kRefused
+                         : error == ETIMEDOUT    ? kNoAnswer
+                                                 : kUnreachable;
+    return {outcome, std::generic_category().message(error)};
 }
 
-int ErrorOfConnect(const addrinfo& address)
+int ErrorOfConnect(const addrinfo& address, std::chrono::milliseconds patience)
 {
     const int descriptor =
         ::socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -85,7 +76,7 @@ int ErrorOfConnect(const addrinfo& address)
     if (error == EINPROGRESS) {
         pollfd wanted{descriptor, POLLOUT, 0};
         socklen_t size = sizeof error;
-        if (::poll(&wanted, 1, kPatience) <= 0) {
+        if (::poll(&wanted, 1, static_cast<int>(patience.count())) <= 0) {
             error = ETIMEDOUT;
         } else if (::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
             error = errno;
@@ -111,8 +102,8 @@ bool IsPort(const std::string& text)
 
 }  // namespace
 
-// A host comes as "host", "host:port" or "host,port". What else there is (a socket's file, several
-// hosts, an instance's name) says nothing of a port.
+// A host is given as "host", "host:port" or "host,port". Other values (a socket file, several
+// hosts, an instance name) name no port.
 std::optional<Server> ServerOf(const DataSource& source)
 {
     const Product& product = ProductOf(source.DriverFile());
@@ -132,23 +123,23 @@ std::optional<Server> ServerOf(const DataSource& source)
                                                                    : std::nullopt;
 }
 
-Reach TryToReach(const Server& server)
+ServerProbe ProbeServer(const Server& server, std::chrono::milliseconds patience)
 {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
     const int error = ::getaddrinfo(server.host.c_str(), server.port.c_str(), &hints, &found);
     if (error != 0) {
-        return {error == EAI_AGAIN ? Reach::kUnresolved : Reach::kUnknownHost,
+        return {error == EAI_AGAIN ? ServerProbe::kLookupFailed : ServerProbe::kUnknownHost,
                 ::gai_strerror(error)};
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> addresses(found, &::freeaddrinfo);
-    Reach reach;
-    for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
-        reach = OfError(ErrorOfConnect(*address));
-        if (reach.outcome == Reach::kListens) {
-            break;
-        }
+    ServerProbe best = ProbeOf(ErrorOfConnect(*addresses, patience));
+    for (const addrinfo* address = addresses->ai_next;
+         address != nullptr && best.outcome != ServerProbe::kListening;
+         address = address->ai_next) {
+        best = std::ranges::min(best, ProbeOf(ErrorOfConnect(*address, patience)), {},
+                                &ServerProbe::outcome);
     }
-    return reach;
+    return best;
 }

@@ -1,12 +1,13 @@
-// Whether a server is there at all, asked without its driver.
+// Whether a server is listening, found without its driver.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
 #include "drivers/DataSource.h"
 
-/// A place in a network.
+/// A server's address, as a connection string or a data source has it.
 struct Server {
     std::string host;
     std::string port;
@@ -17,14 +18,16 @@ struct Server {
 /// The server that a data source names to its driver, if it names one and a port is known.
 std::optional<Server> ServerOf(const DataSource& source);
 
-/// What came of a try to reach it.
-struct Reach {
-    enum Outcome { kListens, kNobodyListens, kSilent, kUnknownHost, kUnresolved, kUnreachable };
+/// The outcome of a TCP connection to it, the best one of several addresses.
+struct ServerProbe {
+    // The best one first.
+    enum Outcome { kListening, kRefused, kNoAnswer, kUnreachable, kLookupFailed, kUnknownHost };
 
-    Outcome outcome = kSilent;
+    Outcome outcome = kNoAnswer;
     std::string reason;  // the system's, where there is one
 };
 
-/// Connects by TCP, and closes again. Takes some seconds at the most, and what looking up the name
-/// takes.
-Reach TryToReach(const Server& server);
+/// Connects by TCP and closes the connection. Waits so long for each address, and for the lookup of
+/// the name as long as that takes.
+ServerProbe ProbeServer(const Server& server,
+                        std::chrono::milliseconds patience = std::chrono::seconds(3));

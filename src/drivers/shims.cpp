@@ -21,8 +21,8 @@ bool IsSame(const fs::path& one, const fs::path& other)
     return fs::equivalent(one, other, none);
 }
 
-// The driver that a shim finds from its own place.
-fs::path DriverSeenFrom(const fs::path& shim, const std::string& driver_name)
+// The driver file that a shim at this path loads.
+fs::path DriverFoundFrom(const fs::path& shim, const std::string& driver_name)
 {
     std::error_code none;
     const fs::path beside = shim.parent_path() / driver_name;
@@ -37,31 +37,33 @@ fs::path OriginalOf(const ShimFace& face, const fs::path& library)
     return found.empty() ? library.parent_path() / face.library : found;
 }
 
-// Why a driver takes no shim of this face; empty: it does.
-std::string Misfit(const ShimFace& face, const fs::path& driver)
+// Why a driver can't have this shim; empty: it can.
+std::string Objection(const ShimFace& face, const fs::path& driver)
 {
     std::error_code none;
     if (!fs::exists(driver, none)) {
-        return "there is no such file";
+        return "no such file";
     }
     if (IsShim(driver)) {
-        return "this is a shim itself";
+        return "this is already a shim";
     }
     const DriverKind kind = KindOfDriver(driver);
     switch (kind.form) {
         case DriverKind::kUnloadable:
+        case DriverKind::kFailsWhileLoading:
             return kind.reason;
-        case DriverKind::kNoDriver:
-            return "no ODBC driver";
+        case DriverKind::kNotADriver:
+            return "not an ODBC driver";
         case DriverKind::kDriverManager:
-            return "a driver manager, and no driver";
+            return "a driver manager, not a driver";
         case DriverKind::kNarrow:
             return face.library == FaceOf("narrow").library
-                       ? "its functions are narrow already; wide and utf16 do something for it"
+                       ? "it has narrow functions only; make a wide or utf16 shim instead"
                        : "";
         case DriverKind::kWide:
-            return kind.character_width == 4 ? "it has 4-byte wide functions, and needs no shim"
-                                             : "";
+            return kind.character_width == 4
+                       ? "its wide characters have 4 bytes, so it needs no shim"
+                       : "";
     }
     return "";
 }
@@ -71,7 +73,7 @@ std::string Misfit(const ShimFace& face, const fs::path& driver)
     throw std::runtime_error(file.string() + ": " + why);
 }
 
-// Whoever has the old file open keeps it.
+// A process that has the old file open keeps it.
 void Replace(const fs::path& from, const fs::path& to)
 {
     const fs::path made = to.string() + "." + std::to_string(::getpid());
@@ -94,12 +96,12 @@ const ShimFace& FaceOf(const std::string& name)
     const auto* found =
         std::ranges::find_if(kShimFaces, [&](const ShimFace& face) { return name == face.name; });
     if (found == std::end(kShimFaces)) {
-        throw std::out_of_range("no shim is called " + name);
+        throw std::out_of_range("there is no shim called " + name);
     }
     return *found;
 }
 
-// Links and copies have the shim's name inside.
+// The name of the shim's library is in its bytes, and so in every copy.
 bool IsShim(const fs::path& file)
 {
     std::error_code none;
@@ -119,7 +121,7 @@ std::optional<ShimFile> AsShim(const fs::path& file)
     for (const ShimFace& face : kShimFaces) {
         if (name.starts_with(face.prefix) && IsShim(file)) {
             const std::string driver = name.substr(std::string(face.prefix).size());
-            return ShimFile{face, DriverSeenFrom(file, driver)};
+            return ShimFile{&face, DriverFoundFrom(file, driver)};
         }
     }
     return std::nullopt;
@@ -143,20 +145,20 @@ fs::path DriverNamed(const std::string& words)
 fs::path MakeShim(const ShimFace& face, const fs::path& library, const fs::path& driver,
                   const fs::path& folder)
 {
-    if (const std::string why = Misfit(face, driver); !why.empty()) {
+    if (const std::string why = Objection(face, driver); !why.empty()) {
         Refuse(driver, why);
     }
     const fs::path shim = OriginalOf(face, library);
     fs::path made = fs::absolute(ShimPath(face, library, driver, folder)).lexically_normal();
     std::error_code none;
     if (!fs::exists(shim, none)) {
-        Refuse(shim, "it is not there; cmake --build makes it");
+        Refuse(shim, "no such file; cmake --build makes it");
     }
     if (fs::exists(fs::symlink_status(made, none)) && !IsShim(made)) {
-        Refuse(made, "there is a file of that name, which is no shim");
+        Refuse(made, "a file of that name exists and is not a shim");
     }
-    if (const fs::path seen = DriverSeenFrom(made, driver.filename()); !IsSame(seen, driver)) {
-        Refuse(made, "it would look for its driver at " + seen.string() +
+    if (const fs::path seen = DriverFoundFrom(made, driver.filename()); !IsSame(seen, driver)) {
+        Refuse(made, "a shim here would look for its driver at " + seen.string() +
                          "; make it beside the driver, or put a link to the driver there");
     }
     Replace(shim, made);

@@ -1,50 +1,52 @@
-// The shims that come with the gateway, and what they are for.
+// The shims that come with the gateway, and the drivers that they are for.
 #pragma once
 
 #include <filesystem>
 #include <optional>
 #include <string>
 
-/// What a shim can make of a driver, by the name of the shim's file.
+/// An interface that a shim can give a driver. The name of the shim's file chooses it.
 struct ShimFace {
-    const char* name;     // as a person calls it
-    const char* prefix;   // in front of the driver's file name
+    const char* name;     // on the command line
+    const char* prefix;   // of the shim's file name, before that of the driver
     const char* library;  // the shared object that is copied
     const char* modes;    // of the gateway, that it is for
 };
 
 inline constexpr ShimFace kShimFaces[] = {
-    {"narrow", "narrow-", "liborvelnarrow.so", "narrow and -l, as bytes of the driver's own"},
+    {"narrow", "narrow-", "liborvelnarrow.so", "narrow and -l, in the driver's own encoding"},
     {"wide", "wide-", "liborvelwide.so", "narrow and -l, and -u up to U+FFFF"},
     {"utf16", "utf16-", "liborvelwide.so", "-u"},
 };
 
-/// The face of a name; throws std::out_of_range where there is none.
+/// Throws std::out_of_range where no face has the name.
 const ShimFace& FaceOf(const std::string& name);
 
-/// Where a driver file is a shim that is named after a driver: its face, and that driver as the
-/// shim looks for it, which need not be there.
+/// A shim that is named after a driver: its face, and the driver file that it loads, which need not
+/// exist.
 struct ShimFile {
-    const ShimFace& face;
+    const ShimFace* face;
     std::filesystem::path driver;
 };
+
+/// Nothing where the file is no such shim.
 std::optional<ShimFile> AsShim(const std::filesystem::path& file);
 
-/// Whether a file is a shim, whatever its name: a copy of one, or a link to one.
+/// Whether a file is a copy of a shim or a link to one, whatever its name.
 bool IsShim(const std::filesystem::path& file);
 
-/// The file that a driver's shim has in a folder; no folder: beside the shims, or
-/// beside a driver that lies in a folder of its own, where the shim looks for it.
+/// The path of a driver's shim in a folder. Without a folder it goes beside the shims or,
+/// where the driver is not in Debian's folder of ODBC drivers, beside the driver.
 std::filesystem::path ShimPath(const ShimFace& face, const std::filesystem::path& library,
                                const std::filesystem::path& driver,
                                const std::filesystem::path& folder = {});
 
-/// A driver as a person names it, by its path or by its name in Debian's folder of ODBC drivers.
+/// The driver file with a path, or with a file name in Debian's folder of ODBC drivers.
 std::filesystem::path DriverNamed(const std::string& words);
 
 /// Copies the shim that belongs to a gateway's library and returns the copy's path. Throws
-/// std::runtime_error where the driver is not there or needs no such shim, where the copy would not
-/// find it, and where something else has the copy's name.
+/// std::runtime_error where the driver is missing or needs no such shim, where the copy would not
+/// find it, and where another file has the copy's name.
 std::filesystem::path MakeShim(const ShimFace& face, const std::filesystem::path& library,
                                const std::filesystem::path& driver,
                                const std::filesystem::path& folder);

@@ -12,10 +12,10 @@ std::size_t Distance(std::string_view one, std::string_view other)
 {
     std::vector<std::size_t> row(other.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < one.size(); ++i) {
+    for (const char letter : one) {
         std::size_t diagonal = row[0]++;
         for (std::size_t j = 0; j < other.size(); ++j) {
-            const bool is_same = LowerInAscii(one[i]) == LowerInAscii(other[j]);
+            const bool is_same = LowerInAscii(letter) == LowerInAscii(other[j]);
             const std::size_t replaced = diagonal + (is_same ? 0 : 1);
             diagonal = row[j + 1];
             row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});

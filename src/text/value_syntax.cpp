@@ -45,9 +45,9 @@ std::optional<ListValue> NumberOf(std::string_view word)
     }
     const auto digits = word.substr(word.starts_with('-') ? 1 : 0);
     const auto point = digits.find('.');
-    constexpr std::size_t kMostDigits = 15;
+    constexpr std::size_t kMaxDigits = 15;
     const bool is_decimal = point != std::string_view::npos && point > 0 &&
-                            point + 1 < digits.size() && digits.size() <= kMostDigits + 1 &&
+                            point + 1 < digits.size() && digits.size() <= kMaxDigits + 1 &&
                             digits.find_first_not_of("0123456789.") == std::string_view::npos;
     const auto number = is_decimal ? Parsed<double>(word) : std::nullopt;
     return number ? std::optional<ListValue>(*number) : std::nullopt;
@@ -67,7 +67,7 @@ std::string TakeQuoted(std::string_view& left)
         text.push_back(left[at]);
         at += is_doubled ? 1 : 0;
     }
-    throw UsageError(fmt::format("{} does not end in a quote", left));
+    throw UsageError(fmt::format("{} has no closing quote", left));
 }
 
 // The item without quotes at the start of what is left, which it is taken from.
@@ -81,7 +81,7 @@ ListValue TakeBare(std::string_view& left)
     if (auto number = NumberOf(item)) {
         return *std::move(number);
     }
-    throw UsageError(fmt::format("{} is no number, NULL or text in quotes", item));
+    throw UsageError(fmt::format("{} is not a number, NULL or quoted text", item));
 }
 
 ListValue TakeItem(std::string_view& left)
@@ -129,7 +129,7 @@ std::string ListOf(std::string_view word)
         }
         if (!left.starts_with(',') || left.size() == 1) {
             throw UsageError(
-                fmt::format("{}: an item or a comma is missing before {}]", word, left));
+                fmt::format("{}: an item or a comma is missing in front of {}]", word, left));
         }
         left = Trimmed(left.substr(1));
     }
@@ -150,7 +150,7 @@ std::string BytesOf(std::string_view digits)
         const auto byte =
             Parsed<std::uint8_t>(std::string_view(compact).substr(at, 2), kHexadecimal);
         if (!byte || at + 1 == compact.size()) {
-            throw UsageError(fmt::format("{} are not pairs of hexadecimal digits", digits));
+            throw UsageError(fmt::format("{} is not pairs of hexadecimal digits", digits));
         }
         bytes.push_back(static_cast<char>(*byte));
     }
@@ -167,5 +167,5 @@ std::int32_t IntegerOf(std::string_view word)
     } else if (const auto number = Parsed<std::int32_t>(word)) {
         return *number;
     }
-    throw UsageError(fmt::format("{} is not a whole number of 32 bits", word));
+    throw UsageError(fmt::format("{} is not a 32-bit integer", word));
 }

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
-
 namespace {
 
 std::string OptionNames(const CLI::App& app)

@@ -208,15 +208,11 @@ std::string WordsForConnection(const ConnectionWords& words)
     return again;
 }
 
-void HideSecrets(const ConnectionWords& words, char** process_words)
+void HideSecrets(char** process_words)
 {
-    if (!words.string || !HoldsSecret(*words.string)) {
-        return;
-    }
     for (char** word = process_words; *word != nullptr; ++word) {
-        const std::string_view seen(*word);
-        if (const auto at = seen.find(*words.string); at != std::string_view::npos) {
-            std::memset(*word + at, '*', words.string->size());
+        if (HoldsSecret(*word)) {
+            std::memset(*word, '*', std::strlen(*word));
         }
     }
 }

@@ -17,6 +17,5 @@ std::optional<std::string> WholeConnectionString(const ConnectionWords& words);
 /// How a person names the same connection again, without the password: "-d 'DRIVER=...'".
 std::string WordsForConnection(const ConnectionWords& words);
 
-/// Overwrites a connection string with a password among the words of the process, which every user
-/// sees.
-void HideSecrets(const ConnectionWords& words, char** process_words);
+/// Overwrites those of the process's words that hold a password, as every user can see them.
+void HideSecrets(char** process_words);

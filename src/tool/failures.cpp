@@ -6,6 +6,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "client/Session.h"
 #include "drivers/ConnectionString.h"
@@ -15,10 +16,15 @@
 
 namespace {
 
-// A driver may repeat a connection string.
-std::string Shown(const std::string& text)
+void Say(std::string_view what)
 {
-    return Printable(WithoutSecrets(text));
+    std::fputs(fmt::format("orvelgw: {}\n", Printable(what)).c_str(), stderr);
+}
+
+// Whoever failed may repeat a connection string.
+void Complain(std::string_view what)
+{
+    Say(WithoutSecrets(what));
 }
 
 std::string NativeCodeOf(const std::string& line)
@@ -55,11 +61,6 @@ void Report(const SqlError& error)
 
 }  // namespace
 
-void Complain(std::string_view what)
-{
-    std::fputs(fmt::format("orvelgw: {}\n", Shown(std::string(what))).c_str(), stderr);
-}
-
 ExitCode ReportFailure(const CommandLine& command)
 {
     try {
@@ -75,8 +76,8 @@ ExitCode ReportFailure(const CommandLine& command)
         return kLibraryUnusable;
     } catch (const ConnectError& error) {
         Report(error);
-        Complain(fmt::format("the connection failed; \"orvelgw doctor{}\" says why",
-                             WordsForConnection(command.connection)));
+        Say(fmt::format("the connection failed; \"orvelgw doctor{}\" says why",
+                        WordsForConnection(command.connection)));
         return kConnectionFailed;
     } catch (const SqlError& error) {
         Report(error);

@@ -102,7 +102,7 @@ int main(int count, char** words)
     if (!parsed.has_task) {
         return parsed.exit_code;
     }
-    HideSecrets(parsed.command.connection, words);
+    HideSecrets(words);
     UseUtf8Locale();
     try {
         Complete(parsed.command);

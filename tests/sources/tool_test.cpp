@@ -1,0 +1,107 @@
+// The tool over each of the sources: what is stored is what was meant, and what is shown what is
+// stored, in every mode.
+#include <fmt/format.h>
+
+#include <string>
+#include <vector>
+
+#include "run_tool.h"
+#include "sources/source_fixture.h"
+
+namespace {
+
+class Tool : public testing::TestWithParam<Source> {
+protected:
+    Tool()
+    {
+        Run("-c 'DROP TABLE tool'");
+        Expect("-c 'CREATE TABLE tool(id INTEGER, big BIGINT, moment " + GetParam().types.moment +
+                   ", day DATE, short " + GetParam().types.text + ", longer " +
+                   GetParam().types.long_text + ", bytes " + GetParam().types.long_binary + ")'",
+               "");
+    }
+
+    static Finished Run(const std::string& words)
+    {
+        return RunTool(words, "ORVELGW_DSN='" + GetParam().ConnectionString() + "'");
+    }
+    /// Runs what has to succeed and to show these rows, titles left out.
+    static void Expect(const std::string& words, const std::string& rows)
+    {
+        const Finished run = Run(words);
+        EXPECT_EQ(run.exit_code, 0) << words << run.messages;
+        const auto rule = run.data.find("-\n");
+        EXPECT_EQ(run.data.empty() ? "" : run.data.substr(rule + 2), rows) << words;
+    }
+    std::string Written(const std::string& content) const
+    {
+        std::ofstream(folder.path / "x.csv") << content;
+        return folder.path / "x.csv";
+    }
+
+    const TemporaryFolder folder;
+};
+
+constexpr const char* kModes[] = {"", "-u ", "-l "};
+
+TEST_P(Tool, ShowsWhatItStores)
+{
+    const std::string text = "é Ω 日 😀";
+    std::string many;
+    for (int i = 0; i < 700; ++i) {
+        many += "é日x";
+    }
+    const std::string file = Written(fmt::format(
+        "id,big,moment,short,longer,bytes\n1,30000000001,2024-02-29 10:11:12,{},\"{}\",\"a\xFF\"\n"
+        "2,,,\"\",,\"\"\n3,-7,,NULL,x,\n",
+        text, many));
+    for (const char* mode : kModes) {
+        Expect(std::string(mode) + "-c 'DELETE FROM tool'", "");
+        Expect(fmt::format("{}--import {} tool", mode, file), "");
+        Expect(fmt::format("{}-c 'SELECT short, longer FROM tool WHERE id = 1'", mode),
+               text + " | " + many + "\n");
+        Expect(fmt::format("{}-c 'SELECT id, big, bytes FROM tool WHERE id < 3 ORDER BY id'", mode),
+               " 1 | 30000000001 | \\x61ff\n 2 |        NULL | \\x\n");
+        Expect(fmt::format("{}-c 'SELECT short, longer, bytes FROM tool WHERE id > 1 ORDER BY id'",
+                           mode),
+               "      | NULL   | \\x\nNULL  | x      | NULL\n");
+        const std::string got = folder.path / "got";
+        Expect(fmt::format("{}-c 'SELECT longer FROM tool WHERE id = 1' --get {}", mode, got), "");
+        EXPECT_EQ(Slurp(got), many) << mode;
+    }
+}
+
+TEST_P(Tool, Binds)
+{
+    const std::string insert =
+        "-c 'INSERT INTO tool(id, big, moment, day, short) VALUES (?, ?, ?, ?, ?)' ";
+    for (const char* mode : kModes) {
+        Expect(std::string(mode) + "-c 'DELETE FROM tool'", "");
+        Expect(
+            mode + insert + "-p 1 -p 30000000001 -p '2024-02-29 10:11:12' -p 2024-02-29 -p 'é 😀'",
+            "");
+        Expect(mode + insert + "-p 2 -p -5 -p NULL -p NULL -p 1.10", "");
+        for (const char* where :
+             {"big = ?' -p 30000000001", "short = ?' -p 'é 😀'", "id = ?' -p 1",
+              "day = ?' -p 2024-02-29", "moment = ?' -p '2024-02-29 10:11:12'"}) {
+            Expect(fmt::format("{}-c 'SELECT short FROM tool WHERE {}", mode, where), "é 😀\n");
+        }
+        Expect(mode + std::string("-c 'SELECT short FROM tool WHERE id = 2'"), "1.10\n");
+    }
+}
+
+TEST_P(Tool, KeepsNothingOfAnImportThatFails)
+{
+    const std::string rows = "id,day\n1,2024-02-29\n2,2024-02-28\nx,no day\n";
+    const Finished run = Run("--import " + Written(rows) + " tool");
+    if (run.exit_code == 0) {  // SQLite stores text in any column
+        EXPECT_EQ(GetParam().name.substr(0, 6), "sqlite");
+        return;
+    }
+    ExpectParts(run.messages, {"line 4: ", "\"x\"", "rolled back: no row was imported"});
+    Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, Tool, testing::ValuesIn(Sources()), SourceTest::NameOf);
+
+}  // namespace
