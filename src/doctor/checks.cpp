@@ -148,20 +148,18 @@ Finding Literal(const Session& session, const std::string& prefix, const std::st
     return CompareValue(text, RowOf(session, "SELECT " + prefix + "'" + text + "'", 1)[0]);
 }
 
-// With the Unicode option text goes as 2-byte characters, as a host sends it; the tool itself does
-// not send such parameters to narrow drivers.
+// As a host of the mode sends text: as 2-byte characters with the Unicode option, else as bytes.
+// The tool itself sends it as the driver takes it, in every mode.
 Finding Parameter(const Session& session, const std::string& text)
 {
     NoReporter reporter;
     Statement statement(session, "SELECT ?", reporter);
-    if (session.Options().unicode) {
-        const auto size = static_cast<std::int64_t>(text.size());
-        statement.Bind({ParameterShape{.sql_type = kWideVarcharType, .size = size}});
-        session.Library().CallOn(statement.Handle().Bytes(), "SetParameter",
-                                 {EncodeList({UnitsFromUtf8(text)}), 1});
-    } else {
-        statement.Bind({ParameterValue(TypedValue(text))});
-    }
+    const bool is_wide = session.Options().unicode;
+    statement.Bind({ParameterShape{.sql_type = is_wide ? kWideVarcharType : kVarcharType,
+                                   .size = static_cast<std::int64_t>(text.size())}});
+    session.Library().CallOn(
+        statement.Handle().Bytes(), "SetParameter",
+        {EncodeList({is_wide ? ListValue(UnitsFromUtf8(text)) : ListValue(text)}), 1});
     return CompareValue(text, FirstRow(statement, 1)[0]);
 }
 
