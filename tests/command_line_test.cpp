@@ -31,7 +31,7 @@ TEST(CommandLine, RefusesAndExplains)
         const char* message;
     };
     const Case cases[] = {
-        {"", 2, "orvelgw: one of --command, --file, --import, call"},
+        {"", 2, "orvelgw: one of --command, --file, --import, --export"},
         {memory + "-1 --keep-going " + select, 2, "exclude each other"},
         {memory + "--set 1=2= --set a-b=c " + select, 2, "--set: NAME=VALUE is needed"},
         {memory + "--echo --import a b", 2, "--echo is for --command and --file"},

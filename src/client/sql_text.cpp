@@ -98,8 +98,11 @@ SqlLexer::Extent SqlLexer::CommentExtent() const
     int depth = 0;
     for (std::size_t at = 0; at + 1 < left_.size(); ++at) {
         const auto two = left_.substr(at, 2);
-        depth += two == "/*" ? 1 : (two == "*/" ? -1 : 0);
-        at += two == "/*" || two == "*/" ? 1U : 0U;
+        const bool opens = two == "/*" && (depth == 0 || !is_mysql_);
+        const bool closes = two == "*/";
+        depth += opens ? 1 : 0;
+        depth -= closes ? 1 : 0;
+        at += opens || closes ? 1U : 0U;
         if (depth == 0) {
             return {SqlToken::kComment, at + 1};
         }

@@ -17,7 +17,7 @@ public:
     const std::string& Quote() const { return quote_; }
     bool HasBrackets() const { return quote_ == "["; }
     /// Whether a backslash escapes inside '' and "", # begins a comment, and -- does only in front
-    /// of a blank, while /*! does not.
+    /// of a blank, while /*! does not, and comments don't nest.
     bool IsMysql() const { return quote_ == "`"; }
 
 private:

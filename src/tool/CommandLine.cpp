@@ -15,6 +15,7 @@
 #include "tool/completion.h"
 #include "tool/connection_words.h"
 #include "tool/data_words.h"
+#include "tool/script_words.h"
 
 namespace {
 
@@ -44,19 +45,8 @@ void AddGatewayOptions(CLI::App& app, CommandLine& command)
                  "Legacy option: ODBC 2, and row values as narrow text");
     app.add_flag("--trace", command.options.log, "Show the gateway's trace records on stderr");
     app.add_option("--library", command.library,
-                   "The gateway to load (default: liborvelgw.so beside this program)")
+                   "The gateway to load (default: the one beside this program, or as installed)")
         ->type_name("FILE");
-}
-
-void SetVariable(const std::string& word, Variables& variables)
-{
-    const auto equals = word.find('=');
-    const std::string name = word.substr(0, equals);
-    if (equals == std::string::npos || !IsVariableName(name)) {
-        throw CLI::ValidationError(
-            "--set", "NAME=VALUE is needed, a name of letters, digits and underscores");
-    }
-    variables[name] = word.substr(equals + 1);
 }
 
 void AddStatementOptions(CLI::App& app, CommandLine& command)
@@ -64,32 +54,6 @@ void AddStatementOptions(CLI::App& app, CommandLine& command)
     app.add_option("--get", command.get_file,
                    "Write the first value of the statement's result to a file, whatever its length")
         ->type_name("FILE");
-}
-
-void AddScriptOptions(CLI::App& app, CommandLine& command)
-{
-    ScriptOptions& script = command.script;
-    app.add_option_function<std::vector<std::string>>(
-           "-v,--set",
-           [&script](const std::vector<std::string>& words) {
-               for (const std::string& word : words) {
-                   SetVariable(word, script.variables);
-               }
-           },
-           "Give a variable of statements and scripts its value: :NAME stands for it, :'NAME' for "
-           "it as a literal, :\"NAME\" for it as a quoted name")
-        ->type_name("NAME=VALUE")
-        ->type_size(1)
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_flag("--keep-going", script.keeps_going,
-                 "Go on behind a statement that fails; the exit code is 1 all the same");
-    app.add_flag("-1,--single-transaction", script.is_single_transaction,
-                 "Run all statements in one transaction, which is rolled back where one fails");
-    app.add_flag("--echo", script.echoes, "Show each statement on stderr before it runs");
-    app.add_flag("-q,--quiet", script.is_quiet, "Do not count rows and changes");
-    app.add_flag("-t,--tuples-only", command.output.tuples_only,
-                 "Print rows alone, without the names of columns");
 }
 
 /// Options that may come several times and mean something together: what they were given, in the
@@ -242,7 +206,7 @@ public:
         shim_.add_option("DRIVER", command.shim_driver, "The driver's file, or its name alone")
             ->required();
         shim_.add_option("FOLDER", command.shim_folder,
-                         "Where to put it (default: beside the gateway, or beside a driver in a "
+                         "Where to put it (default: beside the shims, or beside a driver in a "
                          "folder of its own)");
     }
 
@@ -358,17 +322,8 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         default:
             break;
     }
-    if (command.script.is_single_transaction && command.script.keeps_going) {
-        throw CLI::ValidationError("--single-transaction and --keep-going exclude each other");
-    }
-    if (command.task != Task::kStatements && command.task != Task::kPrompt) {
-        for (const char* name : {"--set", "--keep-going", "--single-transaction", "--echo"}) {
-            if (app.count(name) > 0) {
-                throw CLI::ValidationError(fmt::format("{} is for --command and --file", name));
-            }
-        }
-    }
     CheckDataOptions(app, command);
+    CheckScriptOptions(app, command);
     const bool needs_one = !command.markers.empty() || command.get_file;
     const bool has_one = command.statements.size() == 1 && !command.statements[0].is_file;
     if (needs_one && !has_one) {

@@ -83,12 +83,27 @@ void Undo(Transaction& transaction, const Session& session, const Messages& mess
     constexpr char kAllCapable = 2;  // SQL_TC_ALL
     try {
         transaction.Rollback();
-        const bool is_all = session.Information(kTransactionCapable).starts_with(kAllCapable);
+        const bool is_all = session.Information(kTransactionCapable).starts_with(kAllCapable) &&
+                            !session.Source().commits_definitions;
         messages.Say(is_all ? "(rolled back)"
                             : "(rolled back, but for what the data source commits by itself, such "
                               "as CREATE and DROP, and tables without transactions)");
     } catch (const SqlError&) {
         messages.Say("(the rollback failed: what was done may stay)");
+    }
+}
+
+ExitCode RunTogether(const CommandLine& command, ScriptContext& context, std::deque<Script> scripts)
+{
+    Transaction transaction(*context.session);
+    try {
+        const ExitCode exit_code = RunInputs(command, context, std::move(scripts));
+        transaction.Commit();
+        return exit_code;
+    } catch (...) {
+        const ExitCode exit_code = ReportFailure(command);
+        Undo(transaction, *context.session, *context.messages);
+        return exit_code;
     }
 }
 
@@ -100,17 +115,7 @@ ExitCode RunStatements(const CommandLine& command, ScriptContext& context)
     if (command.get_file) {
         return GetValue(command, context);
     }
-    if (!command.script.is_single_transaction) {
-        return RunInputs(command, context, std::move(scripts));
-    }
-    Transaction transaction(*context.session);
-    try {
-        const ExitCode exit_code = RunInputs(command, context, std::move(scripts));
-        transaction.Commit();
-        return exit_code;
-    } catch (...) {
-        const ExitCode exit_code = ReportFailure(command);
-        Undo(transaction, *context.session, *context.messages);
-        return exit_code;
-    }
+    return command.script.is_single_transaction
+               ? RunTogether(command, context, std::move(scripts))
+               : RunInputs(command, context, std::move(scripts));
 }
