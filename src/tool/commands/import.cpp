@@ -195,6 +195,11 @@ private:
                                    Shortened(*reader_.Fields()[index]), why));
     }
 
+    [[noreturn]] void FailLength(std::size_t index) const
+    {
+        FailField(index, fmt::format("longer than {} bytes", kLongestElement));
+    }
+
     static std::string Shortened(std::string_view value)
     {
         constexpr std::size_t kShown = 40;
@@ -206,10 +211,10 @@ private:
         const auto& field = reader_.Fields()[index];
         if (IsNull(field, options_)) {
             insert.SetNull(index + 1);
-        } else if (field->size() > kLongestElement) {
-            FailField(index, fmt::format("longer than {} bytes", kLongestElement));
         } else if (shapes_[index].is_binary) {
             SetBytes(insert, index, *field);
+        } else if (field->size() > kLongestElement) {
+            FailLength(index);
         } else if (const auto invalid = FirstInvalidByte(*field)) {
             FailField(index, fmt::format("not UTF-8 at byte {}", *invalid + 1));
         } else {
@@ -220,13 +225,15 @@ private:
     // Bytes as they are, unless they stand in hexadecimal digits.
     void SetBytes(Statement& insert, std::size_t index, std::string_view field) const
     {
-        if (!field.starts_with("\\x")) {
-            insert.SetBytes(index + 1, field);
-        } else if (const auto bytes = BytesOfHex(field)) {
-            insert.SetBytes(index + 1, *bytes);
-        } else {
+        const auto decoded = BytesOfHex(field);
+        if (!decoded && field.starts_with("\\x")) {
             FailField(index, "behind \\x there are not pairs of hexadecimal digits alone");
         }
+        const std::string_view bytes = decoded ? *decoded : field;
+        if (bytes.size() > kLongestElement) {
+            FailLength(index);
+        }
+        insert.SetBytes(index + 1, bytes);
     }
 
     void InsertRow(Statement& insert) const
