@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
-#include <ranges>
 #include <set>
+#include <sstream>
 #include <system_error>
 
 #include "client/HostList.h"
@@ -97,6 +97,13 @@ std::uint64_t SizeOf(const std::string& file)
     return none ? 0 : size;
 }
 
+SqlError Failure(const std::string& what, const std::string& aftermath)
+{
+    SqlError failure(what);
+    failure.aftermath = aftermath;
+    return failure;
+}
+
 /// One import: the statement that inserts a row, and what it has come to.
 class CsvImport {
 public:
@@ -123,9 +130,7 @@ public:
                 kept_line_ = reader_.Line();
             }
         } catch (const CsvError& error) {
-            SqlError failure(error.what());
-            failure.aftermath = Undo(transaction);
-            throw failure;
+            throw Failure(error.what(), Undo(transaction));
         } catch (SqlError& error) {
             error.aftermath = Undo(transaction);
             throw;
@@ -137,8 +142,9 @@ public:
 private:
     void Create(const std::string& table)
     {
-        for (const auto line : std::views::split(table, '\n')) {
-            messages_.Say(Printable({line.begin(), line.end()}));
+        std::istringstream lines(table);
+        for (std::string line; std::getline(lines, line);) {
+            messages_.Say(Printable(line));
         }
         Statement(session_, table, messages_).Execute();
         is_created_ = true;
