@@ -51,12 +51,18 @@ void CheckScriptOptions(const CLI::App& app, const CommandLine& command)
     if (command.script.is_single_transaction && command.script.keeps_going) {
         throw CLI::ValidationError("--single-transaction and --keep-going exclude each other");
     }
-    if (command.task == CommandLine::Task::kStatements) {
-        return;
+    using Task = CommandLine::Task;
+    const bool takes_all = command.task == Task::kStatements || command.task == Task::kPrompt;
+    const bool lists = command.task == Task::kCatalog || command.task == Task::kSources ||
+                       command.task == Task::kDrivers;
+    if (command.task == Task::kPrompt && command.script.is_single_transaction) {
+        throw CLI::ValidationError("--single-transaction is for --command and --file");
     }
     for (const char* name :
          {"--set", "--keep-going", "--single-transaction", "--echo", "--quiet", "--tuples-only"}) {
-        if (app.count(name) > 0) {
+        const std::string_view option(name);
+        const bool is_for_lists = option == "--quiet" || option == "--tuples-only";
+        if (!takes_all && !(lists && is_for_lists) && app.count(name) > 0) {
             throw CLI::ValidationError(fmt::format("{} is for --command and --file", name));
         }
     }
