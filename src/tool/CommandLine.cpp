@@ -270,9 +270,10 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks, bool is_host_ro
     }
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
-            tasks.empty() ? "one of --command, --file, --import, --export, call, doctor, shim, "
-                            "tables, columns, sources, drivers and trace is required"
-                          : "statements, --import, --export and the subcommands exclude each other");
+            tasks.empty()
+                ? "one of --command, --file, --import, --export, call, doctor, shim, "
+                  "tables, columns, sources, drivers and trace is required"
+                : "statements, --import, --export and the subcommands exclude each other");
     }
     return tasks.front();
 }
@@ -401,7 +402,8 @@ void AddCompletion(CLI::App& app)
            },
            "Print a completion script for bash")
         ->group("");
-    app.add_flag_callback("--host-rows", [] {}, "Write the rows of a query for another process of this program")
+    app.add_flag_callback(
+           "--host-rows", [] {}, "Write the rows of a query for another process of this program")
         ->group("");
 }
 

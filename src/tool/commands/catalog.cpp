@@ -13,6 +13,7 @@
 #include "client/ascii.h"
 #include "client/odbc_numbers.h"
 #include "drivers/Profiles.h"
+#include "tool/output/Destination.h"
 #include "tool/output/Messages.h"
 #include "tool/output/format.h"
 
@@ -216,8 +217,7 @@ void ListSchemas(const Session& session, const NamePattern& pattern, ResultSink&
 {
     Table table({"schema"});
     std::size_t place = kSchema;
-    Records records =
-        RecordsOf(session, "Tables", {kEmptyName, "%", kEmptyName, ""}, reporter);
+    Records records = RecordsOf(session, "Tables", {kEmptyName, "%", kEmptyName, ""}, reporter);
     if (records.empty()) {
         place = kCatalog;
         records = RecordsOf(session, "Tables", {"%", kEmptyName, kEmptyName, ""}, reporter);
@@ -234,8 +234,8 @@ void ListSchemas(const Session& session, const NamePattern& pattern, ResultSink&
 
 const char* ParameterKind(const std::string& number)
 {
-    constexpr const char* kKinds[] = {"unknown", "in", "in and out", "result column", "out",
-                                      "return value"};
+    constexpr const char* kKinds[] = {"unknown",       "in",  "in and out",
+                                      "result column", "out", "return value"};
     const bool is_known = number.size() == 1 && number[0] >= '0' && number[0] <= '5';
     return kKinds[is_known ? number[0] - '0' : 0];
 }
@@ -319,8 +319,8 @@ void ListPrivileges(const Session& session, const NamePattern& pattern, ResultSi
 {
     Table table({"schema", "table", "column", "grantee", "privilege"});
     for (const Record& record : Matching(session, "TablePrivileges", pattern, {}, reporter)) {
-        table.Add({Qualifier(record), record.At(kTable), "", record.At(kGrantee),
-                   record.At(kPrivilege)});
+        table.Add(
+            {Qualifier(record), record.At(kTable), "", record.At(kGrantee), record.At(kPrivilege)});
     }
     if (pattern.IsOneName()) {  // the entry takes the name of one table
         for (const Record& record :
@@ -342,9 +342,9 @@ std::string TypeText(const Record& column)
                            FindIgnoringCase(name, "numeric") != std::string::npos ||
                            FindIgnoringCase(name, "decimal") != std::string::npos);
     const std::string digits = column.At(kDigits);
-    return !has_size                          ? name
+    return !has_size                         ? name
            : digits.empty() || digits == "0" ? fmt::format("{}({})", name, size)
-                                              : fmt::format("{}({},{})", name, size, digits);
+                                             : fmt::format("{}({},{})", name, size, digits);
 }
 
 // Those of one table: a name is a pattern for the entry, in which _ stands for any character.
@@ -363,9 +363,8 @@ void AddColumns(Table& table, const Session& session, const Record& relation, Re
 {
     constexpr char kNoNulls[] = "0";
     for (const Record& column : ColumnsOf(session, relation, reporter)) {
-        table.Add({Qualifier(relation).empty()
-                       ? relation.At(kTable)
-                       : Qualifier(relation) + "." + relation.At(kTable),
+        table.Add({Qualifier(relation).empty() ? relation.At(kTable)
+                                               : Qualifier(relation) + "." + relation.At(kTable),
                    column.At(kColumn), TypeText(column),
                    column.At(kNullable) == kNoNulls ? "no" : "yes", column.At(kDefault)});
     }
@@ -471,8 +470,7 @@ void DescribeTable(const Session& session, const Record& table, ResultSink& sink
         return indexes;
     });
     for (const bool is_primary : {false, true}) {
-        PassPart(sink, reporter,
-                 [&] { return ForeignKeys(session, table, is_primary, reporter); });
+        PassPart(sink, reporter, [&] { return ForeignKeys(session, table, is_primary, reporter); });
     }
 }
 
@@ -506,6 +504,16 @@ std::vector<Source> AllSources(const Gateway& gateway)
             text->resize(std::min(text->find('\0'), text->size()));
         }
     }
+}
+
+template <class List>
+ExitCode Print(const CommandLine& command, List list)
+{
+    Messages messages(stderr, !command.script.is_quiet);
+    Destination destination(command.output_file);
+    list(NamePattern(command.pattern), *MakeSink(command.output, destination.Stream()), messages);
+    destination.Keep();
+    return kDone;
 }
 
 }  // namespace
@@ -545,8 +553,7 @@ bool NamePattern::Part::Matches(std::string_view name) const
     for (const char c : text) {
         pattern += c == '[' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
     }
-    return ::fnmatch(pattern.c_str(), std::string(name).c_str(), is_quoted ? 0 : FNM_CASEFOLD) ==
-           0;
+    return ::fnmatch(pattern.c_str(), std::string(name).c_str(), is_quoted ? 0 : FNM_CASEFOLD) == 0;
 }
 
 std::string NamePattern::Part::ForDriver(const Session& session) const
@@ -644,8 +651,7 @@ std::vector<std::string> SourceNames(const Gateway& gateway)
     return names;
 }
 
-std::vector<std::string> TableNames(const Session& session,
-                                    const std::function<bool()>& may_go_on)
+std::vector<std::string> TableNames(const Session& session, const std::function<bool()>& may_go_on)
 {
     NoReporter reporter;
     std::vector<std::string> names;
@@ -670,27 +676,23 @@ std::vector<std::string> ColumnNames(const Session& session, const std::string& 
 
 ExitCode PrintCatalog(const CommandLine& command, const Session& session)
 {
-    Messages messages(stderr, !command.script.is_quiet);
-    const auto sink = MakeSink(command.output, stdout);
-    const NamePattern pattern(command.pattern);
-    if (command.lists_columns) {
-        ListColumns(session, pattern, *sink, messages);
-    } else {
-        ListCatalog(session, CatalogKind::kRelations, pattern, *sink, messages);
-    }
-    return kDone;
+    return Print(command, [&](const NamePattern& pattern, ResultSink& sink, Reporter& reporter) {
+        if (command.lists_columns) {
+            ListColumns(session, pattern, sink, reporter);
+        } else {
+            ListCatalog(session, CatalogKind::kRelations, pattern, sink, reporter);
+        }
+    });
 }
 
 ExitCode PrintSources(const CommandLine& command, const Gateway& gateway)
 {
-    Messages messages(stderr, !command.script.is_quiet);
-    ListSources(gateway, NamePattern(command.pattern), *MakeSink(command.output, stdout), messages);
-    return kDone;
+    return Print(command, [&](const NamePattern& pattern, ResultSink& sink, Reporter& reporter) {
+        ListSources(gateway, pattern, sink, reporter);
+    });
 }
 
 ExitCode PrintDrivers(const CommandLine& command)
 {
-    Messages messages(stderr, !command.script.is_quiet);
-    ListDrivers(NamePattern(command.pattern), *MakeSink(command.output, stdout), messages);
-    return kDone;
+    return Print(command, &ListDrivers);
 }

@@ -115,7 +115,6 @@ ExitCode RunStatements(const CommandLine& command, ScriptContext& context)
     if (command.get_file) {
         return GetValue(command, context);
     }
-    return command.script.is_single_transaction
-               ? RunTogether(command, context, std::move(scripts))
-               : RunInputs(command, context, std::move(scripts));
+    return command.script.is_single_transaction ? RunTogether(command, context, std::move(scripts))
+                                                : RunInputs(command, context, std::move(scripts));
 }

@@ -18,16 +18,16 @@
 namespace {
 
 constexpr const char* kKeywords[] = {
-    "ALL",     "ALTER",     "AND",      "AS",       "ASC",      "BEGIN",     "BETWEEN", "BY",
-    "CASE",    "CAST",      "CHECK",    "COLUMN",   "COMMIT",   "CONSTRAINT", "COUNT",  "CREATE",
-    "CROSS",   "DEFAULT",   "DELETE",   "DESC",     "DISTINCT", "DROP",      "ELSE",    "END",
-    "EXCEPT",  "EXISTS",    "FETCH",    "FIRST",    "FOREIGN",  "FROM",      "FULL",    "FUNCTION",
-    "GRANT",   "GROUP",     "HAVING",   "IN",       "INDEX",    "INNER",     "INSERT",  "INTERSECT",
-    "INTO",    "IS",        "JOIN",     "KEY",      "LEFT",     "LIKE",      "LIMIT",   "NOT",
-    "NULL",    "OFFSET",    "ON",       "OR",       "ORDER",    "OUTER",     "PRIMARY", "PROCEDURE",
-    "REFERENCES", "RETURNING", "REVOKE", "RIGHT",   "ROLLBACK", "SELECT",    "SET",     "TABLE",
-    "THEN",    "TRIGGER",   "UNION",    "UNIQUE",   "UPDATE",   "USING",     "VALUES",  "VIEW",
-    "WHEN",    "WHERE",     "WITH"};
+    "ALL",        "ALTER",     "AND",    "AS",     "ASC",      "BEGIN",      "BETWEEN", "BY",
+    "CASE",       "CAST",      "CHECK",  "COLUMN", "COMMIT",   "CONSTRAINT", "COUNT",   "CREATE",
+    "CROSS",      "DEFAULT",   "DELETE", "DESC",   "DISTINCT", "DROP",       "ELSE",    "END",
+    "EXCEPT",     "EXISTS",    "FETCH",  "FIRST",  "FOREIGN",  "FROM",       "FULL",    "FUNCTION",
+    "GRANT",      "GROUP",     "HAVING", "IN",     "INDEX",    "INNER",      "INSERT",  "INTERSECT",
+    "INTO",       "IS",        "JOIN",   "KEY",    "LEFT",     "LIKE",       "LIMIT",   "NOT",
+    "NULL",       "OFFSET",    "ON",     "OR",     "ORDER",    "OUTER",      "PRIMARY", "PROCEDURE",
+    "REFERENCES", "RETURNING", "REVOKE", "RIGHT",  "ROLLBACK", "SELECT",     "SET",     "TABLE",
+    "THEN",       "TRIGGER",   "UNION",  "UNIQUE", "UPDATE",   "USING",      "VALUES",  "VIEW",
+    "WHEN",       "WHERE",     "WITH"};
 
 constexpr std::size_t kMostTables = 4;  // of a statement, whose columns are offered
 
@@ -73,8 +73,8 @@ std::vector<std::string> ForSql(const std::vector<std::string>& names, const Sql
 {
     std::vector<std::string> quoted;
     for (const std::string& name : names) {
-        quoted.push_back(LastWord(name) == name && !name.empty() ? name
-                                                : QuotedName(name, dialect.Quote()));
+        quoted.push_back(
+            LastWord(name) == name && !name.empty() ? name : QuotedName(name, dialect.Quote()));
     }
     return quoted;
 }
@@ -132,14 +132,17 @@ Completion OfEntries(const Gateway& gateway, std::string_view rest, std::string_
         return OfNames({"@connection", "@statement", "then"}, word);
     }
     const auto entry = before.substr(0, before.find(' '));
+    if (gateway.Find(entry) == nullptr) {
+        return {};
+    }
     const auto inputs = EntryInputs(entry);
     return {0, {}, fmt::format("{}: {}", entry, inputs.empty() ? "no inputs" : inputs), true};
 }
 
 std::vector<std::string> FormatNames()
 {
-    std::vector<std::string> names{"delimiter", "format", "null", "off", "on", "pager",
-                                   "tuples_only"};
+    std::vector<std::string> names{"delimiter", "format", "null",       "off",
+                                   "on",        "pager",  "tuples_only"};
     for (const NamedFormat& format : kFormats) {
         names.emplace_back(format.name);
     }
@@ -163,8 +166,8 @@ Completion OfCommand(Workspace& workspace, std::string_view command)
     const auto rest = command.substr(blank + 1);
     const auto word = rest.substr(rest.rfind(' ') + 1);  // or from the start
     using Takes = MetaCommand::Takes;
-    const auto* found = std::ranges::find(MetaCommands(), command.substr(1, blank - 1),
-                                          &MetaCommand::name).base();
+    const auto* found =
+        std::ranges::find(MetaCommands(), command.substr(1, blank - 1), &MetaCommand::name).base();
     switch (found == std::to_address(MetaCommands().end()) ? Takes::kText : found->takes) {
         case Takes::kCommand: {
             auto names = CommandNames();

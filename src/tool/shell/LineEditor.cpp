@@ -31,8 +31,8 @@ std::string CommonStart(const std::vector<std::string>& texts)
 {
     std::string start = texts.front();
     for (const std::string& text : texts) {
-        start.resize(static_cast<std::size_t>(std::ranges::mismatch(start, text).in1 -
-                                              start.begin()));
+        start.resize(
+            static_cast<std::size_t>(std::ranges::mismatch(start, text).in1 - start.begin()));
     }
     while (!start.empty() && (static_cast<unsigned char>(start.back()) & 0x80U) != 0) {
         start.pop_back();  // perhaps part of a character
@@ -173,7 +173,7 @@ LineEditor::End LineEditor::Read(const std::string& prompt, std::string& line)
     int count = 0;
     const char* read = ::el_gets(editor_.get(), &count);
     ::sigaction(SIGWINCH, &before, nullptr);
-    if (is_interrupted_) {
+    if (is_interrupted_ || NotedInterrupts::Take()) {
         std::fputs("^C\n", stdout);
         return End::kInterrupted;
     }

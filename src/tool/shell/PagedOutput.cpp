@@ -32,9 +32,6 @@ ScreenSize SizeOfScreen()
 
 PagedOutput::PagedOutput(bool uses_pager) : uses_pager_(uses_pager)
 {
-    const ScreenSize screen = SizeOfScreen();
-    screen_lines_ = screen.lines;
-    screen_columns_ = screen.columns;
     const cookie_io_functions_t functions{nullptr, &Write, nullptr, nullptr};
     stream_.reset(::fopencookie(this, "w", functions));
     if (stream_ == nullptr) {
@@ -71,19 +68,22 @@ bool PagedOutput::IsTaller(std::string_view text)
 {
     for (const char c : text) {
         if (c == '\n') {
-            lines_ += 1 + (column_ > 0 ? (column_ - 1) / screen_columns_ : 0);
+            lines_ += 1 + (column_ > 0 ? (column_ - 1) / screen_.columns : 0);
             column_ = 0;
         } else if ((static_cast<unsigned char>(c) & 0xC0U) != 0x80U) {
             ++column_;
         }
     }
-    return lines_ >= screen_lines_;  // the prompt needs one
+    return lines_ >= screen_.lines;  // the prompt needs one
 }
 
 void PagedOutput::Take(std::string_view text)
 {
     if (!uses_pager_ || pager_ != nullptr) {
         return PassOn(text);
+    }
+    if (held_.empty()) {
+        screen_ = SizeOfScreen();
     }
     held_ += text;
     if (IsTaller(text)) {

@@ -9,6 +9,13 @@
 #include <string>
 #include <string_view>
 
+/// The terminal's lines and columns; 24 and 80 where it doesn't tell.
+struct ScreenSize {
+    std::size_t lines = 24;
+    std::size_t columns = 80;
+};
+ScreenSize SizeOfScreen();
+
 /// Holds text back until it is clear whether it fits the screen. From there on, or at the end, it
 /// goes to the terminal, or to the pager ($PAGER, or else less), which is waited for.
 class PagedOutput {
@@ -35,8 +42,7 @@ private:
     void PassOn(std::string_view text);
 
     bool uses_pager_;
-    std::size_t screen_lines_ = 0;
-    std::size_t screen_columns_ = 0;
+    ScreenSize screen_;       // as the first text comes
     std::size_t lines_ = 0;   // of the screen, that the text takes so far
     std::size_t column_ = 0;  // bytes of its last line
     std::string held_;
@@ -44,10 +50,3 @@ private:
     bool is_left_ = false;
     std::unique_ptr<std::FILE, CloseFile> stream_;
 };
-
-/// The terminal's lines and columns; 24 and 80 where it doesn't tell.
-struct ScreenSize {
-    std::size_t lines = 24;
-    std::size_t columns = 80;
-};
-ScreenSize SizeOfScreen();

@@ -73,12 +73,12 @@ private:
 std::string Prompt::Text() const
 {
     const SessionOptions& options = workspace_.Options();
-    const std::string head =
-        fmt::format("{}{}{}{}", Printable(workspace_.SourceName()),
-                    options.unicode ? " unicode" : "", options.legacy ? " legacy" : "",
-                    workspace_.IsInTransaction() ? "*" : "");
+    const std::string head = fmt::format(
+        "{}{}{}{}", Printable(workspace_.SourceName()), options.unicode ? " unicode" : "",
+        options.legacy ? " legacy" : "", workspace_.IsInTransaction() ? "*" : "");
     const Opened open = splitter_.Open();
-    const std::string blanks(DisplayWidth(head) - std::min<std::size_t>(DisplayWidth(head), 1), ' ');
+    const std::string blanks(DisplayWidth(head) - std::min<std::size_t>(DisplayWidth(head), 1),
+                             ' ');
     switch (open.kind) {
         case Opened::kNothing:
             return head + "> ";
@@ -94,6 +94,9 @@ std::string Prompt::Text() const
 template <class Work>
 void Prompt::Attempt(Work work)
 {
+    if (NotedInterrupts::Take()) {
+        return;  // ^C came before it
+    }
     const RunningStatement running;
     try {
         work();
@@ -177,6 +180,7 @@ void Prompt::RunStartFile()
 
 void Prompt::Run()
 {
+    const NotedInterrupts interrupts;  // between a line and its statement, too
     fmt::print("orvelgw {}. \\? lists the commands, \\q leaves.\n", kVersion);
     RunStartFile();
     for (std::string line; !workspace_.is_done;) {

@@ -98,22 +98,23 @@ const MetaCommand* Find(std::string_view name)
         names.emplace_back(command.name);
     }
     const auto near = NearName(name, names);
-    throw UsageError(fmt::format("there is no command \\{}; {}", name,
-                                 near.empty() ? "\\? shows those that there are"
-                                              : fmt::format("did you mean \\{}?", near)));
+    throw UsageError(fmt::format(
+        "there is no command \\{}; {}", name,
+        near.empty() ? "\\? shows those that there are" : fmt::format("did you mean \\{}?", near)));
 }
 
 // The statement's commands may follow one that takes values: "SELECT ? \bind 5 \g".
 std::size_t NextCommand(std::string_view rest)
 {
+    auto first = std::string_view::npos;
     for (const char* next : {" \\g", " \\gx", " \\get", " \\put", " \\bind", " \\watch"}) {
         const auto at = rest.find(next);
         const auto end = at + std::string_view(next).size();
         if (at != std::string_view::npos && (end == rest.size() || rest[end] == ' ')) {
-            return at;
+            first = std::min(first, at);
         }
     }
-    return std::string_view::npos;
+    return first;
 }
 
 std::string Heading(const MetaCommand* first, const MetaCommand* last)
@@ -147,7 +148,8 @@ std::vector<std::string> MetaCall::Words() const
         std::string& word = words.emplace_back();
         bool is_quoted = false;
         int brackets = 0;
-        for (; !left.empty() && (is_quoted || brackets > 0 || kBlanks.find(left[0]) == std::string_view::npos);
+        for (; !left.empty() &&
+               (is_quoted || brackets > 0 || kBlanks.find(left[0]) == std::string_view::npos);
              left.remove_prefix(1)) {
             const char c = left[0];
             if (c == '\'' && brackets == 0) {
