@@ -140,6 +140,11 @@ void CheckDataOptions(const CLI::App& app, const CommandLine& command)
     if (std::ranges::count_if(formats, [&](const char* name) { return app.count(name) > 0; }) > 1) {
         throw CLI::ValidationError("--format, --csv, --json and --vertical exclude each other");
     }
+    const std::string marks = {command.output.delimiter, '"', '\r', '\n'};
+    if (command.output.format == Format::kCsv &&
+        command.output.null_text.value_or("").find_first_of(marks) != std::string::npos) {
+        Refuse("--null", "can't hold a delimiter, quote or end of line in CSV");
+    }
     if (imports || exports) {
         Refuse(Given(app, formats), "is for statements; --import and --export are of CSV");
     }

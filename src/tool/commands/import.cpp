@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
-#include <ranges>
 #include <set>
+#include <sstream>
 #include <system_error>
 
 #include "client/HostList.h"
@@ -97,6 +97,13 @@ std::uint64_t SizeOf(const std::string& file)
     return none ? 0 : size;
 }
 
+SqlError Failure(const std::string& what, const std::string& aftermath)
+{
+    SqlError failure(what);
+    failure.aftermath = aftermath;
+    return failure;
+}
+
 /// One import: the statement that inserts a row, and what it has come to.
 class CsvImport {
 public:
@@ -123,9 +130,7 @@ public:
                 kept_line_ = reader_.Line();
             }
         } catch (const CsvError& error) {
-            SqlError failure(error.what());
-            failure.aftermath = Undo(transaction);
-            throw failure;
+            throw Failure(error.what(), Undo(transaction));
         } catch (SqlError& error) {
             error.aftermath = Undo(transaction);
             throw;
@@ -137,8 +142,9 @@ public:
 private:
     void Create(const std::string& table)
     {
-        for (const auto line : std::views::split(table, '\n')) {
-            messages_.Say(Printable({line.begin(), line.end()}));
+        std::istringstream lines(table);
+        for (std::string line; std::getline(lines, line);) {
+            messages_.Say(Printable(line));
         }
         Statement(session_, table, messages_).Execute();
         is_created_ = true;
@@ -195,6 +201,11 @@ private:
                                    Shortened(*reader_.Fields()[index]), why));
     }
 
+    [[noreturn]] void FailLength(std::size_t index) const
+    {
+        FailField(index, fmt::format("longer than {} bytes", kLongestElement));
+    }
+
     static std::string Shortened(std::string_view value)
     {
         constexpr std::size_t kShown = 40;
@@ -206,10 +217,10 @@ private:
         const auto& field = reader_.Fields()[index];
         if (IsNull(field, options_)) {
             insert.SetNull(index + 1);
-        } else if (field->size() > kLongestElement) {
-            FailField(index, fmt::format("longer than {} bytes", kLongestElement));
         } else if (shapes_[index].is_binary) {
             SetBytes(insert, index, *field);
+        } else if (field->size() > kLongestElement) {
+            FailLength(index);
         } else if (const auto invalid = FirstInvalidByte(*field)) {
             FailField(index, fmt::format("not UTF-8 at byte {}", *invalid + 1));
         } else {
@@ -220,13 +231,15 @@ private:
     // Bytes as they are, unless they stand in hexadecimal digits.
     void SetBytes(Statement& insert, std::size_t index, std::string_view field) const
     {
-        if (!field.starts_with("\\x")) {
-            insert.SetBytes(index + 1, field);
-        } else if (const auto bytes = BytesOfHex(field)) {
-            insert.SetBytes(index + 1, *bytes);
-        } else {
+        const auto decoded = BytesOfHex(field);
+        if (!decoded && field.starts_with("\\x")) {
             FailField(index, "behind \\x there are not pairs of hexadecimal digits alone");
         }
+        const std::string_view bytes = decoded ? *decoded : field;
+        if (bytes.size() > kLongestElement) {
+            FailLength(index);
+        }
+        insert.SetBytes(index + 1, bytes);
     }
 
     void InsertRow(Statement& insert) const

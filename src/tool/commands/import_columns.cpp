@@ -43,6 +43,7 @@ std::string Suggestion(const std::vector<Column>& columns, std::string_view name
                            *delimiter == '\t' ? "\\t" : std::string(1, *delimiter));
     }
     std::vector<std::string_view> names;
+    names.reserve(columns.size());
     for (const Column& column : columns) {
         names.emplace_back(column.name);
     }

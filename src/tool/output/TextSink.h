@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/ResultSink.h"
@@ -17,7 +18,7 @@ inline constexpr char kUnreadableText[] = "<ERROR>";
 /// Collects text and writes it to the stream.
 class TextSink : public ResultSink {
 public:
-    TextSink(const OutputSettings& settings, std::FILE* out) : settings_(settings), out_(out) {}
+    TextSink(OutputSettings settings, std::FILE* out) : settings_(std::move(settings)), out_(out) {}
 
     void Begin(const std::vector<Column>& columns) override { columns_ = columns; }
     void End() override { std::fflush(out_); }

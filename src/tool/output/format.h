@@ -34,9 +34,10 @@ std::string_view NameOf(Format format);
 /// How results look.
 struct OutputSettings {
     Format format = Format::kTable;
-    std::optional<std::string> null_text;  // nothing: as the format has it; JSON always has null
-    bool tuples_only = false;              // rows alone, without the names of columns
-    char delimiter = ',';                  // of csv
+    std::optional<std::string> null_text =
+        {};                    // nothing: as the format has it; JSON always has null
+    bool tuples_only = false;  // rows alone, without the names of columns
+    char delimiter = ',';      // of csv
 };
 
 /// A sink that writes results to a stream as the rows come, several one after the other.
