@@ -260,12 +260,14 @@ TEST_F(Transfers, TablesComeBackByteForByte)
     Shell(sql + "INSERT INTO one SELECT v FROM t; INSERT INTO bytes SELECT b FROM t; COMMIT;");
     const std::string before = Shell(".dump");
     const std::string csv = File("csv");
-    for (const std::string words : {"", "-u ", "-l ", "--delimiter x "}) {
-        for (const std::string table : {"t", "one", "bytes"}) {
-            EXPECT_EQ(Tool(words + "--export " + table + " -o " + csv).exit_code, 0);
-            Shell("DELETE FROM " + table);
-            EXPECT_EQ(Tool(words + "--batch 90 --import " + csv + " " + table).messages,
-                      "(500 rows imported)\n");
+    for (const char* words : {"", "-u ", "-l ", "--delimiter x "}) {
+        for (const char* table : {"t", "one", "bytes"}) {
+            const auto run = [&](const char* task) {
+                return Tool(fmt::format(fmt::runtime(task), words, csv, table));
+            };
+            EXPECT_EQ(run("{}-o {} --export {}").exit_code, 0);
+            Shell(fmt::format("DELETE FROM {}", table));
+            EXPECT_EQ(run("{}--batch 90 --import {} {}").messages, "(500 rows imported)\n");
         }
         EXPECT_TRUE(Shell(".dump") == before) << words;
     }
