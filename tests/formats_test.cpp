@@ -11,7 +11,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "client/odbc_numbers.h"
@@ -25,12 +24,10 @@ namespace {
 using Value = std::optional<std::string>;
 using Values = std::vector<std::vector<Value>>;
 
-const std::vector<Column> kColumns = {{"text \"é\"", kVarcharType},
-                                      {"number", kDoubleType},
-                                      {"bytes", kVarbinaryType},
-                                      {"text \"é\"", kWideLongVarcharType}};
+const std::vector<Column> kColumns = {
+    {"é\"", kVarcharType}, {"n", kDoubleType}, {"b", kVarbinaryType}, {"é\"", kVarcharType}};
 
-/// A sink's text of results of those columns.
+/// What a sink writes of results of those columns.
 std::string Written(const OutputSettings& settings, const Values& rows, int results = 1)
 {
     char* text = nullptr;
@@ -43,7 +40,8 @@ std::string Written(const OutputSettings& settings, const Values& rows, int resu
             std::vector<Cell> cells;
             for (const Value& value : row) {
                 const auto kind = kColumns[cells.size()].IsBinary() ? Cell::kBinary : Cell::kText;
-                cells.push_back(value ? Cell{kind, *value} : Cell{});
+                const bool is_error = value == "<ERROR>";
+                cells.push_back(value ? Cell{is_error ? Cell::kUnreadable : kind, *value} : Cell{});
             }
             sink->Take(cells);
         }
@@ -55,59 +53,33 @@ std::string Written(const OutputSettings& settings, const Values& rows, int resu
     return written;
 }
 
-/// Values of all that formats have signs for, the same in each run.
-class Random {
-public:
-    explicit Random(bool has_broken_text) : has_broken_text_(has_broken_text) {}
-
-    Values Rows(std::size_t count)
-    {
-        Values rows;
-        for (std::size_t i = 0; i < count; ++i) {
-            rows.push_back({Text(), Number(), Bytes(), Text()});
-        }
-        return rows;
+/// Rows of all that some format has a sign for, the same in each run.
+Values RandomRows(std::vector<std::string> texts)
+{
+    for (const char* text : {"\"", ",", ";", "\n", "\r\n", "\r", "\\", "\\N", "\\x00", "\t", " ",
+                             "x", "é", "日本", "😀", "NULL", "|", "'", "\x01"}) {
+        texts.emplace_back(text);
     }
-
-private:
-    std::size_t Below(std::size_t end) { return generator_() % end; }
-
-    Value Text()
-    {
-        static const std::vector<std::string> parts = {
-            "\"",    "\"\"", ",",     ";", "\n",   "\r\n", "\r",   "\\", "\\N",
-            "\\x00", "\\n",  "\t",    " ", "x",    "é",    "日本", "😀",  "NULL",
-            "|",     "<b>",  "&amp;", "'", "\x01", "\x7f", "\xff"};
-        if (Below(8) == 0) {
-            return std::nullopt;
-        }
-        std::string text;
-        for (auto left = Below(8); left > 0; --left) {
-            text += parts[Below(parts.size() - (has_broken_text_ ? 0 : 1))];
-        }
-        return text;
+    const std::vector<std::string> numbers = {
+        "0", "-1", "12.50", "1e10", "-0.5E-3", "12345678901", "NaN", "07", ".5", "1.", "+1", "1e"};
+    std::vector<std::string> bytes = {"\\x"};
+    for (int i = 0; i < 256; ++i) {
+        bytes.emplace_back(1, static_cast<char>(i));
     }
-
-    Value Number()
-    {
-        static const std::vector<Value> numbers = {
-            "0",  "-1", "12.50", "1e10", "-0.5E-3", "900719925474099", "NaN", "007", ".5",
-            "1.", "+1", "-",     "1e",   "",        std::nullopt};
-        return numbers[Below(numbers.size())];
-    }
-
-    Value Bytes()
-    {
-        std::string bytes = Below(4) == 0 ? "\\x" : "";
-        for (auto left = Below(6); left > 0; --left) {
-            bytes += static_cast<char>(Below(256));
+    std::mt19937 generator{1};
+    const auto value = [&](const std::vector<std::string>& parts, std::size_t most) {
+        std::string joined;
+        for (auto left = generator() % (most + 1); left > 0; --left) {
+            joined += parts[generator() % parts.size()];
         }
-        return Below(8) == 0 ? std::nullopt : Value(bytes);
+        return generator() % 8 == 0 ? std::nullopt : Value(joined);
+    };
+    Values rows(500);
+    for (auto& row : rows) {
+        row = {value(texts, 6), value(numbers, 1), value(bytes, 5), value(texts, 6)};
     }
-
-    bool has_broken_text_;
-    std::mt19937 generator_{1};
-};
+    return rows;
+}
 
 std::string Hex(const std::string& bytes)
 {
@@ -118,65 +90,52 @@ std::string Hex(const std::string& bytes)
 
 TEST(Formats, LookAsTheyAreNamed)
 {
-    const Values rows = {{"a|b", "1.5", std::string("\0f", 2), ""},
-                         {std::nullopt, std::nullopt, std::nullopt, std::nullopt},
-                         {"c\n<\\", "x", "", "NULL,"}};
+    const Values rows = {{"|\n<\\&", "1.5", std::string("\0~", 2), ""},
+                         {std::nullopt, "x", "", "<ERROR>"}};
     struct Case {
-        const char* format;
-        const char* text;
-        const char* tuples_only;  // with <> for NULL
+        Format format;
+        std::string head;
+        std::string rows;
+        std::string end = {};
+        const char* null = "NULL";
     };
     const Case cases[] = {
-        {"table",
-         "text \"é\" | number | bytes  | text \"é\"\n"
-         "---------+--------+--------+---------\n"
-         "a|b      |    1.5 | \\x0066 |\n"
-         "NULL     |   NULL | NULL   | NULL\n"
-         "c\\n<\\\\   |      x | \\x     | NULL,\n",
-         "a|b    | 1.5 | \\x0066 |\n<>     |  <> | <>     | <>\nc\\n<\\\\ |   x | \\x     | "
-         "NULL,\n"},
-        {"csv",
-         "\"text \"\"é\"\"\",number,bytes,\"text \"\"é\"\"\"\na|b,1.5,\\x0066,\"\"\n,,,\n"
-         "\"c\n<\\\",x,\\x,\"NULL,\"\n",
-         "a|b,1.5,\\x0066,\"\"\n<>,<>,<>,<>\n\"c\n<\\\",x,\\x,\"NULL,\"\n"},
-        {"tsv",
-         "text \"é\"\tnumber\tbytes\ttext \"é\"\na|b\t1.5\t\\\\x0066\t\n\\N\t\\N\t\\N\t\\N\n"
-         "c\\n<\\\\\tx\t\\\\x\tNULL,\n",
-         "a|b\t1.5\t\\\\x0066\t\n<>\t<>\t<>\t<>\nc\\n<\\\\\tx\t\\\\x\tNULL,\n"},
-        {"vertical",
-         "-[ RECORD 1 ]-\ntext \"é\" | a|b\nnumber   | 1.5\nbytes    | \\x0066\ntext \"é\" |\n"
-         "-[ RECORD 2 ]-\ntext \"é\" | NULL\nnumber   | NULL\nbytes    | NULL\ntext \"é\" | NULL\n"
-         "-[ RECORD 3 ]-\ntext \"é\" | c\\n<\\\\\nnumber   | x\nbytes    | \\x\n"
-         "text \"é\" | NULL,\n",
-         "text \"é\" | a|b\nnumber   | 1.5\nbytes    | \\x0066\ntext \"é\" |\n\n"
-         "text \"é\" | <>\nnumber   | <>\nbytes    | <>\ntext \"é\" | <>\n\n"
-         "text \"é\" | c\\n<\\\\\nnumber   | x\nbytes    | \\x\ntext \"é\" | NULL,\n"},
-        {"json",
-         "[\n{\"text \\\"é\\\"\":\"a|b\",\"number\":1.5,\"bytes\":\"AGY=\",\"text "
-         "\\\"é\\\"_2\":\"\"},"
-         "\n{\"text \\\"é\\\"\":null,\"number\":null,\"bytes\":null,\"text \\\"é\\\"_2\":null},"
-         "\n{\"text \\\"é\\\"\":\"c\\n<\\\\\",\"number\":\"x\",\"bytes\":\"\","
-         "\"text \\\"é\\\"_2\":\"NULL,\"}\n]\n",
-         nullptr},
-        {"markdown",
-         "| text \"é\" | number | bytes | text \"é\" |\n| --- | ---: | --- | --- |\n"
-         "| a\\|b | 1.5 | \\\\x0066 |  |\n| NULL | NULL | NULL | NULL |\n"
-         "| c<br>&lt;\\\\ | x | \\\\x | NULL, |\n\n",
-         "| a\\|b | 1.5 | \\\\x0066 |  |\n| &lt;&gt; | &lt;&gt; | &lt;&gt; | &lt;&gt; |\n"
-         "| c<br>&lt;\\\\ | x | \\\\x | NULL, |\n\n"},
+        {Format::kTable, "é\"      | n   | b      | é\"\n--------+-----+--------+--------\n",
+         "|\\n<\\\\& | 1.5 | \\x007e |\nNULL    |   x | \\x     | <ERROR>\n"},
+        {Format::kVertical, "",
+         "-[ RECORD 1 ]-\né\" | |\\n<\\\\&\nn  | 1.5\nb  | \\x007e\né\" |\n"
+         "-[ RECORD 2 ]-\né\" | NULL\nn  | x\nb  | \\x\né\" | <ERROR>\n"},
+        {Format::kCsv, "\"é\"\"\",n,b,\"é\"\"\"\n",
+         "\"|\n<\\&\",1.5,\\x007e,\"\"\n,x,\\x,<ERROR>\n"},
+        {Format::kTsv, "é\"\tn\tb\té\"\n",
+         "|\\n<\\\\&\t1.5\t\\\\x007e\t\n\\N\tx\t\\\\x\t<ERROR>\n"},
+        {Format::kJson, "[\n",
+         R"({"é\"":"|\n<\\&","n":1.5,"b":"AH4=","é\"_2":""},)"
+         "\n"
+         R"({"é\"":null,"n":"x","b":"","é\"_2":"<ERROR>"})"
+         "\n",
+         "]\n"},
+        {Format::kMarkdown, "| é\" | n | b | é\" |\n| --- | ---: | --- | --- |\n",
+         "| \\|<br>&lt;\\\\&amp; | 1.5 | \\\\x007e |  |\n| NULL | x | \\\\x | &lt;ERROR&gt; |\n",
+         "\n"},
+        {Format::kHtml, "<table>\n<tr><th>é\"</th><th>n</th><th>b</th><th>é\"</th></tr>\n",
+         "<tr><td>|<br>&lt;\\&amp;</td><td style=\"text-align: right\">1.5</td><td>\\x007e</td>"
+         "<td></td></tr>\n<tr><td class=\"null\">NULL</td><td style=\"text-align: right\">x</td>"
+         "<td>\\x</td><td>&lt;ERROR&gt;</td></tr>\n",
+         "</table>\n"},
     };
     for (const Case& c : cases) {
-        OutputSettings settings{.format = *FormatNamed(c.format)};
-        EXPECT_EQ(Written(settings, rows), c.text);
-        settings.tuples_only = true;
-        settings.null_text = "<>";
-        EXPECT_EQ(Written(settings, rows), c.tuples_only != nullptr ? c.tuples_only : c.text);
+        EXPECT_EQ(Written({.format = c.format}, rows), c.head + c.rows + c.end);
     }
-    EXPECT_EQ(
-        Written({.format = Format::kHtml}, {{"<&\n", std::nullopt, "", ""}}),
-        "<table>\n<tr><th>text \"é\"</th><th>number</th><th>bytes</th><th>text \"é\"</th></tr>"
-        "\n<tr><td>&lt;&amp;<br></td><td class=\"null\">NULL</td><td>\\x</td><td></td></tr>\n"
-        "</table>\n");
+    const Values nulls = {{std::nullopt, "~", "", ""}};
+    const auto bare = [&](Format format) {
+        return Written({.format = format, .null_text = "~", .tuples_only = true}, nulls, 2);
+    };
+    EXPECT_EQ(bare(Format::kTable), "~ | ~ | \\x |\n~ | ~ | \\x |\n");
+    EXPECT_EQ(bare(Format::kVertical),
+              "é\" | ~\nn  | ~\nb  | \\x\né\" |\né\" | ~\nn  | ~\nb  | \\x\né\" |\n");
+    EXPECT_EQ(bare(Format::kCsv), "~,\"~\",\\x,\"\"\n~,\"~\",\\x,\"\"\n");
+    EXPECT_EQ(bare(Format::kMarkdown), "| \\~ | \\~ | \\\\x |  |\n\n| \\~ | \\~ | \\\\x |  |\n\n");
 }
 
 nlohmann::json Expected(const Value& value, const Column& column)
@@ -200,10 +159,10 @@ nlohmann::json Expected(const Value& value, const Column& column)
 
 TEST(Formats, JsonIsReadBack)
 {
-    const Values rows = Random(true).Rows(500);
+    const Values rows = RandomRows({"\xff"});
     std::istringstream arrays(Written({.format = Format::kJson}, rows, 2));
     std::istringstream lines(Written({.format = Format::kJsonl}, rows, 2));
-    const std::vector<std::string> keys = {"text \"é\"", "number", "bytes", "text \"é\"_2"};
+    const std::vector<std::string> keys = {"é\"", "n", "b", "é\"_2"};
     for (int result = 0; result < 2; ++result) {
         nlohmann::json array;
         arrays >> array;
@@ -218,53 +177,45 @@ TEST(Formats, JsonIsReadBack)
         }
     }
     EXPECT_EQ(Written({.format = Format::kJson}, {}), "[]\n");
-    for (const auto& [bytes, base64] : std::vector<std::pair<std::string, std::string>>{
-             {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xfb\xff\xfe~", "+//+fg=="}}) {
-        std::string text;
-        AppendBase64(text, bytes);
-        EXPECT_EQ(text, base64);
+    std::string base64;
+    for (const char* bytes : {"f", "fo", "foo", "\xfb\xff\xfe~"}) {
+        AppendBase64(base64, bytes);
     }
-}
-
-Value Unescaped(const std::string& field)
-{
-    std::string text;
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        static const std::map<char, char> escapes = {
-            {'\\', '\\'}, {'t', '\t'}, {'n', '\n'}, {'r', '\r'}};
-        text += field[i] == '\\' ? escapes.at(field[++i]) : field[i];
-    }
-    return text;
+    EXPECT_EQ(base64, "Zg==Zm8=Zm9v+//+fg==");
 }
 
 TEST(Formats, SeparatedValuesAreReadBack)
 {
     const TemporaryFolder folder;
     const std::string file = folder.path / "file.csv";
-    const Values rows = Random(true).Rows(500);
-    const auto expected = [&](std::size_t i, std::size_t j) {
-        const Value& value = rows[i][j];
-        return value && kColumns[j].IsBinary() ? Value(Hex(*value)) : value;
-    };
+    const Values rows = RandomRows({"\xff"});
+    std::istringstream lines(Written({.format = Format::kTsv, .tuples_only = true}, rows));
     for (const char delimiter : {',', ';', '\t', 'x', '\\', ' '}) {
         std::ofstream(file, std::ios::binary)
             << Written({.format = Format::kCsv, .delimiter = delimiter}, rows);
         CsvReader reader(file, delimiter);
         ASSERT_TRUE(reader.Next());
-        for (std::size_t i = 0; i < rows.size(); ++i) {
+        for (const auto& row : rows) {
             ASSERT_TRUE(reader.Next());
             for (std::size_t j = 0; j < kColumns.size(); ++j) {
-                EXPECT_EQ(reader.Fields()[j], expected(i, j)) << delimiter << i;
+                const bool is_hex = row[j] && kColumns[j].IsBinary();
+                EXPECT_EQ(reader.Fields()[j], is_hex ? Hex(*row[j]) : row[j]) << delimiter;
             }
         }
         EXPECT_FALSE(reader.Next());
     }
-    std::istringstream lines(Written({.format = Format::kTsv, .tuples_only = true}, rows));
-    for (std::size_t i = 0; i < rows.size(); ++i) {
+    for (const auto& row : rows) {
         for (std::size_t j = 0; j < kColumns.size(); ++j) {
             std::string field;
             std::getline(lines, field, j + 1 < kColumns.size() ? '\t' : '\n');
-            EXPECT_EQ(field == "\\N" ? Value() : Unescaped(field), expected(i, j));
+            std::string text;
+            for (std::size_t i = 0; i < field.size() && field != "\\N"; ++i) {
+                const std::map<char, char> signs = {
+                    {'\\', '\\'}, {'t', '\t'}, {'n', '\n'}, {'r', '\r'}};
+                text += field[i] == '\\' ? signs.at(field[++i]) : field[i];
+            }
+            const bool is_hex = row[j] && kColumns[j].IsBinary();
+            EXPECT_EQ(field == "\\N" ? Value() : text, is_hex ? Hex(*row[j]) : row[j]);
         }
     }
 }
@@ -273,17 +224,21 @@ TEST(Formats, SeparatedValuesAreReadBack)
 class Transfers : public testing::Test {
 protected:
     std::string File(const std::string& name) const { return (folder.path / name).string(); }
-    Finished Tool(const std::string& words, const std::string& before = "") const
+    std::string WithBytes(const std::string& name, const std::string& bytes) const
     {
-        return RunTool("-d 'DRIVER={SQLite3};Database=" + File("test.db") + "' " + words, before);
+        std::ofstream(File(name), std::ios::binary) << bytes;
+        return File(name);
     }
-    /// What SQLite's own shell makes of its words.
-    std::string Shell(const std::string& words) const
+    Finished Tool(const std::string& words) const
     {
-        const int status = std::system(
-            fmt::format("sqlite3 {} {} >{} 2>&1", File("test.db"), words, File("shell")).c_str());
-        EXPECT_EQ(status, 0) << words << Slurp(File("shell"));
-        return Slurp(File("shell"));
+        return RunTool("-d 'DRIVER={SQLite3};Database=" + File("test.db") + "' " + words);
+    }
+    /// What SQLite's own shell answers.
+    std::string Shell(const std::string& sql) const
+    {
+        const std::string words = "-bail " + File("test.db") + " <" + WithBytes("sql", sql);
+        EXPECT_EQ(std::system(("sqlite3 " + words + " >" + File("answer")).c_str()), 0) << sql;
+        return Slurp(File("answer"));
     }
 
     const TemporaryFolder folder;
@@ -291,34 +246,34 @@ protected:
 
 TEST_F(Transfers, TablesComeBackByteForByte)
 {
-    std::ofstream sql(File("sql"));
-    sql << "CREATE TABLE t(\"a \"\"b\"\",c\" TEXT, n DOUBLE, b BLOB, v VARCHAR(9));"
-           "CREATE TABLE one(v TEXT); CREATE TABLE bytes(b BLOB);";
-    for (const auto& row : Random(false).Rows(500)) {
-        std::string values;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string literal = row[i] ? "x'" + Hex(*row[i]).substr(2) + "'" : "NULL";
-            values += (i > 0 ? "," : "") +
-                      (i == 2 ? literal : "CAST(" + literal + (i == 1 ? " AS REAL)" : " AS TEXT)"));
-        }
-        sql << "INSERT INTO t VALUES (" << values << ");";
+    std::string sql =
+        "BEGIN; CREATE TABLE t(\"a \"\"b\"\",c\" TEXT, n DOUBLE, b BLOB, v VARCHAR(9));\n"
+        "CREATE TABLE one(v TEXT); CREATE TABLE bytes(b BLOB); CREATE TABLE theirs(v TEXT);\n";
+    for (const auto& row : RandomRows({})) {
+        const auto literal = [&](std::size_t i) {
+            return row[i] ? "x'" + Hex(*row[i]).substr(2) + "'" : "NULL";
+        };
+        sql += fmt::format(
+            "INSERT INTO t VALUES (CAST({} AS TEXT), CAST({} AS REAL), {}, CAST({} AS TEXT));\n",
+            literal(0), literal(1), literal(2), literal(3));
     }
-    sql << "INSERT INTO one SELECT v FROM t; INSERT INTO bytes SELECT b FROM t;" << std::flush;
-    Shell("<" + File("sql"));
+    Shell(sql + "INSERT INTO one SELECT v FROM t; INSERT INTO bytes SELECT b FROM t; COMMIT;");
     const std::string before = Shell(".dump");
-    for (const char* words : {" ", " -u ", " -l ", " --delimiter x ", " --batch 90 "}) {
+    const std::string csv = File("csv");
+    for (const char* words : {"", "-u ", "-l ", "--delimiter x "}) {
         for (const char* table : {"t", "one", "bytes"}) {
-            const std::string out = words[3] == 'b' ? " " : words;
-            EXPECT_EQ(Tool(out + "--export " + table + " -o " + File("csv")).exit_code, 0);
-            Shell(fmt::format("'DELETE FROM {}'", table));
-            const Finished run = Tool(words + ("--import " + File("csv")) + " " + table);
-            EXPECT_EQ(run.messages, "(500 rows imported)\n") << words;
+            const auto run = [&](const char* task) {
+                return Tool(fmt::format(fmt::runtime(task), words, csv, table));
+            };
+            EXPECT_EQ(run("{}-o {} --export {}").exit_code, 0);
+            Shell(fmt::format("DELETE FROM {}", table));
+            EXPECT_EQ(run("{}--batch 90 --import {} {}").messages, "(500 rows imported)\n");
         }
         EXPECT_TRUE(Shell(".dump") == before) << words;
     }
-    EXPECT_EQ(Tool("--csv -o " + File("csv") + " -c 'SELECT v FROM t'").exit_code, 0);
-    Shell("'CREATE TABLE theirs(v TEXT)' '.import --csv --skip 1 " + File("csv") + " theirs'");
-    const char* text = "\"SELECT hex(ifnull(v, '')) FROM {} WHERE v <> ''\"";
+    EXPECT_EQ(Tool("--csv -o " + csv + " -c 'SELECT v FROM t'").exit_code, 0);
+    Shell(".import --csv --skip 1 " + csv + " theirs\n");
+    const char* text = "SELECT hex(v) FROM {} WHERE v <> ''";
     EXPECT_EQ(Shell(fmt::format(fmt::runtime(text), "theirs")),
               Shell(fmt::format(fmt::runtime(text), "t")));
 }
@@ -328,89 +283,72 @@ TEST_F(Transfers, ImportsAsItIsTold)
     struct Case {
         std::string words;
         std::string csv;
-        const char* rows;          // that are in the table then
-        const char* message = "";  // on stderr
+        const char* rows;     // that are in the table then
+        const char* message;  // on stderr
     };
     const std::string import = "--import - t ";
     const Case cases[] = {
         {import + "--null N/A", "id,name\n1,N/A\n2,\n3,\"\"\n", "1 NULL\n2 NULL\n3 ''\n",
          "(3 rows"},
         {import + "--no-header", "1,x\n\n2,y\n", "1 'x'\n2 'y'\n", "(2 rows"},
-        {import + "--no-header --columns name", "x\n\ny", "NULL 'x'\nNULL NULL\nNULL 'y'\n", ""},
-        {import + "--no-header --columns name", "x\r\n\r\ny\r\n",
-         "NULL 'x'\nNULL NULL\nNULL 'y'\n"},
+        {import + "--no-header --columns name", "x\r\n\r\ny", "NULL 'x'\nNULL NULL\nNULL 'y'\n",
+         ""},
         {import + "--columns name,id", "a,b\nx,1\n", "1 'x'\n", "(1 row"},
         {import, "id,nam\n1,x\n", "", "did you mean \"name\"?"},
         {import, "id,name\n1,x\n2,y\nz\n", "", "rolled back: no row was imported"},
         {import + "--batch 2", "id,name\n1,x\n2,y\n3,z\n4\n", "1 'x'\n2 'y'\n",
          "rolled back to the last batch: 2 rows stay in t, up to line 3 of standard input"},
-        {import + "--batch 2", "id,name\n1,x\n2,y\n", "1 'x'\n2 'y'\n", "(2 rows"},
         {"--import - b", "data\n\\xZ0\n", "", "column data, \"\\\\xZ0\": behind \\x"},
         {import + "--create", "", "", "standard input can't be"},
-        {import + "--no-header --create", "", "", "standard input can't be"},
         {"--import x t --no-header --create", "", "", "needs the names"},
         {"--import x t --json", "", "", "--json is for statements"},
         {"--export t --null x", "", "", "--null is not for --export"},
-        {"--export t --batch 2", "", "", "--batch is for --import"},
+        {"-c 'SELECT 1' --json --batch 2", "", "", "--batch is for --import"},
         {"-c 'SELECT 1' --json --csv", "", "", "exclude each other"},
         {"-c 'SELECT 1' --delimiter x", "", "", "--delimiter is for"},
+        {"-c 'SELECT 1' --csv --null ,", "", "", "--null can't hold"},
         {"-c 'SELECT 1' --format yaml", "", "", "yaml is none of table|vertical|csv"},
     };
-    Shell("'CREATE TABLE t(id INTEGER, name VARCHAR(10)); CREATE TABLE b(data BLOB)'");
+    Shell("CREATE TABLE t(id INTEGER, name VARCHAR(10)); CREATE TABLE b(data BLOB)");
     for (const Case& c : cases) {
-        std::ofstream(File("in"), std::ios::binary) << c.csv;
-        const Finished run = Tool(c.words + " <" + File("in"));
-        ExpectParts(run.messages, {c.message});
-        EXPECT_EQ(Shell("-separator ' ' 'SELECT quote(id), quote(name) FROM t; DELETE FROM t'"),
-                  c.rows)
-            << c.words << run.messages;
+        ExpectParts(Tool(c.words + " <" + WithBytes("in", c.csv)).messages, {c.message});
+        EXPECT_EQ(Shell("SELECT quote(id) || ' ' || quote(name) FROM t; DELETE FROM t"), c.rows)
+            << c.words;
     }
 }
 
 TEST_F(Transfers, CreatesTheTableThatFits)
 {
-    const std::string long_text(4001, 'x');
-    std::ofstream(File("csv")) << "i,big,d,code,text,bytes,none,\"od\"\"d\",huge\n"
-                                  "1,1,1,007,NULL,\\x00,,x,1\n-5,-9007199254740993,1.5e3,1,,"
-                                  "\\xff41,,y,12345678901234567890\n"
-                               << ",,,,é,,," << long_text << ",\n";
-    const Finished run = Tool("--import " + File("csv") + " made --create");
+    const std::string file =
+        WithBytes("csv",
+                  "i,big,d,code,text,bytes,none,\"od\"\"d\",huge\n1,1,1,007,NULL,\\x00,,x,1\n"
+                  "-5,-9007199254740993,1.5e3,1,,\\xff41,,y,12345678901234567890\n,,,,é,,," +
+                      std::string(4001, 'x') + ",\n");
     EXPECT_EQ(
-        run.messages,
+        Tool("--import " + file + " made --create").messages,
         "CREATE TABLE made (\n    \"i\" INTEGER,\n    \"big\" BIGINT,\n"
         "    \"d\" DOUBLE PRECISION,\n    \"code\" VARCHAR(3),\n    \"text\" VARCHAR(4),\n"
         "    \"bytes\" longvarbinary,\n    \"none\" VARCHAR(1),\n    \"od\"\"d\" longvarchar,\n"
         "    \"huge\" VARCHAR(20)\n)\n(3 rows imported)\n");
-    EXPECT_EQ(Shell("'SELECT big, code, quote(bytes), huge FROM made LIMIT 2'"),
+    EXPECT_EQ(Shell("SELECT big, code, quote(bytes), huge FROM made LIMIT 2"),
               "1|007|X'00'|1\n-9007199254740993|1|X'FF41'|12345678901234567890\n");
-    std::ofstream(File("csv")) << "a\n1\n\xff\n";
-    ExpectParts(Tool("--import " + File("csv") + " broken --create").messages,
+    ExpectParts(Tool("--import " + WithBytes("csv", "a\n1\n\xff\n") + " broken --create").messages,
                 {"not UTF-8", "rolled back: no row was imported, and no table created"});
     EXPECT_EQ(Shell(".tables"), "made\n");
 }
 
 TEST_F(Transfers, FilesAreWrittenWholeOrNotAtAll)
 {
-    struct Case {
-        std::string words;
-        int exit_code;
-        const char* content;
-    };
-    const Case cases[] = {
-        {"--csv -c 'SELECT 1 AS a' -c 'SELECT 2 AS b'", 0, "a\n1\nb\n2\n"},
-        {"--json -c 'SELECT 1' -c 'SELECT missing'", 1, "old"},
-        {"--export missing", 1, "old"},
-    };
-    for (const Case& c : cases) {
-        std::ofstream(File("out")) << "old";
-        const Finished run = Tool(c.words + " -o " + File("out"));
-        EXPECT_EQ(run.exit_code, c.exit_code) << run.messages;
-        EXPECT_EQ(Slurp(File("out")), c.content);
-    }
+    const std::string out = " -o " + WithBytes("out", "old");
+    EXPECT_EQ(Tool("--json -c 'SELECT 1' -c 'SELECT missing'" + out).exit_code, 1);
+    EXPECT_EQ(Tool("--export missing" + out).exit_code, 1);
+    EXPECT_EQ(Slurp(File("out")), "old");
+    EXPECT_EQ(Tool("--csv -c 'SELECT 1 AS a' -c 'SELECT 2 AS b'" + out).exit_code, 0);
+    EXPECT_EQ(Slurp(File("out")), "a\n1\nb\n2\n");
     EXPECT_EQ(Tool("--csv -c 'SELECT 1' -o /dev/full").exit_code, 1);
     Shell(
-        "\"CREATE TABLE t(a TEXT); INSERT INTO t SELECT printf('%.*c', 70000, 'x') UNION "
-        "SELECT CAST(x'ff' AS TEXT)\"");
+        "CREATE TABLE t(a TEXT); INSERT INTO t SELECT printf('%.*c', 70000, 'x') UNION "
+        "SELECT CAST(x'ff' AS TEXT)");
     ExpectParts(Tool("--export t").messages, {"2 values too long for --import, or not UTF-8"});
 }
 

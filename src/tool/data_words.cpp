@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <limits>
 
 namespace {
 
@@ -103,7 +102,11 @@ void AddImportOptions(CLI::App& app, CommandLine& command)
         ->disable_flag_override();
     app.add_option("--batch", import.batch,
                    "Rows of --import that are a transaction (default: all)")
-        ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()))
+        ->check([](const std::string& word) {
+            const bool is_number = word.find_first_not_of("0123456789") == std::string::npos &&
+                                   word.find_first_not_of('0') != std::string::npos;
+            return is_number ? "" : "a number of rows is needed";
+        })
         ->type_name("NUMBER");
     app.add_option("--export", command.export_table,
                    "Write the rows of a table as CSV that --import reads back")

@@ -33,10 +33,10 @@ protected:
         const auto rule = run.data.find("-\n");
         EXPECT_EQ(run.data.empty() ? "" : run.data.substr(rule + 2), rows) << words;
     }
-    std::string Written(const std::string& content) const
+    std::string Written(const std::string& content, const char* name = "x.csv") const
     {
-        std::ofstream(folder.path / "x.csv") << content;
-        return folder.path / "x.csv";
+        std::ofstream(folder.path / name) << content;
+        return folder.path / name;
     }
 
     const TemporaryFolder folder;
@@ -65,6 +65,10 @@ TEST_P(Tool, ShowsWhatItStores)
         Expect(fmt::format("{}-c 'SELECT short, longer, bytes FROM tool WHERE id > 1 ORDER BY id'",
                            mode),
                "      | NULL   | \\x\nNULL  | x      | NULL\n");
+        const std::string exported = Run(std::string(mode) + "--export tool").data;
+        Expect(std::string(mode) + "-c 'DELETE FROM tool'", "");
+        Expect(fmt::format("{}--import {} tool", mode, Written(exported, "exported.csv")), "");
+        EXPECT_EQ(Run(std::string(mode) + "--export tool").data, exported);
         const std::string got = folder.path / "got";
         Expect(fmt::format("{}-c 'SELECT longer FROM tool WHERE id = 1' --get {}", mode, got), "");
         EXPECT_EQ(Slurp(got), many) << mode;
