@@ -195,7 +195,7 @@ SELECT note, (SELECT count(*) FROM log) AS ":id" FROM t
 TEST_F(Scripts, StopOrGoOnAtErrors)
 {
     const std::string script =
-        Written("a.sql", "\xEF\xBB\xBFSELECT\t1;\n\nSELECT\n nope;\n\\x\nSELECT 2;\n'");
+        Written("a.sql", "\xEF\xBB\xBFSELECT\t1;\n\nSELECT\n nope;\n\\nonsense\nSELECT 2;\n'");
     const std::string words = "-t -c 'SELECT 0' -f - -c 'SELECT 3' <" + script;
     const std::string line = "orvelgw: standard input: line ";
     const std::string no_column =
@@ -205,9 +205,10 @@ TEST_F(Scripts, StopOrGoOnAtErrors)
     EXPECT_EQ(stopped.messages, "(1 row)\n(1 row)\n" + no_column);
     const Finished went_on = Run("-q --keep-going --echo " + words);
     EXPECT_EQ(went_on.data, "0\n1\n2\n3\n");
-    EXPECT_EQ(went_on.messages, "SELECT 0\nSELECT\t1\nSELECT\n nope\n" + no_column + line +
-                                    "5: the only command of a script is \\delimiter\nSELECT 2\n" +
-                                    line + "7: the quote ' is not closed\nSELECT 3\n");
+    EXPECT_EQ(went_on.messages,
+              "SELECT 0\nSELECT\t1\nSELECT\n nope\n" + no_column + line +
+                  "5: there is no command \\nonsense; \\? shows those that there are\nSELECT 2\n" +
+                  line + "7: the quote ' is not closed\nSELECT 3\n");
     EXPECT_EQ(stopped.exit_code + went_on.exit_code, 2);
     EXPECT_EQ(Run("<" + script).messages, "(1 row)\n" + no_column) << "nothing else is asked";
 }

@@ -55,11 +55,11 @@ struct ImportOptions {
 /// What is shown of a file of traced calls.
 struct TraceFilter {
     std::string file;
-    std::string entry;               // empty: all
-    std::string handle;              // empty: all
+    std::string entry;   // empty: all
+    std::string handle;  // empty: all
     double least_milliseconds = 0;
-    bool failed = false;             // only those
-    bool is_summary = false;         // by entry
+    bool failed = false;      // only those
+    bool is_summary = false;  // by entry
 };
 
 /// What the program is to do, and with what.

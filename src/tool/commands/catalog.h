@@ -14,8 +14,8 @@
 #include "tool/CommandLine.h"
 #include "tool/ExitCode.h"
 
-/// A name with * and ? for any characters and any one, and perhaps a schema or catalog in front of a
-/// point. What stands in double quotes is meant as it is written; all else in any case.
+/// A name with * and ? for any characters and any one, and perhaps a schema or catalog in front of
+/// a point. What stands in double quotes is meant as it is written; all else in any case.
 class NamePattern {
 public:
     explicit NamePattern(std::string_view text);
@@ -30,8 +30,8 @@ public:
     /// Whether a schema, or the catalog, is the one in front of the point; true where none is.
     bool MatchesQualifier(std::string_view catalog, std::string_view schema) const;
 
-    /// As the driver takes it: with % and _, and letters in the case in which the source keeps plain
-    /// names.
+    /// As the driver takes it: with % and _, and letters in the case in which the source keeps
+    /// plain names.
     std::string ForDriver(const Session& session) const { return name_.ForDriver(session); }
     std::string QualifierForDriver(const Session& session) const
     {
@@ -87,8 +87,7 @@ std::vector<std::string> SourceNames(const Gateway& gateway);
 
 /// The first names of tables, or of a table's columns, for completion; may_go_on is asked before
 /// each row. Empty where the driver has no answer.
-std::vector<std::string> TableNames(const Session& session,
-                                    const std::function<bool()>& may_go_on);
+std::vector<std::string> TableNames(const Session& session, const std::function<bool()>& may_go_on);
 std::vector<std::string> ColumnNames(const Session& session, const std::string& table,
                                      const std::function<bool()>& may_go_on);
 

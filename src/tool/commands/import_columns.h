@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "client/Session.h"
-#include "client/sql_text.h"
 #include "client/Statement.h"
+#include "client/sql_text.h"
 
 /// The columns of a table. Throws SqlError.
 std::vector<Column> ColumnsOf(const Session& session, const std::string& table, Reporter& reporter);

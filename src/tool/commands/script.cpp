@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cerrno>
+#include <chrono>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -63,15 +63,6 @@ std::string Echoed(std::string_view sql)
         sql.remove_prefix(std::min(end + 1, sql.size()));
     }
     return echoed;
-}
-
-void RunCommand(const ScriptContext& context, const StatementSplitter::Piece& command,
-                StatementSplitter& splitter)
-{
-    if (!context.on_command) {
-        throw UsageError("the only command of a script is \\delimiter");
-    }
-    context.on_command(command, splitter);
 }
 
 /// How long the steps of a statement took.
@@ -144,7 +135,7 @@ public:
             if (piece->kind == StatementSplitter::Piece::kStatement) {
                 return RunSql(context_, piece->text);
             }
-            RunCommand(context_, *piece, splitter_);
+            context_.on_command(*piece, splitter_);
             return kDone;
         } catch (SqlError& error) {
             error.place = error.place.empty() ? Place(line) : error.place;

@@ -28,8 +28,7 @@ struct ScriptContext {
     bool shows_times = false;  // how long preparing, executing and fetching took
 
     /// Carries out a command of a script, a line that begins with a backslash. The statement that
-    /// it came inside of, if any, is still the splitter's. Throws SqlError or UsageError. Without
-    /// one, commands are refused.
+    /// it came inside of, if any, is still the splitter's. Throws SqlError or UsageError.
     std::function<void(const StatementSplitter::Piece& command, StatementSplitter& splitter)>
         on_command;
 };

@@ -126,8 +126,9 @@ ExitCode PrintTrace(const CommandLine& command)
         try {
             call = CallOf(line);
         } catch (const Json::exception&) {
-            throw UsageError(fmt::format("{}: line {} is no call of a trace; \\trace FILE writes them",
-                                         filter.file, number));
+            throw UsageError(
+                fmt::format("{}: line {} is no call of a trace; \\trace FILE writes them",
+                            filter.file, number));
         }
         if (!IsWanted(filter, call)) {
             continue;

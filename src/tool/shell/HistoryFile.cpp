@@ -93,8 +93,9 @@ bool MayHoldPassword(const std::string& text)
     for (SqlLexer lexer(text); !lexer.AtEnd();) {
         const SqlToken token = lexer.Next();
         const bool is_word = token.kind == SqlToken::kWord;
-        names_password = names_password || (is_word && (EqualsIgnoringCase(token.text, "password") ||
-                                                        EqualsIgnoringCase(token.text, "identified")));
+        names_password =
+            names_password || (is_word && (EqualsIgnoringCase(token.text, "password") ||
+                                           EqualsIgnoringCase(token.text, "identified")));
         has_literal = has_literal || token.kind == SqlToken::kQuoted;
     }
     return names_password && has_literal;

@@ -37,8 +37,8 @@ const char* KindOfHandle(std::string_view entry)
 {
     const auto inputs = EntryInputs(entry);
     return inputs.starts_with("connection") && !inputs.starts_with("connection string") ? "conn"
-           : inputs.starts_with("statement")                                             ? "stmt"
-                                                                                         : "";
+           : inputs.starts_with("statement")                                            ? "stmt"
+                                                                                        : "";
 }
 
 }  // namespace

@@ -86,8 +86,8 @@ public:
 
     ShellSettings settings;
 
-    /// Ends what was written so far, a pager and all, and goes on by the settings as they are. file:
-    /// for this once; empty: where output goes anyway.
+    /// Ends what was written so far, a pager and all, and goes on by the settings as they are.
+    /// file: for this once; empty: where output goes anyway.
     void RenewOutput(const std::string& file = "");
 
     /// Where output goes from here on; empty: standard output. The file that it went to is kept as

@@ -19,11 +19,13 @@ struct Mode {
     const char* name;
     const char* word;  // of the command line
 };
-constexpr std::array<Mode, 3> kModes{{{"none", ""}, {"unicode", "--unicode"}, {"legacy", "--legacy"}}};
+constexpr std::array<Mode, 3> kModes{
+    {{"none", ""}, {"unicode", "--unicode"}, {"legacy", "--legacy"}}};
 
 ModeRows RowsInMode(const Workspace& workspace, const Mode& mode, const std::string& sql)
 {
-    std::vector<std::string> words{"--library", workspace.Words().library, "--host-rows", "-c", sql};
+    std::vector<std::string> words{"--library", workspace.Words().library, "--host-rows", "-c",
+                                   sql};
     if (*mode.word != '\0') {
         words.emplace_back(mode.word);
     }
@@ -115,6 +117,6 @@ void handlers::CompareModes(const MetaCall& call)
         }
     }
     sink.End();
-    workspace.Context().messages->Say(
-        fmt::format("({} of {} differing)", differing, Counted(row_count * titles.size(), "value")));
+    workspace.Context().messages->Say(fmt::format("({} of {} differing)", differing,
+                                                  Counted(row_count * titles.size(), "value")));
 }

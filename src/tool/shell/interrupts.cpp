@@ -12,7 +12,8 @@ volatile std::sig_atomic_t noted = 0;
 volatile std::sig_atomic_t stopped = 0;
 
 constexpr std::string_view kCannotCancel =
-    "\n^C: a running statement can't be cancelled. Its rows stop once the driver returns; another ^C "
+    "\n^C: a running statement can't be cancelled. Its rows stop once the driver returns; another "
+    "^C "
     "ends the process.\n";
 
 void Note(int /*signal*/)

@@ -97,8 +97,8 @@ int RunOwnProgram(const std::vector<std::string>& words, const std::string& conn
     }
     output.CloseInput();
     // It is far shorter than what a pipe holds.
-    static_cast<void>(
-        ::write(string.Input(), connection_string.data(), connection_string.size()) == 0);
+    static_cast<void>(::write(string.Input(), connection_string.data(), connection_string.size()) ==
+                      0);
     string.CloseInput();
     std::array<char, 65'536> bytes{};
     for (ssize_t size = 1; size != 0;) {

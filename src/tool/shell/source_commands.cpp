@@ -30,10 +30,9 @@ std::string KindText(const std::string& driver)
         case DriverKind::kNarrow:
             return "narrow functions only";
         case DriverKind::kWide:
-            return kind.character_width == 0
-                       ? "wide functions"
-                       : fmt::format("wide functions, characters of {} bytes",
-                                     kind.character_width);
+            return kind.character_width == 0 ? "wide functions"
+                                             : fmt::format("wide functions, characters of {} bytes",
+                                                           kind.character_width);
         default:
             return "unknown";
     }
@@ -82,9 +81,9 @@ void handlers::ShowConnection(const MetaCall& call)
                          driver.empty() ? "file unknown" : driver));
     ShowFact(out, "kind", KindText(driver));
     const auto shim = driver.empty() ? std::nullopt : AsShim(driver);
-    ShowFact(out, "shim",
-             shim ? fmt::format("{}, in front of {}", shim->face->name, shim->driver.string())
-                  : "none");
+    ShowFact(
+        out, "shim",
+        shim ? fmt::format("{}, in front of {}", shim->face->name, shim->driver.string()) : "none");
     ShowFact(out, "driver manager", LoadedDriverManager().Text());
     ShowFact(out, "mode", ModeText(session.Options()));
     ShowFact(out, "transaction", call.workspace.IsInTransaction() ? "open" : "none");
@@ -111,17 +110,15 @@ void handlers::RunDoctor(const MetaCall& call)
     if (string.empty()) {
         throw UsageError("\\doctor takes a connection string or the name of a data source");
     }
-    RunOwnProgram({"--library", workspace.Words().library, "doctor"}, string,
-                  [&](std::string_view text) {
-                      std::fwrite(text.data(), 1, text.size(), workspace.Out());
-                  });
+    RunOwnProgram(
+        {"--library", workspace.Words().library, "doctor"}, string,
+        [&](std::string_view text) { std::fwrite(text.data(), 1, text.size(), workspace.Out()); });
 }
 
 void handlers::ListDataSources(const MetaCall& call)
 {
     ScriptContext& context = call.workspace.Context();
-    ListSources(call.workspace.Library(), NamePattern(call.rest), *context.sink,
-                *context.messages);
+    ListSources(call.workspace.Library(), NamePattern(call.rest), *context.sink, *context.messages);
 }
 
 template <CatalogKind kind>

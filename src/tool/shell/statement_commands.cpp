@@ -43,8 +43,7 @@ void GoIn(const MetaCall& call, std::optional<Format> format)
     const std::string sql = call.Statement();
     const std::string file = call.Word();
     const SettingsForOnce once(call.workspace);
-    call.workspace.settings.output.format =
-        format.value_or(call.workspace.settings.output.format);
+    call.workspace.settings.output.format = format.value_or(call.workspace.settings.output.format);
     call.workspace.RenewOutput(file);
     call.workspace.Run(sql);
     call.workspace.KeepOwnOutput();
@@ -144,9 +143,7 @@ constexpr Setting kSettings[] = {
      },
      [](ShellSettings& settings, const std::string& word) { settings.output.null_text = word; }},
     {"tuples_only",
-     [](const ShellSettings& settings) {
-         return std::string(OnOff(settings.output.tuples_only));
-     },
+     [](const ShellSettings& settings) { return std::string(OnOff(settings.output.tuples_only)); },
      [](ShellSettings& settings, const std::string& word) {
          settings.output.tuples_only = IsOn(word);
      }},
@@ -155,8 +152,7 @@ constexpr Setting kSettings[] = {
          return Printable(std::string(1, settings.output.delimiter));
      },
      &SetDelimiter},
-    {"pager",
-     [](const ShellSettings& settings) { return std::string(OnOff(settings.uses_pager)); },
+    {"pager", [](const ShellSettings& settings) { return std::string(OnOff(settings.uses_pager)); },
      [](ShellSettings& settings, const std::string& word) { settings.uses_pager = IsOn(word); }},
 };
 
@@ -202,9 +198,8 @@ void handlers::Get(const MetaCall& call)
         session, WithVariables(call.workspace.last_sql, context.variables, context.dialect),
         *context.messages);
     statement.Bind(std::exchange(call.workspace.values, {}));
-    context.messages->Say(fmt::format("({} written to {})",
-                                      Counted(WriteFirstValue(statement, file), "byte"),
-                                      Printable(file)));
+    context.messages->Say(fmt::format(
+        "({} written to {})", Counted(WriteFirstValue(statement, file), "byte"), Printable(file)));
 }
 
 void handlers::Watch(const MetaCall& call)
