@@ -138,12 +138,14 @@ public:
     void PassTo(ResultSink& sink) const
     {
         std::vector<Column> columns;
+        columns.reserve(titles_.size());
         for (const std::string& title : titles_) {
             columns.push_back({title, kVarcharType});
         }
         sink.Begin(columns);
         for (const auto& row : rows_) {
             std::vector<Cell> cells;
+            cells.reserve(row.size());
             for (const std::string& value : row) {
                 cells.push_back({Cell::kText, value});
             }

@@ -72,6 +72,7 @@ Completion OfNames(std::vector<std::string> names, std::string_view word)
 std::vector<std::string> ForSql(const std::vector<std::string>& names, const SqlDialect& dialect)
 {
     std::vector<std::string> quoted;
+    quoted.reserve(names.size());
     for (const std::string& name : names) {
         quoted.push_back(
             LastWord(name) == name && !name.empty() ? name : QuotedName(name, dialect.Quote()));

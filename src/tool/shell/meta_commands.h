@@ -33,10 +33,10 @@ struct MetaCommand {
     /// What completes its arguments.
     enum class Takes { kText, kCommand, kEntry, kFile, kFormat, kSource, kSwitch, kTable };
 
-    const char* name;
-    const char* arguments;
-    const char* help;  // empty: that of the command behind it is for both
-    void (*carry_out)(const MetaCall& call);
+    const char* name = "";
+    const char* arguments = "";
+    const char* help = "";  // empty: that of the command behind it is for both
+    void (*carry_out)(const MetaCall& call) = nullptr;
     Takes takes = Takes::kText;
 };
 
