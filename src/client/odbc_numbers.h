@@ -40,6 +40,7 @@ inline constexpr std::int32_t kNeedLongDataLength = 111;
 inline constexpr std::int32_t kDriverName = 6;
 inline constexpr std::int32_t kDriverVersion = 7;
 inline constexpr std::int32_t kMultipleResultSets = 36;
+inline constexpr std::int32_t kTransactionCapable = 46;
 inline constexpr std::int32_t kBatchSupport = 121;
 inline constexpr std::int32_t kDbmsName = 17;
 inline constexpr std::int32_t kDbmsVersion = 18;

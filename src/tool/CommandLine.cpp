@@ -1,6 +1,7 @@
 #include "tool/CommandLine.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include "tool/completion.h"
 #include "tool/connection_words.h"
 #include "tool/data_words.h"
+#include "tool/script_words.h"
 
 namespace {
 
@@ -58,7 +60,7 @@ void AddStatementOptions(CLI::App& app, CommandLine& command)
 /// order of the words.
 class OrderedOptions {
 public:
-    enum Kind { kStatement, kValue, kFile };
+    enum Kind { kStatement, kScript, kValue, kFile };
     struct Input {
         Kind kind;
         std::string text;
@@ -66,7 +68,10 @@ public:
 
     explicit OrderedOptions(CLI::App& app) : app_(app)
     {
-        Add(kStatement, "-c,--command", "SQL", "SQL statement to run; several run in order");
+        Add(kStatement, "-c,--command", "SQL",
+            "SQL that goes to the driver whole; several run in order");
+        Add(kScript, "-f,--file", "FILE",
+            "Script of SQL statements to run (- is standard input), in order with --command");
         Add(kValue, "-p,--parameter", "VALUE",
             "Value of the statement's next marker: a number, NULL or text (\\NULL and \\5 are "
             "text)");
@@ -104,8 +109,8 @@ private:
 void TakeInputs(const std::vector<OrderedOptions::Input>& inputs, CommandLine& command)
 {
     for (const auto& [kind, text] : inputs) {
-        if (kind == OrderedOptions::kStatement) {
-            command.statements.push_back(text);
+        if (kind == OrderedOptions::kStatement || kind == OrderedOptions::kScript) {
+            command.statements.push_back({text, kind == OrderedOptions::kScript});
         } else {
             command.markers.push_back({text, kind == OrderedOptions::kFile});
         }
@@ -194,6 +199,17 @@ private:
     bool lists_entries_ = false;
 };
 
+// Where nothing else is asked for and nobody sits at the terminal, standard input is a script.
+void TakeStandardInput(CommandLine& command, bool has_no_subcommand)
+{
+    const bool asks_nothing = has_no_subcommand && command.statements.empty() &&
+                              command.import.table.empty() && command.export_table.empty() &&
+                              NamesConnection(command.connection);
+    if (asks_nothing && ::isatty(STDIN_FILENO) == 0) {
+        command.statements.push_back({"-", true});
+    }
+}
+
 // The one thing that the words ask for.
 Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
 {
@@ -209,8 +225,8 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
             tasks.empty()
-                ? "one of --command, --import, --export, call, doctor and shim is required"
-                : "--command, --import, --export, call, doctor and shim exclude each other");
+                ? "one of --command, --file, --import, --export, call, doctor and shim is required"
+                : "statements, --import, --export, call, doctor and shim exclude each other");
     }
     return tasks.front();
 }
@@ -260,8 +276,10 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
             break;
     }
     CheckDataOptions(app, command);
+    CheckScriptOptions(app, command);
     const bool needs_one = !command.markers.empty() || command.get_file;
-    if (needs_one && command.statements.size() != 1) {
+    const bool has_one = command.statements.size() == 1 && !command.statements[0].is_file;
+    if (needs_one && !has_one) {
         throw CLI::ValidationError("--parameter, --put and --get need a single --command");
     }
 }
@@ -278,7 +296,12 @@ void CheckUtf8(const std::string& where, const std::string& text)
 void CheckEncoding(const CommandLine& command)
 {
     for (std::size_t i = 0; i < command.statements.size(); ++i) {
-        CheckUtf8(fmt::format("--command {}", i + 1), command.statements[i]);
+        if (!command.statements[i].is_file) {
+            CheckUtf8(fmt::format("--command {}", i + 1), command.statements[i].text);
+        }
+    }
+    for (const auto& [name, value] : command.script.variables) {
+        CheckUtf8(fmt::format("--set, the value of {}", name), value);
     }
     for (std::size_t i = 0; i < command.markers.size(); ++i) {
         if (!command.markers[i].is_file) {
@@ -344,6 +367,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
     AddConnectionOptions(app, command.connection);
     const OrderedOptions ordered(app);
     AddStatementOptions(app, command);
+    AddScriptOptions(app, command);
     AddDataOptions(app, command);
     AddGatewayOptions(app, command);
     AddCompletion(app);
@@ -355,6 +379,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
         TakeInputs(ordered.Inputs(), command);
         std::vector<Task> tasks;
         subcommands.Take(command, tasks);
+        TakeStandardInput(command, tasks.empty());
         command.task = TaskOf(command, tasks);
         CheckTogether(app, command);
         CheckEncoding(command);

@@ -7,8 +7,24 @@
 #include <vector>
 
 #include "client/Session.h"
+#include "text/variables.h"
 #include "tool/ExitCode.h"
 #include "tool/output/format.h"
+
+/// SQL of the words: a text that goes to the driver as it is, or a script, which is split.
+struct SqlInput {
+    std::string text;  // or the script's file; - for standard input
+    bool is_file = false;
+};
+
+/// How statements and scripts run.
+struct ScriptOptions {
+    Variables variables;
+    bool keeps_going = false;
+    bool is_single_transaction = false;
+    bool echoes = false;
+    bool is_quiet = false;
+};
 
 /// What takes the place of a parameter marker: a value as a person types it, or a file's bytes.
 struct Marker {
@@ -46,7 +62,8 @@ struct CommandLine {
     SessionOptions options;
     std::string library;  // empty: the one beside the program, or else the loader's
 
-    std::vector<std::string> statements;
+    std::vector<SqlInput> statements;
+    ScriptOptions script;
     std::vector<Marker> markers;          // of the one statement, in the order of their words
     std::optional<std::string> get_file;  // nothing: rows are printed
     OutputSettings output;

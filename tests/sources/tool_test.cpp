@@ -120,6 +120,24 @@ TEST_P(Tool, KeepsNothingOfAnImportThatFails)
     Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
 }
 
+TEST_P(Tool, RunsScriptsInOneTransaction)
+{
+    Run("-c 'DROP TABLE tool2'");
+    const std::string script = Written(
+        "INSERT INTO tool(id, short) VALUES (1, 'a;''b'); -- both;\n/* or; */ CREATE TABLE "
+        "tool2(id "
+        "INTEGER);\n\nINSERT INTO nowhere VALUES (1)");
+    const Finished run = Run("-1 -f " + script);
+    EXPECT_EQ(run.exit_code, 1);
+    ExpectParts(run.messages, {"(1 row changed)\n(done)\norvelgw: " + script + ": line 4: "});
+    const bool stays = Run("-c 'SELECT * FROM tool2'").exit_code == 0;
+    ExpectParts(run.messages, {stays ? "(rolled back, but for" : "(rolled back)"});
+    EXPECT_EQ(stays, GetParam().product == "OpenLink Virtuoso" || GetParam().product == "MariaDB");
+    Expect("-c 'SELECT count(*) AS n FROM tool'", stays ? "1\n" : "0\n");
+    Expect("-q -f - <" + Written("DELETE FROM tool; INSERT INTO tool(id) VALUES (7)"), "");
+    Expect("-c 'SELECT id FROM tool'", " 7\n");
+}
+
 INSTANTIATE_TEST_SUITE_P(Sources, Tool, testing::ValuesIn(Sources()), SourceTest::NameOf);
 
 }  // namespace

@@ -53,18 +53,6 @@ std::string Suggestion(const std::vector<Column>& columns, std::string_view name
 
 }  // namespace
 
-std::string QuotedName(std::string_view name, const std::string& quote)
-{
-    if (quote.empty() || quote == " ") {
-        return std::string(name);
-    }
-    std::string quoted = quote;
-    for (const char c : name) {
-        quoted += quote == std::string(1, c) ? quote + quote : std::string(1, c);
-    }
-    return quoted + quote;
-}
-
 const Column& ColumnNamed(const std::vector<Column>& columns, std::string_view name,
                           const std::string& table)
 {

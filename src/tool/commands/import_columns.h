@@ -8,10 +8,6 @@
 #include "client/Session.h"
 #include "client/Statement.h"
 
-/// A name as the data source wants it, whatever its characters. quote: its identifier quote; a data
-/// source without one has a blank.
-std::string QuotedName(std::string_view name, const std::string& quote);
-
 /// The columns of a table. Throws SqlError.
 std::vector<Column> ColumnsOf(const Session& session, const std::string& table, Reporter& reporter);
 
