@@ -59,7 +59,7 @@ TEST_P(Tool, ShowsWhatItStores)
         Expect(fmt::format("{}-c 'DELETE FROM tool'", mode), "");
         Expect(fmt::format("{}--import {} tool", mode, file), "");
         Expect(fmt::format("{}-c 'SELECT short, longer FROM tool WHERE id = 1'", mode),
-               text + " | " + many + "\n");
+               fmt::format("{} | {}\n", text, many));
         Expect(fmt::format("{}-c 'SELECT id, big, bytes FROM tool WHERE id < 3 ORDER BY id'", mode),
                " 1 | 30000000001 | \\x61ff\n 2 |        NULL | \\x\n");
         Expect(fmt::format("{}-c 'SELECT short, longer, bytes FROM tool WHERE id > 1 ORDER BY id'",
