@@ -304,8 +304,8 @@ TEST_F(Prompt, CommandsWorkInScripts)
         {"\\modes SELECT '😀' AS a, 5 AS b",
          "row | column | none | unicode | legacy | differs\n"
          "----+--------+------+---------+--------+--------\n"
-         "  1 | a      | 😀   | \xEF\x98\x80       | 😀     | <--\n"
-         "  1 | b      | 5    | 5       | 5      |\n"},
+         "1   | a      | 😀   | \xEF\x98\x80       | 😀     | <--\n"
+         "1   | b      | 5    | 5       | 5      |\n"},
     };
     for (const Case& c : cases) {
         const Finished run = Script(c.script);

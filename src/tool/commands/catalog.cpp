@@ -10,6 +10,7 @@
 
 #include "client/HostList.h"
 #include "client/Statement.h"
+#include "client/TextTable.h"
 #include "client/ascii.h"
 #include "client/odbc_numbers.h"
 #include "drivers/Profiles.h"
@@ -127,44 +128,6 @@ Records RecordsOf(const Session& session, const std::string& entry,
     return records;
 }
 
-/// A result made here.
-class Table {
-public:
-    explicit Table(std::vector<std::string> titles) : titles_(std::move(titles)) {}
-
-    void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-    bool IsEmpty() const { return rows_.empty(); }
-
-    void PassTo(ResultSink& sink) const
-    {
-        std::vector<Column> columns;
-        columns.reserve(titles_.size());
-        for (const std::string& title : titles_) {
-            columns.push_back({title, kVarcharType});
-        }
-        sink.Begin(columns);
-        for (const auto& row : rows_) {
-            std::vector<Cell> cells;
-            cells.reserve(row.size());
-            for (const std::string& value : row) {
-                cells.push_back({Cell::kText, value});
-            }
-            sink.Take(cells);
-        }
-        sink.End();
-    }
-
-    void PassTo(ResultSink& sink, Reporter& reporter) const
-    {
-        PassTo(sink);
-        reporter.Returned({rows_.size(), {}, {}});
-    }
-
-private:
-    std::vector<std::string> titles_;
-    std::vector<std::vector<std::string>> rows_;
-};
-
 // Calls an entry whose inputs begin with catalog, schema and name, and keeps what matches. What is
 // in front of the point is a schema, or a catalog where that brings nothing.
 Records Matching(const Session& session, const std::string& entry, const NamePattern& pattern,
@@ -206,7 +169,7 @@ std::string Qualifier(const Record& record)
 void ListRelations(const Session& session, const NamePattern& pattern, const char* types,
                    ResultSink& sink, Reporter& reporter)
 {
-    Table table({"schema", "name", "type", "remarks"});
+    TextTable table({"schema", "name", "type", "remarks"});
     for (const Record& record : Relations(session, pattern, types, reporter)) {
         table.Add({Qualifier(record), record.At(kTable), record.At(kTableType),
                    record.At(kTableRemarks)});
@@ -217,7 +180,7 @@ void ListRelations(const Session& session, const NamePattern& pattern, const cha
 void ListSchemas(const Session& session, const NamePattern& pattern, ResultSink& sink,
                  Reporter& reporter)
 {
-    Table table({"schema"});
+    TextTable table({"schema"});
     std::size_t place = kSchema;
     Records records = RecordsOf(session, "Tables", {kEmptyName, "%", kEmptyName, ""}, reporter);
     if (records.empty()) {
@@ -246,7 +209,7 @@ void ListProcedures(const Session& session, const NamePattern& pattern, ResultSi
                     Reporter& reporter)
 {
     constexpr char kFunction[] = "2";
-    Table procedures({"schema", "name", "type", "remarks"});
+    TextTable procedures({"schema", "name", "type", "remarks"});
     for (const Record& record : Matching(session, "DescribeProcedures", pattern, {}, reporter)) {
         procedures.Add({Qualifier(record), record.At(kTable),
                         record.At(kProcedureType) == kFunction ? "function" : "procedure",
@@ -256,7 +219,7 @@ void ListProcedures(const Session& session, const NamePattern& pattern, ResultSi
     if (!pattern.IsOneName() || procedures.IsEmpty()) {
         return;
     }
-    Table parameters({"procedure", "parameter", "kind", "type"});
+    TextTable parameters({"procedure", "parameter", "kind", "type"});
     for (const Record& record :
          Matching(session, "DescribeProcedureColumns", pattern, {"%"}, reporter)) {
         parameters.Add({record.At(kTable), record.At(kColumn),
@@ -303,7 +266,7 @@ std::vector<Index> IndexesOf(const Session& session, const Record& table, Report
 void ListIndexes(const Session& session, const NamePattern& pattern, ResultSink& sink,
                  Reporter& reporter)
 {
-    Table table({"schema", "index", "unique", "table", "columns"});
+    TextTable table({"schema", "index", "unique", "table", "columns"});
     for (const Record& record : Relations(session, NamePattern("*"), "TABLE", reporter)) {
         for (const Index& index : IndexesOf(session, record, reporter)) {
             if ((pattern.Matches(index.name) || pattern.Matches(record.At(kTable))) &&
@@ -319,7 +282,7 @@ void ListIndexes(const Session& session, const NamePattern& pattern, ResultSink&
 void ListPrivileges(const Session& session, const NamePattern& pattern, ResultSink& sink,
                     Reporter& reporter)
 {
-    Table table({"schema", "table", "column", "grantee", "privilege"});
+    TextTable table({"schema", "table", "column", "grantee", "privilege"});
     for (const Record& record : Matching(session, "TablePrivileges", pattern, {}, reporter)) {
         table.Add(
             {Qualifier(record), record.At(kTable), "", record.At(kGrantee), record.At(kPrivilege)});
@@ -361,7 +324,8 @@ Records ColumnsOf(const Session& session, const Record& table, Reporter& reporte
     return columns;
 }
 
-void AddColumns(Table& table, const Session& session, const Record& relation, Reporter& reporter)
+void AddColumns(TextTable& table, const Session& session, const Record& relation,
+                Reporter& reporter)
 {
     constexpr char kNoNulls[] = "0";
     for (const Record& column : ColumnsOf(session, relation, reporter)) {
@@ -375,7 +339,8 @@ void AddColumns(Table& table, const Session& session, const Record& relation, Re
 const std::vector<std::string> kColumnTitles{"table", "column", "type", "null", "default"};
 
 // The keys of one direction; the names that are not given are those of the other side.
-Table ForeignKeys(const Session& session, const Record& table, bool is_primary, Reporter& reporter)
+TextTable ForeignKeys(const Session& session, const Record& table, bool is_primary,
+                      Reporter& reporter)
 {
     struct Key {
         std::string columns;
@@ -397,8 +362,8 @@ Table ForeignKeys(const Session& session, const Record& table, bool is_primary, 
         AddName(key.columns, record.At(is_primary ? kPrimaryColumn : kForeignColumn));
         AddName(key.others, record.At(is_primary ? kForeignColumn : kPrimaryColumn));
     }
-    Table shown({is_primary ? "referenced column" : "foreign key",
-                 is_primary ? "by table" : "refers to table", "column"});
+    TextTable shown({is_primary ? "referenced column" : "foreign key",
+                     is_primary ? "by table" : "refers to table", "column"});
     for (const auto& [other, key] : keys) {
         shown.Add({key.columns, other, key.others});
     }
@@ -406,12 +371,12 @@ Table ForeignKeys(const Session& session, const Record& table, bool is_primary, 
 }
 
 // What identifies a row of a table without a primary key.
-Table RowIdentifiers(const Session& session, const Record& table, Reporter& reporter)
+TextTable RowIdentifiers(const Session& session, const Record& table, Reporter& reporter)
 {
     constexpr std::int32_t kBestRowId = 1;
     constexpr std::int32_t kCurrentRow = 0;
     constexpr std::int32_t kMayBeNull = 1;
-    Table shown({"row identifier"});
+    TextTable shown({"row identifier"});
     std::string names;
     std::vector<Argument> inputs = Named(table);
     inputs.insert(inputs.begin(), kBestRowId);
@@ -425,9 +390,9 @@ Table RowIdentifiers(const Session& session, const Record& table, Reporter& repo
     return shown;
 }
 
-Table Keys(const Session& session, const Record& table, Reporter& reporter)
+TextTable Keys(const Session& session, const Record& table, Reporter& reporter)
 {
-    Table shown({"primary key"});
+    TextTable shown({"primary key"});
     std::string names;
     for (const Record& record : RecordsOf(session, "PrimaryKeys", Named(table), reporter)) {
         AddName(names, record.At(kKeyColumn));
@@ -444,7 +409,7 @@ template <class Part>
 void PassPart(ResultSink& sink, Reporter& reporter, Part part)
 {
     try {
-        const Table table = part();
+        const TextTable table = part();
         if (!table.IsEmpty()) {
             table.PassTo(sink);
         }
@@ -457,7 +422,7 @@ void PassPart(ResultSink& sink, Reporter& reporter, Part part)
 void DescribeTable(const Session& session, const Record& table, ResultSink& sink,
                    Reporter& reporter)
 {
-    Table columns(kColumnTitles);
+    TextTable columns(kColumnTitles);
     AddColumns(columns, session, table, reporter);
     columns.PassTo(sink);
     if (table.At(kTableType).find("VIEW") != std::string::npos) {
@@ -465,7 +430,7 @@ void DescribeTable(const Session& session, const Record& table, ResultSink& sink
     }
     PassPart(sink, reporter, [&] { return Keys(session, table, reporter); });
     PassPart(sink, reporter, [&] {
-        Table indexes({"index", "unique", "columns"});
+        TextTable indexes({"index", "unique", "columns"});
         for (const Index& index : IndexesOf(session, table, reporter)) {
             indexes.Add({index.name, index.is_unique ? "yes" : "no", index.columns});
         }
@@ -613,7 +578,7 @@ void DescribeTables(const Session& session, const NamePattern& pattern, ResultSi
 void ListColumns(const Session& session, const NamePattern& pattern, ResultSink& sink,
                  Reporter& reporter)
 {
-    Table columns(kColumnTitles);
+    TextTable columns(kColumnTitles);
     for (const Record& table : RelationsOrNone(session, pattern, reporter)) {
         AddColumns(columns, session, table, reporter);
     }
@@ -623,7 +588,7 @@ void ListColumns(const Session& session, const NamePattern& pattern, ResultSink&
 void ListSources(const Gateway& gateway, const NamePattern& pattern, ResultSink& sink,
                  Reporter& reporter)
 {
-    Table table({"source", "description"});
+    TextTable table({"source", "description"});
     for (const auto& [name, description] : AllSources(gateway)) {
         if (pattern.Matches(name)) {
             table.Add({name, description});
@@ -635,7 +600,7 @@ void ListSources(const Gateway& gateway, const NamePattern& pattern, ResultSink&
 void ListDrivers(const NamePattern& pattern, ResultSink& sink, Reporter& reporter)
 {
     const Profiles profiles;
-    Table table({"driver", "file"});
+    TextTable table({"driver", "file"});
     for (const std::string& name : profiles.Sections(Profiles::kDrivers)) {
         if (pattern.Matches(name)) {
             table.Add({name, profiles.Value(name, "Driver", Profiles::kDrivers)});

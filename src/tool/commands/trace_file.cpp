@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "client/TextTable.h"
 #include "client/ascii.h"
 #include "text/terminal_text.h"
 #include "text/value_syntax.h"
@@ -63,30 +64,15 @@ void Add(std::vector<Total>& totals, const TracedCall& call)
 // The entries that took longest first.
 void PrintSummary(std::vector<Total> totals, const OutputSettings& settings)
 {
-    constexpr std::int32_t kNumeric = 2;
     std::ranges::stable_sort(totals, std::ranges::greater{}, &Total::milliseconds);
-    const auto sink = MakeSink(settings, stdout);
-    sink->Begin({{"entry"},
-                 {"calls", kNumeric},
-                 {"errors", kNumeric},
-                 {"ms", kNumeric},
-                 {"ms a call", kNumeric},
-                 {"longest", kNumeric}});
+    TextTable table({"entry", "calls", "errors", "ms", "ms a call", "longest"}, 1);
     for (const Total& total : totals) {
-        const std::string texts[] = {
-            Printable(total.entry),
-            std::to_string(total.calls),
-            std::to_string(total.errors),
-            fmt::format("{:.3f}", total.milliseconds),
-            fmt::format("{:.3f}", total.milliseconds / static_cast<double>(total.calls)),
-            fmt::format("{:.3f}", total.longest)};
-        std::vector<Cell> cells;
-        for (const std::string& text : texts) {
-            cells.push_back({Cell::kText, text});
-        }
-        sink->Take(cells);
+        table.Add({Printable(total.entry), std::to_string(total.calls),
+                   std::to_string(total.errors), fmt::format("{:.3f}", total.milliseconds),
+                   fmt::format("{:.3f}", total.milliseconds / static_cast<double>(total.calls)),
+                   fmt::format("{:.3f}", total.longest)});
     }
-    sink->End();
+    table.PassTo(*MakeSink(settings, stdout));
 }
 
 }  // namespace

@@ -40,6 +40,30 @@ std::string CommonStart(const std::vector<std::string>& texts)
     return start;
 }
 
+void List(const std::vector<std::string>& candidates)
+{
+    std::size_t width = 0;
+    for (const std::string& candidate : candidates) {
+        width = std::max(width, DisplayWidth(candidate) + 2);
+    }
+    const std::size_t columns = std::max<std::size_t>(SizeOfScreen().columns / width, 1);
+    const std::size_t shown = std::min(candidates.size(), kMostListed);
+    const std::size_t lines = (shown + columns - 1) / columns;
+    std::string text = "\n";
+    for (std::size_t line = 0; line < lines; ++line) {
+        for (std::size_t at = line; at < shown; at += lines) {
+            text += candidates[at] + std::string(width - DisplayWidth(candidates[at]), ' ');
+        }
+        text.erase(text.find_last_not_of(' ') + 1);
+        text += "\n";
+    }
+    if (shown < candidates.size()) {
+        text += "(and " + std::to_string(candidates.size() - shown) + " more)\n";
+    }
+    std::fputs(text.c_str(), stdout);
+    std::fflush(stdout);
+}
+
 }  // namespace
 
 LineEditor::LineEditor(Complete complete)
@@ -126,7 +150,7 @@ unsigned char LineEditor::CompleteWord(EditLine* editor, int /*character*/)
     const bool is_only = completion.candidates.size() == 1;
     std::string text = CommonStart(completion.candidates);
     if (!is_only && text.size() <= typed.size()) {
-        self.List(completion.candidates);
+        List(completion.candidates);
         return CC_REDISPLAY;
     }
     text += is_only && completion.ends_word ? " " : "";
@@ -134,30 +158,6 @@ unsigned char LineEditor::CompleteWord(EditLine* editor, int /*character*/)
     ::el_deletestr(editor, static_cast<int>(std::mbstowcs(nullptr, typed.c_str(), 0)));
     ::el_insertstr(editor, text.c_str());
     return CC_REFRESH;
-}
-
-void LineEditor::List(const std::vector<std::string>& candidates) const
-{
-    std::size_t width = 0;
-    for (const std::string& candidate : candidates) {
-        width = std::max(width, DisplayWidth(candidate) + 2);
-    }
-    const std::size_t columns = std::max<std::size_t>(SizeOfScreen().columns / width, 1);
-    const std::size_t shown = std::min(candidates.size(), kMostListed);
-    const std::size_t lines = (shown + columns - 1) / columns;
-    std::string text = "\n";
-    for (std::size_t line = 0; line < lines; ++line) {
-        for (std::size_t at = line; at < shown; at += lines) {
-            text += candidates[at] + std::string(width - DisplayWidth(candidates[at]), ' ');
-        }
-        text.erase(text.find_last_not_of(' ') + 1);
-        text += "\n";
-    }
-    if (shown < candidates.size()) {
-        text += "(and " + std::to_string(candidates.size() - shown) + " more)\n";
-    }
-    std::fputs(text.c_str(), stdout);
-    std::fflush(stdout);
 }
 
 LineEditor::End LineEditor::Read(const std::string& prompt, std::string& line)

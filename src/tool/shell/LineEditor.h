@@ -45,7 +45,6 @@ private:
     static char* Prompt(EditLine* editor);
     static int ReadCharacter(EditLine* editor, wchar_t* character);
     static unsigned char CompleteWord(EditLine* editor, int character);
-    void List(const std::vector<std::string>& candidates) const;
 
     Complete complete_;
     std::string prompt_;

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "client/HostList.h"
-#include "client/odbc_numbers.h"
+#include "client/TextTable.h"
 #include "drivers/ConnectionString.h"
 #include "text/list_text.h"
 #include "text/terminal_text.h"
@@ -92,13 +93,7 @@ void handlers::CompareModes(const MetaCall& call)
         row_count = std::max(row_count, rows.rows.size());
         titles = titles.empty() ? rows.titles : titles;
     }
-    ResultSink& sink = *workspace.Context().sink;
-    sink.Begin({{"row", kIntegerType},
-                {"column", kVarcharType},
-                {kModes[0].name, kVarcharType},
-                {kModes[1].name, kVarcharType},
-                {kModes[2].name, kVarcharType},
-                {"differs", kVarcharType}});
+    TextTable table({"row", "column", kModes[0].name, kModes[1].name, kModes[2].name, "differs"});
     std::uint64_t differing = 0;
     for (std::size_t row = 0; row < row_count; ++row) {
         for (std::size_t column = 0; column < titles.size(); ++column) {
@@ -109,14 +104,10 @@ void handlers::CompareModes(const MetaCall& call)
             const bool differs = texts[2] != texts[3] || texts[2] != texts[4];
             differing += differs ? 1 : 0;
             texts.emplace_back(differs ? "<--" : "");
-            std::vector<Cell> cells;
-            for (const std::string& text : texts) {
-                cells.push_back({Cell::kText, text});
-            }
-            sink.Take(cells);
+            table.Add(std::move(texts));
         }
     }
-    sink.End();
+    table.PassTo(*workspace.Context().sink);
     workspace.Context().messages->Say(fmt::format("({} of {} differing)", differing,
                                                   Counted(row_count * titles.size(), "value")));
 }

@@ -84,6 +84,7 @@ int RunOwnProgram(const std::vector<std::string>& words, const std::string& conn
                                  "/dev/fd/" + std::to_string(Start::kStringDescriptor)};
     all.insert(all.end(), words.begin(), words.end());
     std::vector<char*> arguments;
+    arguments.reserve(all.size() + 1);
     for (std::string& word : all) {
         arguments.push_back(word.data());
     }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -206,12 +207,13 @@ void handlers::Watch(const MetaCall& call)
 {
     const auto words = call.Words();
     const double seconds = words.empty() ? 2 : NumberOf(words[0]);
-    const double times = words.size() < 2 ? HUGE_VAL : NumberOf(words[1]);
+    const auto times =
+        words.size() < 2 ? UINT64_MAX : static_cast<std::uint64_t>(NumberOf(words[1]));
     const std::string sql = call.Statement();
     const auto values = call.workspace.values;
     const SettingsForOnce once(call.workspace);
     call.workspace.settings.uses_pager = false;
-    for (double run = 0; run < times; ++run) {
+    for (std::uint64_t run = 0; run < times; ++run) {
         if (run > 0 && !Wait(seconds)) {
             break;
         }
