@@ -1,11 +1,8 @@
 // What a data source holds: its tables and their parts, by the catalog entries.
 #pragma once
 
-#include <cstddef>
 #include <functional>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "client/Gateway.h"
@@ -13,46 +10,7 @@
 #include "client/Session.h"
 #include "tool/CommandLine.h"
 #include "tool/ExitCode.h"
-
-/// A name with * and ? for any characters and any one, and perhaps a schema or catalog in front of
-/// a point. What stands in double quotes is meant as it is written; all else in any case.
-class NamePattern {
-public:
-    explicit NamePattern(std::string_view text);
-
-    bool IsEmpty() const { return name_.text.empty(); }
-
-    /// Whether every name but one is excluded.
-    bool IsOneName() const { return !IsEmpty() && !name_.has_wildcards; }
-
-    bool Matches(std::string_view name) const { return name_.Matches(name); }
-
-    /// Whether a schema, or the catalog, is the one in front of the point; true where none is.
-    bool MatchesQualifier(std::string_view catalog, std::string_view schema) const;
-
-    /// As the driver takes it: with % and _, and letters in the case in which the source keeps
-    /// plain names.
-    std::string ForDriver(const Session& session) const { return name_.ForDriver(session); }
-    std::string QualifierForDriver(const Session& session) const
-    {
-        return qualifier_.ForDriver(session);
-    }
-
-private:
-    struct Part {
-        std::string text;
-        bool is_quoted = false;
-        bool has_wildcards = false;
-
-        bool Matches(std::string_view name) const;
-        std::string ForDriver(const Session& session) const;
-    };
-
-    static Part Take(std::string_view& text);
-
-    Part qualifier_;
-    Part name_;
-};
+#include "tool/commands/NamePattern.h"
 
 enum class CatalogKind {
     kRelations,
