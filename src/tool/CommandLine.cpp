@@ -159,9 +159,9 @@ std::string OptionLines(const CLI::App& app, std::span<const char* const> names)
 constexpr char kTraceHelp[] = "Show the calls of entries that a file of the prompt's \\trace holds";
 
 struct Listing {
-    const char* name;
-    const char* help;
-    Task task;
+    const char* name = "";
+    const char* help = "";
+    Task task = Task::kCatalog;
     bool lists_columns = false;
 };
 constexpr Listing kListings[] = {
