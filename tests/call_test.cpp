@@ -10,13 +10,11 @@
 #include <string_view>
 
 #include "client/Gateway.h"
-#include "run_tool.h"
 #include "text/near_name.h"
 #include "tool/commands/entry_inputs.h"
+#include "tool_fixture.h"
 
 namespace {
-
-constexpr char kMemory[] = "-d 'DRIVER={SQLite3};Database=:memory:' ";
 
 Finished Call(const std::string& words)
 {
