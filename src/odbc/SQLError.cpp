@@ -10,10 +10,10 @@
 
 namespace {
 
-// What a driver is offered of the text: a terminator always fits behind it.
+// The part of the text that a driver is offered, always with room for a terminator after it.
 constexpr SQLSMALLINT kTextCapacity = 511;
 
-// A driver that never runs out of records ends here.
+// The limit for a driver that never runs out of records.
 constexpr int kMostRecords = 65'535;
 
 }  // namespace
