@@ -14,8 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A path with the links in its last name followed, as far as they are those of a file system: those
-// of /proc stand for a file that a process has open.
+// A path with the links in its last component followed, except those of /proc, which stand for a
+// file that a process has open.
 fs::path Followed(fs::path path)
 {
     constexpr int kMostLinks = 40;
@@ -32,7 +32,7 @@ fs::path Followed(fs::path path)
     return path;
 }
 
-// The descriptor of this process that a path stands for, or -1.
+// The descriptor of this process that a path refers to, or -1.
 int DescriptorOf(const fs::path& path)
 {
     int number = -1;
@@ -44,7 +44,7 @@ int DescriptorOf(const fs::path& path)
     return number;
 }
 
-// Another one for the same open file, if that can be written.
+// Another descriptor for the same open file, if it is writable.
 int Duplicate(int descriptor)
 {
     const int flags = ::fcntl(descriptor, F_GETFL);
@@ -55,8 +55,8 @@ int Duplicate(int descriptor)
     return ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
 }
 
-// Gives a new file the group and the permissions of the one whose place it takes; those of a group
-// are not for another one, and what makes a program run as another user is not for new bytes.
+// Gives a new file the group and the permissions of the one it replaces. If the group can't be set,
+// neither are its permissions, and the set-ID bits are never copied to new contents.
 void TakeOver(const struct stat& replaced, int descriptor)
 {
     const bool has_group = ::fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid) == 0;

@@ -26,7 +26,7 @@ struct Extent {
     bool is_closed = true;
 };
 
-// Up to the closing quote; a doubled one stands for itself.
+// Up to the closing quote; a doubled quote is part of the text.
 Extent QuotedExtent(std::string_view text, char close)
 {
     for (std::size_t at = 1; at < text.size(); ++at) {
@@ -54,7 +54,7 @@ Extent CommentExtent(std::string_view text)
     return {text.size(), false};
 }
 
-// $tag$...$tag$; of no size where no such quote begins.
+// $tag$...$tag$; of size 0 if no such quote begins here.
 Extent DollarExtent(std::string_view text)
 {
     const auto end_of_tag = text.find('$', 1);

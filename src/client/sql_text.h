@@ -1,25 +1,25 @@
-// What can be told of a statement by its text: quotes and comments are known, SQL's grammar is not.
+// What a statement's text reveals: quotes and comments are recognized, SQL's grammar is not.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-/// A stretch of SQL text: a word (a keyword, a plain name or a number), text or a name in quotes, a
+/// A piece of SQL text: a word (a keyword, a plain name or a number), text or a name in quotes, a
 /// comment, blanks, or one other character.
 struct SqlToken {
     enum Kind { kWord, kQuoted, kComment, kBlank, kOther };
 
     Kind kind = kOther;
     std::string_view text;
-    bool is_closed = true;  // false of a quote or a comment that does not end
+    bool is_closed = true;  // false for an unterminated quote or comment
 
     bool Is(char character) const { return kind == kOther && text.front() == character; }
 };
 
-/// Cuts SQL text into tokens, which together are the text. It knows '', "" and `` with the quote
-/// doubled inside, [] where the data source quotes names so, -- and nested /* */ comments, and
-/// $tag$ quotes.
+/// Splits SQL text into tokens, which together are the text. It recognizes '', "" and `` with the
+/// quote doubled inside, [] if the data source quotes names that way, -- and nested /* */ comments,
+/// and $tag$ quotes.
 class SqlLexer {
 public:
     explicit SqlLexer(std::string_view sql, bool has_brackets = false)
@@ -34,10 +34,10 @@ private:
     bool has_brackets_;
 };
 
-/// What the words of a text say of the statements in it.
+/// What the words of a text say about the statements in it.
 struct StatementTraits {
     bool changes_rows = false;   // one of them inserts, updates, deletes or merges
-    bool may_have_more = false;  // more than one result may come of it
+    bool may_have_more = false;  // it may have more than one result
 };
 
 StatementTraits TraitsOf(std::string_view sql);

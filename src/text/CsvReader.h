@@ -14,16 +14,16 @@
 #include <string_view>
 #include <vector>
 
-/// A file that can't be read, or is no CSV; says which line.
+/// A file can't be read, or is not CSV; says which line.
 struct CsvError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Reads comma-separated values (RFC 4180), or those with another delimiter. Blanks belong to their
-/// field; lines with nothing in them are passed over; a byte order mark at the start, too.
+/// Reads comma-separated values (RFC 4180), or those with another delimiter. Blanks are part of
+/// their field; empty lines are skipped, and so is a byte order mark at the start.
 class CsvReader {
 public:
-    /// A field; nothing where it is empty and not in quotes, which stands for NULL.
+    /// A field; nothing if it is empty and not in quotes, which means NULL.
     using Field = std::optional<std::string_view>;
     using Record = std::span<const Field>;
 
@@ -33,10 +33,10 @@ public:
     CsvReader(const CsvReader&) = delete;
     CsvReader& operator=(const CsvReader&) = delete;
 
-    /// Reads the next record; false behind the last one. Throws CsvError.
+    /// Reads the next record; false after the last one. Throws CsvError.
     bool Next();
 
-    /// The record that Next read last; valid until it reads another.
+    /// The record that Next has read; valid until it reads another.
     Record Fields() const { return fields_; }
 
     /// The line, from 1, on which that record begins.
@@ -45,7 +45,7 @@ public:
     /// The file as messages name it.
     const std::string& Name() const { return name_; }
 
-    /// Bytes of the file that were read so far.
+    /// Bytes of the file read so far.
     std::uint64_t BytesRead() const { return bytes_read_; }
 
 private:
@@ -77,7 +77,7 @@ private:
     std::uint64_t line_ = 1;
     std::uint64_t record_line_ = 1;
     std::uint64_t bytes_read_ = 0;
-    std::string values_;  // of the record, one behind the other
+    std::string values_;  // of the record, one after the other
     std::vector<Extent> extents_;
     std::vector<Field> fields_;
 };
