@@ -56,7 +56,7 @@ int Duplicate(int descriptor)
 }
 
 // Gives a new file the group and the permissions of the one it replaces. If the group can't be set,
-// neither are its permissions, and the set-ID bits are never copied to new contents.
+// its permissions are dropped; set-ID bits are never applied to new contents.
 void TakeOver(const struct stat& replaced, int descriptor)
 {
     const bool has_group = ::fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid) == 0;

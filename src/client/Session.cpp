@@ -12,7 +12,7 @@
 
 namespace {
 
-// The gateway's lines have line ends of their own; output adds those of the terminal.
+// The gateway's lines end in CR LF; whatever displays them adds line ends of its own.
 std::string WithoutLineEnd(std::string line)
 {
     while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {

@@ -88,7 +88,7 @@ private:
     struct Parameter {
         bool is_binary = false;         // bytes unchanged
         bool goes_wide = false;         // text as 2-byte characters
-        bool has_to_be_number = false;  // or else the source would store another one for the text
+        bool has_to_be_number = false;  // for other text the source would silently store one
     };
 
     Statement(const Session& session, Reporter& reporter, StatementTraits traits);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr SQLLEN kWidth = sizeof(wchar_t);
 
-// An indicator that no driver gives and none takes for a request for data.
+// An indicator that no driver returns, and that none takes for a request for data.
 constexpr SQLLEN kUntouched = -99;
 
 std::size_t RowsBytes(std::size_t stride, SQLULEN rows, std::size_t last)
@@ -16,7 +16,8 @@ std::size_t RowsBytes(std::size_t stride, SQLULEN rows, std::size_t last)
     return stride * (rows - 1) + last;
 }
 
-// Where a caller has something of a row, of so many bytes in an array of its own.
+// The address of a row's item in the caller's memory: by row size, or in an array of items of that
+// size.
 char* Address(void* base, std::size_t size, SQLULEN row, const RowLayout& layout)
 {
     const std::size_t stride = layout.row_bytes != 0 ? layout.row_bytes : size;
@@ -52,7 +53,8 @@ BoundText::Source BoundText::At(SQLULEN row, const RowLayout& layout) const
 
 void BoundText::MakeRoom(std::size_t bytes, const RowLayout& layout)
 {
-    // Rows of a structure have no more room than it gives them; else what was made is kept.
+    // Row-wise buffers have exactly the room that the structure gives them; others keep what they
+    // have.
     room_ = std::max<std::size_t>(layout.row_bytes != 0 ? bytes : std::max(room_, bytes), 1);
     stride_ = layout.row_bytes != 0 ? layout.row_bytes : room_;
     indicator_stride_ = layout.row_bytes != 0 ? layout.row_bytes : sizeof(SQLLEN);

@@ -7,14 +7,14 @@
 
 namespace {
 
-// Drivers clear all the room that they are given (libsqlite3odbc.so 0.9998 does), so the first
-// piece has as much as its reader seems to expect.
+// Some drivers clear all the room that they are given (libsqlite3odbc.so 0.9998 does), so the first
+// piece gets as much as its reader seems to expect.
 constexpr std::size_t kLeastRoom = 256;
 constexpr std::size_t kFirstRoom = 8'192;
 constexpr std::size_t kMostHeld = 8U << 20U;
 constexpr std::size_t kMostKept = 1U << 20U;  // of the storage, for the next value
 
-// A driver that cuts its text between characters leaves so much of its room at the most.
+// The most room that a driver leaves unused when it truncates text between characters.
 constexpr std::size_t kMostLeftOut = kLongestUtf8 - 1;
 
 constexpr SQLLEN kWidth = sizeof(wchar_t);
@@ -118,8 +118,8 @@ void HeldText::MakeRoom()
     }
 }
 
-// A driver that says more than it has room for has filled its room, whatever its code. It may leave
-// out the beginning of a character, and it may say anything.
+// A driver that reports more than it has room for has filled its room, whatever its code. It may
+// omit the beginning of a character, and what it reports may be anything.
 void HeldText::Take(SQLRETURN code, SQLLEN indicator)
 {
     const std::size_t room = room_ - 1;
@@ -148,7 +148,7 @@ std::size_t HeldText::Deliver(WideRoom to)
     return progress.characters;
 }
 
-// The indicator of a piece that was cut: what was left before it, in bytes.
+// The indicator of a truncated piece: what was left before it, in bytes.
 SQLLEN HeldText::LeftBefore(std::size_t delivered)
 {
     if (state_ == kMore) {

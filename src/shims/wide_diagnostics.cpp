@@ -1,4 +1,4 @@
-// Diagnostics of the wide shim: a record of its own, or else the driver's.
+// Diagnostics of the wide shim: its own record, or else the driver's.
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
@@ -13,7 +13,7 @@ using OutName = OutText<SQLSMALLINT>;
 
 constexpr SQLINTEGER kUnknownPlace = -2;  // SQL_ROW_NUMBER_UNKNOWN, SQL_COLUMN_NUMBER_UNKNOWN
 
-/// SQLGetDiagField of a record of the shim's own, whose text has characters of a type.
+/// SQLGetDiagField of the shim's own record, for text of a character type.
 template <class Character>
 SQLRETURN TellField(const Diagnosis& diagnosis, SQLSMALLINT number, SQLSMALLINT field,
                     SQLPOINTER value, SQLSMALLINT capacity, SQLSMALLINT* length)
@@ -84,7 +84,7 @@ SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                           std::tuple_cat(std::tuple(type, handle, number, +narrow_state, native),
                                          message.ForDriver()));
     };
-    // psqlodbca.so 13.02 parts a long message into records by the room that it is first asked with
+    // psqlodbca.so 13.02 splits a long message into records by the room of the first request
     // (Statements.AreRefusedWithSeveralRecords).
     OutName tight(text, capacity, length);
     tight.TightenRoom();

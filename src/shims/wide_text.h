@@ -1,4 +1,4 @@
-// Texts among the arguments of a wide function, on their way to the driver's narrow one and back.
+// Text arguments of a wide function, converted for the driver's narrow one and back.
 #pragma once
 
 #include <sql.h>
@@ -23,7 +23,7 @@ inline constexpr Diagnosis kInvalidText{
 inline constexpr Diagnosis kLongText{"HY090", "a text is longer than its length can tell"};
 inline constexpr Diagnosis kCutText{"01004", "a text was cut"};
 
-/// What a length argument counts: ODBC says it for each function.
+/// What a length argument counts, which ODBC defines for each function.
 enum class Counted : SQLINTEGER { kCharacters = 1, kBytes = sizeof(SQLWCHAR) };
 
 /// Text for the driver, with its length.
@@ -34,7 +34,7 @@ public:
         : is_there_(text != nullptr), length_(length)
     {
         if (!is_there_ || (length < 0 && length != SQL_NTS)) {
-            return;  // what is wrong with it the driver says
+            return;  // the driver reports what is wrong with it
         }
         const WideView wide =
             length == SQL_NTS
@@ -75,7 +75,7 @@ private:
     std::string narrow_;
 };
 
-/// Room for text of the driver's, and where its length goes.
+/// Room for the driver's text, and where its length goes.
 template <class Length>
 class OutText {
 public:
@@ -96,12 +96,12 @@ public:
                           static_cast<Length>(narrow_.size()), &told_);
     }
 
-    /// Makes room for as many bytes as the caller has for characters, and whether that was too
-    /// little.
+    /// Makes room for only as many bytes as the caller has for characters; IsShort says whether that
+    /// was too little.
     void TightenRoom() { narrow_.resize(std::max<std::size_t>(places_, 1)); }
     bool IsShort() const { return told_ >= 0 && static_cast<std::size_t>(told_) >= narrow_.size(); }
 
-    /// Writes what the driver wrote, as far as the caller has room.
+    /// Delivers what the driver wrote, as far as the caller has room.
     SQLRETURN Finish(SQLRETURN code)
     {
         if (!SQL_SUCCEEDED(code)) {
@@ -139,7 +139,7 @@ private:
     std::vector<char> narrow_;
 };
 
-/// An argument that is text, or something else, as a number says: text counts in bytes.
+/// An argument that a number identifies as text or something else: the length of text is in bytes.
 template <class Text, class... Plain>
 class Either {
 public:
@@ -166,7 +166,7 @@ using InField = Either<InText<Length>, SQLPOINTER, Length>;
 template <class Length>
 using OutField = Either<OutText<Length>, SQLPOINTER, Length, Length*>;
 
-/// Any other argument goes as it is.
+/// Any other argument is passed unchanged.
 template <class Value>
 struct Plain {
     Value value;
@@ -192,8 +192,8 @@ decltype(auto) AsArgument(Argument& argument)
     }
 }
 
-/// Calls the driver's narrow function in the place of a wide one. The handle is that of the
-/// diagnostics.
+/// Calls the driver's narrow function for a wide one. The handle is the one that diagnostics belong
+/// to.
 template <auto* function, class... Roles>
 SQLRETURN CallNarrow(const char* name, SQLHANDLE handle, Roles... roles)
 {
