@@ -1,11 +1,30 @@
-# Options of every target: warnings, hardening and the sanitizers.
+# What every target of this project is compiled and linked with: warnings, hardening, the sanitizers.
+add_library(own-options INTERFACE)
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2
-                    -Wcast-qual -Wundef -Wdouble-promotion)
-add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
-                    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>)
+# Adds a folder and gives its targets those options, before their own.
+function(add_own_folder folder)
+    add_subdirectory(${folder})
+    get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
+    foreach(target IN LISTS targets)
+        get_target_property(type ${target} TYPE)
+        if(NOT type MATCHES "INTERFACE|UTILITY")
+            target_compile_options(${target} BEFORE PRIVATE
+                $<TARGET_PROPERTY:own-options,INTERFACE_COMPILE_OPTIONS>)
+            target_compile_definitions(${target} PRIVATE
+                $<TARGET_PROPERTY:own-options,INTERFACE_COMPILE_DEFINITIONS>)
+            target_link_options(${target} BEFORE PRIVATE
+                $<TARGET_PROPERTY:own-options,INTERFACE_LINK_OPTIONS>)
+        endif()
+    endforeach()
+endfunction()
+
+target_compile_options(own-options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wcast-qual -Wundef
+    -Wdouble-promotion
+    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>)
 if(ORVELGW_WERROR)
-    add_compile_options(-Werror)
+    target_compile_options(own-options INTERFACE -Werror)
 endif()
 
 # What not every compiler or processor has. An unloaded library must be gone: GCC's unique symbols would
@@ -17,27 +36,28 @@ foreach(flag -fno-gnu-unique -fstack-clash-protection -fcf-protection -mbranch-p
     string(MAKE_C_IDENTIFIER "HAS${flag}" has)
     check_cxx_compiler_flag(${flag} ${has})
     if(${has})
-        add_compile_options($<$<COMPILE_LANGUAGE:CXX>:${flag}>)
+        target_compile_options(own-options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:${flag}>)
     endif()
 endforeach()
 unset(CMAKE_REQUIRED_FLAGS)
-add_compile_options(-fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
-                    -fstack-protector-strong)
-add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
+target_compile_options(own-options INTERFACE
+    -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden> -fstack-protector-strong)
+target_link_options(own-options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
 
-add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>
-                        $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+target_compile_definitions(own-options INTERFACE
+    $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS> $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 
 if(ORVELGW_FUZZ)
     # Optimised, or a fuzz target gets nowhere; every line counted.
-    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
-                        -fno-omit-frame-pointer -O1 -g)
-    add_link_options(-fsanitize=address,undefined)
+    target_compile_options(own-options INTERFACE
+        -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g)
+    target_link_options(own-options INTERFACE -fsanitize=address,undefined)
 elseif(ORVELGW_SANITIZE)
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    add_link_options(-fsanitize=address,undefined)
+    target_compile_options(own-options INTERFACE
+        -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(own-options INTERFACE -fsanitize=address,undefined)
 else()
-    add_link_options(-Wl,-z,defs)
+    target_link_options(own-options INTERFACE -Wl,-z,defs)
 endif()
 
 # iODBC 3.52.9 loses what its globals point to when it is unloaded with the gateway, a few hundred

@@ -20,8 +20,8 @@ namespace {
 using scripted::Current;
 
 // Calls of a run, and of the driver manager in it; from then on every function fails.
-constexpr int kMostCalls = 40;
-constexpr int kMostFunctions = 1'000;
+constexpr int kMaxCalls = 40;
+constexpr int kMaxFunctions = 1'000;
 
 // What costs memory and time, and shows nothing new beyond it.
 constexpr int kLargestPlace = 1 << 18;
@@ -37,7 +37,7 @@ struct HostThrew {};
 
 [[noreturn]] void Fail(const std::string& what)
 {
-    std::fprintf(stderr, "%s%s\n", Current().Taken().c_str(), what.c_str());
+    std::fprintf(stderr, "%s%s\n", Current().TakeCalls().c_str(), what.c_str());
     std::abort();
 }
 
@@ -72,11 +72,11 @@ public:
         if (!Rarely()) {
             // Most runs have something to work on, or few would come far.
             Current().answer = nullptr;
-            Keep("DSNConnect", gateway.Call("DSNConnect", {"x"}));
-            Keep("AllocStatement", gateway.CallOn(connections_.at(0), "AllocStatement"));
+            StoreHandle("DSNConnect", gateway.Call("DSNConnect", {"x"}));
+            StoreHandle("AllocStatement", gateway.CallOn(connections_.at(0), "AllocStatement"));
             Current().answer = [this](std::string_view /*function*/) { return Answer(); };
         }
-        for (int calls = 0; calls < kMostCalls && data_.remaining_bytes() > 0; ++calls) {
+        for (int calls = 0; calls < kMaxCalls && data_.remaining_bytes() > 0; ++calls) {
             OneCall(gateway,
                     gateway.Table()[data_.ConsumeIntegralInRange(0, ORVEL_TABLE_ROWS - 1)]);
         }
@@ -178,7 +178,7 @@ private:
 
     std::optional<SQLRETURN> Answer()
     {
-        if (++functions_ > kMostFunctions) {
+        if (++functions_ > kMaxFunctions) {
             return SQL_ERROR;
         }
         const auto choice = data_.ConsumeIntegral<uint8_t>();
@@ -202,7 +202,7 @@ private:
         value.bytes = Bytes(140'000);
         value.length = data_.ConsumeBool() ? static_cast<SQLLEN>(value.bytes.size()) : Number();
         value.number = data_.ConsumeIntegral<uint8_t>() % 8 != 0 ? Number() : INT64_MIN;
-        value.is_told = !Rarely();
+        value.has_length = !Rarely();
         return value;
     }
 
@@ -215,7 +215,7 @@ private:
         }
     }
 
-    void Keep(std::string_view entry, const Reply& reply)
+    void StoreHandle(std::string_view entry, const Reply& reply)
     {
         if (entry.find("onnect") != std::string_view::npos &&
             entry.find("Option") == std::string_view::npos && reply.length == 8) {
@@ -246,7 +246,7 @@ private:
         }
         try {
             const Reply reply = gateway.Call(row.name, inputs);
-            Keep(row.name, reply);
+            StoreHandle(row.name, reply);
             CheckOutput(row, reply);
         } catch (const HostThrew&) {
         }

@@ -106,14 +106,43 @@
  *     host installs later must not call the library's, and the host must not put that back, once
  *     the library is unloaded. A thread that a driver starts is not the library's: its SIGPIPE ends
  *     the process. exec() brings SIG_DFL back.
- *     Connections are of the process that opened them: a child of fork() must call no entry before
- *     exec(), and its exit, or its unloading of the library, closes none of them.
  *     Attributes go to the driver unchecked, and a driver follows an address. By "SetStmtOption" a
  *     host must set none whose value is one: 16, 17, 19, 20, 21, 23, 24, 25, 26, 10010 and 10011 of
  *     ODBC, nor by "SetConnectOption" one whose value is a text (105, 106 and 109). The text of
  *     "SetStrConnectOption" must not be null.
- *     Unloading and exit disconnect every connection that is left; what was not committed is for
- *     the data source to decide.
+ *
+ * 12. Lifetime. Loading makes no ODBC call; the environment comes with the first connection.
+ *     dlclose() and exit() disconnect every connection that is left and free the environment; what
+ *     was not committed is for the data source to decide. Both wait for the drivers, ignore what
+ *     these throw or refuse, and call no slot of the host's. No entry may be running then, and
+ *     afterwards the table, its rows and its functions are gone. Loaded again, the library starts
+ *     afresh: options off, no connection, no error. At exit() a handler that the host gave to
+ *     atexit() after it loaded the library runs before that and may still call entries; one given
+ *     earlier must not. _exit(), quick_exit() and a signal that ends the process disconnect
+ *     nothing.
+ *     Connections are of the process that opened them: a child of fork() must call no entry before
+ *     exec(), and its exit, or its unloading of the library, closes none of them.
+ *
+ * Entries
+ *
+ *     Every entry is an int32_t function; its arguments are the letters of its signature, explained
+ *     below. docs/callouts.md has a section for each of the 73, with its arguments, its result, the
+ *     ODBC calls it makes and the trace records it writes. By subject:
+ *
+ *     connections   Connect ConnectWithTimeout DSNConnect DSNConnectWithTimeout Disconnect
+ *                   RemoveConnection SetConnectOption SetStrConnectOption Transact
+ *     diagnostics   WasError GetSQLErrors GetLastSQLCode
+ *     options       SetLogOption SetUnicodeOption SetLegacyOption; GetUV GetGTWVersion Test
+ *     statements    AllocStatement DropStatement Prepare PrepareW PreparseSQL Execute MoreResults
+ *                   CloseCursor RowCount NumResultCols SetStmtOption
+ *     results       DescribeColumns NumColAttribute StrColAttribute StrColAttributeW Fetch
+ *                   GetOneRow FetchRows GetData GetDataW GetDataEx GetDataExW
+ *     parameters    BindParameters BindParameter UnbindParameters SetParameter SetParameterBinary
+ *                   GetParameter ParamData PutData PutDataW DescribeParameters
+ *     catalogs      Tables Columns ColumnPrivileges TablePrivileges DescribeProcedures
+ *                   DescribeProcedureColumns PrimaryKeys SpecialColumns Statistics ForeignKeys,
+ *                   and each with a W at its end, for 2-byte names
+ *     information   GetInfo GetTypeInfo DataSources
  */
 #ifndef ORVELGW_H
 #define ORVELGW_H
@@ -121,6 +150,20 @@
 #include <assert.h>
 #include <stddef.h>
 #include <stdint.h>
+
+/* The version of this header, and of the library that belongs to it. The first number is that of
+ * the interface, which "GetGTWVersion" reports of the library that was loaded. */
+#define ORVEL_VERSION_MAJOR 10
+#define ORVEL_VERSION_MINOR 0
+#define ORVEL_VERSION_PATCH 0
+#define ORVEL_INTERFACE_VERSION ORVEL_VERSION_MAJOR
+
+/* The library's name for dlopen(): of this interface, and of whichever is installed. */
+#define ORVEL_LIBRARY "liborvelgw.so.10"
+#define ORVEL_LIBRARY_OF_ANY_VERSION "liborvelgw.so"
+
+/* What the library exports. A host that finds it by dlsym() needs the types alone. */
+#define ORVEL_EXPORT __attribute__((visibility("default")))
 
 #ifdef __cplusplus
 extern "C" {
@@ -191,8 +234,9 @@ static_assert(offsetof(ORVEL_ZFE, signature) == 8, "ORVEL_ZFE.signature");
 static_assert(offsetof(ORVEL_ZFE, function) == 16, "ORVEL_ZFE.function");
 
 enum {
-    ORVEL_TABLE_ROWS = 73,       /* rows of the callout table before the null row */
-    ORVEL_INTERFACE_VERSION = 10 /* what "GetGTWVersion" reports */
+    ORVEL_TABLE_ROWS = 73,        /* rows of the callout table before the null row */
+    ORVEL_ROOM_FOR_HANDLE = 8,    /* behind the length word of an output: convention 5 */
+    ORVEL_ROOM_FOR_ROWS = 3641144 /* and of "FetchRows" */
 };
 
 /* The host function table: an array of pointers, filled by the host. The library calls the five
@@ -248,13 +292,13 @@ enum {
     ORVEL_TOO_MUCH_DATA = -28       /* "FetchRows": the list would reach 3,641,145 bytes */
 };
 
-/* What "WasError" reports of the call before it; the first that holds, but no data goes before an
- * error. */
+/* What "WasError" reports of the call before it: the first of these that holds, in this order. So
+ * 100 hides an error, and -1000 hides everything. */
 enum {
     ORVEL_WAS_EXCEPTION = -1000, /* something was thrown inside the entry */
     ORVEL_WAS_BAD_TYPE = -27,    /* a C type that the entry does not serve */
-    ORVEL_WAS_ERROR = -1,        /* an ODBC call failed, or a handle was not known */
     ORVEL_WAS_NO_DATA = 100,     /* "Fetch" found no further row */
+    ORVEL_WAS_ERROR = -1,        /* an ODBC call failed, or a handle was not known */
     ORVEL_WAS_SUCCESS = 0
 };
 
@@ -264,7 +308,14 @@ enum {
  *     callbackp   the host's callback structure; kept and not used, may be null
  *     functabp    the host function table, ORVEL_HOST_SLOTS pointers at least
  */
-const ORVEL_ZFE* GetZFTable(const void* callbackp, const orvel_function* functabp);
+ORVEL_EXPORT const ORVEL_ZFE* GetZFTable(const void* callbackp, const orvel_function* functabp);
+
+/* What dlsym(library, "GetZFTable") finds. */
+typedef const ORVEL_ZFE* (*orvel_get_table)(const void* callbackp, const orvel_function* functabp);
+
+/* The callout table itself, which GetZFTable returns. It can be read without calling GetZFTable, by
+ * a program that only lists it; its entries can't be called before. */
+ORVEL_EXPORT extern const ORVEL_ZFE zfedll[ORVEL_TABLE_ROWS + 1];
 
 #ifdef __cplusplus
 }

@@ -9,6 +9,12 @@ if ! mkdir -p build 2>/dev/null || [ ! -w build ]; then
     exit 1
 fi
 
+# Where ccache is there it remembers compilations, those of other checkouts, too.
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+fi
+
 build_packages="g++ cmake ninja-build pkg-config libiodbc2-dev libcli11-dev libfmt-dev libffi-dev
     libcsv-dev libutf8proc-dev libgtest-dev libbenchmark-dev"
 
@@ -82,6 +88,6 @@ build() {
 run_tests() {
     local preset=$1
     shift
-    ctest --preset "$preset" --progress "$@"
+    ctest --preset "$preset" --progress --parallel "$(nproc)" "$@"
     sed -n 's/^left out: /   &/p' "build/$preset/Testing/Temporary/LastTest.log" | sort -u >&2
 }

@@ -2,12 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "TemporaryFolder.h"
 #include "client/ResultSink.h"
 #include "client/Session.h"
 #include "client/Statement.h"
@@ -53,13 +57,14 @@ scripted::Value Text(const std::wstring& text, SQLRETURN code = SQL_SUCCESS)
 class ClientTest : public ScriptedTest {
 protected:
     /// Runs a statement and returns all that came of it; a failure stands at the end.
-    std::string Run(const std::string& sql)
+    std::string Run(const std::string& sql, const std::vector<ParameterValue>& values = {})
     {
         Log log;
         try {
             const Session session(*gateway, {}, "x");
             Statement run(session, sql, log);
-            scripted::Current().Taken();
+            run.Bind(values);
+            scripted::Current().TakeCalls();
             log.text += run.Run(log).has_unreadable_values ? "exit 1\n" : "";
         } catch (const SqlError& error) {
             log.text += std::string("failed: ") + error.what() +
@@ -93,7 +98,7 @@ protected:
     }
 };
 
-TEST_F(ClientTest, SaysAllThatComesOfAResult)
+TEST_F(ClientTest, ReportsEverythingAboutAResult)
 {
     struct Case {
         const char* what;
@@ -133,7 +138,7 @@ TEST_F(ClientTest, SaysAllThatComesOfAResult)
     }
 }
 
-TEST_F(ClientTest, AsksForMoreResultsWhereThereCanBeSome)
+TEST_F(ClientTest, AsksForMoreResultsOnlyIfThereCanBeSome)
 {
     struct Case {
         const char* sql;
@@ -155,7 +160,8 @@ TEST_F(ClientTest, AsksForMoreResultsWhereThereCanBeSome)
     for (const Case& c : cases) {
         scripted::Current().values = {{.length = 1, .bytes = "Y"}};
         Run(c.sql);
-        EXPECT_EQ(scripted::Current().Taken().find("SQLMoreResults") != std::string::npos, c.asks)
+        EXPECT_EQ(scripted::Current().TakeCalls().find("SQLMoreResults") != std::string::npos,
+                  c.asks)
             << c.sql;
     }
 }
@@ -185,6 +191,41 @@ TEST_F(ClientTest, CountsWhatChangesRows)
     EXPECT_EQ(Run("BEGIN"), "warned  SQLState: (01000) NativeError: [7] Message: mind\ndone\n");
     scripted::Current().throwing.insert("SQLExecute");
     EXPECT_EQ(Run("BEGIN").substr(0, 32), "failed: Execute met an exception");
+}
+
+// The driver changes the file that is sent, once it has taken a piece of it.
+TEST_F(ClientTest, SendsAFileAsLongAsItWas)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.path / "sent";
+    struct Case {
+        std::uintmax_t size;  // that the file has by the second piece
+        const char* log;
+    };
+    const Case cases[] = {
+        {100'000, "0 changed\n"},
+        {100'001, "failed: sent: the file became longer while it was sent\n"},
+        {70'000, "failed: sent: the file became shorter while it was sent\n"},
+    };
+    for (const Case& c : cases) {
+        std::ofstream(file) << std::string(100'000, 'x');
+        scripted::Current().markers = 1;
+        bool has_begun = false;
+        scripted::Current().columns = 0;
+        scripted::Current().answer = [&](std::string_view name) -> std::optional<SQLRETURN> {
+            if (name == "SQLPutData") {
+                std::filesystem::resize_file(file, c.size);
+            }
+            const bool asks = name == "SQLParamData" && !std::exchange(has_begun, true);
+            return asks || name == "SQLExecute" ? std::optional<SQLRETURN>(SQL_NEED_DATA)
+                                                : std::nullopt;
+        };
+        std::string log = Run("INSERT", {FileValue{file}});
+        if (const auto at = log.find(file); at != std::string::npos) {
+            log.replace(at, file.size(), "sent");
+        }
+        EXPECT_EQ(log, c.log);
+    }
 }
 
 }  // namespace

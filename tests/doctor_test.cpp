@@ -96,7 +96,7 @@ TEST(Doctor, TellsOfEveryPart)
     const Finished run = RunDoctor(std::string(kMemory) + ";PWD=hush;Port={a;b}", "LC_ALL=C");
     EXPECT_EQ(run.exit_code, 0) << run.messages;
     Expect(run.data,
-           {"/liborvelgw.so, interface 10, package 10.0.0", "driver manager ok iODBC 3.52",
+           {"/liborvelgw.so.10.0.0, interface 10, package 10.0.0", "driver manager ok iODBC 3.52",
             "LC_CTYPE ok C.UTF-8", "the tool's own choice; an engine started in this environment",
             "data source found DRIVER={SQLite3};Database=:memory:;PWD=***;Port={a;b}\n",
             "long text in small pieces ok garbled ok\n",

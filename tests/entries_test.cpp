@@ -206,7 +206,7 @@ protected:
         const bool is_wide = odbc == "SQLColAttributeW" || odbc == "SQLGetData";
         Current().values = {{.length = 2, .bytes = is_wide ? WideBytes(L"va") : "va", .number = 7}};
         TraceOn();
-        Current().Taken();
+        Current().TakeCalls();
     }
     Reply CallWith(const std::string& handle) { return CallOn(handle, entry.name, entry.rest); }
     /// The BEGIN record of a call, of whose handle is shown what is given.
@@ -256,7 +256,7 @@ TEST_P(EachEntry, RejectsAnUnknownHandle)
     const Reply reply = CallWith(unknown);
     EXPECT_EQ(reply.code, entry.answers == Answers::kCode ? -2 : Reply::kUntouched);
     EXPECT_EQ(reply.length, 0U) << "no output";
-    EXPECT_EQ(Current().Taken(), "") << "nothing reaches the driver";
+    EXPECT_EQ(Current().TakeCalls(), "") << "nothing reaches the driver";
     const auto end =
         entry.unknown_label != nullptr ? fmt::format("{} END  -2\n", entry.unknown_label) : "";
     const char* shown = entry.traced == 2 ? "\"\\t\\x03\"" : "handle 0x309";

@@ -301,8 +301,8 @@ private:
         const bool connects = row_.name != std::string_view("DataSources");
         const bool is_first = connects && !setting_.is_open && reply.length == 0 &&
                               (failed == "SQLAllocHandle" || failed == "SQLSetEnvAttr");
-        const bool is_told = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
-        Check(is_told || is_first, "the exception is not told of " + failed);
+        const bool is_reported = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
+        Check(is_reported || is_first, "the exception is not told of " + failed);
         const bool is_removal = row_.name == std::string_view("RemoveConnection");
         const bool is_record = watched.failure.kind == Failure::kRecord;
         Check(!is_record || !ThrowsAtHost() || !setting_.is_open,

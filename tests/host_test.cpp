@@ -61,7 +61,7 @@ TEST_F(ScriptedTest, TableIsTheLibrarysOwn)
 }
 
 // The page for those who write a host names every row of the table, and no other.
-TEST_F(ScriptedTest, PageOfCalloutsIsInStep)
+TEST_F(ScriptedTest, PageOfCalloutsListsEveryRow)
 {
     std::set<std::string> rows;
     for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row) {
@@ -86,7 +86,7 @@ TEST_F(ScriptedTest, FreshAfterUnloading)
     EXPECT_EQ(Code("GetUV"), 1);
     EXPECT_EQ(Code("GetGTWVersion"), 10);
     gateway.reset();
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\nSQLFreeHandle(1,env1)\n");
     EXPECT_EQ(dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr) << "it is still loaded";
     Load();
@@ -200,13 +200,13 @@ TEST_F(ScriptedTest, LeavesTheParentsConnectionsToIt)
 {
     Open();
     const auto end_as_a_child = [&] {
-        Current().Taken();
+        Current().TakeCalls();
         gateway.reset();
-        std::exit(Current().Taken().empty() ? 0 : 1);
+        std::exit(Current().TakeCalls().empty() ? 0 : 1);
     };
     EXPECT_EXIT(end_as_a_child(), testing::ExitedWithCode(0), "");
     gateway.reset();
-    EXPECT_NE(Current().Taken().find("SQLDisconnect"), std::string::npos);
+    EXPECT_NE(Current().TakeCalls().find("SQLDisconnect"), std::string::npos);
     Load();
 }
 

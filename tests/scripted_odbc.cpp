@@ -161,8 +161,8 @@ void Fill(void* buffer, SQLLEN capacity, const std::string& bytes)
     }
 }
 
-template <class Number, class Told>
-void Tell(Number* to, Told number)
+template <class Number, class Source>
+void Store(Number* to, Source number)
 {
     if (to != nullptr) {
         *to = static_cast<Number>(number);
@@ -176,7 +176,7 @@ SQLRETURN Bring(SQLRETURN code, void* buffer, SQLLEN capacity, Tell tell)
     const Inside inside;
     const Value value = NextValue();
     Fill(buffer, capacity, value.bytes);
-    if (value.is_told) {
+    if (value.has_length) {
         tell(value);
     }
     return code == SQL_SUCCESS ? value.code : code;
@@ -197,7 +197,7 @@ std::string WideBytes(const std::wstring& text)
     return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)};
 }
 
-std::string Script::Taken()
+std::string Script::TakeCalls()
 {
     std::string all;
     for (const std::string& call : std::exchange(calls, {})) {
@@ -420,9 +420,9 @@ SQLRETURN SQLNumParams(SQLHSTMT statement, SQLSMALLINT* count)
         const SQLRETURN code = Answer(#function, Shown(statement), column, capacity);          \
         const SQLLEN bytes = SQLLEN{capacity} * SQLLEN{sizeof(C)};                             \
         return scripted::Bring(code, name, bytes, [&](const scripted::Value& value) {          \
-            scripted::Tell(length, value.length);                                              \
+            scripted::Store(length, value.length);                                             \
             *type = SQL_VARCHAR;                                                               \
-            scripted::Tell(size, value.number);                                                \
+            scripted::Store(size, value.number);                                               \
         });                                                                                    \
     }
 DESCRIBES(SQLDescribeCol, SQLCHAR)
@@ -434,8 +434,8 @@ DESCRIBES(SQLDescribeColW, SQLWCHAR)
     {                                                                                              \
         const SQLRETURN code = Answer(#function, Shown(statement), column, field, capacity);       \
         return scripted::Bring(code, text, capacity, [&](const scripted::Value& value) {           \
-            scripted::Tell(length, value.length);                                                  \
-            scripted::Tell(number, value.number);                                                  \
+            scripted::Store(length, value.length);                                                 \
+            scripted::Store(number, value.number);                                                 \
         });                                                                                        \
     }
 HAS_ATTRIBUTES(SQLColAttribute)
@@ -477,7 +477,7 @@ SQLRETURN SQLDescribeParam(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT*
     const SQLRETURN code = Answer("SQLDescribeParam", Shown(statement), number);
     return scripted::Bring(code, nullptr, 0, [&](const scripted::Value& value) {
         *type = SQL_WCHAR;
-        scripted::Tell(size, value.number);
+        scripted::Store(size, value.number);
         *digits = 2;
         *nullable = 1;
     });
@@ -504,7 +504,7 @@ SQLRETURN SQLGetInfo(SQLHDBC connection, SQLUSMALLINT type, SQLPOINTER buffer, S
 {
     const SQLRETURN code = Answer("SQLGetInfo", Shown(connection), type, capacity, *length);
     scripted::Bring(code, buffer, capacity,
-                    [&](const scripted::Value& value) { scripted::Tell(length, value.length); });
+                    [&](const scripted::Value& value) { scripted::Store(length, value.length); });
     return code;
 }
 
@@ -514,11 +514,11 @@ SQLRETURN SQLDataSources(SQLHENV environment, SQLUSMALLINT direction, SQLCHAR* n
 {
     const SQLRETURN code =
         Answer("SQLDataSources", Shown(environment), direction, name_capacity, capacity);
-    const auto bring = [](SQLCHAR* text, SQLSMALLINT room, SQLSMALLINT* told) {
+    const auto bring = [](SQLCHAR* text, SQLSMALLINT room, SQLSMALLINT* text_length) {
         const scripted::Inside inside;
         const scripted::Value value = scripted::NextValue();
         scripted::Fill(text, room, value.bytes);
-        *told = static_cast<SQLSMALLINT>(value.length);
+        *text_length = static_cast<SQLSMALLINT>(value.length);
     };
     bring(name, name_capacity, name_length);
     bring(description, capacity, length);

@@ -22,7 +22,7 @@ struct Value {
     SQLLEN length = 0;       // the indicator, or the length of a name
     std::string bytes = {};  // written to the buffer, cut to it
     SQLLEN number = 0;       // the numeric attribute, or the column's size
-    bool is_told = true;     // length and number are written
+    bool has_length = true;  // length and number are written
 };
 
 /// A value of wide text: its characters as they lie in memory, its length in units of the caller's.
@@ -73,7 +73,7 @@ struct Script {
     std::vector<std::string> misuses;  // of handles and buffers, by the library
 
     /// The calls since the last time they were taken, one a line.
-    std::string Taken();
+    std::string TakeCalls();
 
     /// A handle that will not be freed, with those that hang on it.
     void GiveUp(SQLHANDLE handle);

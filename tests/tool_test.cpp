@@ -236,6 +236,25 @@ TEST_F(ToolFiles, GetsIntoWhatItMayReplace)
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 8) << "and no part of one";
 }
 
+TEST_F(ToolFiles, LosesNothingToAFileThatFails)
+{
+    namespace fs = std::filesystem;
+    const auto run = [&](const std::string& words) {
+        return WEXITSTATUS(std::system((ORVELGW_TOOL " " + Database() + words).c_str()));
+    };
+    EXPECT_EQ(run("-c 'SELECT 1' >/dev/full 2>" + File("messages")), 1);
+    EXPECT_EQ(Slurp(File("messages")), "(1 row)\norvelgw: the output could not be written\n");
+    Written("out", "old");
+    fs::permissions(File("out"), fs::perms(0640));
+    EXPECT_EQ(run("-c 'SELECT abs(-9223372036854775808)' --get " + File("out") + " 2>/dev/null"),
+              1);
+    EXPECT_EQ(Slurp(File("out")), "old");
+    EXPECT_EQ(run("-c \"SELECT 'new'\" --get " + File("out") + " 2>/dev/null"), 0);
+    EXPECT_EQ(Slurp(File("out")), "new");
+    EXPECT_EQ(fs::status(File("out")).permissions(), fs::perms(0640));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 3) << "and no part of a file";
+}
+
 TEST_F(ToolFiles, ScriptsGoWhereTheyStand)
 {
     namespace fs = std::filesystem;
@@ -277,6 +296,9 @@ TEST_F(ToolFiles, LeavesNoPartWhereASignalEndsIt)
 TEST_F(ToolFiles, ImportsAllRecordsOrNone)
 {
     Sql("CREATE TABLE t(id INTEGER NOT NULL, name VARCHAR(10), \\\"a b\\\" DECIMAL(8,2))");
+    Sql("CREATE TABLE quoted(\\\"a \\\"\\\"b\\\"\\\"\\\" INTEGER)");
+    EXPECT_EQ(Tool("--import " + Written("q.csv", "\"a \"\"b\"\"\"\n5\n") + " quoted").exit_code,
+              0);
     const std::string good = Written("good.csv",
                                      "\xEF\xBB\xBF"
                                      "ID,a b,name\r\n"

@@ -19,7 +19,7 @@ constexpr std::string_view kInputs = "cbsij";
 constexpr std::string_view kOutputs = "BSJNP";
 
 // The minimum room of an output long string, in units.
-constexpr std::size_t kLeastUnits = 2;
+constexpr std::size_t kMinUnits = 2;
 
 // Room for the largest output there is: 65,535 diagnostic records of 600 bytes. Only pages that are
 // written to use memory.
@@ -66,7 +66,7 @@ std::size_t CallHost::Room(const ORVEL_ZFE& /*row*/, const std::vector<Argument>
     // The last integer is the number of units asked for.
     const auto* asked_for = inputs.empty() ? nullptr : std::get_if<int32_t>(&inputs.back());
     const auto units = static_cast<std::size_t>(asked_for != nullptr ? std::max(*asked_for, 0) : 0);
-    return std::max(kOutputSize, 2 * (units + kLeastUnits));
+    return std::max(kOutputSize, 2 * (units + kMinUnits));
 }
 
 /// One call's arguments as the entry takes them, and the storage behind them.

@@ -18,9 +18,9 @@ namespace {
 // file that a process has open.
 fs::path Followed(fs::path path)
 {
-    constexpr int kMostLinks = 40;
+    constexpr int kMaxLinks = 40;
     std::error_code error;
-    for (int links = 0; links < kMostLinks && fs::is_symlink(path, error); ++links) {
+    for (int links = 0; links < kMaxLinks && fs::is_symlink(path, error); ++links) {
         const fs::path folder = path.parent_path();
         struct statfs system {};
         if (::statfs(folder.empty() ? "." : folder.c_str(), &system) != 0 ||
@@ -136,12 +136,12 @@ void OutputFile::Write(std::string_view bytes)
     }
 }
 
-void OutputFile::Keep()
+void OutputFile::Commit()
 {
     if (part_) {
         if (::fsync(descriptor_) != 0 || ::rename(part_->Path().c_str(), target_.c_str()) != 0) {
             Fail();
         }
-        part_->LetGo();
+        part_->Release();
     }
 }

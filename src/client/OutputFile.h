@@ -29,7 +29,7 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     void Write(std::string_view bytes);
-    void Keep();
+    void Commit();
 
 private:
     [[noreturn]] void Fail() const;

@@ -116,11 +116,11 @@ TemporaryPath::~TemporaryPath()
 {
     if (!path_.empty()) {
         Remove(path_.c_str());
-        LetGo();
+        Release();
     }
 }
 
-void TemporaryPath::LetGo()
+void TemporaryPath::Release()
 {
     for (Slot& slot : slots) {
         if (IsTaken(slot) && slot.path == path_) {

@@ -18,7 +18,7 @@ public:
     const std::string& Path() const { return path_; }
 
     /// Keeps it: it is no longer removed.
-    void LetGo();
+    void Release();
 
     /// Removes all of them. For the program's own handler of a signal that ends it.
     static void RemoveAll() noexcept;

@@ -34,7 +34,7 @@ bool IsSecretWord(const std::string& word)
 // words, and other text, such as an SQL statement, may come before it.
 bool EndsWithSecretKey(std::string_view text)
 {
-    constexpr int kMostWords = 2;
+    constexpr int kMaxWords = 2;
     static constexpr const char* kParts[] = {"KEY", "CREDENTIAL", "AUTHCODE"};
     std::string key(text.substr(text.find_last_of(";{}?&=\"'") + 1));
     key = key.substr(0, key.find_last_not_of(' ') + 1);
@@ -42,7 +42,7 @@ bool EndsWithSecretKey(std::string_view text)
         return true;
     }
     key.erase(0, key.find_first_not_of(' '));
-    const bool is_key = std::ranges::count(key, ' ') < kMostWords;
+    const bool is_key = std::ranges::count(key, ' ') < kMaxWords;
     std::erase_if(key, [](char c) { return !IsAlphanumericInAscii(c); });
     return is_key && (IsSecretWord(key) || Mentions(key, kParts) || IsKey(key, "PAT"));
 }

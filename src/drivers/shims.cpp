@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "client/own_files.h"
 #include "drivers/driver_kind.h"
 
 namespace fs = std::filesystem;
@@ -26,6 +27,14 @@ fs::path DriverFoundFrom(const fs::path& shim, const std::string& driver_name)
     std::error_code none;
     const fs::path beside = shim.parent_path() / driver_name;
     return fs::exists(beside, none) ? beside : fs::path(ORVELGW_DRIVER_FOLDER) / driver_name;
+}
+
+// The shim that is copied.
+fs::path OriginalOf(const ShimFace& face, const fs::path& library)
+{
+    const fs::path found =
+        FindOwnFile(library.parent_path(), face.library, ORVELGW_SHIM_FOLDER_FROM_LIBRARY);
+    return found.empty() ? library.parent_path() / face.library : found;
 }
 
 // Why a driver can't have this shim; empty: it can.
@@ -121,8 +130,9 @@ std::optional<ShimFile> AsShim(const fs::path& file)
 fs::path ShimPath(const ShimFace& face, const fs::path& library, const fs::path& driver,
                   const fs::path& folder)
 {
-    const fs::path own = driver.parent_path() == ORVELGW_DRIVER_FOLDER ? library.parent_path()
-                                                                       : driver.parent_path();
+    const fs::path own = driver.parent_path() == ORVELGW_DRIVER_FOLDER
+                             ? OriginalOf(face, library).parent_path()
+                             : driver.parent_path();
     return (folder.empty() ? own : folder) / (face.prefix + driver.filename().string());
 }
 
@@ -138,7 +148,7 @@ fs::path MakeShim(const ShimFace& face, const fs::path& library, const fs::path&
     if (const std::string why = Objection(face, driver); !why.empty()) {
         Refuse(driver, why);
     }
-    const fs::path shim = library.parent_path() / face.library;
+    const fs::path shim = OriginalOf(face, library);
     fs::path made = fs::absolute(ShimPath(face, library, driver, folder)).lexically_normal();
     std::error_code none;
     if (!fs::exists(shim, none)) {

@@ -1,4 +1,4 @@
-// The shims next to the gateway, and the drivers that they are for.
+// The shims that come with the gateway, and the drivers that they are for.
 #pragma once
 
 #include <filesystem>
@@ -35,8 +35,8 @@ std::optional<ShimFile> AsShim(const std::filesystem::path& file);
 /// Whether a file is a copy of a shim or a link to one, whatever its name.
 bool IsShim(const std::filesystem::path& file);
 
-/// The path of a driver's shim in a folder. Without a folder it goes next to the gateway's library
-/// or, if the driver is not in Debian's folder of ODBC drivers, next to the driver.
+/// The path of a driver's shim in a folder. Without a folder it goes next to the shims or, if the
+/// driver is not in Debian's folder of ODBC drivers, next to the driver.
 std::filesystem::path ShimPath(const ShimFace& face, const std::filesystem::path& library,
                                const std::filesystem::path& driver,
                                const std::filesystem::path& folder = {});
@@ -44,7 +44,7 @@ std::filesystem::path ShimPath(const ShimFace& face, const std::filesystem::path
 /// The driver file with a path, or with a file name in Debian's folder of ODBC drivers.
 std::filesystem::path DriverNamed(const std::string& words);
 
-/// Copies the shim from next to the gateway's library and returns the copy's path. Throws
+/// Copies the shim that belongs to a gateway's library and returns the copy's path. Throws
 /// std::runtime_error if the driver is missing or needs no such shim, if the copy would not find
 /// it, or if another file has the copy's name.
 std::filesystem::path MakeShim(const ShimFace& face, const std::filesystem::path& library,

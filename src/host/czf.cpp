@@ -60,8 +60,6 @@ consteval const char* Signature(const char* letters)
 
 extern "C" {
 
-extern const ORVEL_ZFE zfedll[ORVEL_TABLE_ROWS + 1];
-
 const ORVEL_ZFE zfedll[ORVEL_TABLE_ROWS + 1] = {
     ROW("Connect", "cccB", Connect),
     ROW("DSNConnect", "cB", DSNConnect),

@@ -14,7 +14,7 @@ namespace {
 constexpr SQLSMALLINT kTextCapacity = 511;
 
 // The limit for a driver that never runs out of records.
-constexpr int kMostRecords = 65'535;
+constexpr int kMaxRecords = 65'535;
 
 }  // namespace
 
@@ -72,7 +72,7 @@ int CSQLError::GetErrors(SQLHENV environment, SQLHDBC connection, SQLHSTMT state
     Take(environment, connection, statement);
     ZString list;
     if (HandlesGiven()) {
-        for (int number = 1; number <= kMostRecords && Succeeded(ReadRecord(number)); ++number) {
+        for (int number = 1; number <= kMaxRecords && Succeeded(ReadRecord(number)); ++number) {
             list.AppendNTString(Line().c_str());
         }
     }

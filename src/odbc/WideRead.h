@@ -14,7 +14,7 @@
 /// caller's buffer. It makes three errors, each shown by a test of tests/sources:
 ///   - it widens even where the driver wrote nothing (NULL, no data, an error), as a terminated
 ///     string, and overruns a buffer that doesn't start with a zero: WideRead.NullAfterLongValue;
-///   - it multiplies the indicator of a NULL by four, to -4: WideRead.NullIsTold;
+///   - it multiplies the indicator of a NULL by four, to -4: WideRead.ReportsNull;
 ///   - it multiplies the number of narrow bytes by four, so for text outside ASCII it counts
 ///     characters that it didn't write: WideRead.CountsWrittenCharacters.
 /// So a read starts with a zeroed buffer and an initialized indicator, and its outcome is corrected

@@ -16,7 +16,7 @@ struct Diagnosis {
     std::string_view subject = {};  // what the number refers to
     int number = 0;                 // 0: none
 
-    bool IsThere() const { return !state.empty(); }
+    bool HasState() const { return !state.empty(); }
 
     std::string Text() const
     {

@@ -165,10 +165,10 @@ SQLRETURN Statement::ExecutePrepared()
 
 SQLRETURN Statement::Execute(std::size_t markers, Run run)
 {
-    constexpr std::size_t kMost = std::numeric_limits<SQLUSMALLINT>::max();
+    constexpr std::size_t kMaxMarkers = std::numeric_limits<SQLUSMALLINT>::max();
     held_.Forget();
     StopCollecting();
-    used_end_ = parameters_.upper_bound(static_cast<SQLUSMALLINT>(std::min(markers, kMost)));
+    used_end_ = parameters_.upper_bound(static_cast<SQLUSMALLINT>(std::min(markers, kMaxMarkers)));
     for (auto at = parameters_.begin(); at != used_end_; ++at) {
         auto& [number, parameter] = *at;
         if (!Convert(number, parameter)) {

@@ -21,7 +21,7 @@ using OutName = OutText<SQLSMALLINT>;
 constexpr std::string_view kUtf16Prefix = "utf16-";
 
 /// The key that makes a driver's narrow text UTF-8, whatever its environment: shown by
-/// ToldShim.AsksForUtf8UnlessSomebodySaidOtherwise. psqlodbca.so 13.02 uses the encoding of the
+/// ConfiguredShim.AsksForUtf8UnlessConfiguredOtherwise. psqlodbca.so 13.02 uses the encoding of the
 /// environment's locale; libmaodbc.so 3.1.15 uses utf8mb4 as built by Debian.
 struct Encoding {
     const char* driver;

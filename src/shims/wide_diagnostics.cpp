@@ -22,11 +22,11 @@ SQLRETURN TellField(const Diagnosis& diagnosis, SQLSMALLINT number, SQLSMALLINT 
         return SQL_NO_DATA;
     }
     if (!IsIn(kTextOfDiagnostics, field)) {
-        const SQLINTEGER told = field == SQL_DIAG_NUMBER   ? 1
-                                : field == SQL_DIAG_NATIVE ? 0
-                                                           : kUnknownPlace;
+        const SQLINTEGER integer = field == SQL_DIAG_NUMBER   ? 1
+                                   : field == SQL_DIAG_NATIVE ? 0
+                                                              : kUnknownPlace;
         if (value != nullptr) {
-            *static_cast<SQLINTEGER*>(value) = told;
+            *static_cast<SQLINTEGER*>(value) = integer;
         }
         return SQL_SUCCESS;
     }
@@ -55,7 +55,7 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
                         SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    return own.IsThere()
+    return own.HasState()
                ? TellRecord(own.state, own.Text(), number, state, native, text, capacity, length)
                : DRIVERS(SQLGetDiagRec)(type, handle, number, state, native, text, capacity,
                                         length);
@@ -65,7 +65,7 @@ SQLRETURN SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number
                           SQLPOINTER value, SQLSMALLINT capacity, SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    return own.IsThere()
+    return own.HasState()
                ? TellField<SQLCHAR>(own, number, field, value, capacity, length)
                : DRIVERS(SQLGetDiagField)(type, handle, number, field, value, capacity, length);
 }
@@ -75,7 +75,7 @@ SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                          SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    if (own.IsThere()) {
+    if (own.HasState()) {
         return TellRecord(own.state, own.Text(), number, state, native, text, capacity, length);
     }
     SQLCHAR narrow_state[6] = "";
@@ -106,7 +106,7 @@ SQLRETURN SQLGetDiagFieldW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT numbe
                            SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    if (own.IsThere()) {
+    if (own.HasState()) {
         return TellField<SQLWCHAR>(own, number, field, value, capacity, length);
     }
     OutField<SQLSMALLINT> text(IsIn(kTextOfDiagnostics, field), value, capacity, length);

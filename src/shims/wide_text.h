@@ -42,10 +42,10 @@ public:
                 : WideView(text, static_cast<std::size_t>(length / static_cast<Length>(counted)));
         narrow_.resize(kLongestUtf8 * wide.Size());
         const auto written = ::Narrow(wide, narrow_.data());
-        constexpr std::size_t kMost = std::numeric_limits<Length>::max();
+        constexpr std::size_t kMaxLength = std::numeric_limits<Length>::max();
         if (!written) {
             fault_ = &kInvalidText;
-        } else if (*written > kMost) {
+        } else if (*written > kMaxLength) {
             fault_ = &kLongText;
         }
         narrow_.resize(written.value_or(0));
@@ -85,7 +85,7 @@ public:
                   static_cast<std::size_t>(counted)),
           length_(length),
           unit_(static_cast<std::size_t>(counted)),
-          narrow_(std::clamp(kLongestUtf8 * places_ + 1, kLeastRoom, kMostRoom))
+          narrow_(std::clamp(kLongestUtf8 * places_ + 1, kMinRoom, kMaxRoom))
     {}
 
     static const Diagnosis* Fault() { return nullptr; }
@@ -93,13 +93,16 @@ public:
     auto ForDriver()
     {
         return std::tuple(reinterpret_cast<SQLCHAR*>(narrow_.data()),
-                          static_cast<Length>(narrow_.size()), &told_);
+                          static_cast<Length>(narrow_.size()), &reported_);
     }
 
-    /// Makes room for only as many bytes as the caller has for characters; IsShort says whether that
-    /// was too little.
+    /// Makes room for only as many bytes as the caller has for characters; IsShort says whether
+    /// that was too little.
     void TightenRoom() { narrow_.resize(std::max<std::size_t>(places_, 1)); }
-    bool IsShort() const { return told_ >= 0 && static_cast<std::size_t>(told_) >= narrow_.size(); }
+    bool IsShort() const
+    {
+        return reported_ >= 0 && static_cast<std::size_t>(reported_) >= narrow_.size();
+    }
 
     /// Delivers what the driver wrote, as far as the caller has room.
     SQLRETURN Finish(SQLRETURN code)
@@ -108,14 +111,14 @@ public:
             return code;
         }
         const std::size_t room = narrow_.size() - 1;
-        const std::size_t told = told_ < 0 ? room : static_cast<std::size_t>(told_);
+        const std::size_t reported = reported_ < 0 ? room : static_cast<std::size_t>(reported_);
         const std::string_view text(narrow_.data(),
-                                    ::strnlen(narrow_.data(), std::min(told, room)));
-        const std::size_t unseen = told_ > 0 && told > room ? told - room : 0;
+                                    ::strnlen(narrow_.data(), std::min(reported, room)));
+        const std::size_t unseen = reported_ > 0 && reported > room ? reported - room : 0;
         const std::size_t all = CountWide(text, OwnForm()) + unseen;
         if (length_ != nullptr) {
-            constexpr std::size_t kMost = std::numeric_limits<Length>::max();
-            *length_ = static_cast<Length>(std::min(unit_ * all, kMost));
+            constexpr std::size_t kMaxLength = std::numeric_limits<Length>::max();
+            *length_ = static_cast<Length>(std::min(unit_ * all, kMaxLength));
         }
         if (to_ == nullptr || places_ == 0) {
             return code;
@@ -127,15 +130,15 @@ public:
     }
 
 private:
-    static constexpr std::size_t kLeastRoom = 1024;
-    static constexpr std::size_t kMostRoom =
+    static constexpr std::size_t kMinRoom = 1024;
+    static constexpr std::size_t kMaxRoom =
         std::min<std::size_t>(std::numeric_limits<Length>::max(), 1U << 20U);
 
     void* to_;
     std::size_t places_;
     Length* length_;
     std::size_t unit_;
-    Length told_ = -1;
+    Length reported_ = -1;
     std::vector<char> narrow_;
 };
 

@@ -15,7 +15,7 @@ namespace {
 Statement* Begin(SQLHSTMT handle)
 {
     Statement* statement = Handles::Instance().Find(handle);
-    if (statement != nullptr && statement->diagnosis.IsThere()) {
+    if (statement != nullptr && statement->diagnosis.HasState()) {
         statement->diagnosis = {};
     }
     return statement;

@@ -42,7 +42,7 @@ void AddGatewayOptions(CLI::App& app, CommandLine& command)
                  "Legacy option: ODBC 2, and row values as narrow text");
     app.add_flag("--trace", command.options.log, "Show the gateway's trace records on stderr");
     app.add_option("--library", command.library,
-                   "The gateway to load (default: liborvelgw.so beside this program)")
+                   "The gateway to load (default: the one beside this program, or as installed)")
         ->type_name("FILE");
 }
 
@@ -197,7 +197,7 @@ public:
         shim_.add_option("DRIVER", command.shim_driver, "The driver's file, or its name alone")
             ->required();
         shim_.add_option("FOLDER", command.shim_folder,
-                         "Where to put it (default: beside the gateway, or beside a driver in a "
+                         "Where to put it (default: beside the shims, or beside a driver in a "
                          "folder of its own)");
     }
 

@@ -12,6 +12,7 @@
 #include "client/Gateway.h"
 #include "client/HostServices.h"
 #include "client/Session.h"
+#include "client/own_files.h"
 #include "client/utf8_locale.h"
 #include "drivers/ConnectionString.h"
 #include "text/list_text.h"
@@ -34,8 +35,9 @@ std::string DefaultLibrary()
 {
     std::error_code none;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", none);
-    const auto beside = program.parent_path() / kLibraryName;
-    return std::filesystem::exists(beside, none) ? beside.string() : kLibraryName;
+    const auto found =
+        FindOwnFile(program.parent_path(), kLibraryName, ORVELGW_LIBRARY_FOLDER_FROM_TOOL);
+    return found.empty() ? kLibraryName : found.string();
 }
 
 void ShowRecord(const TraceRecord& record)

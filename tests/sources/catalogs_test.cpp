@@ -57,7 +57,7 @@ const CatalogCase kCases[] = {
     {"procedures", "DescribeProcedureColumnsW", {u"", u"", u"twice", u""}, {"a", "b", "c"}},
 };
 
-TEST_P(Catalogs, TellOfTablesAndProcedures)
+TEST_P(Catalogs, DescribeTablesAndProcedures)
 {
     struct AsTheCatalogHasIt {
         void operator()(std::monostate) const {}
@@ -89,7 +89,7 @@ TEST_P(Catalogs, TellOfTablesAndProcedures)
     }
 }
 
-TEST_P(Catalogs, TellOfTypesAndTheSource)
+TEST_P(Catalogs, DescribeTypesAndTheSource)
 {
     const std::string rows = RowsOf("GetTypeInfo", {4});
     EXPECT_NE(rows.find(", \"4\", "), std::string::npos) << rows;

@@ -49,7 +49,7 @@ TEST_P(Statements, DescribeTheirColumns)
     }
 }
 
-TEST_P(Statements, BringSeveralResults)
+TEST_P(Statements, ReturnSeveralResults)
 {
     if (Lacks("several results")) {
         GTEST_SKIP();
@@ -92,7 +92,7 @@ TEST_P(Statements, RunAgainWithOtherParameters)
     EXPECT_EQ(Rows("SELECT a, b, c FROM t WHERE a = 2"), "\"2\", \"\", \"0.5\"\n");
 }
 
-TEST_P(Statements, GiveOutputParametersBack)
+TEST_P(Statements, ReturnOutputParameters)
 {
     if (Lacks("procedures")) {
         GTEST_SKIP();

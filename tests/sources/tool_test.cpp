@@ -90,6 +90,19 @@ TEST_P(Tool, Binds)
     }
 }
 
+// What the described type of a column lacks is not lost.
+TEST_P(Tool, KeepsTheOffsetOfAMoment)
+{
+    if (GetParam().product != "PostgreSQL") {
+        GTEST_SKIP() << "no type has an offset";
+    }
+    Run("-c 'DROP TABLE offsets'");
+    Expect("-c 'CREATE TABLE offsets(a TIMESTAMPTZ)'", "");
+    const std::string file = Written("a\n2024-02-29 10:11:12.345+05:30\n");
+    Expect("--import " + file + " offsets", "");
+    Expect("-c \"SELECT a AT TIME ZONE 'UTC' AS a FROM offsets\"", "2024-02-29 04:41:12.345\n");
+}
+
 TEST_P(Tool, KeepsNothingOfAnImportThatFails)
 {
     const std::string rows = "id,day\n1,2024-02-29\n2,2024-02-28\nx,no day\n";

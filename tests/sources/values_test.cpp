@@ -178,7 +178,7 @@ protected:
     }
 };
 
-TEST_P(WideRead, NullIsTold)
+TEST_P(WideRead, ReportsNull)
 {
     FetchFirst("SELECT NULL");
     EXPECT_EQ(Call("GetDataW", {statement, 1, -8}).length, 0U);
