@@ -31,7 +31,7 @@ void Find(const ORVEL_ZFE* table, std::string_view name, Function& function)
 void Ignore(ORVEL_EXSTR* /*string*/)
 {}
 
-// What the library calls here: nothing is traced, nothing allocated.
+// What the library calls during a benchmark: nothing is traced or allocated.
 const std::array<orvel_function, ORVEL_HOST_SLOTS>& HostTable()
 {
     static const auto table = [] {

@@ -1,6 +1,6 @@
-// The whole callout table over a hostile driver manager: lengths that lie, text that does not end,
-// outputs left alone, any code, exceptions. The library is part of the program and stays loaded; a
-// run begins with a process's first call. Every argument ends before a page that nobody may touch.
+// The whole callout table over a hostile driver manager: wrong lengths, unterminated text, outputs
+// left unset, any code, exceptions. The library is part of the program and stays loaded; a run
+// begins in the state of a process's first call. Every argument ends before an inaccessible page.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <clocale>
@@ -19,11 +19,11 @@ namespace {
 
 using scripted::Current;
 
-// Calls of a run, and of the driver manager in it; from then on every function fails.
+// Maximum calls in a run, and of the driver manager in it; from then on every function fails.
 constexpr int kMaxCalls = 40;
 constexpr int kMaxFunctions = 1'000;
 
-// What costs memory and time, and shows nothing new beyond it.
+// Limits beyond which memory and time are spent without showing anything new.
 constexpr int kLargestPlace = 1 << 18;
 
 constexpr int kNumbers[] = {0,   1,   2,      3,      4,      5,      6,         8,        12,
@@ -70,7 +70,7 @@ public:
     void Calls(const Gateway& gateway)
     {
         if (!Rarely()) {
-            // Most runs have something to work on, or few would come far.
+            // Most runs start with a connection and a statement, or few would get far.
             Current().answer = nullptr;
             StoreHandle("DSNConnect", gateway.Call("DSNConnect", {"x"}));
             StoreHandle("AllocStatement", gateway.CallOn(connections_.at(0), "AllocStatement"));
@@ -91,7 +91,7 @@ private:
                                                          : data_.ConsumeIntegral<int32_t>();
     }
 
-    // Some bytes, or many of a kind.
+    // Some bytes, or many of the same.
     std::string Bytes(std::size_t most)
     {
         if (data_.ConsumeIntegral<uint8_t>() % 4 != 0) {
@@ -135,7 +135,7 @@ private:
         return EncodeList(values);
     }
 
-    // What a host says is a handle: one that it has, mostly.
+    // What a host passes as a handle: usually one that it has.
     std::string Handle(std::string_view entry)
     {
         const auto& handles = IsOnConnection(entry) != Rarely() ? connections_ : statements_;
@@ -233,7 +233,7 @@ private:
                 inputs.push_back(Input(row, i));
             }
         }
-        // Both the room for a list and what the driver counts.
+        // Used for both the room for a list and the driver's count.
         const int count = data_.ConsumeIntegral<uint8_t>();
         Current().columns = static_cast<SQLSMALLINT>(count < 0xF0 ? count % 4 : count - 0xF1);
         Current().markers = Current().columns;

@@ -1,4 +1,4 @@
-// orvelgw call, as a person runs it.
+// orvelgw call, as a user runs it.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The host side over the scripted driver manager: what a driver does wrong on the way of a result.
+// The host side over the scripted driver manager: errors of a driver while a result is read.
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -19,7 +19,7 @@
 
 namespace {
 
-/// Writes down what it is given, a line each.
+/// Records what it receives, one line each.
 class Log : public ResultSink, public Reporter {
 public:
     void Begin(const std::vector<Column>& /*columns*/) override { text += "begin\n"; }
@@ -56,7 +56,7 @@ scripted::Value Text(const std::wstring& text, SQLRETURN code = SQL_SUCCESS)
 
 class ClientTest : public ScriptedTest {
 protected:
-    /// Runs a statement and returns all that came of it; a failure stands at the end.
+    /// Runs a statement and returns everything reported; a failure comes last.
     std::string Run(const std::string& sql, const std::vector<ParameterValue>& values = {})
     {
         Log log;
@@ -73,7 +73,7 @@ protected:
         return log.text;
     }
 
-    /// SQLFetch and SQLGetData bring these in turn, and then no more.
+    /// SQLFetch and SQLGetData return these in turn, and then no more.
     static void Script(std::deque<SQLRETURN> fetches, std::deque<scripted::Value> values)
     {
         const auto take = [](auto& all, auto otherwise) {

@@ -1,4 +1,4 @@
-// Connections, what is told of them, and diagnostics over the scripted driver manager.
+// Connections, information about them, and diagnostics over the scripted driver manager.
 #include <fmt/format.h>
 
 #include "scripted_fixture.h"
@@ -40,7 +40,7 @@ TEST_F(ScriptedTest, ConnectsByString)
         {"Driver={d};pwd=z", "'Driver={d};pwd=z',16"},
         {"DSN x", "'DSN x',5"},
         {"DSNX=a", "'DSN=DSNX=a',10"},
-        {"DRIVERS=a", "'DRIVERS=a',9"},  // six characters of the keyword are looked at
+        {"DRIVERS=a", "'DRIVERS=a',9"},  // six characters of the keyword are compared
         {"", "'DSN=',4"},
         {"DRIVER=" + filler, "'DRIVER=" + filler.substr(0, 33) + "...',254"},
         {filler, "'DSN=" + filler.substr(0, 36) + "...',304"},
@@ -83,7 +83,7 @@ TEST_F(ScriptedTest, KeepsTheDiagnosticOfAFailedConnection)
     Current().diagnostics = {};
     EXPECT_EQ(List("GetSQLErrors", {"", ""}), "\"\"") << "now the environment's records";
     EXPECT_EQ(Current().calls.back(), "SQLGetDiagRec(1,env1,1,511)");
-    // 511 characters and a terminator, though neither text nor state ends.
+    // 511 characters and a terminator, though neither text nor state is terminated.
     Current().diagnostics = {{"0800199", 1, std::string(600, 'm')}};
     Call("Connect", {"d", "u", "p"});
     const Reply line = Call("GetSQLErrors", {"", ""});
@@ -114,7 +114,8 @@ TEST_F(ScriptedTest, LegacyOptionRecreatesTheEnvironment)
               "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env4,200,2,0)\nSQLAllocHandle(2,env4)\n"
               "SQLDriverConnect(dbc5,'DSN=y',5,254,0)\n");
     EXPECT_EQ(Code("Execute", {statement}), -2) << "its connection is gone";
-    for (const int legacy : {1, 0}) {  // one more of ODBC 2, and one behind the option's back
+    for (const int legacy :
+         {1, 0}) {  // another one with ODBC 2, and one after the option was switched off
         Code("SetLegacyOption", {legacy});
         Call("ConnectWithTimeout", {"z", "u", "p", 0});
         EXPECT_EQ(Current().TakeCalls(), fmt::format("SQLAllocHandle(2,env4)\n"

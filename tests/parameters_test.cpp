@@ -1,4 +1,4 @@
-// Parameters over the scripted driver manager: how they are bound, what lies in their buffers.
+// Parameters over the scripted driver manager: how they are bound, and what is in their buffers.
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -15,7 +15,7 @@ class ParameterTest : public ScriptedTest {
 protected:
     ParameterTest() { Open(); }
 
-    /// Binds parameter 1, an input and output, and forgets the call.
+    /// Binds parameter 1, an input and output, and discards the recorded call.
     void BindOne(int c_type, int sql_type)
     {
         ASSERT_EQ(Code("BindParameter", {statement, 1, 2, c_type, sql_type, 10, 2, 0}), 0);
@@ -96,7 +96,7 @@ struct ValueCase {
     int c_type;
     int sql_type;
     std::string value;
-    std::string bound;  // the new binding's C type, capacity and indicator; none where it is empty
+    std::string bound;  // the new binding's C type, capacity and indicator; empty: none
     std::string bytes;  // at the start of the buffer
     SQLLEN indicator;
 };
@@ -138,7 +138,7 @@ TEST_F(ParameterTest, ValuesChooseTheirCType)
         {0, 8, 8, Element(0.5), "", eight(0.5), 0},
         {0, 1, 12, Element(-1.5), "8 259 0", eight(-1.5), 0},
         {0, 1, 12, "\x04\x06\xFF\x0F", "8 259 0", eight(1.5), 0},  // a decimal
-        {0, 1, 12, "\x03\x03x", "", "", 0},                        // of no supported type
+        {0, 1, 12, "\x03\x03x", "", "", 0},                        // of an unsupported type
         {0, 1, 12,
          "\x09\x01"
          "ab",
@@ -233,7 +233,7 @@ TEST_F(ParameterTest, OutputsFollowTheirCType)
         {1, full, 5000, "\"" + full + "\"", "u\"" + full + "\""},
         {1, "abc", -4, "\"\"", "u\"\""},
         {1, "", 2, empty, empty},
-        {-8, wide, 4, "\"\u00E9x\"", "u\"\u00E9\""},  // multibyte text goes up to its end
+        {-8, wide, 4, "\"\u00E9x\"", "u\"\u00E9\""},  // multibyte text is read up to its terminator
         {-8, wide, -4, "\"\"", "u\"\""},
         {-8, wide, SQL_NTS, "\"\u00E9x\"", "u\"\u00E9x\""},
         {-8, full_wide, 1L << 40, "\"" + std::string(64, 'w') + "\"",
@@ -320,8 +320,8 @@ TEST_F(ParameterTest, DescribesMarkersUntilOneFails)
     EXPECT_EQ(WasError(), -1);
 }
 
-// A binding that the driver refuses is tried again with the next value: until it is taken the
-// driver holds what it held, a number where the value's address belongs.
+// A binding that the driver refuses is tried again with the next value: until then the driver holds
+// what it held before, a number instead of the value's address.
 TEST_F(ParameterTest, RefusedBindingsAreTriedAgain)
 {
     const std::string inputs = EncodeList({1, 1});

@@ -12,7 +12,7 @@ using scripted::WideBytes;
 
 namespace {
 
-/// A value of wide text as a driver brings it that counts right.
+/// A value of wide text from a driver that counts correctly.
 Value Whole(const std::wstring& text)
 {
     return {.length = static_cast<SQLLEN>(sizeof(wchar_t) * text.size()), .bytes = WideBytes(text)};
@@ -87,7 +87,7 @@ TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
     Current().columns = 1;
     Current().values = {{.length = 4, .bytes = WideBytes(L"\u00E9b")}, {.bytes = "t"}};
     EXPECT_EQ(describe(), "1" + header + "u\"\u00E9b\", 12, 0, 0, 0, \"t\", 0, 0\n");
-    Current().columns = INT16_MAX;  // a count that a loop's own type must not end at
+    Current().columns = INT16_MAX;  // a count at which a loop variable must not overflow
     Current().values = {{.length = 0}};
     EXPECT_EQ(std::ranges::count(describe(), '\n'), INT16_MAX + 1);
 }
@@ -131,7 +131,7 @@ protected:
         list_of_one.AppendLong(1);
     }
 
-    /// The items of the one row that an entry brings when the driver has these values.
+    /// The items of the one row that an entry returns if the driver has these values.
     std::string Items(std::string_view entry, const Argument& argument, std::vector<Value> values)
     {
         Current().values.assign(values.begin(), values.end());
@@ -208,7 +208,7 @@ TEST_F(RowTest, ItemsFollowCodeAndIndicator)
     }
 }
 
-// What a driver manager does to wide text of a narrow driver.
+// Errors of a driver manager in the wide text of a narrow driver.
 TEST_F(RowTest, CorrectsWidenedValues)
 {
     EXPECT_EQ(Items("FetchRows", 1, {{.length = -4}}), "\"\"") << "a NULL, times four";
@@ -338,9 +338,9 @@ struct PieceCase {
     int c_type;
     SQLRETURN code;
     SQLLEN indicator;
-    uint32_t counted;       // what the length word of "GetData" says
+    uint32_t counted;       // the length word of "GetData"
     uint32_t filled;        // how many of its bytes or characters the driver wrote
-    uint32_t long_counted;  // the same of "GetDataEx" with a length of 100
+    uint32_t long_counted;  // the same for "GetDataEx" with a length of 100
     uint32_t long_filled;
 };
 

@@ -39,8 +39,8 @@ protected:
         Traced();
     }
 
-    /// All that a call does: what it traces, what it asks of ODBC, its output in hexadecimal, the
-    /// code of "WasError".
+    /// Everything that a call does: its trace, its ODBC calls, its output in hexadecimal, the code
+    /// of "WasError".
     std::string Done(std::string_view name, const std::vector<Argument>& inputs)
     {
         Traced();

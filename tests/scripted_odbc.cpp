@@ -19,7 +19,7 @@ namespace {
 Script current;
 int handles_made = 0;
 
-// Handles are small numbers whose hundreds tell their kind: 1xx environments, 2xx connections, 3xx
+// Handles are small numbers whose hundreds show their kind: 1xx environments, 2xx connections, 3xx
 // statements.
 std::string AnyShown(SQLHANDLE handle)
 {
@@ -50,7 +50,7 @@ std::string Shown(const SQLCHAR* text, SQLLEN length)
     return fmt::format("'{}',{}", whole.size() > 40 ? whole.substr(0, 40) + "..." : whole, length);
 }
 
-// A name of a catalog function, of which only as much is looked at as its length says.
+// A name of a catalog function, of which no more is read than its length says.
 std::string Name(const SQLCHAR* text, SQLSMALLINT length)
 {
     const Inside inside;
@@ -63,7 +63,7 @@ std::string Name(const SQLWCHAR* text, SQLSMALLINT length)
     std::string shown;
     for (SQLSMALLINT i = 0; text != nullptr && i < length; ++i) {
         wchar_t unit = 0;
-        std::memcpy(&unit, text + i, sizeof unit);  // the host's own characters lie anywhere
+        std::memcpy(&unit, text + i, sizeof unit);  // the host's own characters may be unaligned
         const auto code = static_cast<unsigned>(unit);
         shown += code >= ' ' && code < 0x7F ? std::string(1, static_cast<char>(code))
                                             : fmt::format("<{:x}>", code);
@@ -96,7 +96,7 @@ bool IsDone(SQLRETURN code)
     return code == SQL_SUCCESS || code == SQL_SUCCESS_WITH_INFO;
 }
 
-// A handle is freed, or a connection is closed: what hangs on it is gone, too.
+// A handle is freed, or a connection is closed, and with it all that depends on it.
 void Close(SQLHANDLE handle, bool and_itself)
 {
     const Inside inside;
@@ -121,7 +121,7 @@ void Close(SQLHANDLE handle, bool and_itself)
     }
 }
 
-// The driver comes to the parameters of a statement: reads what it was told is there.
+// The driver reads the parameters of a statement, as far as their indicators say.
 void UseParameters(SQLHSTMT statement)
 {
     const Inside inside;
@@ -169,7 +169,7 @@ void Store(Number* to, Source number)
     }
 }
 
-// Brings the next value: its bytes, and what the function tells beside them.
+// Returns the next value: its bytes, and the function's other outputs.
 template <class Tell>
 SQLRETURN Bring(SQLRETURN code, void* buffer, SQLLEN capacity, Tell tell)
 {
@@ -244,7 +244,7 @@ using scripted::Shown;
 
 extern "C" {
 
-// A function that brings nothing but its code.
+// A function that returns only its code.
 #define RECORDED(function, parameters, ...)    \
     SQLRETURN function parameters              \
     {                                          \
@@ -295,8 +295,8 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
     const scripted::Inside inside;
     for (auto& [each, open_handle] : current.open) {
-        // The library replaces an environment without freeing it, as it does where the legacy
-        // option is set before the first connection.
+        // The library replaces an environment without freeing it if the legacy option is set before
+        // the first connection.
         open_handle.is_given_up |= type == SQL_HANDLE_ENV && open_handle.type == type;
     }
     const SQLRETURN code = Answer("SQLAllocHandle", type, Shown(input));
@@ -304,7 +304,7 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
     *output = nullptr;
     if (scripted::IsDone(code)) {
         *output = reinterpret_cast<SQLHANDLE>(std::size_t(number));
-        // What comes with a warning is nobody's: the library does not take it.
+        // A handle allocated with a warning has no owner: the library does not accept it.
         current.open[*output] = {type, input, code == SQL_SUCCESS_WITH_INFO};
     }
     return code;

@@ -1,4 +1,4 @@
-// A driver that has wide functions, with characters of type CHARACTER, and the narrow ones that the
+// A driver with wide functions, for characters of type CHARACTER, and with the narrow ones that the
 // shim exposes. It refuses every connection, unless TEST_DRIVER says otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
 // Place=here, =wide by the wide one; =warn as =connect, and warns of a statement that it prepares;
@@ -30,10 +30,10 @@ std::string_view Behavior()
     return behavior != nullptr ? behavior : "";
 }
 
-// Longer than any test waits.
+// Longer than any test lasts.
 constexpr unsigned kSecondsOfHanging = 100;
 
-// So many zeros end a text for a reader of wider characters, too.
+// That many zeros also terminate a text for a reader of wider characters.
 constexpr int kZeros = 4;
 
 template <class Character>
@@ -69,7 +69,7 @@ std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* nativ
 
 }  // namespace
 
-// What says the same whatever it is asked.
+// Functions that always return the same.
 #define ANSWERS(function, code) \
     EXPORTED function()         \
     {                           \

@@ -1,4 +1,4 @@
-// The wide shim over a driver that does as a test says, and over SQLite.
+// The wide shim over a driver that follows a test's script, and over SQLite.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ std::atomic<int> allocations;
 
 }  // namespace
 
-// Inlined, the compiler would take free for no counterpart of new.
+// If inlined, the compiler would report that free does not match new.
 [[gnu::noinline]] void* operator new(std::size_t size)
 {
     ++allocations;
@@ -56,7 +56,7 @@ std::wstring Wide(const std::string& utf8, WideForm form = WideForm::kUtf16)
     return text;
 }
 
-/// What is left of the buffers that a shim is given is untouched.
+/// Checks that the rest of the buffers given to a shim is unchanged.
 constexpr wchar_t kUntouched = 0xAAAAAAA;
 
 TEST(Conversions, ReplaceWhatIsNotUtf8)
@@ -183,7 +183,7 @@ protected:
         return ON(SQLBindParameter, number, io_type, SQL_C_WCHAR, SQL_WVARCHAR, 30, 0, text, size,
                   indicator);
     }
-    /// What is sent as the statement is executed, which goes well.
+    /// What is sent when the statement is executed, successfully.
     Calls Executed()
     {
         TakeCalls();
@@ -299,7 +299,7 @@ TEST_F(WideShim, ConvertsParametersAtExecution)
     EXPECT_EQ(Refusal(ON(SQLExecute)), "HY090");
     EXPECT_EQ(TakeCalls(), Calls{}) << "nothing is sent";
 
-    driver.markers = 1;  // the bindings beyond are of another statement
+    driver.markers = 1;  // the bindings beyond it belong to another statement
     Executed();
     std::wstring sql = L"SELECT ?";
     EXPECT_EQ(ON(SQLExecDirectW, sql.data(), SQL_NTS), SQL_SUCCESS);
@@ -495,7 +495,7 @@ TEST_F(WideShim, TrustsNoLengthOfTheDriver)
     }
 }
 
-/// Over a driver whose narrow text is UTF-8 only when it is told so.
+/// Over a driver whose narrow text is UTF-8 only if configured.
 class ConfiguredShim : public WideShim {
 protected:
     ConfiguredShim() : WideShim("wide-libmaodbc.so", "libmaodbc.so") {}
@@ -534,7 +534,7 @@ TEST_F(ConfiguredShim, AsksForUtf8UnlessConfiguredOtherwise)
 
 using MaybeText = std::optional<std::wstring>;
 
-/// Sends text, or a NULL, in one of the ways there are, and receives it in another.
+/// Sends text, or a NULL, in one of the possible ways, and receives it in another.
 class RoundTrip {
 public:
     explicit RoundTrip(const Face& its_face) : face(its_face) {}
@@ -543,7 +543,7 @@ public:
 
     std::size_t Below(std::size_t limit) { return random_() % limit; }
 
-    /// Text of characters of all planes.
+    /// Text with characters of all planes.
     std::string Text()
     {
         constexpr std::string_view kCharacters[] = {
@@ -556,7 +556,7 @@ public:
         return text;
     }
 
-    /// What came back; of text that is refused its SQLSTATE.
+    /// What was read back; for text that is refused, its SQLSTATE.
     MaybeText Carry(const MaybeText& text)
     {
         const SQLRETURN code = Send(text);

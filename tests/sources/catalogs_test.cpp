@@ -1,4 +1,4 @@
-// What the catalog entries tell of the same tables and the same procedure in every source.
+// What the catalog entries report about the same tables and the same procedure in every source.
 #include "sources/source_fixture.h"
 
 namespace {
@@ -31,7 +31,7 @@ protected:
 struct CatalogCase {
     const char* behaviour;
     const char* entry;
-    std::vector<Argument> rest;  // behind the statement; names as they stand in SQL
+    std::vector<Argument> rest;  // after the statement; names as in SQL
     std::vector<std::string> holds;
 };
 

@@ -91,7 +91,7 @@ TEST(DriversOfWrongWidth, AreNamedWithTheirCure)
     }
 }
 
-// libmaodbc.so 3.1.15 ignores a data source where the string names a driver.
+// libmaodbc.so 3.1.15 ignores a data source if the string names a driver.
 TEST(DriversOfWrongWidth, AreTriedWithTheKeysOfADataSource)
 {
     const TemporaryFolder folder;
