@@ -134,9 +134,9 @@ std::string Page(const Report& report, const std::string& chart)
         page +=
             "\n## Other ways to the same rows\n\n"
             "pyodbc and DBD::ODBC as packaged by Debian, through unixODBC, each in its own "
-            "process; "
-            "\"bare\"\nis what the same ODBC calls take there, also through unixODBC, with narrow "
-            "text. They create values\nof their languages, the gateway creates lists.\n\n" +
+            "process; \"bare\"\nis what the same ODBC calls take there, also through unixODBC, "
+            "with narrow text. They create values\nof their languages, the gateway creates "
+            "lists.\n\n" +
             RivalTable(report.rivals);
     }
     if (!report.encoding.empty()) {

@@ -84,8 +84,7 @@ public:
                 host_.Prepare(handles_.back(), SliceOf(1, 1));
             }
         }
-        std::ranges::shuffle(handles_,
-                             std::minstd_rand());  // in an order that a cache can't predict
+        std::ranges::shuffle(handles_, std::minstd_rand());  // an order that no cache can guess
     }
 
     void CallEach(Meter& meter) const

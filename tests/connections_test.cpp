@@ -114,8 +114,7 @@ TEST_F(ScriptedTest, LegacyOptionRecreatesTheEnvironment)
               "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env4,200,2,0)\nSQLAllocHandle(2,env4)\n"
               "SQLDriverConnect(dbc5,'DSN=y',5,254,0)\n");
     EXPECT_EQ(Code("Execute", {statement}), -2) << "its connection is gone";
-    for (const int legacy :
-         {1, 0}) {  // another one with ODBC 2, and one after the option was switched off
+    for (const int legacy : {1, 0}) {  // another with ODBC 2, and one after switching off
         Code("SetLegacyOption", {legacy});
         Call("ConnectWithTimeout", {"z", "u", "p", 0});
         EXPECT_EQ(Current().TakeCalls(), fmt::format("SQLAllocHandle(2,env4)\n"

@@ -154,8 +154,7 @@ constexpr Setting kSettings[] = {{"plain", true, 0, 0, 0},
                                  {"legacy", true, 0, 0, 1},
                                  {"first call", false, 1, 0, 0}};
 
-const std::string kLongText(600,
-                            't');  // more than a string or a parameter holds without allocating
+const std::string kLongText(600, 't');  // can't be stored without allocating
 
 /// One call of an entry, with one failure in it, from loading the library to unloading it.
 class Case {

@@ -16,15 +16,14 @@ struct TypeNames {
 
 /// SQL that differs between sources; empty if a source has no such feature.
 struct Dialect {
-    std::string two_results = {};       // creates what returns a row of 1, then one of two
-    std::string call_two_results = {};  // calls it
-    std::string procedure = {};         // creates twice(a, b, c): b is 2 a, c grows by a
-    std::vector<std::string> duplicate =
-        {};                               // the error for a second row with the same primary key
-    std::string many_rows = {};           // a query of 100,000 rows
-    std::string reading_row_by_row = {};  // for the connection string
-    bool reads_ahead = false;             // a whole result, before the first row is fetched
-    std::string keeping = {};             // makes a server keep its tables when it is killed
+    std::string two_results = {};             // creates what returns a row of 1, then one of two
+    std::string call_two_results = {};        // calls it
+    std::string procedure = {};               // creates twice(a, b, c): b is 2 a, c grows by a
+    std::vector<std::string> duplicate = {};  // the error for a duplicate primary key
+    std::string many_rows = {};               // a query of 100,000 rows
+    std::string reading_row_by_row = {};      // for the connection string
+    bool reads_ahead = false;                 // a whole result, before the first row is fetched
+    std::string keeping = {};                 // makes a server keep its tables when it is killed
 };
 
 /// One source. scripts/with-servers makes a data source of the same name; a name like mariadb_utf16
