@@ -16,7 +16,8 @@ if command -v ccache >/dev/null; then
 fi
 
 build_packages="g++ cmake ninja-build pkg-config libiodbc2-dev libcli11-dev libfmt-dev libffi-dev
-    libcsv-dev libutf8proc-dev libgtest-dev libbenchmark-dev"
+    libcsv-dev libutf8proc-dev libgtest-dev libbenchmark-dev
+    nlohmann-json3-dev"
 
 step() {
     printf '== %s\n' "$*" >&2

@@ -31,7 +31,12 @@ TEST(CommandLine, RefusesAndExplains)
         const char* message;
     };
     const Case cases[] = {
-        {memory, 2, "orvelgw: one of --command, --import, call"},
+        {"", 2, "orvelgw: one of --command, --file, --import, --export"},
+        {memory + "-1 --keep-going " + select, 2, "exclude each other"},
+        {memory + "--set 1=2= --set a-b=c " + select, 2, "--set: NAME=VALUE is needed"},
+        {memory + "--echo --import a b", 2, "--echo is for --command and --file"},
+        {memory + "-f - -p 5", 2, "single --command"},
+        {memory + select + "--set 'a=\xE9'", 2, "--set, the value of a: byte 1"},
         {select, 2, "orvelgw: --data-source is required"},
         {memory + select + "--import a b", 2, "exclude each other"},
         {memory + select + select + "-p 5", 2, "single --command"},

@@ -74,27 +74,28 @@ OutputFile::OutputFile(const std::string& name) : target_(Followed(name))
         Fail();
     }
     std::error_code error;
+    int descriptor = -1;
     const bool is_open_file = fs::is_symlink(target_, error);
     if (const int number = is_open_file ? DescriptorOf(target_) : -1; number >= 0) {
-        descriptor_ = Duplicate(number);
+        descriptor = Duplicate(number);
     } else if (is_open_file) {
-        descriptor_ = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+        descriptor = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
     } else if (exists && !S_ISREG(found.st_mode)) {
-        descriptor_ = ::open(name.c_str(), O_WRONLY | O_CLOEXEC);
+        descriptor = ::open(name.c_str(), O_WRONLY | O_CLOEXEC);
     } else {
-        OpenPart(exists ? &found : nullptr);
+        descriptor = OpenPart(exists ? &found : nullptr);
     }
-    if (descriptor_ < 0) {
+    if (descriptor < 0) {
+        Fail();
+    }
+    stream_.reset(::fdopen(descriptor, "w"));
+    if (stream_ == nullptr) {
+        ::close(descriptor);
         Fail();
     }
 }
 
-OutputFile::~OutputFile()
-{
-    ::close(descriptor_);
-}
-
-void OutputFile::OpenPart(const struct stat* replaced)
+int OutputFile::OpenPart(const struct stat* replaced)
 {
     if (replaced != nullptr && ::eaccess(target_.c_str(), W_OK) != 0) {
         Fail();
@@ -102,22 +103,24 @@ void OutputFile::OpenPart(const struct stat* replaced)
     if (replaced != nullptr && replaced->st_uid != ::geteuid()) {
         throw FileError(target_.string() + ": it is another user's, and not replaced");
     }
-    part_.emplace([this] {
+    int descriptor = -1;
+    part_.emplace([&] {
         std::string path = target_.string() + ".XXXXXX";
-        descriptor_ = ::mkostemp(path.data(), O_CLOEXEC);
-        return descriptor_ < 0 ? "" : path;
+        descriptor = ::mkostemp(path.data(), O_CLOEXEC);
+        return descriptor < 0 ? "" : path;
     });
-    if (descriptor_ < 0) {
+    if (descriptor < 0) {
         Fail();
     }
     if (replaced != nullptr) {
-        TakeOver(*replaced, descriptor_);
+        TakeOver(*replaced, descriptor);
     } else {
         const mode_t mask = ::umask(0);
         ::umask(mask);
         constexpr mode_t kReadAndWrite = 0666;
-        ::fchmod(descriptor_, kReadAndWrite & ~mask);
+        ::fchmod(descriptor, kReadAndWrite & ~mask);
     }
+    return descriptor;
 }
 
 void OutputFile::Fail() const
@@ -127,19 +130,22 @@ void OutputFile::Fail() const
 
 void OutputFile::Write(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) {
-            Fail();
-        }
-        bytes.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    if (std::fwrite(bytes.data(), 1, bytes.size(), Stream()) != bytes.size()) {
+        Fail();
     }
 }
 
 void OutputFile::Commit()
 {
+    if (std::ferror(Stream()) != 0) {
+        throw FileError(target_.string() + ": not all of it could be written");
+    }
+    if (std::fflush(Stream()) != 0) {
+        Fail();
+    }
     if (part_) {
-        if (::fsync(descriptor_) != 0 || ::rename(part_->Path().c_str(), target_.c_str()) != 0) {
+        if (::fsync(::fileno(Stream())) != 0 ||
+            ::rename(part_->Path().c_str(), target_.c_str()) != 0) {
             Fail();
         }
         part_->Release();

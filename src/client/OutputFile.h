@@ -3,7 +3,9 @@
 
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -24,18 +26,22 @@ struct FileError : std::runtime_error {
 class OutputFile {
 public:
     explicit OutputFile(const std::string& name);
-    ~OutputFile();
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
 
     void Write(std::string_view bytes);
     void Commit();
 
+    /// For those who write by themselves. Keep notices where that failed.
+    std::FILE* Stream() const { return stream_.get(); }
+
 private:
+    struct Closing {
+        void operator()(std::FILE* stream) const { std::fclose(stream); }
+    };
+
     [[noreturn]] void Fail() const;
-    void OpenPart(const struct stat* replaced);  // null: there is nothing to replace
+    int OpenPart(const struct stat* replaced);  // null: there is nothing to replace
 
     std::filesystem::path target_;
     std::optional<TemporaryPath> part_;  // nothing: the file is written directly
-    int descriptor_ = -1;
+    std::unique_ptr<std::FILE, Closing> stream_;
 };

@@ -182,8 +182,13 @@ Transaction::~Transaction()
 
 void Transaction::Commit()
 {
-    session_.Call("Transact", {kCommit});
+    CommitAndGoOn();
     is_open_ = false;
+}
+
+void Transaction::CommitAndGoOn()
+{
+    session_.Call("Transact", {kCommit});
 }
 
 void Transaction::Rollback()

@@ -144,7 +144,10 @@ public:
     /// Throws SqlError.
     void Commit();
 
-    /// Undoes what was done since the start, as far as the data source can. Throws SqlError.
+    /// Commits what was done so far; what follows is another transaction. Throws SqlError.
+    void CommitAndGoOn();
+
+    /// Undoes what was done since, as far as the data source can. Throws SqlError.
     void Rollback();
 
 private:

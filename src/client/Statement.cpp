@@ -93,18 +93,18 @@ Outcome Statement::Run(ResultSink& sink)
     }
     for (const char* step = "Execute"; code != ORVEL_NO_DATA; step = "MoreResults") {
         Check(step, code);
-        outcome.has_unreadable_values = PassResult(sink) || outcome.has_unreadable_values;
+        PassResult(sink, outcome);
         ++outcome.result_sets;
         code = may_have_more ? Call("MoreResults").code : ORVEL_NO_DATA;
     }
     return outcome;
 }
 
-// Returns whether one of its values could not be read.
-bool Statement::PassResult(ResultSink& sink)
+void Statement::PassResult(ResultSink& sink, Outcome& outcome)
 {
     if (CheckedCall("NumResultCols").code > 0) {
-        return PassRows(sink);
+        PassRows(sink, outcome);
+        return;
     }
     const std::int32_t rows = CheckedCall("RowCount").code;
     if (rows > 0 || (rows == 0 && traits_.changes_rows)) {
@@ -112,10 +112,9 @@ bool Statement::PassResult(ResultSink& sink)
     } else {
         reporter_.Done();
     }
-    return false;
 }
 
-bool Statement::PassRows(ResultSink& sink)
+void Statement::PassRows(ResultSink& sink, Outcome& outcome)
 {
     const auto columns = Describe();
     RowReader rows(session_, handle_, columns, reporter_);
@@ -133,7 +132,8 @@ bool Statement::PassRows(ResultSink& sink)
         throw;
     }
     end();
-    return !rows.Summary().unreadable.empty();
+    outcome.has_unreadable_values |= !rows.Summary().unreadable.empty();
+    outcome.has_truncated_values |= !rows.Summary().truncated.empty();
 }
 
 std::vector<Column> Statement::Describe() const

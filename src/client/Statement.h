@@ -38,6 +38,7 @@ struct ParameterShape {
 struct Outcome {
     std::size_t result_sets = 0;
     bool has_unreadable_values = false;
+    bool has_truncated_values = false;
 };
 
 /// A prepared statement, dropped with this object. Every failure throws SqlError; warnings go to
@@ -58,7 +59,7 @@ public:
     void Bind(const std::vector<ParameterShape>& shapes);
 
     /// Stores the value of a parameter, numbered from 1, for this and all later executions. Text is
-    /// UTF-8, and may be empty.
+    /// UTF-8; text and bytes may be empty.
     void SetText(std::size_t number, std::string_view text);
     void SetBytes(std::size_t number, std::string_view bytes);
     void SetNull(std::size_t number);
@@ -102,14 +103,14 @@ private:
     void BindFile(std::size_t number, const std::string& file);
     std::optional<std::vector<ParameterShape>> DescribeParameters() const;
     Parameter ParameterOf(const std::optional<ParameterShape>& shape) const;
-    void SetBinaryList(std::size_t number, std::int32_t sql_type);
+    void SetBinaryList(std::size_t number);
     void SetList(std::size_t number, bool is_wide, bool is_binary = false);
     std::int32_t ExecuteCode();
     std::int32_t SendFiles();
     void SendFile(const File& file);
     bool WantsLengths() const;
-    bool PassResult(ResultSink& sink);
-    bool PassRows(ResultSink& sink);
+    void PassResult(ResultSink& sink, Outcome& outcome);
+    void PassRows(ResultSink& sink, Outcome& outcome);
 
     const Session& session_;
     Reporter& reporter_;

@@ -245,12 +245,16 @@ void Statement::SetText(std::size_t number, std::string_view text)
     SetList(number, parameter.goes_wide);
 }
 
-// No bytes at all would be a NULL, which empty text is not.
 void Statement::SetBytes(std::size_t number, std::string_view bytes)
 {
+    if (bytes.empty()) {
+        // A list takes no bytes for NULL; a parameter that was given none has a length of 0.
+        BindOne(number, kBinaryCType, kVarbinaryType, 0, 0);
+        return;
+    }
     list_.clear();
-    AppendElement(list_, bytes.empty() ? std::string_view("\0", 1) : bytes);
-    SetBinaryList(number, bytes.empty() ? kVarcharType : kVarbinaryType);
+    AppendElement(list_, bytes);
+    SetBinaryList(number);
 }
 
 void Statement::SetNull(std::size_t number)
@@ -258,7 +262,7 @@ void Statement::SetNull(std::size_t number)
     list_.clear();
     AppendElement(list_, std::string_view());
     if (parameters_.at(number - 1).is_binary) {
-        SetBinaryList(number, kVarbinaryType);
+        SetBinaryList(number);
     } else {
         SetList(number, parameters_[number - 1].goes_wide);
     }
@@ -266,12 +270,11 @@ void Statement::SetNull(std::size_t number)
 
 // Binds again: SQLite's driver 0.9998 keeps the length of a binary parameter from its first
 // execution until it is bound again (tests/tool_test.cpp, ToolFiles.ImportsAllRecordsOrNone).
-void Statement::SetBinaryList(std::size_t number, std::int32_t sql_type)
+void Statement::SetBinaryList(std::size_t number)
 {
-    const bool is_binary = sql_type == kVarbinaryType;
     const auto size = static_cast<std::int32_t>(list_.size());
-    BindOne(number, is_binary ? kBinaryCType : kCharacterCType, sql_type, size, size);
-    SetList(number, false, is_binary);
+    BindOne(number, kBinaryCType, kVarbinaryType, size, size);
+    SetList(number, false, true);
 }
 
 void Statement::SetList(std::size_t number, bool is_wide, bool is_binary)

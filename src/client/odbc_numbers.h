@@ -22,6 +22,7 @@ enum SqlType : std::int32_t {
     kLongVarbinaryType = -4,
     kBigintType = -5,
     kTinyintType = -6,
+    kBitType = -7,
     kWideCharType = -8,
     kWideVarcharType = -9,
     kWideLongVarcharType = -10
@@ -39,6 +40,7 @@ inline constexpr std::int32_t kNeedLongDataLength = 111;
 inline constexpr std::int32_t kDriverName = 6;
 inline constexpr std::int32_t kDriverVersion = 7;
 inline constexpr std::int32_t kMultipleResultSets = 36;
+inline constexpr std::int32_t kTransactionCapable = 46;
 inline constexpr std::int32_t kBatchSupport = 121;
 inline constexpr std::int32_t kDbmsName = 17;
 inline constexpr std::int32_t kDbmsVersion = 18;

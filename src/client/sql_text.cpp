@@ -4,6 +4,8 @@
 #include <array>
 #include <vector>
 
+#include "client/ascii.h"
+
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n\f\v";
@@ -21,67 +23,6 @@ std::size_t WordSize(std::string_view text)
                                     text.begin());
 }
 
-struct Extent {
-    std::size_t size = 0;
-    bool is_closed = true;
-};
-
-// Up to the closing quote; a doubled quote is part of the text.
-Extent QuotedExtent(std::string_view text, char close)
-{
-    for (std::size_t at = 1; at < text.size(); ++at) {
-        if (text[at] == close) {
-            if (text.substr(at + 1, 1) != std::string_view(&close, 1)) {
-                return {at + 1};
-            }
-            ++at;
-        }
-    }
-    return {text.size(), false};
-}
-
-Extent CommentExtent(std::string_view text)
-{
-    int depth = 0;
-    for (std::size_t at = 0; at + 1 < text.size(); ++at) {
-        const auto two = text.substr(at, 2);
-        depth += two == "/*" ? 1 : (two == "*/" ? -1 : 0);
-        at += two == "/*" || two == "*/" ? 1U : 0U;
-        if (depth == 0) {
-            return {at + 1};
-        }
-    }
-    return {text.size(), false};
-}
-
-// $tag$...$tag$; of size 0 if no such quote begins here.
-Extent DollarExtent(std::string_view text)
-{
-    const auto end_of_tag = text.find('$', 1);
-    if (end_of_tag == std::string_view::npos) {
-        return {};
-    }
-    const auto tag = text.substr(0, end_of_tag + 1);
-    const auto name = tag.substr(1, tag.size() - 2);
-    const bool is_tag =
-        WordSize(name) == name.size() && (name.empty() || name[0] < '0' || name[0] > '9');
-    if (!is_tag) {
-        return {};
-    }
-    const auto close = text.find(tag, tag.size());
-    return close == std::string_view::npos ? Extent{text.size(), false}
-                                           : Extent{close + tag.size()};
-}
-
-std::string Upper(std::string_view word)
-{
-    std::string upper(word);
-    std::ranges::transform(upper, upper.begin(), [](char c) {
-        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-    });
-    return upper;
-}
-
 template <std::size_t n>
 bool IsOneOf(std::string_view word, const std::array<std::string_view, n>& words)
 {
@@ -96,37 +37,139 @@ constexpr std::array<std::string_view, 5> kBodied{"PROCEDURE", "FUNCTION", "TRIG
 
 constexpr std::array<std::string_view, 3> kBodiless{"TABLE", "VIEW", "INDEX"};
 
+// The size of the mark that opens a $tag$ quote; 0 where none begins.
+std::size_t DollarMarkSize(std::string_view text)
+{
+    constexpr std::string_view kDigits = "0123456789";
+    if (text.size() < 2 || text[0] != '$' || kDigits.find(text[1]) != std::string_view::npos) {
+        return 0;
+    }
+    std::size_t at = 1;
+    while (at < text.size() && text[at] != '$' && IsWordCharacter(text[at])) {
+        ++at;
+    }
+    return text.substr(at, 1) == "$" ? at + 1 : 0;
+}
+
 }  // namespace
 
-SqlToken SqlLexer::Next()
+std::string QuotedName(std::string_view name, const std::string& quote)
+{
+    if (quote.empty() || quote == " ") {
+        return std::string(name);
+    }
+    const std::string close = quote == "[" ? "]" : quote;
+    std::string quoted = quote;
+    for (const char c : name) {
+        quoted += close == std::string_view(&c, 1) ? close + close : std::string(1, c);
+    }
+    return quoted + close;
+}
+
+std::string QuotedLiteral(std::string_view text, const SqlDialect& dialect)
+{
+    std::string quoted = "'";
+    for (const char c : text) {
+        const bool is_doubled = c == '\'' || (c == '\\' && dialect.IsMysql());
+        quoted += std::string(is_doubled ? 2 : 1, c);
+    }
+    return quoted + "'";
+}
+
+// Up to the closing quote; a doubled one stands for itself.
+SqlLexer::Extent SqlLexer::QuoteExtent(std::size_t open, bool has_escapes) const
+{
+    const char close = left_[open] == '[' ? ']' : left_[open];
+    for (std::size_t at = open + 1; at < left_.size(); ++at) {
+        if (left_[at] == '\\' && has_escapes) {
+            ++at;
+        } else if (left_[at] == close) {
+            if (left_.substr(at + 1, 1) != std::string_view(&close, 1)) {
+                return {SqlToken::kQuoted, at + 1};
+            }
+            ++at;
+        }
+    }
+    return {SqlToken::kQuoted, left_.size(), false};
+}
+
+SqlLexer::Extent SqlLexer::CommentExtent() const
+{
+    int depth = 0;
+    for (std::size_t at = 0; at + 1 < left_.size(); ++at) {
+        const auto two = left_.substr(at, 2);
+        const bool opens = two == "/*" && (depth == 0 || !is_mysql_);
+        const bool closes = two == "*/";
+        depth += opens ? 1 : 0;
+        depth -= closes ? 1 : 0;
+        at += opens || closes ? 1U : 0U;
+        if (depth == 0) {
+            return {SqlToken::kComment, at + 1};
+        }
+    }
+    return {SqlToken::kComment, left_.size(), false};
+}
+
+SqlLexer::Extent SqlLexer::NextExtent() const
 {
     const char first = left_.front();
     const auto two = left_.substr(0, 2);
-    SqlToken token;
-    Extent extent{1};
+    const std::string_view third = left_.substr(std::min<std::size_t>(2, left_.size()), 1);
     if (kBlanks.find(first) != std::string_view::npos) {
-        token.kind = SqlToken::kBlank;
-        extent.size = std::min(left_.find_first_not_of(kBlanks), left_.size());
-    } else if (first == '\'' || first == '"' || first == '`' || (first == '[' && has_brackets_)) {
-        token.kind = SqlToken::kQuoted;
-        extent = QuotedExtent(left_, first == '[' ? ']' : first);
-    } else if (two == "--") {
-        token.kind = SqlToken::kComment;
-        extent.size = std::min(left_.find('\n'), left_.size());
-    } else if (two == "/*") {
-        token.kind = SqlToken::kComment;
-        extent = CommentExtent(left_);
-    } else if (const Extent dollar = first == '$' ? DollarExtent(left_) : Extent{}; dollar.size) {
-        token.kind = SqlToken::kQuoted;
-        extent = dollar;
-    } else if (IsWordCharacter(first)) {
-        token.kind = SqlToken::kWord;
-        extent.size = WordSize(left_);
+        return {SqlToken::kBlank, std::min(left_.find_first_not_of(kBlanks), left_.size())};
     }
-    token.is_closed = extent.is_closed;
-    token.text = left_.substr(0, extent.size);
+    if (first == '\'' || first == '"') {
+        return QuoteExtent(0, is_mysql_);
+    }
+    if (first == '`' || (first == '[' && has_brackets_)) {
+        return QuoteExtent(0, false);
+    }
+    if (two == "E'" || two == "e'") {
+        return QuoteExtent(1, true);
+    }
+    const bool is_dashed = two == "--" && (!is_mysql_ || third.empty() ||
+                                           kBlanks.find(third) != std::string_view::npos);
+    if (is_dashed || (first == '#' && is_mysql_)) {
+        return {SqlToken::kComment, std::min(left_.find('\n'), left_.size())};
+    }
+    if (two == "/*") {
+        Extent extent = CommentExtent();
+        // MySQL runs what stands in such a comment.
+        extent.kind = is_mysql_ && (third == "!" || third == "M") ? SqlToken::kQuoted : extent.kind;
+        return extent;
+    }
+    if (const auto mark = left_.substr(0, DollarMarkSize(left_)); !mark.empty()) {
+        const auto close = left_.find(mark, mark.size());
+        const bool is_closed = close != std::string_view::npos;
+        return {SqlToken::kQuoted, is_closed ? close + mark.size() : left_.size(), is_closed};
+    }
+    return IsWordCharacter(first) ? Extent{SqlToken::kWord, WordSize(left_)} : Extent{};
+}
+
+SqlToken SqlLexer::Next()
+{
+    const Extent extent = NextExtent();
+    const SqlToken token{extent.kind, left_.substr(0, extent.size), extent.is_closed};
     left_.remove_prefix(extent.size);
     return token;
+}
+
+bool HasStatement(std::string_view sql, const SqlDialect& dialect)
+{
+    for (SqlLexer lexer(sql, dialect); !lexer.AtEnd();) {
+        const SqlToken token = lexer.Next();
+        if (token.kind != SqlToken::kBlank && token.kind != SqlToken::kComment && !token.Is(';')) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CreatesBody(const std::vector<std::string>& words)
+{
+    return words.size() > 1 && words.front() == "CREATE" && !IsOneOf(words[1], kBodiless) &&
+           std::ranges::any_of(words,
+                               [](const std::string& word) { return IsOneOf(word, kBodied); });
 }
 
 StatementTraits TraitsOf(std::string_view sql)
@@ -148,9 +191,8 @@ StatementTraits TraitsOf(std::string_view sql)
         if (token.kind != SqlToken::kWord) {
             continue;
         }
-        words.push_back(Upper(token.text));
-        if (words.front() == "CREATE" && IsOneOf(words.back(), kBodied) &&
-            !IsOneOf(words[1], kBodiless)) {
+        words.push_back(UpperInAscii(token.text));
+        if (CreatesBody(words)) {
             return traits;  // whatever follows is its body
         }
         const bool is_first = words.size() == 1;

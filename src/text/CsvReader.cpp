@@ -86,6 +86,12 @@ void CsvReader::ParseLine()
     }
     CheckParsed(csv_parse(&parser_, line.data(), line.size(), &TakeField, &TakeRecord, this) ==
                 line.size());
+    const bool is_end_alone = line == "\r" || (line == "\n" && !is_behind_return_);
+    if (takes_empty_lines_ && !is_inside_ && is_end_alone) {
+        TakeField(nullptr, 0, this);
+        is_complete_ = true;
+    }
+    is_behind_return_ = line.ends_with('\r');
     is_inside_ = !is_complete_ && (is_inside_ || line.find_first_not_of("\r\n") == 0);
     line_ += line.ends_with('\n') ? 1U : 0U;
     left_.remove_prefix(line.size());

@@ -20,7 +20,8 @@ struct CsvError : std::runtime_error {
 };
 
 /// Reads comma-separated values (RFC 4180), or those with another delimiter. Blanks are part of
-/// their field; empty lines are skipped, and so is a byte order mark at the start.
+/// their field; empty lines are skipped unless a record is one field, and so is a byte order mark
+/// at the start.
 class CsvReader {
 public:
     /// A field; nothing if it is empty and not in quotes, which means NULL.
@@ -32,6 +33,9 @@ public:
     ~CsvReader();
     CsvReader(const CsvReader&) = delete;
     CsvReader& operator=(const CsvReader&) = delete;
+
+    /// From here on a record is one field, so that an empty line is a NULL.
+    void TakeEmptyLines() { takes_empty_lines_ = true; }
 
     /// Reads the next record; false after the last one. Throws CsvError.
     bool Next();
@@ -70,6 +74,8 @@ private:
     csv_parser parser_{};
     std::vector<char> block_;
     std::string_view left_;  // of the block, not yet parsed
+    bool takes_empty_lines_ = false;
+    bool is_behind_return_ = false;  // the last byte parsed was \r
     bool is_at_start_ = true;
     bool is_finished_ = false;
     bool is_inside_ = false;    // a record has begun and not ended

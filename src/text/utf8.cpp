@@ -23,3 +23,13 @@ std::optional<std::size_t> FirstInvalidByte(std::string_view text)
     }
     return std::nullopt;
 }
+
+std::string WithReplacements(std::string_view text)
+{
+    std::string replaced;
+    while (const auto invalid = FirstInvalidByte(text)) {
+        replaced.append(text.substr(0, *invalid)).append("\uFFFD");
+        text.remove_prefix(*invalid + 1);
+    }
+    return replaced.append(text);
+}

@@ -1,6 +1,7 @@
 #include "tool/CommandLine.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -13,6 +14,8 @@
 #include "text/utf8.h"
 #include "tool/completion.h"
 #include "tool/connection_words.h"
+#include "tool/data_words.h"
+#include "tool/script_words.h"
 
 namespace {
 
@@ -46,47 +49,18 @@ void AddGatewayOptions(CLI::App& app, CommandLine& command)
         ->type_name("FILE");
 }
 
-char DelimiterOf(const std::string& word)
-{
-    const std::string text = word == "\\t" ? "\t" : word;
-    constexpr std::string_view kUnusable("\"\r\n\0", 4);
-    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 ||
-        kUnusable.find(text[0]) != std::string_view::npos) {
-        throw CLI::ValidationError("--delimiter", "one ASCII character is needed, or \\t");
-    }
-    return text[0];
-}
-
 void AddStatementOptions(CLI::App& app, CommandLine& command)
 {
     app.add_option("--get", command.get_file,
                    "Write the first value of the statement's result to a file, whatever its length")
         ->type_name("FILE");
-    app.add_option("--null", command.null_text, "What NULL looks like")
-        ->type_name("TEXT")
-        ->capture_default_str();
-    app.add_option_function<std::vector<std::string>>(
-           "--import",
-           [&command](const std::vector<std::string>& words) {
-               command.import.file = words[0];
-               command.import.table = words[1];
-           },
-           "Insert the records of a CSV file (- is standard input) into a table; the first one "
-           "names the columns")
-        ->expected(2)
-        ->type_name("FILE TABLE");
-    app.add_option_function<std::string>(
-           "--delimiter",
-           [&command](const std::string& word) { command.import.delimiter = DelimiterOf(word); },
-           "What separates the fields of --import: one ASCII character, or \\t (default: ,)")
-        ->type_name("CHARACTER");
 }
 
 /// Options that may come several times and mean something together: what they were given, in the
 /// order of the words.
 class OrderedOptions {
 public:
-    enum Kind { kStatement, kValue, kFile };
+    enum Kind { kStatement, kScript, kValue, kFile };
     struct Input {
         Kind kind;
         std::string text;
@@ -94,7 +68,10 @@ public:
 
     explicit OrderedOptions(CLI::App& app) : app_(app)
     {
-        Add(kStatement, "-c,--command", "SQL", "SQL statement to run; several run in order");
+        Add(kStatement, "-c,--command", "SQL",
+            "SQL that goes to the driver whole; several run in order");
+        Add(kScript, "-f,--file", "FILE",
+            "Script of SQL statements to run (- is standard input), in order with --command");
         Add(kValue, "-p,--parameter", "VALUE",
             "Value of the statement's next marker: a number, NULL or text (\\NULL and \\5 are "
             "text)");
@@ -132,8 +109,8 @@ private:
 void TakeInputs(const std::vector<OrderedOptions::Input>& inputs, CommandLine& command)
 {
     for (const auto& [kind, text] : inputs) {
-        if (kind == OrderedOptions::kStatement) {
-            command.statements.push_back(text);
+        if (kind == OrderedOptions::kStatement || kind == OrderedOptions::kScript) {
+            command.statements.push_back({text, kind == OrderedOptions::kScript});
         } else {
             command.markers.push_back({text, kind == OrderedOptions::kFile});
         }
@@ -222,6 +199,17 @@ private:
     bool lists_entries_ = false;
 };
 
+// Where nothing else is asked for and nobody sits at the terminal, standard input is a script.
+void TakeStandardInput(CommandLine& command, bool has_no_subcommand)
+{
+    const bool asks_nothing = has_no_subcommand && command.statements.empty() &&
+                              command.import.table.empty() && command.export_table.empty() &&
+                              NamesConnection(command.connection);
+    if (asks_nothing && ::isatty(STDIN_FILENO) == 0) {
+        command.statements.push_back({"-", true});
+    }
+}
+
 // The one thing that the words ask for.
 Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
 {
@@ -231,10 +219,14 @@ Task TaskOf(const CommandLine& command, std::vector<Task> tasks)
     if (!command.import.table.empty()) {
         tasks.push_back(Task::kImport);
     }
+    if (!command.export_table.empty()) {
+        tasks.push_back(Task::kExport);
+    }
     if (tasks.size() != 1) {
         throw CLI::ValidationError(
-            tasks.empty() ? "one of --command, --import, call, doctor and shim is required"
-                          : "--command, --import, call, doctor and shim exclude each other");
+            tasks.empty()
+                ? "one of --command, --file, --import, --export, call, doctor and shim is required"
+                : "statements, --import, --export, call, doctor and shim exclude each other");
     }
     return tasks.front();
 }
@@ -261,7 +253,7 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         throw CLI::ValidationError("--password and --password-file exclude each other");
     }
     const bool connects = command.task == Task::kStatements || command.task == Task::kImport ||
-                          command.task == Task::kDoctor;
+                          command.task == Task::kExport || command.task == Task::kDoctor;
     if (connects && !NamesConnection(command.connection)) {
         throw CLI::ValidationError("--data-source is required");
     }
@@ -283,11 +275,11 @@ void CheckTogether(const CLI::App& app, const CommandLine& command)
         default:
             break;
     }
-    if (app.count("--delimiter") > 0 && command.task != Task::kImport) {
-        throw CLI::ValidationError("--delimiter is for --import");
-    }
+    CheckDataOptions(app, command);
+    CheckScriptOptions(app, command);
     const bool needs_one = !command.markers.empty() || command.get_file;
-    if (needs_one && command.statements.size() != 1) {
+    const bool has_one = command.statements.size() == 1 && !command.statements[0].is_file;
+    if (needs_one && !has_one) {
         throw CLI::ValidationError("--parameter, --put and --get need a single --command");
     }
 }
@@ -304,7 +296,12 @@ void CheckUtf8(const std::string& where, const std::string& text)
 void CheckEncoding(const CommandLine& command)
 {
     for (std::size_t i = 0; i < command.statements.size(); ++i) {
-        CheckUtf8(fmt::format("--command {}", i + 1), command.statements[i]);
+        if (!command.statements[i].is_file) {
+            CheckUtf8(fmt::format("--command {}", i + 1), command.statements[i].text);
+        }
+    }
+    for (const auto& [name, value] : command.script.variables) {
+        CheckUtf8(fmt::format("--set, the value of {}", name), value);
     }
     for (std::size_t i = 0; i < command.markers.size(); ++i) {
         if (!command.markers[i].is_file) {
@@ -315,9 +312,11 @@ void CheckEncoding(const CommandLine& command)
     for (std::size_t i = 0; i < command.call.size(); ++i) {
         CheckUtf8(fmt::format("call, word {}", i + 1), command.call[i]);
     }
-    CheckUtf8("--null", command.null_text);
-    if (!command.import.table.empty()) {
-        CheckUtf8("--import, the name of the table", command.import.table);
+    CheckUtf8("--null", command.output.null_text.value_or(""));
+    CheckUtf8("--import, the name of the table", command.import.table);
+    CheckUtf8("--export", command.export_table);
+    for (const std::string& name : command.import.columns) {
+        CheckUtf8("--columns", name);
     }
 }
 
@@ -368,6 +367,8 @@ Parsed ParseCommandLine(int count, const char* const* words)
     AddConnectionOptions(app, command.connection);
     const OrderedOptions ordered(app);
     AddStatementOptions(app, command);
+    AddScriptOptions(app, command);
+    AddDataOptions(app, command);
     AddGatewayOptions(app, command);
     AddCompletion(app);
     const Subcommands subcommands(app, command);
@@ -378,6 +379,7 @@ Parsed ParseCommandLine(int count, const char* const* words)
         TakeInputs(ordered.Inputs(), command);
         std::vector<Task> tasks;
         subcommands.Take(command, tasks);
+        TakeStandardInput(command, tasks.empty());
         command.task = TaskOf(command, tasks);
         CheckTogether(app, command);
         CheckEncoding(command);

@@ -44,7 +44,8 @@ std::string DiagnosticText(const std::string& line, const std::string& entry)
                        NativeCodeOf(line), entry.empty() ? "" : ", ", entry);
 }
 
-// The driver's words, or else those of the failure.
+}  // namespace
+
 void Report(const SqlError& error)
 {
     const std::string place = error.place.empty() ? "" : error.place + ": ";
@@ -58,8 +59,6 @@ void Report(const SqlError& error)
         Complain(error.aftermath);
     }
 }
-
-}  // namespace
 
 ExitCode ReportFailure(const CommandLine& command)
 {

@@ -20,6 +20,7 @@
 #include "tool/CommandLine.h"
 #include "tool/commands/call.h"
 #include "tool/commands/doctor.h"
+#include "tool/commands/export.h"
 #include "tool/commands/import.h"
 #include "tool/commands/query.h"
 #include "tool/commands/shim.h"
@@ -49,8 +50,14 @@ ExitCode CarryOutOnConnection(const CommandLine& command, const Gateway& gateway
 {
     const Session session(gateway, command.options, *command.connection_string);
     NameDriverOfCrashes(session.DriverFile());
-    return command.task == CommandLine::Task::kImport ? Import(command, session)
-                                                      : RunStatements(command, session);
+    switch (command.task) {
+        case CommandLine::Task::kImport:
+            return Import(command, session);
+        case CommandLine::Task::kExport:
+            return Export(command, session);
+        default:
+            return RunStatements(command, session);
+    }
 }
 
 ExitCode CarryOutThroughGateway(const CommandLine& command)

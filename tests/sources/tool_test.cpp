@@ -33,10 +33,10 @@ protected:
         const auto rule = run.data.find("-\n");
         EXPECT_EQ(run.data.empty() ? "" : run.data.substr(rule + 2), rows) << words;
     }
-    std::string Written(const std::string& content) const
+    std::string Written(const std::string& content, const char* name = "x.csv") const
     {
-        std::ofstream(folder.path / "x.csv") << content;
-        return folder.path / "x.csv";
+        std::ofstream(folder.path / name) << content;
+        return folder.path / name;
     }
 
     const TemporaryFolder folder;
@@ -65,6 +65,10 @@ TEST_P(Tool, ShowsWhatItStores)
         Expect(fmt::format("{}-c 'SELECT short, longer, bytes FROM tool WHERE id > 1 ORDER BY id'",
                            mode),
                "      | NULL   | \\x\nNULL  | x      | NULL\n");
+        const std::string exported = Run(std::string(mode) + "--export tool").data;
+        Expect(std::string(mode) + "-c 'DELETE FROM tool'", "");
+        Expect(fmt::format("{}--import {} tool", mode, Written(exported, "exported.csv")), "");
+        EXPECT_EQ(Run(std::string(mode) + "--export tool").data, exported);
         const std::string got = folder.path / "got";
         Expect(fmt::format("{}-c 'SELECT longer FROM tool WHERE id = 1' --get {}", mode, got), "");
         EXPECT_EQ(Slurp(got), many) << mode;
@@ -113,6 +117,24 @@ TEST_P(Tool, KeepsNothingOfAnImportThatFails)
     }
     ExpectParts(run.messages, {"line 4: ", "\"x\"", "rolled back: no row was imported"});
     Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
+}
+
+TEST_P(Tool, RunsScriptsInOneTransaction)
+{
+    Run("-c 'DROP TABLE tool2'");
+    const std::string script = Written(
+        "INSERT INTO tool(id, short) VALUES (1, 'a;''b'); -- both;\n/* or; */ CREATE TABLE "
+        "tool2(id "
+        "INTEGER);\n\nINSERT INTO nowhere VALUES (1)");
+    const Finished run = Run("-1 -f " + script);
+    EXPECT_EQ(run.exit_code, 1);
+    ExpectParts(run.messages, {"(1 row changed)\n(done)\norvelgw: " + script + ": line 4: "});
+    const bool stays = Run("-c 'SELECT * FROM tool2'").exit_code == 0;
+    ExpectParts(run.messages, {stays ? "(rolled back, but for" : "(rolled back)"});
+    EXPECT_EQ(stays, GetParam().product == "OpenLink Virtuoso" || GetParam().product == "MariaDB");
+    Expect("-c 'SELECT count(*) AS n FROM tool'", stays ? "1\n" : "0\n");
+    Expect("-q -f - <" + Written("DELETE FROM tool; INSERT INTO tool(id) VALUES (7)"), "");
+    Expect("-c 'SELECT id FROM tool'", " 7\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, Tool, testing::ValuesIn(Sources()), SourceTest::NameOf);

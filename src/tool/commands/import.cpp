@@ -1,106 +1,30 @@
 #include "tool/commands/import.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <functional>
+#include <filesystem>
 #include <optional>
 #include <set>
+#include <sstream>
+#include <system_error>
 
 #include "client/HostList.h"
 #include "client/RowReader.h"
 #include "client/Statement.h"
-#include "client/ascii.h"
 #include "client/odbc_numbers.h"
 #include "text/CsvReader.h"
+#include "text/byte_text.h"
 #include "text/terminal_text.h"
 #include "text/utf8.h"
+#include "tool/commands/TableGuess.h"
+#include "tool/commands/import_columns.h"
 #include "tool/output/Messages.h"
+#include "tool/output/Progress.h"
 
 namespace {
-
-// A name as the data source wants it, whatever its characters. A data source without quotes has a
-// blank for one.
-std::string QuotedName(const std::string& name, const std::string& quote)
-{
-    if (quote.empty() || quote == " ") {
-        return name;
-    }
-    std::string quoted = quote;
-    for (const char c : name) {
-        quoted += quote == std::string(1, c) ? quote + quote : std::string(1, c);
-    }
-    return quoted + quote;
-}
-
-const Column* FindColumn(const std::vector<Column>& columns, std::string_view name)
-{
-    auto found = std::ranges::find(columns, name, &Column::name);
-    if (found == columns.end()) {
-        found = std::ranges::find_if(
-            columns, [&](const Column& column) { return EqualsIgnoringCase(column.name, name); });
-    }
-    return found != columns.end() ? &*found : nullptr;
-}
-
-// The delimiter by which the first name in a title is a column's, as far as there is one.
-std::optional<char> LikelyDelimiter(const std::vector<Column>& columns, std::string_view title)
-{
-    constexpr std::string_view kDelimiters = ";\t|,:";
-    for (const char delimiter : kDelimiters) {
-        const auto end = title.find(delimiter);
-        if (end != std::string_view::npos && FindColumn(columns, title.substr(0, end)) != nullptr) {
-            return delimiter;
-        }
-    }
-    return std::nullopt;
-}
-
-// The table's column of a name: the one that is the same, or else the same but for case.
-const Column& ColumnNamed(const std::vector<Column>& columns, const CsvReader::Field& title,
-                          const std::string& table)
-{
-    const std::string_view name = title.value_or("");
-    if (const Column* column = FindColumn(columns, name)) {
-        return *column;
-    }
-    const auto delimiter = LikelyDelimiter(columns, name);
-    throw SqlError(
-        fmt::format("{} has no column {}{}", table, Quoted(name),
-                    delimiter ? fmt::format("; did you mean --delimiter '{}'?",
-                                            *delimiter == '\t' ? "\\t" : std::string(1, *delimiter))
-                              : ""),
-        {});
-}
-
-std::vector<Column> ColumnsOf(const Session& session, const std::string& table, Reporter& reporter)
-{
-    Statement statement(session, "SELECT * FROM " + table + " WHERE 1 = 0", reporter);
-    statement.Execute();
-    return statement.Describe();
-}
-
-// How a column's values are bound. A date goes as text: what its described type lacks, such as an
-// offset from UTC, would be lost.
-ParameterShape ShapeOf(const Column& column, const SourceTraits& source)
-{
-    constexpr std::int64_t kLongestDateTime = 64;
-    constexpr std::int64_t kDigitsOf32Bits = 10;
-    ParameterShape shape{column.sql_type, std::max<std::int64_t>(column.size, 1), column.digits,
-                         column.IsBinary()};
-    if (column.IsDateTime() && !source.misreads_text) {
-        shape = {.sql_type = kVarcharType, .size = kLongestDateTime};
-    }
-    const bool is_big = column.sql_type == kBigintType ||
-                        (column.sql_type == kIntegerType && column.size > kDigitsOf32Bits);
-    if (is_big && source.loses_big_integers) {
-        shape.sql_type = kDecimalType;
-    }
-    return shape;
-}
 
 std::optional<std::int64_t> RowCount(const Session& session, const std::string& table,
                                      Reporter& reporter)
@@ -116,36 +40,97 @@ std::optional<std::int64_t> RowCount(const Session& session, const std::string& 
     }
 }
 
+// The names that a file, or the words in its place, give to the fields; none where neither does.
+std::vector<std::string> ReadNames(CsvReader& reader, const ImportOptions& options)
+{
+    std::vector<std::string> names = options.columns;
+    if (options.has_header) {
+        if (!reader.Next()) {
+            throw CsvError(reader.Name() + ": there is no record with the names of columns");
+        }
+        for (const CsvReader::Field& title : reader.Fields()) {
+            if (options.columns.empty()) {
+                names.emplace_back(title.value_or(""));
+            }
+        }
+    }
+    return names;
+}
+
+void CheckFieldCount(const CsvReader& reader, std::size_t columns)
+{
+    if (const std::size_t fields = reader.Fields().size(); fields != columns) {
+        throw CsvError(fmt::format("{}: line {}: {} fields, but {} columns", reader.Name(),
+                                   reader.Line(), fields, columns));
+    }
+}
+
+bool IsNull(const CsvReader::Field& field, const ImportOptions& options)
+{
+    return !field || (options.null_text && *field == *options.null_text);
+}
+
+// The statement that creates a table for all records of a file.
+std::string TableFor(const Session& session, const ImportOptions& options)
+{
+    CsvReader reader(options.file, options.delimiter);
+    const auto names = ReadNames(reader, options);
+    if (names.size() == 1) {
+        reader.TakeEmptyLines();
+    }
+    std::vector<TypeGuess> guesses(names.size());
+    while (reader.Next()) {
+        CheckFieldCount(reader, names.size());
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            if (const auto& field = reader.Fields()[i]; !IsNull(field, options)) {
+                guesses[i].Take(*field);
+            }
+        }
+    }
+    return CreateTable(session, options.table, names, guesses);
+}
+
+std::uint64_t SizeOf(const std::string& file)
+{
+    std::error_code none;
+    const auto size = std::filesystem::file_size(file, none);
+    return none ? 0 : size;
+}
+
+SqlError Failure(const std::string& what, const std::string& aftermath)
+{
+    SqlError failure(what);
+    failure.aftermath = aftermath;
+    return failure;
+}
+
 /// One import: the statement that inserts a row, and what it has come to.
 class CsvImport {
 public:
-    CsvImport(const Session& session, const ImportOptions& options, Reporter& reporter)
+    CsvImport(const Session& session, const ImportOptions& options, Messages& messages)
         : session_(session),
           options_(options),
-          reporter_(reporter),
+          messages_(messages),
           reader_(options.file, options.delimiter)
-    {
-        if (!reader_.Next()) {
-            throw CsvError(reader_.Name() + ": there is no record with the names of columns");
-        }
-        Prepare(reader_.Fields());
-    }
+    {}
 
-    std::uint64_t Run(const std::function<void(std::uint64_t rows)>& on_progress)
+    std::uint64_t Run()
     {
+        const std::string table = options_.creates ? TableFor(session_, options_) : "";
         Transaction transaction(session_);
         try {
-            Statement insert(session_, sql_, reporter_);
-            insert.Bind(shapes_);
-            while (reader_.Next()) {
-                InsertRow(insert);
-                ++rows_;
-                on_progress(rows_);
+            if (options_.creates) {
+                Create(table);
+            }
+            Prepare();
+            Progress progress(SizeOf(options_.file));
+            while (InsertBatch(progress)) {
+                transaction.CommitAndGoOn();
+                kept_ = rows_;
+                kept_line_ = reader_.Line();
             }
         } catch (const CsvError& error) {
-            SqlError failure(error.what());
-            failure.aftermath = Undo(transaction);
-            throw failure;
+            throw Failure(error.what(), Undo(transaction));
         } catch (SqlError& error) {
             error.aftermath = Undo(transaction);
             throw;
@@ -155,25 +140,57 @@ public:
     }
 
 private:
-    void Prepare(CsvReader::Record titles)
+    void Create(const std::string& table)
     {
-        const auto columns = ColumnsOf(session_, options_.table, reporter_);
+        std::istringstream lines(table);
+        for (std::string line; std::getline(lines, line);) {
+            messages_.Say(Printable(line));
+        }
+        Statement(session_, table, messages_).Execute();
+        is_created_ = true;
+    }
+
+    void Prepare()
+    {
+        const auto columns = ColumnsOf(session_, options_.table, messages_);
         const std::string quote = session_.Information(kIdentifierQuote);
-        const SourceTraits source = session_.Source();
+        auto titles = ReadNames(reader_, options_);
+        if (titles.empty()) {
+            std::ranges::transform(columns, std::back_inserter(titles), &Column::name);
+        }
         std::string names;
         std::string markers;
         std::set<std::string> named;
-        for (const CsvReader::Field& title : titles) {
+        for (const std::string& title : titles) {
             const Column& column = ColumnNamed(columns, title, options_.table);
             if (!named.insert(column.name).second) {
-                throw SqlError("two fields are for the column " + column.name, {});
+                throw SqlError("two fields are for the column " + column.name);
             }
             names += (names.empty() ? "" : ", ") + QuotedName(column.name, quote);
             markers += markers.empty() ? "?" : ", ?";
             columns_.push_back(column);
-            shapes_.push_back(ShapeOf(column, source));
+            shapes_.push_back(ShapeOf(column, session_.Source()));
+        }
+        if (columns_.size() == 1) {
+            reader_.TakeEmptyLines();
         }
         sql_ = fmt::format("INSERT INTO {} ({}) VALUES ({})", options_.table, names, markers);
+    }
+
+    // Returns whether there may be more. A statement of its own, since a commit may close others.
+    bool InsertBatch(Progress& progress)
+    {
+        Statement insert(session_, sql_, messages_);
+        insert.Bind(shapes_);
+        while (reader_.Next()) {
+            InsertRow(insert);
+            ++rows_;
+            progress.Show(rows_, reader_.BytesRead());
+            if (rows_ - kept_ == options_.batch) {
+                return true;
+            }
+        }
+        return false;
     }
 
     std::string Place() const { return fmt::format("{}: line {}", reader_.Name(), reader_.Line()); }
@@ -182,6 +199,11 @@ private:
     {
         throw CsvError(fmt::format("{}: column {}, {}: {}", Place(), columns_[index].name,
                                    Shortened(*reader_.Fields()[index]), why));
+    }
+
+    [[noreturn]] void FailLength(std::size_t index) const
+    {
+        FailField(index, fmt::format("longer than {} bytes", kLongestElement));
     }
 
     static std::string Shortened(std::string_view value)
@@ -193,12 +215,12 @@ private:
     void SetField(Statement& insert, std::size_t index) const
     {
         const auto& field = reader_.Fields()[index];
-        if (!field) {
+        if (IsNull(field, options_)) {
             insert.SetNull(index + 1);
-        } else if (field->size() > kLongestElement) {
-            FailField(index, fmt::format("longer than {} bytes", kLongestElement));
         } else if (shapes_[index].is_binary) {
-            insert.SetBytes(index + 1, *field);
+            SetBytes(insert, index, *field);
+        } else if (field->size() > kLongestElement) {
+            FailLength(index);
         } else if (const auto invalid = FirstInvalidByte(*field)) {
             FailField(index, fmt::format("not UTF-8 at byte {}", *invalid + 1));
         } else {
@@ -206,13 +228,24 @@ private:
         }
     }
 
+    // Bytes as they are, unless they stand in hexadecimal digits.
+    void SetBytes(Statement& insert, std::size_t index, std::string_view field) const
+    {
+        const auto decoded = BytesOfHex(field);
+        if (!decoded && field.starts_with("\\x")) {
+            FailField(index, "behind \\x there are not pairs of hexadecimal digits alone");
+        }
+        const std::string_view bytes = decoded ? *decoded : field;
+        if (bytes.size() > kLongestElement) {
+            FailLength(index);
+        }
+        insert.SetBytes(index + 1, bytes);
+    }
+
     void InsertRow(Statement& insert) const
     {
         const auto record = reader_.Fields();
-        if (record.size() != columns_.size()) {
-            throw CsvError(fmt::format("{}: {} fields, but {} columns", Place(), record.size(),
-                                       columns_.size()));
-        }
+        CheckFieldCount(reader_, columns_.size());
         std::size_t index = 0;
         try {
             for (; index < record.size(); ++index) {
@@ -239,57 +272,59 @@ private:
         return text;
     }
 
-    // Rolls back, and says what that came to: a table without transactions keeps its rows.
+    // Rolls back, and says what that came to: a table without transactions keeps its rows, and some
+    // data sources keep the table.
     std::string Undo(Transaction& transaction) const
     {
-        if (rows_ == 0) {
+        const std::uint64_t pending = rows_ - kept_;
+        if (rows_ == 0 && !is_created_) {
             return "no row was imported";
         }
-        const auto before = RowCount(session_, options_.table, reporter_);
+        const auto before = RowCount(session_, options_.table, messages_);
         try {
             transaction.Rollback();
         } catch (const SqlError&) {
             return fmt::format("the rollback failed: {} rows may stay in {}", rows_,
                                options_.table);
         }
-        const auto after = before ? RowCount(session_, options_.table, reporter_) : before;
+        const auto after =
+            is_created_ || before ? RowCount(session_, options_.table, messages_) : std::nullopt;
         const std::int64_t gone = before && after ? *before - *after : 0;
-        const auto kept = static_cast<std::int64_t>(rows_) - gone;
-        return !before || kept <= 0
-                   ? "rolled back: no row was imported"
-                   : fmt::format("not rolled back: {} stay in {}, which has no transactions",
-                                 Counted(static_cast<std::uint64_t>(kept), "row"), options_.table);
+        const auto stay = static_cast<std::int64_t>(pending) - gone;
+        if (before && after && stay > 0) {
+            return fmt::format("not rolled back: {} stay in {}, which has no transactions",
+                               Counted(kept_ + static_cast<std::uint64_t>(stay), "row"),
+                               options_.table);
+        }
+        if (kept_ > 0) {
+            return fmt::format("rolled back to the last batch: {} stay in {}, up to line {} of {}",
+                               Counted(kept_, "row"), options_.table, kept_line_, reader_.Name());
+        }
+        return fmt::format("rolled back: no row was imported{}", !is_created_ ? ""
+                                                                 : after
+                                                                     ? "; the new table stays"
+                                                                     : ", and no table created");
     }
 
     const Session& session_;
     const ImportOptions& options_;
-    Reporter& reporter_;
+    Messages& messages_;
     CsvReader reader_;
     std::string sql_;
     std::vector<Column> columns_;
     std::vector<ParameterShape> shapes_;
+    bool is_created_ = false;
     std::uint64_t rows_ = 0;
+    std::uint64_t kept_ = 0;       // of them in batches that are committed
+    std::uint64_t kept_line_ = 0;  // on which the last of those begins
 };
 
 }  // namespace
 
 ExitCode Import(const CommandLine& command, const Session& session)
 {
-    const bool is_terminal = ::isatty(STDERR_FILENO) == 1;
-    const char* start_of_line = is_terminal ? "\r" : "";
     Messages messages(stderr);
-    try {
-        CsvImport import(session, command.import, messages);
-        const std::uint64_t rows = import.Run([&](std::uint64_t so_far) {
-            constexpr std::uint64_t kStep = 5000;
-            if (is_terminal && so_far % kStep == 0) {
-                std::fprintf(stderr, "\r%ju rows", static_cast<std::uintmax_t>(so_far));
-            }
-        });
-        messages.Say(fmt::format("{}({} imported)", start_of_line, Counted(rows, "row")));
-    } catch (...) {
-        std::fputs(start_of_line, stderr);
-        throw;
-    }
+    CsvImport import(session, command.import, messages);
+    messages.Say(fmt::format("({} imported)", Counted(import.Run(), "row")));
     return kDone;
 }

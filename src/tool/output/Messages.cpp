@@ -14,6 +14,13 @@ void Messages::Say(const std::string& line) const
     std::fputs((line + "\n").c_str(), stream_);
 }
 
+void Messages::Count(const std::string& line) const
+{
+    if (has_counts_) {
+        Say(line);
+    }
+}
+
 void Messages::Mention(const std::vector<ColumnNotice>& notices, const char* what) const
 {
     for (const ColumnNotice& notice : notices) {
@@ -29,17 +36,17 @@ void Messages::Returned(const ResultSummary& summary)
 {
     Mention(summary.truncated, "truncated, since the driver does not deliver the rest");
     Mention(summary.unreadable, "could not be read");
-    Say(fmt::format("({})", Counted(summary.rows, "row")));
+    Count(fmt::format("({})", Counted(summary.rows, "row")));
 }
 
 void Messages::Changed(std::int64_t rows)
 {
-    Say(fmt::format("({} changed)", Counted(static_cast<std::uint64_t>(rows), "row")));
+    Count(fmt::format("({} changed)", Counted(static_cast<std::uint64_t>(rows), "row")));
 }
 
 void Messages::Done()
 {
-    Say("(done)");
+    Count("(done)");
 }
 
 void Messages::Warned(const std::vector<std::string>& diagnostics)

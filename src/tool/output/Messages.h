@@ -11,7 +11,10 @@
 /// Says it on a stream, whatever the format of the data. That nobody can read it stops nothing.
 class Messages : public Reporter {
 public:
-    explicit Messages(std::FILE* stream) : stream_(stream) {}
+    /// Without counts it does not say how many rows came or changed.
+    explicit Messages(std::FILE* stream, bool has_counts = true)
+        : stream_(stream), has_counts_(has_counts)
+    {}
 
     void Returned(const ResultSummary& summary) override;
     void Changed(std::int64_t rows) override;
@@ -23,8 +26,10 @@ public:
 
 private:
     void Mention(const std::vector<ColumnNotice>& notices, const char* what) const;
+    void Count(const std::string& line) const;
 
     std::FILE* stream_;
+    bool has_counts_;
 };
 
 /// A count with its noun: "1 row", "3 rows".

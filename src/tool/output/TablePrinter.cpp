@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "text/byte_text.h"
 #include "text/terminal_text.h"
 
 namespace {
@@ -24,10 +25,8 @@ std::string BinaryText(std::string_view bytes)
     if (bytes.size() > kLongestBinary) {
         return fmt::format("(binary, {} bytes)", bytes.size());
     }
-    std::string text = "\\x";
-    for (const char byte : bytes) {
-        fmt::format_to(std::back_inserter(text), "{:02x}", static_cast<unsigned char>(byte));
-    }
+    std::string text;
+    AppendHex(text, bytes);
     return text;
 }
 
@@ -39,7 +38,7 @@ std::string ShownValue(const Cell& cell, const std::string& null_text)
         case Cell::kNull:
             return null_text;
         case Cell::kUnreadable:
-            return "<ERROR>";
+            return kUnreadableText;
         case Cell::kBinary:
             return BinaryText(cell.value);
         default:
@@ -47,14 +46,18 @@ std::string ShownValue(const Cell& cell, const std::string& null_text)
     }
 }
 
+TablePrinter::TablePrinter(const OutputSettings& settings, std::FILE* out)
+    : TextSink(settings, out), null_text_(settings.null_text.value_or(kNullText))
+{}
+
 void TablePrinter::Begin(const std::vector<Column>& columns)
 {
-    columns_ = columns;
+    TextSink::Begin(columns);
     first_rows_.clear();
     has_head_ = false;
     widths_.clear();
-    for (const Column& column : columns_) {
-        widths_.push_back(DisplayWidth(Escaped(column.name)));
+    for (const Column& column : columns) {
+        widths_.push_back(Settings().tuples_only ? 0 : DisplayWidth(Escaped(column.name)));
     }
 }
 
@@ -80,10 +83,10 @@ void TablePrinter::Take(Row row)
     }
     for (std::size_t i = 0; i < row.size(); ++i) {
         if (row[i].kind == Cell::kText && IsPlain(row[i].value)) {
-            Append(i, row[i].value, row[i].value.size(), columns_[i].IsNumeric());
+            Append(i, row[i].value, row[i].value.size(), Columns()[i].IsNumeric());
         } else {
             const auto [text, width] = Shown(row[i]);
-            Append(i, text, width, columns_[i].IsNumeric());
+            Append(i, text, width, Columns()[i].IsNumeric());
         }
     }
     PrintLine();
@@ -93,32 +96,39 @@ void TablePrinter::Append(std::size_t column, std::string_view text, std::size_t
                           bool is_right)
 {
     const std::size_t blanks = widths_[column] - std::min(width, widths_[column]);
-    line_ += column > 0 ? " | " : "";
-    line_.append(is_right ? blanks : 0, ' ').append(text).append(is_right ? 0 : blanks, ' ');
+    Text() += column > 0 ? " | " : "";
+    Text().append(is_right ? blanks : 0, ' ').append(text).append(is_right ? 0 : blanks, ' ');
 }
 
 void TablePrinter::PrintLine()
 {
-    line_.erase(line_.find_last_not_of(' ') + 1);
-    line_.push_back('\n');
-    std::fwrite(line_.data(), 1, line_.size(), out_);
-    line_.clear();
+    Text().erase(Text().find_last_not_of(' ') + 1);
+    Text() += '\n';
+    Write();
+}
+
+void TablePrinter::PrintTitles()
+{
+    for (std::size_t i = 0; i < widths_.size(); ++i) {
+        const std::string title = Escaped(Columns()[i].name);
+        Append(i, title, DisplayWidth(title), false);
+    }
+    PrintLine();
+    for (std::size_t i = 0; i < widths_.size(); ++i) {
+        Text().append(i > 0 ? "-+-" : "").append(widths_[i], '-');
+    }
+    PrintLine();
 }
 
 // And the rows that were kept until then.
 void TablePrinter::PrintHead()
 {
-    std::string rule;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-        const std::string title = Escaped(columns_[i].name);
-        Append(i, title, DisplayWidth(title), false);
-        rule += (i > 0 ? "-+-" : "") + std::string(widths_[i], '-');
+    if (!Settings().tuples_only) {
+        PrintTitles();
     }
-    PrintLine();
-    fmt::print(out_, "{}\n", rule);
     for (const Line& line : std::exchange(first_rows_, {})) {
         for (std::size_t i = 0; i < line.size(); ++i) {
-            Append(i, line[i].text, line[i].width, columns_[i].IsNumeric());
+            Append(i, line[i].text, line[i].width, Columns()[i].IsNumeric());
         }
         PrintLine();
     }
@@ -130,5 +140,5 @@ void TablePrinter::End()
     if (!has_head_) {
         PrintHead();
     }
-    std::fflush(out_);
+    TextSink::End();
 }

@@ -2,20 +2,17 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "client/ResultSink.h"
+#include "tool/output/TextSink.h"
 
 /// Prints a result as a table whose columns are as wide as the first rows need them. Those are kept
 /// until the widths are known; behind them nothing is, and a wider value pushes its line out.
-class TablePrinter : public ResultSink {
+class TablePrinter : public TextSink {
 public:
-    TablePrinter(std::FILE* out, std::string null_text)
-        : out_(out), null_text_(std::move(null_text))
-    {}
+    TablePrinter(const OutputSettings& settings, std::FILE* out);
 
     void Begin(const std::vector<Column>& columns) override;
     void Take(Row row) override;
@@ -32,15 +29,13 @@ private:
     Field Shown(const Cell& cell) const;
     void Append(std::size_t column, std::string_view text, std::size_t width, bool is_right);
     void PrintLine();
+    void PrintTitles();
     void PrintHead();
 
-    std::FILE* out_;
     std::string null_text_;
-    std::vector<Column> columns_;
     std::vector<std::size_t> widths_;
     std::vector<Line> first_rows_;
     bool has_head_ = false;
-    std::string line_;
 };
 
 /// A value as it stands in a table or a list: control characters as \n or \x1b, a backslash as \\,
