@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-/// How a data source writes SQL, told by the quote of its names (SQL_IDENTIFIER_QUOTE_CHAR): " by
-/// default, ` of MySQL and MariaDB, [ of those that have brackets.
+/// A data source's SQL dialect, according to its quote for names (SQL_IDENTIFIER_QUOTE_CHAR): " by
+/// default, ` for MySQL and MariaDB, [ for those with brackets.
 class SqlDialect {
 public:
     SqlDialect() = default;
@@ -16,16 +16,16 @@ public:
 
     const std::string& Quote() const { return quote_; }
     bool HasBrackets() const { return quote_ == "["; }
-    /// Whether a backslash escapes inside '' and "", # begins a comment, and -- does only in front
-    /// of a blank, while /*! does not, and comments don't nest.
+    /// Whether a backslash escapes inside '' and "", # begins a comment, and -- only before a
+    /// blank, while /*! does not, and comments don't nest.
     bool IsMysql() const { return quote_ == "`"; }
 
 private:
     std::string quote_ = "\"";
 };
 
-/// A name in that quote, whatever its characters; as it is where there is none, for which a source
-/// has a blank.
+/// A name in that quote, whatever its characters; unchanged if there is none, which a source
+/// reports as a blank.
 std::string QuotedName(std::string_view name, const std::string& quote);
 
 /// Text as a literal.
