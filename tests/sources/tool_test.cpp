@@ -56,19 +56,20 @@ TEST_P(Tool, ShowsWhatItStores)
         "2,,,\"\",,\"\"\n3,-7,,NULL,x,\n",
         text, many));
     for (const char* mode : kModes) {
-        Expect(std::string(mode) + "-c 'DELETE FROM tool'", "");
+        Expect(fmt::format("{}-c 'DELETE FROM tool'", mode), "");
         Expect(fmt::format("{}--import {} tool", mode, file), "");
         Expect(fmt::format("{}-c 'SELECT short, longer FROM tool WHERE id = 1'", mode),
-               text + " | " + many + "\n");
+               fmt::format("{} | {}\n", text, many));
         Expect(fmt::format("{}-c 'SELECT id, big, bytes FROM tool WHERE id < 3 ORDER BY id'", mode),
                " 1 | 30000000001 | \\x61ff\n 2 |        NULL | \\x\n");
         Expect(fmt::format("{}-c 'SELECT short, longer, bytes FROM tool WHERE id > 1 ORDER BY id'",
                            mode),
                "      | NULL   | \\x\nNULL  | x      | NULL\n");
-        const std::string exported = Run(std::string(mode) + "--export tool").data;
-        Expect(std::string(mode) + "-c 'DELETE FROM tool'", "");
+        const std::string export_words = fmt::format("{}--export tool", mode);
+        const std::string exported = Run(export_words).data;
+        Expect(fmt::format("{}-c 'DELETE FROM tool'", mode), "");
         Expect(fmt::format("{}--import {} tool", mode, Written(exported, "exported.csv")), "");
-        EXPECT_EQ(Run(std::string(mode) + "--export tool").data, exported);
+        EXPECT_EQ(Run(export_words).data, exported);
         const std::string got = folder.path / "got";
         Expect(fmt::format("{}-c 'SELECT longer FROM tool WHERE id = 1' --get {}", mode, got), "");
         EXPECT_EQ(Slurp(got), many) << mode;
