@@ -244,7 +244,7 @@ TEST(Completion, KnowsOptionsSubcommandsAndEntries)
     }
 }
 
-TEST(Utf8, FindsTheFirstByteThatIsNone)
+TEST(Utf8, FindsTheFirstInvalidByte)
 {
     const std::pair<std::string_view, std::optional<std::size_t>> cases[] = {
         {"", std::nullopt},   {"é日😀", std::nullopt},  {"\xE9", 0},
@@ -256,7 +256,7 @@ TEST(Utf8, FindsTheFirstByteThatIsNone)
     }
 }
 
-TEST(Ascii, ComparesLettersOfAsciiAlone)
+TEST(Ascii, ComparesOnlyLettersOfAscii)
 {
     EXPECT_TRUE(EqualsIgnoringCase("DRIVER_1", "driver_1"));
     EXPECT_FALSE(EqualsIgnoringCase("é", "É"));

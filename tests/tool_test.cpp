@@ -235,8 +235,8 @@ TEST_F(ToolFiles, ScriptsGoWhereTheyStand)
     };
     EXPECT_EQ(where(), "0 " + File("here") + "\n");
     fs::permissions(File("here/build"), fs::perms(0555));
-    EXPECT_EQ(where(), "1 scripts/where: this user can't write " + File("here") +
-                           "/build, where all that scripts make goes\n");
+    EXPECT_EQ(where(), "1 scripts/where: this user can't write to " + File("here") +
+                           "/build, where scripts put all their output\n");
 }
 
 TEST_F(ToolFiles, LeavesNoPartWhereASignalEndsIt)
