@@ -1,4 +1,4 @@
-// The other half of a pair: ODBC calls over the same driver manager, with nothing in between.
+// The other half of a pair: direct ODBC calls through the same driver manager.
 #pragma once
 
 #include <sqlext.h>
@@ -7,7 +7,7 @@
 
 #include "Source.h"
 
-/// A connection in an ODBC environment of its own. Failures are thrown, with the driver's words.
+/// A connection in its own ODBC environment. Throws on failure, with the driver's message.
 class BareConnection {
 public:
     BareConnection(const Source& source, const Mode& mode);
@@ -38,7 +38,7 @@ public:
     void Prepare(const std::string& sql) const;
     void Execute() const;
     void Run(const std::string& sql) const;
-    /// Of 64 bits, whose first 32 are the value: Virtuoso's driver 7.2.5 reads them all.
+    /// 64 bits, of which the first 32 are the value: Virtuoso's driver 7.2.5 reads them all.
     void BindInteger(SQLUSMALLINT number, long& value) const;
     void BindDouble(SQLUSMALLINT number, double& value) const;
     void BindText(SQLUSMALLINT number, char* text, std::size_t size, SQLLEN& indicator) const;
@@ -51,8 +51,8 @@ private:
     SQLHSTMT handle_ = nullptr;
 };
 
-/// Text as ODBC takes it, which changes none.
+/// Text as ODBC takes it; it is never changed.
 SQLCHAR* AsText(const std::string& text);
 
-/// Reads the columns of the current row, as a mode reads them, into buffers of so many bytes.
+/// Reads the columns of the current row, in the way of a mode, into buffers of that many bytes.
 void ReadColumns(SQLHSTMT statement, const Mode& mode, SQLLEN buffer_bytes);

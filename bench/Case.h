@@ -9,21 +9,21 @@
 #include "Source.h"
 #include "bare_halves.h"
 
-/// One piece of work through the gateway, and what that is compared with: as a rule the same ODBC
-/// calls made bare. Each function does the whole of it and shows the meter the stretches that
-/// count.
+/// A task performed through the gateway, and its base for comparison: usually the same ODBC calls
+/// made directly. Each function performs the whole task and starts and stops the meter for the
+/// parts that count.
 struct Pair {
     Half gateway;
-    Half base;   // none where the work has no ODBC in it
-    long units;  // rows, queries, calls: what a figure is given for
-    long calls;  // of entries, in the stretches that count
+    Half base;   // none if the task involves no ODBC
+    long units;  // rows, queries, calls: what a figure refers to
+    long calls;  // of entries, in the parts that count
 };
 
-/// What a case is to reach.
+/// The goal of a case.
 struct Goal {
     enum Kind {
         kRatio,        // times the base
-        kNanoseconds,  // a unit
+        kNanoseconds,  // per unit
         kAbove,        // nanoseconds above the base
     };
     Kind kind;
@@ -37,11 +37,11 @@ struct Case {
     Goal goal;
     std::function<Pair(const Source&, const Mode&)> make;
     bool base_is_bare = true;
-    std::size_t pairs = 0;  // where it takes a certain number of them
+    std::size_t pairs = 0;  // if the case needs a certain number of them
 };
 
-/// Queries, rows and inserts: over any source.
+/// Queries, rows and inserts, for any source.
 std::vector<Case> QueryCases();
 
-/// Single calls, long data and large numbers: over SQLite alone.
+/// Single calls, long data and large numbers, for SQLite only.
 std::vector<Case> CallCases();

@@ -1,4 +1,4 @@
-// The chart: how much longer the work takes than the bare calls, drawn from 1 on.
+// The chart: how much longer tasks take than the bare calls, drawn from 1 on.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -9,11 +9,11 @@
 namespace {
 
 constexpr double kWidth = 860;
-constexpr double kLeft = 150;    // where 1 lies
-constexpr double kRight = 700;   // where the scale ends; figures stand behind
+constexpr double kLeft = 150;    // the position of 1
+constexpr double kRight = 700;   // the end of the scale; figures follow
 constexpr double kBar = 15;      // height of a bar
 constexpr double kStep = 21;     // from bar to bar
-constexpr double kHeading = 30;  // what a group's name takes
+constexpr double kHeading = 30;  // height of a group's name
 
 constexpr const char* kReached = "#2a9d8f";
 constexpr const char* kMissed = "#e9a23b";
@@ -27,7 +27,7 @@ const char* ColorOf(const Bar& bar)
     return bar.ratio.median <= bar.goal ? kReached : kMissed;
 }
 
-/// Bars on one scale, under each other.
+/// Bars on one scale, one below the other.
 class Panel {
 public:
     Panel(double top, const std::vector<Bar>& bars) : y_(top)
@@ -114,7 +114,7 @@ private:
     std::string body_;
 };
 
-// The gateway's bar of a task in front of those of its rivals.
+// The gateway's bar of a task, followed by those of its rivals.
 std::vector<Bar> BesideRivals(const Report& report)
 {
     std::vector<Bar> bars;
@@ -186,9 +186,9 @@ std::string Chart(const Report& report)
             bottom = panel.Bottom();
         }
     };
-    draw("Time through the gateway; the same ODBC calls made bare = 1 (SQLite)", report.bars);
+    draw("Time through the gateway; the same ODBC calls made directly = 1 (SQLite)", report.bars);
     const std::vector<Bar> beside = BesideRivals(report);
-    draw("Beside pyodbc and DBD::ODBC, each against bare calls over its driver manager", beside);
+    draw("pyodbc and DBD::ODBC, each compared with bare calls through its driver manager", beside);
     return fmt::format(
         R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {0} {1}" width="{0}" height="{1}">)"
         "\n{2}\n"

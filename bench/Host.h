@@ -1,4 +1,4 @@
-// The gateway as a host calls it: by function pointers, with nothing between.
+// The gateway as a host calls it: directly, through function pointers.
 #pragma once
 
 #include <cstdint>
@@ -55,8 +55,8 @@ private:
     alignas(2) unsigned char word_[2 + 8] = {8, 0};
 };
 
-/// A list as a long string, built once and passed as often as wanted: what this host's
-/// ReleaseLongString takes back it keeps.
+/// A list as a long string, built once and passed as often as needed: this host's ReleaseLongString
+/// releases nothing.
 class LongString {
 public:
     explicit LongString(std::string bytes = {}) : bytes_(std::move(bytes)) {}
@@ -76,13 +76,13 @@ private:
     ORVEL_EXSTR descriptor_{};
 };
 
-/// The library, loaded, with a mode's options set. Unloaded by the destructor, which ends every
+/// The library, loaded, with a mode's options set. Unloaded by the destructor, which closes every
 /// connection. A file is loaded once: two hosts at a time take number 0 and a copy, number 1.
 class Host {
 public:
     explicit Host(const Mode& mode, int number = 0);
 
-    /// Connects; a failure is thrown.
+    /// Connects; throws on failure.
     Handle Connect(const Source& source) const;
     Handle Statement(const Handle& connection) const;
     void SetAutocommit(const Handle& connection, bool on) const;
@@ -102,11 +102,11 @@ public:
     const Entries call;
 };
 
-/// Throws where something that a case stands on didn't succeed.
+/// Throws if a precondition of a case is not met.
 void Require(bool succeeded, std::string_view what);
 
 /// A counted argument without bytes.
 const zarray* EmptyArgument();
 
-/// Room for the largest output, which every call writes anew.
+/// Room for the largest output, overwritten by every call.
 zarray* OutputArea();

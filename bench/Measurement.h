@@ -1,4 +1,4 @@
-// Figures out of pairs.
+// Figures from pairs.
 #pragma once
 
 #include <vector>
@@ -13,22 +13,22 @@ struct Quartiles {
 
 Quartiles QuartilesOf(std::vector<double> values);
 
-/// What the pairs of a case came to; figures are a unit's.
+/// The results of a case's pairs; figures are per unit.
 struct Measurement {
     Quartiles ratio{};       // of each pair's two halves
-    Quartiles difference{};  // nanoseconds that the gateway's half takes more
+    Quartiles difference{};  // additional nanoseconds of the gateway's half
     double gateway = 0;      // nanoseconds, median
     double base = 0;
-    double allocations = 0;  // that the gateway's half makes more
+    double allocations = 0;  // additional ones of the gateway's half
     std::size_t pairs = 0;
 };
 
 struct Effort {
-    double seconds;  // for a case
+    double seconds;  // per case
     std::size_t least;
     std::size_t most;
 };
 
-/// Runs the two halves of a pair in turn, the order changing with each pair, after one that doesn't
+/// Runs the two halves of pairs in turn, in alternating order, after a first pair that doesn't
 /// count.
 Measurement Measure(const Pair& pair, const Effort& effort);

@@ -12,7 +12,7 @@ thread_local long allocations = 0;
 
 }  // namespace
 
-// The C library's own, under the names that it exports for programs that stand in front of them.
+// The C library's own functions, under the names that it exports for programs that replace them.
 extern "C" {
 
 void* __libc_malloc(std::size_t size);

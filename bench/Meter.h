@@ -1,18 +1,18 @@
-// What a stretch of work costs the thread that does it.
+// What a piece of work costs the thread that does it.
 #pragma once
 
 /// Nanoseconds of processor time that this thread has used.
 double ThreadNanoseconds();
 
-/// Allocations that this thread has made, by whatever code of the process.
+/// Allocations that this thread has made, in any code of the process.
 long ThreadAllocations();
 
-/// Measures the stretches of work between Start and Stop, which it adds up.
+/// Measures the work between Start and Stop, and adds it up.
 class Meter {
 public:
     enum class Marks { kNone, kSystemCalls };
 
-    /// With marks, each stretch lies between two system calls that CountSystemCalls looks for.
+    /// With marks, each Start and Stop makes a system call that CountSystemCalls looks for.
     explicit Meter(Marks marks = Marks::kNone) : marks_(marks) {}
 
     void Start();
@@ -27,6 +27,7 @@ private:
     long allocations_ = 0;
 };
 
-/// Marks for CountSystemCalls: a system call that does nothing, with an argument nobody passes.
+/// A mark for CountSystemCalls: a system call without effect, with an argument that is not
+/// otherwise used.
 enum class Mark : long { kNextRun = -0x0BE7C4, kStart, kStop };
 void MakeMark(Mark mark);

@@ -107,7 +107,7 @@ void Print(const Line& line)
 
 std::string EncodingTable(const std::vector<EncodingFigure>& figures)
 {
-    std::string table = "| | a value | read | allocations a value |\n|---|--:|--:|--:|\n";
+    std::string table = "| | per value | read | allocations per value |\n|---|--:|--:|--:|\n";
     for (const EncodingFigure& figure : figures) {
         table +=
             fmt::format("| {} | {} | {:.2f} GB/s | {:.4g} |\n", figure.name,
@@ -124,20 +124,19 @@ std::string Page(const Report& report, const std::string& chart)
     }
     page += fmt::format(
         "\n![Time of the gateway and others, bare ODBC calls = 1]({})\n\n"
-        "Thread CPU time, gateway and bare calls in turn in one process, each on a connection of "
-        "its "
-        "own;\nthe median of the pairs' ratios, with their quartiles.\n",
+        "Thread CPU time, with gateway and bare calls alternating in one process, each on its own "
+        "connection;\nthe median of the pairs' ratios, with their quartiles.\n",
         chart);
     for (const Section& section : report.sections) {
         page += fmt::format("\n## {}\n\n{}", section.title, MarkdownTable(section.lines));
     }
     if (!report.rivals.empty()) {
         page +=
-            "\n## Others over the same rows\n\n"
-            "pyodbc and DBD::ODBC as Debian has them, over unixODBC, in processes of their own; "
-            "bare "
-            "is what\nthe same ODBC calls take there, narrow text, over unixODBC too. They make "
-            "values of their\nlanguages, the gateway makes lists.\n\n" +
+            "\n## Other ways to the same rows\n\n"
+            "pyodbc and DBD::ODBC as packaged by Debian, through unixODBC, each in its own "
+            "process; \"bare\"\nis what the same ODBC calls take there, also through unixODBC, "
+            "with narrow text. They create values\nof their languages, the gateway creates "
+            "lists.\n\n" +
             RivalTable(report.rivals);
     }
     if (!report.encoding.empty()) {

@@ -1,4 +1,4 @@
-// What was measured, for people: a table as it grows, a page, a chart.
+// Readable results: a table as it grows, a page, a chart.
 #pragma once
 
 #include <array>
@@ -10,17 +10,17 @@
 #include "encoding.h"
 #include "rivals.h"
 
-/// A line of the table: what, mode of text, bare calls, gateway, what came of it, of how many
-/// pairs, goal, and whether that is reached.
+/// A line of the table: case, text mode, bare calls, gateway, ratio, number of pairs, goal, and
+/// whether that is reached.
 using Line = std::array<std::string, 8>;
 
-/// A line of a case; its goal is one over SQLite.
+/// A line of a case; goals are for SQLite.
 Line LineOf(const Case& of, const Measurement& measured, bool has_goal);
 
 /// A line of one figure.
 Line LineOf(const std::string& what, double figure, const std::string& unit, double limit);
 
-/// A line of another way to the rows, in the columns of the gateway's lines.
+/// A line of a rival, in the columns of the gateway's lines.
 Line LineOf(const Rival& rival);
 
 /// Lines of one source, under its name.
@@ -29,7 +29,7 @@ struct Section {
     std::vector<Line> lines;
 };
 
-/// A bar of the chart: a ratio, and where one is set the goal (0: none).
+/// A bar of the chart: a ratio, and the goal if one is set (0: none).
 struct Bar {
     std::string group;
     std::string label;
@@ -51,10 +51,10 @@ Line Titles();
 /// Prints a line of the table on stdout, at once.
 void Print(const Line& line);
 
-/// A table of the encoding's figures, as the page has it.
+/// A table of the encoding's figures for the page.
 std::string EncodingTable(const std::vector<EncodingFigure>& figures);
 
-/// The page, with the chart beside it as a file of that name.
+/// The page; the chart is in a file of that name next to it.
 std::string Page(const Report& report, const std::string& chart);
 
 /// The chart of the report's bars, as SVG.

@@ -1,4 +1,4 @@
-// What is measured over: data sources, the ways to read text from them, and the table in them.
+// What is measured: data sources, the ways to read text from them, and the table in them.
 #pragma once
 
 #include <sqlext.h>
@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// A way to read text, as the gateway's options choose it, and what it means in ODBC calls.
+/// A way to read text, selected by the gateway's options, and what it means in ODBC calls.
 struct Mode {
     const char* name;
     int legacy_option;
@@ -28,16 +28,16 @@ struct Source {
     long rows;  // in its table
 };
 
-/// The table: six columns, text mostly ASCII, here and there a NULL.
+/// The table: six columns, mostly ASCII text, occasionally a NULL.
 inline constexpr char kTable[] = "bench_rows";
 inline constexpr char kColumns[] = "id, name, city, ordered, amount, note";
 inline constexpr int kColumnCount = 6;
 
-/// A query for so many rows, from a row on.
+/// A query for that many rows, from a row on.
 std::string SliceOf(long first, long rows);
 
-/// The versions of the source and of what leads to it.
+/// The versions of the source, the driver and the driver manager.
 std::string VersionOf(const Source& source);
 
-/// Makes the table, unless it is there with all its rows, and an empty one for inserts.
+/// Creates the table, unless it exists with all its rows, and an empty one for inserts.
 void MakeTables(const Source& source);

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What a half holds on to.
+/// What a half keeps.
 struct Bare {
     Bare(const Source& source, const Mode& used)
         : mode(used), connection(source, used), statement(connection)
@@ -19,10 +19,10 @@ struct Bare {
     BareStatement statement;
 };
 
-// The values of an insert, bound once and changed where they lie.
+// The values of an insert, bound once and changed in place.
 struct InsertValues {
     long number = 0;
-    std::array<std::array<char, 64>, std::size(kInsertTexts)> texts{};  // ended by zeros
+    std::array<std::array<char, 64>, std::size(kInsertTexts)> texts{};  // zero-terminated
     std::array<SQLLEN, std::size(kInsertTexts)> indicators{SQL_NTS, SQL_NTS};
     double amount = 0;
 };

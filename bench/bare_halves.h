@@ -1,5 +1,5 @@
-// The halves of pairs that are ODBC calls alone. Each does its work with a connection and a
-// statement of its own.
+// The halves of pairs that consist of ODBC calls only. Each uses a connection and a statement of
+// its own.
 #pragma once
 
 #include <functional>
@@ -10,23 +10,23 @@
 #include "Meter.h"
 #include "Source.h"
 
-/// The names of what others are measured by, too.
+/// The names of the tasks that rivals are measured by, too.
 inline constexpr char kFetchWithExecute[] = "FetchRows 100, with execute";
 inline constexpr char kByKey[] = "query by key, prepared once";
-inline constexpr char kByNewStatement[] = "query by key, a statement each";
+inline constexpr char kByNewStatement[] = "query by key, one statement each";
 inline constexpr char kFourParameters[] = "inserts, 4 parameters";
 
 using Half = std::function<void(Meter&)>;
 
-/// Rows are taken in slices of the table, one behind the other.
+/// Rows are fetched in slices of the table, one after the other.
 inline constexpr long kSliceRows = 5'000;
-/// The query for the next slice; slice counts on.
+/// The query for the next slice; advances slice.
 std::string NextSlice(const Source& source, long& slice);
 
-/// Whether the driver's Execute is in the stretch that counts.
+/// Whether the driver's Execute is part of what counts.
 enum class Counted { kWithExecute, kFetchOnly };
 
-/// Runs a query over a slice and takes its rows.
+/// Runs a query over a slice and fetches its rows.
 template <class Execute, class TakeRows>
 void RunSlice(Meter& meter, Counted counted, Execute execute, TakeRows take_rows)
 {
@@ -43,13 +43,13 @@ void RunSlice(Meter& meter, Counted counted, Execute execute, TakeRows take_rows
 
 Half BareRows(const Source& source, const Mode& mode, Counted counted, SQLLEN buffer_bytes);
 
-/// Queries for one row, here and there in the table.
+/// Queries for single rows throughout the table.
 inline constexpr long kQueries = 200;
 inline constexpr char kKeyQuery[] =
     "SELECT id, name, city, ordered, amount, note FROM bench_rows WHERE id = ?";
-/// The keys of the next queries; query counts on.
+/// The keys of the next queries; advances query.
 std::vector<long> NextKeys(const Source& source, long& query);
-/// As queries with the key in their text.
+/// The same as queries with the key in their text.
 std::vector<std::string> NextQueries(const Source& source, long& query);
 
 Half BareKeyQueries(const Source& source, const Mode& mode);

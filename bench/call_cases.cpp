@@ -70,8 +70,8 @@ void CallSetParameter(Prepared& prepared)
     prepared.host.call.set_parameter(prepared.statement.In(), value.In(), 1, &result);
 }
 
-/// Statements on some connections. A handle is ODBC's own, so that calls through the gateway and
-/// bare ones go to the same statements.
+/// Statements on several connections. Their handles are ODBC's own, so that calls through the
+/// gateway and bare ones use the same statements.
 class Crowd {
 public:
     Crowd(const Source& source, const Mode& mode, long connections, long statements, int library)
@@ -84,7 +84,7 @@ public:
                 host_.Prepare(handles_.back(), SliceOf(1, 1));
             }
         }
-        std::ranges::shuffle(handles_, std::minstd_rand());  // in no order that a cache could guess
+        std::ranges::shuffle(handles_, std::minstd_rand());  // an order that no cache can guess
     }
 
     void CallEach(Meter& meter) const
@@ -126,8 +126,8 @@ Pair NumResultCols(const Source& source, const Mode& mode)
             [=](Meter& meter) { one->CallEachBare(meter); }, kCalls, kCalls};
 }
 
-// What the library adds to a call with many statements, against what it adds with one: the halves
-// differ by the one less the other, as each holds the bare calls of the other's crowd.
+// What the library adds to a call with many statements, compared with what it adds with one: the
+// halves differ by the one less the other, since each includes the bare calls of the other's crowd.
 Pair ManyStatements(const Source& source, const Mode& mode)
 {
     auto many = std::make_shared<Crowd>(source, mode, 100, 100, 0);
@@ -147,7 +147,7 @@ constexpr int kPieceBytes = 60'000;
 constexpr long kLongValue = 64L << 20;
 constexpr long kPieces = (kLongValue + kPieceBytes - 1) / kPieceBytes;
 
-// A value of 64 MB, to its end.
+// A value of 64 MB, read completely.
 Pair LongData(const Source& source, const Mode& mode)
 {
     const std::string sql = "SELECT zeroblob(" + std::to_string(kLongValue) + ")";
@@ -193,7 +193,7 @@ constexpr long kStretch = 50'000;
 constexpr long kManyRows = 10'000'000;
 constexpr long kFewRows = 1'000;
 
-// The driver reads row by row with StepAPI, and does not hold ten million. Both results are made of
+// With StepAPI the driver reads row by row and does not hold ten million. Both results consist of
 // the same rows.
 Source StepByStep(Source source)
 {
@@ -219,14 +219,14 @@ void TakeRows(const Host& host, const Handle& statement, long rows)
     Require(OutputArea()->length != 0, "rows are missing");
 }
 
-// Through the gateway both: the next rows of a large result, and as many in small ones.
+// Both through the gateway: the next rows of a large result, and as many in small ones.
 Pair LargeResult(const Source& source, const Mode& mode)
 {
-    // As many rows more as the first run takes, which doesn't count.
+    // As many additional rows as the first run fetches, which doesn't count.
     auto large = std::make_shared<Prepared>(StepByStep(source), mode,
                                             RowsRepeated((kManyRows + kStretch) / kFewRows));
     large->host.Execute(large->statement);
-    // On a connection of its own: the driver steps through one result of a connection at a time.
+    // On a separate connection: the driver steps through one result per connection at a time.
     const Handle small = large->host.Statement(large->host.Connect(StepByStep(source)));
     Pair pair{{}, {}, kStretch, kStretch / 100};
     pair.gateway = [=](Meter& meter) {
@@ -236,7 +236,7 @@ Pair LargeResult(const Source& source, const Mode& mode)
     };
     pair.base = [=](Meter& meter) {
         for (long taken = 0; taken < kStretch; taken += kFewRows) {
-            // Anew each time: executed again, the driver steps through nothing.
+            // Prepared again each time: when executed again, the driver doesn't step.
             large->host.Prepare(small, RowsRepeated(1));
             large->host.Execute(small);
             meter.Start();

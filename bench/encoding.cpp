@@ -14,9 +14,9 @@
 
 namespace {
 
-constexpr long kValues = 600;  // in a list, which is then begun again
+constexpr long kValues = 600;  // in a list, before the next one begins
 
-/// Appends a value to a list, as often as fits, in lists one after the other.
+/// Appends a value to lists, as often as fits in each.
 template <class Append>
 void FillLists(benchmark::State& state, std::int64_t unicode_option, std::size_t bytes,
                Append append)

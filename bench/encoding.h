@@ -1,4 +1,4 @@
-// The encoding alone, without ODBC.
+// The encoding by itself, without ODBC.
 #pragma once
 
 #include <string>
@@ -6,9 +6,9 @@
 
 struct EncodingFigure {
     std::string name;
-    double nanoseconds;         // a value
+    double nanoseconds;         // per value
     double gigabytes_a_second;  // of what is read
-    double allocations;         // a value
+    double allocations;         // per value
 };
 
 /// Runs Google Benchmark over the encoding's operations.

@@ -34,7 +34,7 @@ std::pair<std::string, std::string> NameAndValue(const std::string& text)
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-/// Measures what the filter lets through, prints it line by line and keeps it for the report.
+/// Measures what the filter selects, prints it line by line and keeps it for the report.
 class Bench {
 public:
     explicit Bench(const Options& options) : options_(options)
@@ -115,7 +115,7 @@ private:
         Print(line);
     }
 
-    // First of all: the children have the memory that this process has by then.
+    // First, since children start with the memory that this process has by then.
     void MeasureProcess(const Source& source)
     {
         if (!Selected("memory")) {
@@ -125,7 +125,7 @@ private:
         constexpr double kMegabyte = 1 << 20;
         Add(LineOf("memory, loaded", memory.loaded / kMegabyte, " MB", 12));
         Add(LineOf("memory, connected", memory.connected / kMegabyte, " MB", 12));
-        Add(LineOf("memory, a million calls later", memory.after_million_calls / kMegabyte, " MB",
+        Add(LineOf("memory, after a million calls", memory.after_million_calls / kMegabyte, " MB",
                    12));
         Add(LineOf("memory, growth since 10,000 calls",
                    (memory.after_million_calls - memory.after_first_calls) / kMegabyte, " MB", 0));
@@ -146,16 +146,16 @@ private:
         return measured;
     }
 
-    // The most that the library adds in any case.
+    // The maximum that the library adds in any case.
     void MeasureAdded(const Source& source, std::vector<Case> cases)
     {
         if (most_allocations_ >= 0) {
-            Add(LineOf("allocations added a row", most_allocations_, "", 0));
+            Add(LineOf("allocations added per row", most_allocations_, "", 0));
         }
         if (Selected("system calls")) {
             std::erase_if(cases, [](const Case& c) { return !c.base_is_bare; });
             const std::vector<double> added = AddedSystemCalls(cases, source);
-            Add(LineOf("system calls added a call", *std::ranges::max_element(added), "", 0));
+            Add(LineOf("system calls added per call", *std::ranges::max_element(added), "", 0));
         }
     }
 
@@ -164,11 +164,12 @@ private:
         if (options_.rivals.empty() || !Selected("rivals")) {
             return;
         }
-        std::printf("\nOthers over SQLite, against bare calls over their driver manager\n\n");
+        std::printf(
+            "\nOther ways over SQLite, compared with bare calls through their driver manager\n\n");
         for (const std::string& command : options_.rivals) {
             for (const Rival& rival : RunRival(command, source, options_.quick ? 0.5 : 3)) {
                 Print(LineOf(rival));
-                // Task by task, rivals in their order.
+                // By task, rivals in their order.
                 const auto last =
                     std::find_if(report_.rivals.rbegin(), report_.rivals.rend(),
                                  [&](const Rival& other) { return other.task == rival.task; });
@@ -189,12 +190,11 @@ int main(int argc, char** argv)
 {
     std::setlocale(LC_CTYPE, "C.UTF-8");
     Options options;
-    CLI::App app("Measures the gateway beside the same ODBC calls made bare");
-    app.add_option("--filter", options.filter, "only cases with this in their name or mode");
-    app.add_option("--folder", options.folder,
-                   "where the data is made and the results are written");
+    CLI::App app("Measures the gateway against the same ODBC calls made directly");
+    app.add_option("--filter", options.filter, "only cases whose name or mode contains this");
+    app.add_option("--folder", options.folder, "the folder for the data and the results");
     app.add_option("--server", options.servers,
-                   "NAME=CONNECTION STRING of a source to measure, too");
+                   "NAME=CONNECTION STRING of another source to measure");
     app.add_option("--rival", options.rivals, "a command that measures another way to the rows");
     app.add_option("--circumstance", options.circumstances, "NAME=VALUE for the results");
     app.add_flag("--quick", options.quick, "fewer pairs");

@@ -16,7 +16,7 @@
 
 namespace {
 
-// Starts a child that does the work and ends; the parent goes on with its process id.
+// Starts a child that does the work and ends; the parent continues with its process id.
 template <class Work>
 pid_t StartChild(Work work)
 {
@@ -35,8 +35,7 @@ pid_t StartChild(Work work)
     return child;
 }
 
-// Of several runs the one with the fewest system calls: the driver reads files and grows its memory
-// in some, and not in others.
+// The run with the fewest system calls: the driver reads files and grows its memory only in some.
 constexpr int kRuns = 4;
 
 void RunMarked(const std::vector<Case>& cases, const Source& source)
@@ -72,7 +71,7 @@ Entered EnteredCall(pid_t child)
             static_cast<long>(info.entry.args[0])};
 }
 
-// Counts a child's system calls between its marks, a figure for each run, until it ends.
+// Counts a child's system calls between its marks, with a figure for each run, until it ends.
 std::vector<long> CountBetweenMarks(pid_t child)
 {
     std::vector<long> runs;
@@ -84,7 +83,7 @@ std::vector<long> CountBetweenMarks(pid_t child)
     while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0 &&
            waitpid(child, &status, 0) == child && WIFSTOPPED(status)) {
         if (WSTOPSIG(status) != (SIGTRAP | 0x80)) {
-            signal = WSTOPSIG(status);  // one of its own, which it shall have
+            signal = WSTOPSIG(status);  // one of its own, to be delivered
             continue;
         }
         signal = 0;

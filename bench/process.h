@@ -1,12 +1,11 @@
-// What only shows from outside a process, measured of children of this one.
+// What can only be measured from outside a process, in children of this one.
 #pragma once
 
 #include <vector>
 
 #include "Case.h"
 
-/// System calls that the gateway's half of each case makes more than the other half, a call of an
-/// entry.
+/// The additional system calls of the gateway's half of each case, per call of an entry.
 std::vector<double> AddedSystemCalls(const std::vector<Case>& cases, const Source& source);
 
 /// Resident memory of a host, in bytes.

@@ -18,7 +18,7 @@ struct Gateway {
     Handle statement;
 };
 
-// Rows of a slice, as take_rows(const Gateway&) takes them.
+// Rows of a slice, as fetched by take_rows(const Gateway&).
 template <class TakeRows>
 Half GatewayRows(const Source& source, const Mode& mode, Counted counted, TakeRows take_rows)
 {

@@ -1,5 +1,5 @@
-// Reads rows through the gateway from several data sources in turn, and tells for each mode how
-// much of the processor a source takes in proportion to the first one: shim_speed ROUNDS STRING
+// Reads rows through the gateway from several data sources in turn, and reports for each mode how
+// much processor time a source takes relative to the first one: shim_speed ROUNDS STRING
 // STRING...
 #include <fmt/format.h>
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// What reading took, and how much came.
+/// The time that reading took, and how much was read.
 struct Reading {
     double seconds = 0;
     std::size_t bytes = 0;

@@ -1,5 +1,6 @@
-// The shims' text between UTF-8 and wide characters, against utf8proc: whole or in pieces it is the
-// same, nothing outside its room is touched, and what is no text is replaced or refused.
+// The shims' conversion between UTF-8 and wide characters, checked against utf8proc: the result is
+// the same whole or in pieces, nothing outside the room is touched, and what is not text is
+// replaced or refused.
 #include "shims/conversions.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
@@ -18,7 +19,7 @@ namespace {
 constexpr std::size_t kWidth = sizeof(wchar_t);
 constexpr wchar_t kReplacement = 0xFFFD;
 constexpr char kUntouched = '\x5A';
-constexpr std::size_t kSizes[] = {1, 0, 2, 3, 7, 8, 9, 40};  // the first where no bytes are left
+constexpr std::size_t kSizes[] = {1, 0, 2, 3, 7, 8, 9, 40};  // the first if no bytes are left
 
 void Check(bool is_right)
 {
@@ -27,7 +28,7 @@ void Check(bool is_right)
     }
 }
 
-// The character that text begins with; size 0 where it begins none.
+// The character that text begins with; size 0 if there is none.
 utf8proc_int32_t First(std::string_view text, std::size_t& size)
 {
     utf8proc_int32_t character = 0;
@@ -37,7 +38,7 @@ utf8proc_int32_t First(std::string_view text, std::size_t& size)
     return character;
 }
 
-// How many bytes of what begins no character could have: more would make them one.
+// How many bytes could have begun a character that they don't complete.
 std::size_t ReplacedStretch(std::string_view text)
 {
     std::size_t whole = 0;

@@ -1,4 +1,4 @@
-// A CSV file of any bytes: records, or a sentence that says which of them is none.
+// A CSV file of any bytes: records, or an error that says which one is malformed.
 #include <sys/mman.h>
 #include <unistd.h>
 

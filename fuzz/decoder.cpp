@@ -1,4 +1,4 @@
-// What the tool makes of the bytes that a library gives it: lists, text, trace records.
+// How the tool decodes the bytes that a library returns: lists, text, trace records.
 #include <cstdint>
 #include <cstdlib>
 #include <memory>

@@ -1,5 +1,5 @@
-// The reader and the writer of host lists: whatever the bytes, a walk ends, stays inside and
-// answers; and what is written reads back.
+// The reader and the writer of host lists: whatever the bytes, reading ends, stays inside the list
+// and returns a result; and what is written can be read back.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <clocale>
@@ -20,7 +20,7 @@ void Check(bool is_right)
     }
 }
 
-// Over storage of exactly its size, so that a step outside is seen.
+// A list in storage of exactly its size, so that access outside is detected.
 void Read(const std::string& bytes)
 {
     const auto storage = std::make_unique<char[]>(bytes.size());
@@ -44,7 +44,7 @@ void Read(const std::string& bytes)
     list.MoveTo(item / 2);
 }
 
-// Appends elements of every kind; the host's decoder finds as many, and what was put in.
+// Appends elements of every kind; the host's decoder finds the same number and values.
 void Write(FuzzedDataProvider& data)
 {
     static std::int64_t unicode = 0;

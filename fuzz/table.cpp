@@ -1,6 +1,6 @@
-// The whole callout table over a hostile driver manager: lengths that lie, text that does not end,
-// outputs left alone, any code, exceptions. The library is part of the program and stays loaded; a
-// run begins with a process's first call. Every argument ends before a page that nobody may touch.
+// The whole callout table over a hostile driver manager: wrong lengths, unterminated text, outputs
+// left unset, any code, exceptions. The library is part of the program and stays loaded; a run
+// begins in the state of a process's first call. Every argument ends before an inaccessible page.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <clocale>
@@ -19,11 +19,11 @@ namespace {
 
 using scripted::Current;
 
-// Calls of a run, and of the driver manager in it; from then on every function fails.
-constexpr int kMostCalls = 40;
-constexpr int kMostFunctions = 1'000;
+// Maximum calls in a run, and of the driver manager in it; from then on every function fails.
+constexpr int kMaxCalls = 40;
+constexpr int kMaxFunctions = 1'000;
 
-// What costs memory and time, and shows nothing new beyond it.
+// Limits beyond which memory and time are spent without showing anything new.
 constexpr int kLargestPlace = 1 << 18;
 
 constexpr int kNumbers[] = {0,   1,   2,      3,      4,      5,      6,         8,        12,
@@ -37,7 +37,7 @@ struct HostThrew {};
 
 [[noreturn]] void Fail(const std::string& what)
 {
-    std::fprintf(stderr, "%s%s\n", Current().Taken().c_str(), what.c_str());
+    std::fprintf(stderr, "%s%s\n", Current().TakeCalls().c_str(), what.c_str());
     std::abort();
 }
 
@@ -70,13 +70,13 @@ public:
     void Calls(const Gateway& gateway)
     {
         if (!Rarely()) {
-            // Most runs have something to work on, or few would come far.
+            // Most runs start with a connection and a statement, or few would get far.
             Current().answer = nullptr;
-            Keep("DSNConnect", gateway.Call("DSNConnect", {"x"}));
-            Keep("AllocStatement", gateway.CallOn(connections_.at(0), "AllocStatement"));
+            StoreHandle("DSNConnect", gateway.Call("DSNConnect", {"x"}));
+            StoreHandle("AllocStatement", gateway.CallOn(connections_.at(0), "AllocStatement"));
             Current().answer = [this](std::string_view /*function*/) { return Answer(); };
         }
-        for (int calls = 0; calls < kMostCalls && data_.remaining_bytes() > 0; ++calls) {
+        for (int calls = 0; calls < kMaxCalls && data_.remaining_bytes() > 0; ++calls) {
             OneCall(gateway,
                     gateway.Table()[data_.ConsumeIntegralInRange(0, ORVEL_TABLE_ROWS - 1)]);
         }
@@ -91,7 +91,7 @@ private:
                                                          : data_.ConsumeIntegral<int32_t>();
     }
 
-    // Some bytes, or many of a kind.
+    // Some bytes, or many of the same.
     std::string Bytes(std::size_t most)
     {
         if (data_.ConsumeIntegral<uint8_t>() % 4 != 0) {
@@ -135,7 +135,7 @@ private:
         return EncodeList(values);
     }
 
-    // What a host says is a handle: one that it has, mostly.
+    // What a host passes as a handle: usually one that it has.
     std::string Handle(std::string_view entry)
     {
         const auto& handles = IsOnConnection(entry) != Rarely() ? connections_ : statements_;
@@ -178,7 +178,7 @@ private:
 
     std::optional<SQLRETURN> Answer()
     {
-        if (++functions_ > kMostFunctions) {
+        if (++functions_ > kMaxFunctions) {
             return SQL_ERROR;
         }
         const auto choice = data_.ConsumeIntegral<uint8_t>();
@@ -202,7 +202,7 @@ private:
         value.bytes = Bytes(140'000);
         value.length = data_.ConsumeBool() ? static_cast<SQLLEN>(value.bytes.size()) : Number();
         value.number = data_.ConsumeIntegral<uint8_t>() % 8 != 0 ? Number() : INT64_MIN;
-        value.is_told = !Rarely();
+        value.has_length = !Rarely();
         return value;
     }
 
@@ -215,7 +215,7 @@ private:
         }
     }
 
-    void Keep(std::string_view entry, const Reply& reply)
+    void StoreHandle(std::string_view entry, const Reply& reply)
     {
         if (entry.find("onnect") != std::string_view::npos &&
             entry.find("Option") == std::string_view::npos && reply.length == 8) {
@@ -233,7 +233,7 @@ private:
                 inputs.push_back(Input(row, i));
             }
         }
-        // Both the room for a list and what the driver counts.
+        // Used for both the room for a list and the driver's count.
         const int count = data_.ConsumeIntegral<uint8_t>();
         Current().columns = static_cast<SQLSMALLINT>(count < 0xF0 ? count % 4 : count - 0xF1);
         Current().markers = Current().columns;
@@ -246,7 +246,7 @@ private:
         }
         try {
             const Reply reply = gateway.Call(row.name, inputs);
-            Keep(row.name, reply);
+            StoreHandle(row.name, reply);
             CheckOutput(row, reply);
         } catch (const HostThrew&) {
         }

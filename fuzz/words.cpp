@@ -1,4 +1,4 @@
-// Words as a person types them: refused with a sentence, or a list that decodes.
+// Words as a user types them: refused with an error, or turned into a list that can be decoded.
 #include <cstdint>
 #include <string>
 

@@ -1,11 +1,11 @@
-# What the scripts share; sourced by them.
+# Shared by the scripts, which source it.
 # shellcheck shell=bash
 set -euo pipefail
 unset CDPATH # where cd would look for a relative folder first
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 if ! mkdir -p build 2>/dev/null || [ ! -w build ]; then
-    echo "$0: this user can't write $PWD/build, where all that scripts make goes" >&2
+    echo "$0: this user can't write to $PWD/build, where scripts put all their output" >&2
     exit 1
 fi
 
@@ -31,7 +31,7 @@ as_root() {
     fi
 }
 
-# What is missing of the packages named.
+# Prints which of the packages named are missing.
 missing_packages() {
     local package
     for package in "$@"; do
@@ -41,7 +41,7 @@ missing_packages() {
     done
 }
 
-# Installs what is missing of the packages named; says and does nothing where nothing is.
+# Installs the missing ones of the packages named; silent if there are none.
 need_packages() {
     local missing
     mapfile -t missing < <(missing_packages "$@")
@@ -54,7 +54,7 @@ need_packages() {
         apt-get install -q -y --no-install-recommends "${missing[@]}" >&2
 }
 
-# Configures a preset, once; the build notices later changes by itself. ORVELGW_WERROR=ON in the
+# Configures a preset, once; the build itself notices later changes. ORVELGW_WERROR=ON in the
 # environment makes warnings errors.
 configure() {
     local preset=$1 werror=${ORVELGW_WERROR-OFF} compiler=
@@ -78,14 +78,14 @@ build() {
     configure "$preset"
     local wanted=()
     [ $# -eq 0 ] || wanted=(--target "$@")
-    # A dry run tells whether there is anything to say.
+    # A dry run shows whether there is anything to do.
     if ! ninja -C "build/$preset" -n "$@" | grep -q 'no work to do'; then
         step "Building build/$preset"
         cmake --build --preset "$preset" "${wanted[@]}" >&2
     fi
 }
 
-# Runs the tests of a preset that ctest's options name, and tells what they leave out.
+# Runs the tests of a preset that ctest's options select, and reports what they skip.
 run_tests() {
     local preset=$1
     shift

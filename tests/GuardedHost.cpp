@@ -28,7 +28,8 @@ int IntegerAt(const std::vector<Argument>& inputs, std::size_t index)
     return std::get<int32_t>(inputs.at(index));
 }
 
-// The columns that a list asks for; of one that is no list of numbers as many as a walk may find.
+// The columns that a list asks for; for one that is not a list of numbers, the most that may be
+// found.
 std::size_t Listed(const std::string& list)
 {
     try {
@@ -68,7 +69,7 @@ int32_t CallRoutine(int32_t call, int32_t argument_count)
     return run(call, call == kLog ? argument_count : 0);
 }
 
-// The room for a value whose size depends on nothing.
+// The room for a value of fixed size.
 const std::map<std::string_view, std::size_t> kRooms = {
     {"Connect", 8},
     {"ConnectWithTimeout", 8},

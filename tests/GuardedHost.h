@@ -1,4 +1,4 @@
-// A host that grants the library what orvelgw.h says and not a byte more, and logs by one name.
+// A host that grants the library what orvelgw.h says and not a byte more.
 #pragma once
 
 #include <functional>
@@ -8,11 +8,11 @@
 
 #include "client/CallHost.h"
 
-/// Places every argument so that it ends where a page ends, before one that nobody may touch. What
-/// is readable of an input, and the room for an output, are those of conventions 5, 6 and 8.
+/// Places every argument at the end of a page, before an inaccessible one. Readable bytes of inputs
+/// and the room for outputs are those of conventions 5, 6 and 8.
 class GuardedHost : public CallHost {
 public:
-    /// What the room for some lists depends on; a negative number counts as none.
+    /// What the room for some lists depends on; negative numbers count as 0.
     struct Counts {
         long columns = 256;
         long markers = 256;
@@ -28,18 +28,18 @@ public:
     std::size_t Room(const ORVEL_ZFE& row, const std::vector<Argument>& inputs) const override;
     void Perform(const std::function<void()>& entry) override;
 
-    /// The functions of HostServices, where no routine but label "Log" of "%ourLog" gets a record.
+    /// The functions of HostServices, which pass records only to label "Log" of routine "%ourLog".
     static const orvel_function* Table();
-    /// Gives the loaded library a table of functions in the place of the one it has.
+    /// Gives the loaded library another table of functions.
     static void Attach(const char* library, const orvel_function* table);
 
-    /// What the length word of a call's first argument says, where not the truth.
+    /// The length word of a call's first argument, if it is to be wrong.
     std::optional<uint16_t> first_counts;
 
-    /// How many zero bytes follow a counted byte string, for drivers that read on.
+    /// How many zero bytes follow a counted byte string, for drivers that read beyond its end.
     std::size_t behind_names = 0;
 
-    /// Who knows the counts of the next call; nobody: more than there will be.
+    /// Supplies the counts for the next call; without it they are the largest that occur.
     std::function<Counts()> counts = [] { return Counts(); };
 
 private:

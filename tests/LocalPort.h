@@ -6,8 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/// A port on loopback, kept as long as this object lives: connections are accepted and get no
-/// answer, nothing is listening, or its queue is full and connections time out.
+/// A port on loopback, kept while this object exists: connections are accepted but not answered,
+/// nothing is listening, or its queue is full and connections time out.
 class LocalPort {
 public:
     enum Listener { kSilent, kNobody, kFull };

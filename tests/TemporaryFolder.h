@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-/// A folder that only this user can enter; it goes with all that is in it.
+/// A folder that only this user can enter; removed with everything in it.
 class TemporaryFolder {
 public:
     TemporaryFolder()

@@ -1,4 +1,4 @@
-// orvelgw call, as a person runs it.
+// orvelgw call, as a user runs it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,13 +10,11 @@
 #include <string_view>
 
 #include "client/Gateway.h"
-#include "run_tool.h"
 #include "text/near_name.h"
 #include "tool/commands/entry_inputs.h"
+#include "tool_fixture.h"
 
 namespace {
-
-constexpr char kMemory[] = "-d 'DRIVER={SQLite3};Database=:memory:' ";
 
 Finished Call(const std::string& words)
 {
@@ -153,15 +151,15 @@ TEST(Call, ListsEveryEntryWithItsInputs)
         const auto names = inputs.empty() ? 0 : std::ranges::count(inputs, ',') + 1;
         EXPECT_EQ(names, letters) << row->name;
         ExpectParts(run.data, {std::string(row->name) + " "});
-        // "as" leads to another entry; the catalog members share their statement.
-        std::string told = page.at(row->name) + " statement ";
-        for (auto as = told.find("as \""); as != std::string::npos;
-             as = told.find("as \"", as + 1)) {
-            told += page.at(told.substr(as + 4, told.find('"', as + 4) - as - 4));
+        // "as for" refers to another entry; the catalog entries share their statement.
+        std::string described = page.at(row->name) + " statement ";
+        for (auto as = described.find("as for \""); as != std::string::npos;
+             as = described.find("as for \"", as + 1)) {
+            described += page.at(described.substr(as + 8, described.find('"', as + 8) - as - 8));
         }
         std::istringstream words(Words(inputs));
         for (std::string word; words >> word;) {
-            ExpectParts(told, {" " + word + " "});
+            ExpectParts(described, {" " + word + " "});
         }
     }
 }

@@ -1,4 +1,4 @@
-// The host side over the scripted driver manager: what a driver does wrong on the way of a result.
+// The host side over the scripted driver manager: errors of a driver while a result is read.
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -19,7 +19,7 @@
 
 namespace {
 
-/// Writes down what it is given, a line each.
+/// Records what it receives, one line each.
 class Log : public ResultSink, public Reporter {
 public:
     void Begin(const std::vector<Column>& /*columns*/) override { text += "begin\n"; }
@@ -56,7 +56,7 @@ scripted::Value Text(const std::wstring& text, SQLRETURN code = SQL_SUCCESS)
 
 class ClientTest : public ScriptedTest {
 protected:
-    /// Runs a statement and returns all that came of it; a failure stands at the end.
+    /// Runs a statement and returns everything reported; a failure comes last.
     std::string Run(const std::string& sql, const std::vector<ParameterValue>& values = {})
     {
         Log log;
@@ -64,7 +64,7 @@ protected:
             const Session session(*gateway, {}, "x");
             Statement run(session, sql, log);
             run.Bind(values);
-            scripted::Current().Taken();
+            scripted::Current().TakeCalls();
             log.text += run.Run(log).has_unreadable_values ? "exit 1\n" : "";
         } catch (const SqlError& error) {
             log.text += std::string("failed: ") + error.what() +
@@ -73,7 +73,7 @@ protected:
         return log.text;
     }
 
-    /// SQLFetch and SQLGetData bring these in turn, and then no more.
+    /// SQLFetch and SQLGetData return these in turn, and then no more.
     static void Script(std::deque<SQLRETURN> fetches, std::deque<scripted::Value> values)
     {
         const auto take = [](auto& all, auto otherwise) {
@@ -98,7 +98,7 @@ protected:
     }
 };
 
-TEST_F(ClientTest, SaysAllThatComesOfAResult)
+TEST_F(ClientTest, ReportsEverythingAboutAResult)
 {
     struct Case {
         const char* what;
@@ -138,7 +138,7 @@ TEST_F(ClientTest, SaysAllThatComesOfAResult)
     }
 }
 
-TEST_F(ClientTest, AsksForMoreResultsWhereThereCanBeSome)
+TEST_F(ClientTest, AsksForMoreResultsOnlyIfThereCanBeSome)
 {
     struct Case {
         const char* sql;
@@ -160,7 +160,8 @@ TEST_F(ClientTest, AsksForMoreResultsWhereThereCanBeSome)
     for (const Case& c : cases) {
         scripted::Current().values = {{.length = 1, .bytes = "Y"}};
         Run(c.sql);
-        EXPECT_EQ(scripted::Current().Taken().find("SQLMoreResults") != std::string::npos, c.asks)
+        EXPECT_EQ(scripted::Current().TakeCalls().find("SQLMoreResults") != std::string::npos,
+                  c.asks)
             << c.sql;
     }
 }

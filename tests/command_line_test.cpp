@@ -13,24 +13,17 @@
 #include <string_view>
 
 #include "client/ascii.h"
-#include "run_tool.h"
 #include "shim_folder.h"
 #include "text/utf8.h"
+#include "tool_fixture.h"
 
 namespace {
-
-constexpr char kMemory[] = "-d 'DRIVER={SQLite3};Database=:memory:' ";
 
 TEST(CommandLine, RefusesAndExplains)
 {
     const std::string memory = kMemory;
     const std::string select = "-c 'SELECT 1' ";
-    struct Case {
-        std::string words;
-        int exit_code;
-        const char* message;
-    };
-    const Case cases[] = {
+    const ToolCase cases[] = {
         {"", 2, "orvelgw: one of --command, --file, --import, --export"},
         {memory + "-1 --keep-going " + select, 2, "exclude each other"},
         {memory + "--set 1=2= --set a-b=c " + select, 2, "--set: NAME=VALUE is needed"},
@@ -60,10 +53,7 @@ TEST(CommandLine, RefusesAndExplains)
         {memory + "-c 'SELECT'", 1,
          "orvelgw: incomplete input (1) (SQLSTATE HY000, native code 1, Prepare)\n"},
     };
-    for (const Case& c : cases) {
-        const Finished run = RunTool(c.words);
-        EXPECT_EQ(run.exit_code, c.exit_code) << c.words << run.messages;
-        ExpectParts(run.messages, {c.message});
+    for (const Finished& run : ExpectRuns(cases)) {
         EXPECT_EQ(run.data + run.messages.substr(0, 9), "orvelgw: ");
         EXPECT_EQ(run.messages.find("hush"), std::string::npos);
     }
@@ -254,7 +244,7 @@ TEST(Completion, KnowsOptionsSubcommandsAndEntries)
     }
 }
 
-TEST(Utf8, FindsTheFirstByteThatIsNone)
+TEST(Utf8, FindsTheFirstInvalidByte)
 {
     const std::pair<std::string_view, std::optional<std::size_t>> cases[] = {
         {"", std::nullopt},   {"é日😀", std::nullopt},  {"\xE9", 0},
@@ -266,7 +256,7 @@ TEST(Utf8, FindsTheFirstByteThatIsNone)
     }
 }
 
-TEST(Ascii, ComparesLettersOfAsciiAlone)
+TEST(Ascii, ComparesOnlyLettersOfAscii)
 {
     EXPECT_TRUE(EqualsIgnoringCase("DRIVER_1", "driver_1"));
     EXPECT_FALSE(EqualsIgnoringCase("é", "É"));

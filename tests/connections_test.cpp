@@ -1,4 +1,4 @@
-// Connections, what is told of them, and diagnostics over the scripted driver manager.
+// Connections, information about them, and diagnostics over the scripted driver manager.
 #include <fmt/format.h>
 
 #include "scripted_fixture.h"
@@ -18,7 +18,7 @@ TEST_F(ScriptedTest, ConnectsByName)
               "SQLConnect(dbc2,'dsn',3,'user',4,null,0)\nCA 00 00 00 00 00 00 00\nerror 0");
     for (const int timeout : {5, -5}) {
         Call("ConnectWithTimeout", {"dsn", "u", "secret", timeout});
-        const std::string calls = Current().Taken();
+        const std::string calls = Current().TakeCalls();
         EXPECT_NE(calls.find(fmt::format(",103,{},0)\nSQLConnect(", timeout)), std::string::npos)
             << calls;
     }
@@ -40,7 +40,7 @@ TEST_F(ScriptedTest, ConnectsByString)
         {"Driver={d};pwd=z", "'Driver={d};pwd=z',16"},
         {"DSN x", "'DSN x',5"},
         {"DSNX=a", "'DSN=DSNX=a',10"},
-        {"DRIVERS=a", "'DRIVERS=a',9"},  // six characters of the keyword are looked at
+        {"DRIVERS=a", "'DRIVERS=a',9"},  // six characters of the keyword are compared
         {"", "'DSN=',4"},
         {"DRIVER=" + filler, "'DRIVER=" + filler.substr(0, 33) + "...',254"},
         {filler, "'DSN=" + filler.substr(0, 36) + "...',304"},
@@ -54,7 +54,7 @@ TEST_F(ScriptedTest, ConnectsByString)
     EXPECT_EQ(WasError(), -1);
 }
 
-TEST_F(ScriptedTest, CutsTheHostsOwnString)
+TEST_F(ScriptedTest, TruncatesTheHostsOwnString)
 {
     auto* connect =
         reinterpret_cast<int (*)(char*, zarray*)>(gateway->Find("DSNConnect")->function);
@@ -83,7 +83,7 @@ TEST_F(ScriptedTest, KeepsTheDiagnosticOfAFailedConnection)
     Current().diagnostics = {};
     EXPECT_EQ(List("GetSQLErrors", {"", ""}), "\"\"") << "now the environment's records";
     EXPECT_EQ(Current().calls.back(), "SQLGetDiagRec(1,env1,1,511)");
-    // 511 characters and a terminator, though neither text nor state ends.
+    // 511 characters and a terminator, though neither text nor state is terminated.
     Current().diagnostics = {{"0800199", 1, std::string(600, 'm')}};
     Call("Connect", {"d", "u", "p"});
     const Reply line = Call("GetSQLErrors", {"", ""});
@@ -91,7 +91,7 @@ TEST_F(ScriptedTest, KeepsTheDiagnosticOfAFailedConnection)
     EXPECT_EQ(DecodeList(line.List())[0].payload, begins + std::string(511 - begins.size(), 'm'));
 }
 
-TEST_F(ScriptedTest, AnEmptyHandleTellsThatThereIsNoEnvironment)
+TEST_F(ScriptedTest, AnEmptyHandleMeansThatThereIsNoEnvironment)
 {
     TraceOn();
     for (const bool throws : {false, true}) {
@@ -109,25 +109,25 @@ TEST_F(ScriptedTest, LegacyOptionRecreatesTheEnvironment)
     Open();
     EXPECT_EQ(Code("SetLegacyOption", {5}), 5);
     Call("DSNConnect", {"y"});
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\nSQLFreeHandle(1,env1)\n"
               "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env4,200,2,0)\nSQLAllocHandle(2,env4)\n"
               "SQLDriverConnect(dbc5,'DSN=y',5,254,0)\n");
     EXPECT_EQ(Code("Execute", {statement}), -2) << "its connection is gone";
-    for (const int legacy : {1, 0}) {  // one more of ODBC 2, and one behind the option's back
+    for (const int legacy : {1, 0}) {  // another with ODBC 2, and one after switching off
         Code("SetLegacyOption", {legacy});
         Call("ConnectWithTimeout", {"z", "u", "p", 0});
-        EXPECT_EQ(Current().Taken(), fmt::format("SQLAllocHandle(2,env4)\n"
-                                                 "SQLConnect(dbc{},'z',1,'u',1,'p',1)\n",
-                                                 7 - legacy));
+        EXPECT_EQ(Current().TakeCalls(), fmt::format("SQLAllocHandle(2,env4)\n"
+                                                     "SQLConnect(dbc{},'z',1,'u',1,'p',1)\n",
+                                                     7 - legacy));
     }
 }
 
-TEST_F(ScriptedTest, LegacyOptionBeforeTheFirstConnectionMakesTwoEnvironments)
+TEST_F(ScriptedTest, LegacyOptionBeforeTheFirstConnectionCreatesTwoEnvironments)
 {
     Code("SetLegacyOption", {1});
     Call("DSNConnect", {"y"});
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLAllocHandle(1,null)\nSQLSetEnvAttr(env1,200,2,0)\nSQLAllocHandle(1,null)\n"
               "SQLSetEnvAttr(env2,200,2,0)\nSQLAllocHandle(2,env2)\n"
               "SQLDriverConnect(dbc3,'DSN=y',5,254,0)\n");
@@ -145,14 +145,14 @@ TEST_F(ScriptedTest, ConnectionsThatEndTakeTheirStatements)
         EXPECT_EQ(Code(entry, {connection}), 0) << "what matters is that the handle is freed";
         EXPECT_EQ(Traced(), fmt::format("{} BEGIN  {}\nDisconnect END  0\n", entry, kDbc));
         const bool is_removal = entry == "RemoveConnection";
-        EXPECT_EQ(Current().Taken(),
+        EXPECT_EQ(Current().TakeCalls(),
                   is_removal ? "" : "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\n");
         EXPECT_EQ(Code("DropStatement", {statement}), -2);
         EXPECT_EQ(Code(entry, {connection}), is_removal ? 0 : -2);
     }
 }
 
-TEST_F(ScriptedTest, StatementsThatCannotBeMadeOrFreed)
+TEST_F(ScriptedTest, StatementsThatCannotBeAllocatedOrFreed)
 {
     Open();
     Current().codes = {{"SQLAllocHandle", SQLRETURN{SQL_SUCCESS_WITH_INFO}},
@@ -167,7 +167,7 @@ TEST_F(ScriptedTest, StatementsThatCannotBeMadeOrFreed)
 TEST_F(ScriptedTest, CollectsEveryRecordOfTheMostSpecificHandle)
 {
     EXPECT_EQ(List("GetSQLErrors", {"", ""}), "\"\"") << "there is no handle at all yet";
-    EXPECT_EQ(Current().Taken(), "");
+    EXPECT_EQ(Current().TakeCalls(), "");
     Open();
     Current().diagnostics = {
         {"42000", 1, "a"}, {"42S02", 2, std::string(600, 'b')}, {"01000", 3, ""}};
@@ -180,7 +180,7 @@ TEST_F(ScriptedTest, CollectsEveryRecordOfTheMostSpecificHandle)
               "  SQLState: (42S02) NativeError: [2] Message: " + std::string(511, 'b') + "\r\n");
     EXPECT_EQ(Current().calls[0], "SQLGetDiagRec(3,stmt3,1,511)");
     EXPECT_EQ(Traced(), fmt::format("GetSQLErrors BEGIN  {}, {}\nGetSQLErrors END\n", kDbc, kStmt));
-    Current().Taken();
+    Current().TakeCalls();
     Call("GetSQLErrors", {unknown, ""});
     EXPECT_EQ(Current().calls[0], "SQLGetDiagRec(2,stmt77,1,511)") << "not looked up";
     EXPECT_EQ(Done("GetSQLErrors", {connection, unknown}),
@@ -250,19 +250,19 @@ TEST_F(ScriptedTest, DataSourcesBeforeAnyConnection)
     EXPECT_EQ(Done("DataSources", {1}),
               "DataSources BEGIN  1\nDataSources END  \"\"\n"
               "SQLDataSources(env2,1,256,256)\nerror -1000");
-    Current().Taken();
+    Current().TakeCalls();
     Call("DSNConnect", {"x"});
-    EXPECT_TRUE(Current().Taken().starts_with("SQLAllocHandle(2,env2)\n"));
+    EXPECT_TRUE(Current().TakeCalls().starts_with("SQLAllocHandle(2,env2)\n"));
 }
 
 TEST_F(ScriptedTest, TransactionsOfOneConnectionOrAll)
 {
     EXPECT_EQ(Code("Transact", {"", 1}), 0);
-    EXPECT_EQ(Current().Taken(), "SQLEndTran(1,null,1)\n") << "there is no environment yet";
+    EXPECT_EQ(Current().TakeCalls(), "SQLEndTran(1,null,1)\n") << "there is no environment yet";
     Open();
     EXPECT_EQ(Code("Transact", {connection, 1}), 0);
     EXPECT_EQ(Code("Transact", {"", 65'536}), 0);
-    EXPECT_EQ(Current().Taken(), "SQLEndTran(2,dbc2,1)\nSQLEndTran(1,env1,0)\n");
+    EXPECT_EQ(Current().TakeCalls(), "SQLEndTran(2,dbc2,1)\nSQLEndTran(1,env1,0)\n");
 }
 
 TEST_F(ScriptedTest, CatalogNamesReachOdbcWhole)
@@ -270,8 +270,9 @@ TEST_F(ScriptedTest, CatalogNamesReachOdbcWhole)
     Open();
     const std::u16string longest(513, u'n');
     EXPECT_EQ(Code("TablesW", {statement, longest, u"", u"", u""}), 0);
-    EXPECT_EQ(Current().Taken(), fmt::format("SQLTablesW(stmt3,'{}...',513,null,0,null,0,null,0)\n",
-                                             std::string(40, 'n')));
+    EXPECT_EQ(
+        Current().TakeCalls(),
+        fmt::format("SQLTablesW(stmt3,'{}...',513,null,0,null,0,null,0)\n", std::string(40, 'n')));
     TraceOn();
     EXPECT_EQ(Codes("ForeignKeysW", {statement, u"", u"", u"", u"", u"", longest + u"n"}),
               Pair(-1, -1));
@@ -279,9 +280,9 @@ TEST_F(ScriptedTest, CatalogNamesReachOdbcWhole)
     EXPECT_EQ(Codes("Tables", {statement, std::string(65'533, 'n'), "", "", ""}), Pair(-1, -1))
         << "the length would say SQL_NTS";
     EXPECT_EQ(Code("StatisticsW", {statement, std::u16string(65'533, u'n'), u"", u"", 0}), -1);
-    EXPECT_EQ(Current().Taken(), "");
+    EXPECT_EQ(Current().TakeCalls(), "");
     Code("Tables", {statement, std::string(40'000, 'n'), "", "", ""});
-    EXPECT_EQ(Current().Taken(), "SQLTables(stmt3,?,-25536,null,0,null,0,null,0)\n");
+    EXPECT_EQ(Current().TakeCalls(), "SQLTables(stmt3,?,-25536,null,0,null,0,null,0)\n");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The encodings by themselves: conversions, the reader and the writer of lists, and the host's
-// decoder held against both.
+// decoder checked against both.
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -16,7 +16,8 @@
 
 namespace {
 
-/// A reader over bytes in storage of exactly their size, so that a sanitizer sees a step outside.
+/// A reader over bytes in storage of exactly their size, so that a sanitizer detects access
+/// outside.
 struct Reader {
     explicit Reader(const std::string& bytes) : storage(bytes.begin(), bytes.end()) {}
 
@@ -29,7 +30,7 @@ TEST(Conversions, WidenWithinTheirCapacity)
 {
     const struct {
         int (*widen)(const unsigned char*, int, wchar_t*, int);
-        int bytes;  // of which an odd one is ignored where two are a character
+        int bytes;  // an odd one is ignored if a character has two
         int capacity;
         std::wstring wide;  // empty: nothing is written
     } cases[] = {
@@ -132,7 +133,7 @@ TEST(ZConstList, Walks)
     EXPECT_EQ(Reader("").list.MoveTo(1), 0);
     const ORVEL_EXSTR null{5, nullptr};
     EXPECT_EQ(ZConstList(&null).MoveTo(1), 0);
-    // An empty element answers for the byte behind it.
+    // An empty element reports the type of the byte after it.
     Reader with_empty(BytesOf("01 03 04 07"));
     ASSERT_EQ(with_empty.list.MoveTo(1), 1);
     EXPECT_EQ(with_empty.list.GetType(), ZConstList::kUnsupported);
@@ -146,7 +147,7 @@ TEST(ZConstList, LongPrefixesStepShort)
 {
     struct Case {
         std::size_t first;  // payload bytes of the element before the one looked for
-        int found;          // what MoveTo(2) says
+        int found;          // what MoveTo(2) returns
         int type;
     };
     for (const auto& [first, found, type] :
@@ -160,7 +161,7 @@ TEST(ZConstList, LongPrefixesStepShort)
         EXPECT_EQ(reader.list.GetType(), type);
         EXPECT_EQ(reader.list.GetInt(), type == 2 ? 5 : 0);
     }
-    // 65,535 bytes and more: the step is right, the payload lies in the length field.
+    // 65,535 bytes and more: the step is right, but the payload starts in the length field.
     ZString list;
     list.AppendString(std::string(70'000, 'x').data(), 70'000);
     list.AppendLong(5);
@@ -234,7 +235,7 @@ TEST(ZString, WritesEachForm)
     }
 }
 
-/// Text by the Unicode option, which the writer is told of for the time of a test.
+/// Text according to the Unicode option, which the writer follows during a test.
 class Writer : public testing::Test {
 protected:
     Writer()
@@ -261,7 +262,7 @@ TEST_F(Writer, WideTextFollowsTheOption)
     EXPECT_EQ(HexText(list), "08 01 C3 85 F0 9F 98 80 02 01 06 02 C5 00 00 F6");
 }
 
-// Of every character, alone and inside a text, what the C library makes of it.
+// Every character, alone and inside a text, is converted as by the C library.
 TEST_F(Writer, MultibyteTextIsTheLocales)
 {
     for (wchar_t character = 1; character < 0x11'0100; ++character) {
@@ -278,7 +279,7 @@ TEST_F(Writer, MultibyteTextIsTheLocales)
             }
         }
     }
-    // A conversion buffer that is full: what would not fit whole is left out.
+    // A full conversion buffer: a character that does not fit completely is omitted.
     for (const auto& [character, bytes] : {std::pair{L'\u20AC', 3'641'142U}, {L'x', 3'641'143U}}) {
         const std::wstring wide(kConversionLimit, character);
         list.clear();

@@ -1,4 +1,4 @@
-// Every entry with a handle, by one table: what reaches ODBC, what comes back, what is traced.
+// Every entry with a handle, in one table: its ODBC calls, its results, its trace.
 #include <fmt/format.h>
 
 #include <map>
@@ -13,29 +13,29 @@ using scripted::WideBytes;
 
 namespace {
 
-/// How an entry answers: by a result code, by a count and a code in the record, by an output.
+/// What an entry returns: a result code, a count and a code in the record, or an output.
 enum class Answers { kCode, kCount, kOutput };
 
-constexpr std::size_t kCounted = SIZE_MAX;  // as many as the length word counts
+constexpr std::size_t kCounted = SIZE_MAX;  // as many as the length word says
 
 struct HandleCase {
     const char* name = "";
-    std::vector<Argument> rest = {};  // inputs behind the handle
+    std::vector<Argument> rest = {};  // inputs after the handle
     const char* odbc = "";            // the ODBC function it calls
     Answers answers = Answers::kCode;
-    const char* begin = nullptr;           // BEGIN record behind the handle; null: the inputs
+    const char* begin = nullptr;           // BEGIN record after the handle; null: the inputs
     const char* function = name;           // its name in the trace
     const char* unknown_label = function;  // its name there for an unknown handle; null: no record
     const char* end = answers == Answers::kCode ? "  0" : "";  // END record of a success
     const char* thrown_end = answers == Answers::kOutput ? "" : "  -999999";
     bool on_connection = false;
     const char* failed_end = "  -1";
-    const char* call = nullptr;          // the arguments of the ODBC call behind the handle
+    const char* call = nullptr;          // the arguments of the ODBC call after the handle
     const char* begin_label = function;  // its name in the BEGIN record
-    bool looks_up_counted = false;       // as many bytes of a handle as are counted, else all eight
-    std::size_t traced = kCounted;       // bytes of the handle in the BEGIN record
+    bool looks_up_counted = false;  // as many bytes of a handle as its length word says, else eight
+    std::size_t traced = kCounted;  // bytes of the handle in the BEGIN record
     bool is_failure_guarded = false;
-    bool begins_only_unknown = false;  // there is a BEGIN record of an unknown handle only
+    bool begins_only_unknown = false;  // there is a BEGIN record only for an unknown handle
 
     friend void PrintTo(const HandleCase& entry, std::ostream* out) { *out << entry.name; }
 };
@@ -105,7 +105,7 @@ const std::vector<HandleCase> kHandleCases = {
 
 using namespace std::string_literals;
 
-// Names that differ in what ODBC is to get: one, none, one that starts with a zero, another.
+// Names that are passed to ODBC differently: one, none, one that starts with a zero, another.
 const std::vector<Argument> kThree = {"c", "", "\0x"s};
 const std::vector<Argument> kFour = {"c", "", "\0x"s, "v%"};
 const std::vector<Argument> kThreeWide = {u"c"s, u""s, u"\0x"s};
@@ -152,14 +152,15 @@ std::vector<HandleCase> CatalogCases()
             "SQLSpecialColumnsW", "1,'c',1,null,0,'t',1,65535,2"),
         Row("Statistics", {"c", "", "t", 65'537},
             "SQLStatistics", "'c',1,null,0,'t',1,1,1"),
-        // The host's 2-byte characters as they are, read as wide ones.
+        // The host's 2-byte characters unchanged, read as wide ones.
         Row("StatisticsW", {u"c"s, u""s, u"xyz"s, 0},
             "SQLStatisticsW", "'c',1,null,0,'<790078>z<0>',3,0,1"),
-        // The catalog only tells whether it is there.
+        // Only the catalog's presence matters.
         Row("DescribeProcedures", {"c", "s", ""},
             "SQLProcedures", "'',0,'s',1,null,0"),
         Row("DescribeProcedureColumns", kFour, "SQLProcedureColumns", kFourNames),
-        // Two zero characters at the start: the host's own characters, of length 0 but for a catalog.
+        // Two zero characters at the start: the host's own characters, with length 0 except for a
+        // catalog.
         Row("DescribeProceduresW", {u"\0\0"s, u"\0\0z"s, u"\0x"s},
             "SQLProceduresW", "'<0><0>',2,'',0,'<0>x',2"),
         Row("DescribeProcedureColumnsW", {u"\0\0"s, u""s, u"\u00E9"s, u"\0"s},
@@ -200,16 +201,16 @@ protected:
     {
         Open();
         if (entry.rest.size() == 2 && entry.odbc == std::string_view("SQLBindParameter")) {
-            Call("BindParameter", {statement, 1, 1, 1, 12, 0, 0, 0});  // for a value to be set
+            Call("BindParameter", {statement, 1, 1, 1, 12, 0, 0, 0});  // so that a value can be set
         }
         const std::string_view odbc = entry.odbc;
         const bool is_wide = odbc == "SQLColAttributeW" || odbc == "SQLGetData";
         Current().values = {{.length = 2, .bytes = is_wide ? WideBytes(L"va") : "va", .number = 7}};
         TraceOn();
-        Current().Taken();
+        Current().TakeCalls();
     }
     Reply CallWith(const std::string& handle) { return CallOn(handle, entry.name, entry.rest); }
-    /// The BEGIN record of a call, of whose handle is shown what is given.
+    /// The BEGIN record of a call, with this for its handle.
     std::string Begin(const char* handle) const
     {
         std::string inputs = entry.begin != nullptr ? entry.begin : "";
@@ -231,13 +232,13 @@ protected:
     {
         return entry.on_connection ? kDbc : entry.traced == 2 ? "\"/\\x01\"" : kStmt;
     }
-    /// The records of a call with the known handle, whose END record holds this.
+    /// The records of a call with the known handle and this END record.
     std::string Records(const char* end) const
     {
         return (entry.begins_only_unknown ? "" : Begin(Known())) +
                fmt::format("{} END{}\n", entry.function, end);
     }
-    /// A call with the known handle, and what is traced and told at its end.
+    /// A call with the known handle, with its END record and what is reported.
     Reply ExpectEnd(const char* end, int was_error)
     {
         Reply reply = CallWith(entry.on_connection ? connection : statement);
@@ -256,7 +257,7 @@ TEST_P(EachEntry, RejectsAnUnknownHandle)
     const Reply reply = CallWith(unknown);
     EXPECT_EQ(reply.code, entry.answers == Answers::kCode ? -2 : Reply::kUntouched);
     EXPECT_EQ(reply.length, 0U) << "no output";
-    EXPECT_EQ(Current().Taken(), "") << "nothing reaches the driver";
+    EXPECT_EQ(Current().TakeCalls(), "") << "nothing reaches the driver";
     const auto end =
         entry.unknown_label != nullptr ? fmt::format("{} END  -2\n", entry.unknown_label) : "";
     const char* shown = entry.traced == 2 ? "\"\\t\\x03\"" : "handle 0x309";
@@ -265,7 +266,7 @@ TEST_P(EachEntry, RejectsAnUnknownHandle)
     EXPECT_EQ(Code("GetLastSQLCode"), 0);
 }
 
-// The length word of its handle counts nothing, and eight bytes are there.
+// The length word of the handle is 0, but eight bytes are there.
 TEST_P(EachEntry, TakesAHandleAsCountedOrWhole)
 {
     guarded.first_counts = 0;
@@ -295,7 +296,7 @@ TEST_P(EachEntry, ReportsAFailure)
     EXPECT_TRUE(code == -1 || entry.answers != Answers::kCode) << code;
 }
 
-// The END record of a failure is guarded where the code is no result, and in some entries besides.
+// The END record of a failure is guarded if the code is not the result, and in some other entries.
 TEST_P(EachEntry, ContainsOrPassesWhatTheLogThrowsOfAFailure)
 {
     const bool is_guarded =

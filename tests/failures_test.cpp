@@ -1,7 +1,7 @@
 // Every entry while something fails: each allocation once, and from then on; each ODBC call with
-// each code, and by an exception; each trace record by an exception of the host's. Whatever fails,
-// the call comes back, the next connection works, and nothing is left behind: no handle, no memory,
-// no long string. This program is the host, the driver manager and the allocator.
+// each code, and with an exception; each trace record with an exception of the host. Whatever
+// fails, the call returns, the next connection works, and nothing leaks: no handle, no memory, no
+// long string. This program is the host, the driver manager and the allocator.
 #include <dlfcn.h>
 #include <fmt/format.h>
 
@@ -21,20 +21,20 @@ using scripted::Current;
 
 namespace {
 
-/// What fails, and when: at the nth time that it could.
+/// What fails, and when: the nth time that it can.
 struct Failure {
     enum Kind { kAllocation, kEveryAllocation, kOdbcCall, kOdbcException, kRecord } kind;
     SQLRETURN code = 0;
     int nth = 1;
 };
 
-/// What goes on in the library's calls.
+/// What happens in the library's calls.
 struct Watch {
     bool is_on = false;
     Failure failure{};
-    int times = 0;  // that it could have failed
+    int times = 0;  // how often it could have failed
     std::string failed = {};
-    std::array<void*, 4'096> blocks{};  // of memory that the library has
+    std::array<void*, 4'096> blocks{};  // memory that the library holds
     std::size_t block_count = 0;
 
     bool FailsNow(bool is_of_kind)
@@ -85,7 +85,7 @@ void operator delete(void* block, std::size_t /*size*/) noexcept
 #ifndef __SANITIZE_ADDRESS__  // which has a calloc of its own
 extern "C" void* calloc(std::size_t n, std::size_t size)
 {
-    // The C library's calls are its own affair.
+    // The C library's own calls are not counted.
     Dl_info caller{};
     const bool is_librarys = watched.is_on && dladdr(__builtin_return_address(0), &caller) != 0 &&
                              std::string_view(caller.dli_fname) == ORVELGW_LIBRARY;
@@ -102,7 +102,7 @@ namespace {
 
 struct HostThrew {};
 
-/// Watches what happens in entries; what the library calls of the host is not its own.
+/// Watches what happens in entries, except in the host's functions that the library calls.
 class WatchingHost : public GuardedHost {
 public:
     void Perform(const std::function<void()>& entry) override
@@ -113,7 +113,7 @@ public:
         entry();
     }
 
-    /// The tests' table of functions, which are none of the library's own work.
+    /// The tests' table of functions, which are not watched.
     static const orvel_function* Table()
     {
         static std::array<orvel_function, ORVEL_HOST_SLOTS> slots{};
@@ -140,10 +140,10 @@ private:
     }
 };
 
-/// How the library stands when an entry is called.
+/// The library's state when an entry is called.
 struct Setting {
     const char* name;
-    bool is_open;  // there are a connection and a statement
+    bool is_open;  // there is a connection and a statement
     int32_t log;
     int32_t unicode;
     int32_t legacy;
@@ -154,7 +154,7 @@ constexpr Setting kSettings[] = {{"plain", true, 0, 0, 0},
                                  {"legacy", true, 0, 0, 1},
                                  {"first call", false, 1, 0, 0}};
 
-const std::string kLongText(600, 't');  // more than a string or a parameter holds by itself
+const std::string kLongText(600, 't');  // can't be stored without allocating
 
 /// One call of an entry, with one failure in it, from loading the library to unloading it.
 class Case {
@@ -172,7 +172,7 @@ public:
         GuardedHost::Attach(ORVELGW_LIBRARY, WatchingHost::Table());
     }
 
-    /// Whether the failure came: otherwise all that could fail has failed before.
+    /// Whether the failure occurred: if not, everything that can fail has already failed.
     bool Run(std::vector<std::string>& problems)
     {
         Open();
@@ -223,7 +223,7 @@ private:
         }
     }
 
-    // Nothing fails here: the failure is as far away as can be.
+    // Nothing fails here: the failure is set as far ahead as possible.
     void Open()
     {
         const int nth = std::exchange(watched.failure.nth, INT32_MAX);
@@ -294,15 +294,15 @@ private:
         }
     }
 
-    // A first environment that can't be made is an empty handle, and no more, to who connects.
+    // If the first environment can't be created, connecting only returns an empty handle.
     void CheckContained(const Reply& reply)
     {
         const std::string failed = watched.failed;
         const bool connects = row_.name != std::string_view("DataSources");
         const bool is_first = connects && !setting_.is_open && reply.length == 0 &&
                               (failed == "SQLAllocHandle" || failed == "SQLSetEnvAttr");
-        const bool is_told = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
-        Check(is_told || is_first, "the exception is not told of " + failed);
+        const bool is_reported = gateway_->Call("WasError").code == ORVEL_WAS_EXCEPTION;
+        Check(is_reported || is_first, "no exception is reported for " + failed);
         const bool is_removal = row_.name == std::string_view("RemoveConnection");
         const bool is_record = watched.failure.kind == Failure::kRecord;
         Check(!is_record || !ThrowsAtHost() || !setting_.is_open,
@@ -312,7 +312,7 @@ private:
         }
     }
 
-    // Only the last END record, and what convention 9 names beside it, may throw at the host.
+    // Only the last END record, and what else convention 9 names, may throw to the host.
     bool ThrowsAtHost() const
     {
         const std::string_view name = row_.name;
@@ -332,7 +332,7 @@ private:
             return std::string(reply.Bytes());
         };
         Current().rows = 1;
-        gateway_->CallOn(statement_ + std::string(8, '\0'), "Execute");  // over what it still holds
+        gateway_->CallOn(statement_ + std::string(8, '\0'), "Execute");  // with what it still holds
         const auto made = done("DSNConnect", gateway_->Call("DSNConnect", {"y"}), 8);
         const auto used = done("AllocStatement", gateway_->Call("AllocStatement", {made}), 8);
         done("Prepare", gateway_->CallOn(used, "Prepare", {"q"}), 0);
@@ -355,7 +355,7 @@ class Failures : public testing::Test {
 protected:
     Failures()
     {
-        // C.UTF-8 by a name so long that it takes memory to keep.
+        // C.UTF-8 under a name so long that storing it allocates memory.
         constexpr char kLocale[] = "xx_LongLocaleName.UTF-8";
         std::filesystem::create_directory_symlink("/usr/lib/locale/C.utf8",
                                                   locales_.path / kLocale);
@@ -372,7 +372,7 @@ protected:
     /// Runs every entry in every setting with the failure at each place in turn.
     void Everywhere(const Failure& failure)
     {
-        std::vector<std::pair<std::string, std::string>> rows;  // which outlive the library
+        std::vector<std::pair<std::string, std::string>> rows;  // they outlive the library
         auto gateway = std::make_unique<Gateway>(ORVELGW_LIBRARY);
         for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row) {
             rows.emplace_back(row->name, row->signature);

@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "client/odbc_numbers.h"
-#include "run_tool.h"
 #include "text/CsvReader.h"
 #include "text/byte_text.h"
 #include "tool/output/format.h"
+#include "tool_fixture.h"
 
 namespace {
 
@@ -221,27 +221,15 @@ TEST(Formats, SeparatedValuesAreReadBack)
 }
 
 /// A folder of a test's own, with a database in it.
-class Transfers : public testing::Test {
+class Transfers : public ToolFiles {
 protected:
-    std::string File(const std::string& name) const { return (folder.path / name).string(); }
-    std::string WithBytes(const std::string& name, const std::string& bytes) const
-    {
-        std::ofstream(File(name), std::ios::binary) << bytes;
-        return File(name);
-    }
-    Finished Tool(const std::string& words) const
-    {
-        return RunTool("-d 'DRIVER={SQLite3};Database=" + File("test.db") + "' " + words);
-    }
     /// What SQLite's own shell answers.
     std::string Shell(const std::string& sql) const
     {
-        const std::string words = "-bail " + File("test.db") + " <" + WithBytes("sql", sql);
+        const std::string words = "-bail " + File("test.db") + " <" + Written("sql", sql);
         EXPECT_EQ(std::system(("sqlite3 " + words + " >" + File("answer")).c_str()), 0) << sql;
         return Slurp(File("answer"));
     }
-
-    const TemporaryFolder folder;
 };
 
 TEST_F(Transfers, TablesComeBackByteForByte)
@@ -311,7 +299,7 @@ TEST_F(Transfers, ImportsAsItIsTold)
     };
     Shell("CREATE TABLE t(id INTEGER, name VARCHAR(10)); CREATE TABLE b(data BLOB)");
     for (const Case& c : cases) {
-        ExpectParts(Tool(c.words + " <" + WithBytes("in", c.csv)).messages, {c.message});
+        ExpectParts(Tool(c.words + " <" + Written("in", c.csv)).messages, {c.message});
         EXPECT_EQ(Shell("SELECT quote(id) || ' ' || quote(name) FROM t; DELETE FROM t"), c.rows)
             << c.words;
     }
@@ -320,10 +308,10 @@ TEST_F(Transfers, ImportsAsItIsTold)
 TEST_F(Transfers, CreatesTheTableThatFits)
 {
     const std::string file =
-        WithBytes("csv",
-                  "i,big,d,code,text,bytes,none,\"od\"\"d\",huge\n1,1,1,007,NULL,\\x00,,x,1\n"
-                  "-5,-9007199254740993,1.5e3,1,,\\xff41,,y,12345678901234567890\n,,,,é,,," +
-                      std::string(4001, 'x') + ",\n");
+        Written("csv",
+                "i,big,d,code,text,bytes,none,\"od\"\"d\",huge\n1,1,1,007,NULL,\\x00,,x,1\n"
+                "-5,-9007199254740993,1.5e3,1,,\\xff41,,y,12345678901234567890\n,,,,é,,," +
+                    std::string(4001, 'x') + ",\n");
     EXPECT_EQ(
         Tool("--import " + file + " made --create").messages,
         "CREATE TABLE made (\n    \"i\" INTEGER,\n    \"big\" BIGINT,\n"
@@ -332,14 +320,14 @@ TEST_F(Transfers, CreatesTheTableThatFits)
         "    \"huge\" VARCHAR(20)\n)\n(3 rows imported)\n");
     EXPECT_EQ(Shell("SELECT big, code, quote(bytes), huge FROM made LIMIT 2"),
               "1|007|X'00'|1\n-9007199254740993|1|X'FF41'|12345678901234567890\n");
-    ExpectParts(Tool("--import " + WithBytes("csv", "a\n1\n\xff\n") + " broken --create").messages,
+    ExpectParts(Tool("--import " + Written("csv", "a\n1\n\xff\n") + " broken --create").messages,
                 {"not UTF-8", "rolled back: no row was imported, and no table created"});
     EXPECT_EQ(Shell(".tables"), "made\n");
 }
 
 TEST_F(Transfers, FilesAreWrittenWholeOrNotAtAll)
 {
-    const std::string out = " -o " + WithBytes("out", "old");
+    const std::string out = " -o " + Written("out", "old");
     EXPECT_EQ(Tool("--json -c 'SELECT 1' -c 'SELECT missing'" + out).exit_code, 1);
     EXPECT_EQ(Tool("--export missing" + out).exit_code, 1);
     EXPECT_EQ(Slurp(File("out")), "old");

@@ -53,12 +53,12 @@ protected:
     {
         return Call(name, inputs).code;
     }
-    /// The list that an entry gives back, as text.
+    /// The list that an entry returns, as text.
     std::string List(std::string_view name, const std::vector<Argument>& inputs = {}) const
     {
         return ListText(Call(name, inputs).List());
     }
-    /// The lists in the list that an entry gives back, one a line.
+    /// The lists in the list that an entry returns, one per line.
     std::string Rows(std::string_view name, const std::vector<Argument>& inputs) const
     {
         std::string text;
@@ -69,7 +69,7 @@ protected:
         return text;
     }
     int32_t WasError() const { return Code("WasError"); }
-    /// The code of a call, and that of "WasError" behind it.
+    /// The code of a call, and that of "WasError" after it.
     using Pair = std::pair<int32_t, int32_t>;
     Pair Codes(std::string_view name, const std::vector<Argument>& inputs = {}) const
     {
@@ -77,7 +77,7 @@ protected:
         return {code, WasError()};
     }
 
-    /// The records traced since the last time, one a line.
+    /// The records traced since the last time, one per line.
     std::string Traced() { return std::exchange(trace, {}); }
 
     static inline GuardedHost guarded;

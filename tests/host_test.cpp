@@ -1,4 +1,4 @@
-// What a host relies on: the table, loading and unloading, the trace and its exceptions.
+// What a host depends on: the table, loading and unloading, the trace and its exceptions.
 #include <dlfcn.h>
 #include <fmt/format.h>
 
@@ -15,7 +15,7 @@
 using scripted::Current;
 using scripted::WideBytes;
 
-// A host's own functions of the names of entries: the library must not end up in them.
+// A host's own functions with the names of entries: the library must not call them.
 #pragma GCC visibility push(default)
 extern "C" int ConnectWithTimeout(const char*, const char*, const char*, int, zarray*)
 {
@@ -60,8 +60,8 @@ TEST_F(ScriptedTest, TableIsTheLibrarysOwn)
     EXPECT_EQ(Current().calls.size(), 4U) << "the inner entry is the library's";
 }
 
-// The page for those who write a host names every row of the table, and no other.
-TEST_F(ScriptedTest, PageOfCalloutsIsInStep)
+// The page for authors of hosts has a section for every row of the table, and no other.
+TEST_F(ScriptedTest, PageOfCalloutsListsEveryRow)
 {
     std::set<std::string> rows;
     for (const ORVEL_ZFE* row = gateway->Table(); row->name != nullptr; ++row) {
@@ -86,7 +86,7 @@ TEST_F(ScriptedTest, FreshAfterUnloading)
     EXPECT_EQ(Code("GetUV"), 1);
     EXPECT_EQ(Code("GetGTWVersion"), 10);
     gateway.reset();
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLDisconnect(dbc2)\nSQLFreeHandle(2,dbc2)\nSQLFreeHandle(1,env1)\n");
     EXPECT_EQ(dlopen(ORVELGW_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr) << "it is still loaded";
     Load();
@@ -132,7 +132,7 @@ TEST_F(ScriptedTest, SwitchesAndVersionsResetTheErrorRecord)
     }
 }
 
-// As a write to a server that is gone does. It would end this program.
+// Like a write to a server that is gone. It would end this program.
 void BreakPipe()
 {
     std::raise(SIGPIPE);
@@ -154,8 +154,8 @@ void Count(int /*signal*/)
     ++signals_seen;
 }
 
-// Whatever a host does with SIGPIPE, before or after it connects: a lost server ends no process,
-// and the host's own disposition is there in the end.
+// Whatever a host does with SIGPIPE, before or after it connects: a lost server doesn't end the
+// process, and the host's own disposition is restored.
 TEST_F(ScriptedTest, OutlivesALostServer)
 {
     for (const bool is_set_first : {true, false}) {
@@ -195,23 +195,23 @@ TEST_F(ScriptedTest, KeepsTheHostsLocale)
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C.UTF-8");
 }
 
-// What is open is the parent's: a child's end closes none of it.
+// Connections are the parent's: the end of a child closes none of them.
 TEST_F(ScriptedTest, LeavesTheParentsConnectionsToIt)
 {
     Open();
     const auto end_as_a_child = [&] {
-        Current().Taken();
+        Current().TakeCalls();
         gateway.reset();
-        std::exit(Current().Taken().empty() ? 0 : 1);
+        std::exit(Current().TakeCalls().empty() ? 0 : 1);
     };
     EXPECT_EXIT(end_as_a_child(), testing::ExitedWithCode(0), "");
     gateway.reset();
-    EXPECT_NE(Current().Taken().find("SQLDisconnect"), std::string::npos);
+    EXPECT_NE(Current().TakeCalls().find("SQLDisconnect"), std::string::npos);
     Load();
 }
 
 #ifndef __SANITIZE_ADDRESS__  // whose frames are many times as large
-// How much of a thread's stack work() takes.
+// How much of a thread's stack work() uses.
 std::size_t StackOf(const std::function<void()>& work)
 {
     constexpr std::size_t kSize = 1U << 20;
@@ -233,7 +233,7 @@ std::size_t StackOf(const std::function<void()>& work)
         stack.end() - std::ranges::find_if(stack, [](char byte) { return byte != kUnused; }));
 }
 
-// What the header grants: a host may have threads of small stacks.
+// The limit in the header, for hosts with small stacks.
 TEST_F(ScriptedTest, TakesLittleStack)
 {
     Open();

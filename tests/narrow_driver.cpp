@@ -31,7 +31,7 @@ SQLRETURN Note(const std::string& function, const Parts&... texts)
     return SQL_SUCCESS;
 }
 
-// A text as far as there is room, and its length, or what the test says it is.
+// A text as far as there is room, and its length, or the one that the test sets.
 template <class Length>
 SQLRETURN Give(const std::string& text, void* to, SQLLEN capacity, Length* length)
 {
@@ -102,7 +102,7 @@ NarrowDriver* TestDriver()
     return &driver;
 }
 
-// As libodbcinst reads a data source: the one that is called "told" has every key.
+// Reads a data source in place of libodbcinst: the one named "told" has every key.
 int SQLGetPrivateProfileString(const char* section, const char* /*key*/, const char* /*otherwise*/,
                                char* value, int /*capacity*/, const char* /*file*/)
 {

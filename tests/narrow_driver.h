@@ -1,6 +1,6 @@
-// A driver of narrow functions that does as a test says, and tells what it was asked. It connects
-// only if a call of one of its own exported functions reaches it, and not the function of that name
-// that the driver manager has.
+// A driver with narrow functions that follows a test's script and records its calls. It connects
+// only if a call of one of its own exported functions reaches it, and not the driver manager's
+// function of that name.
 #pragma once
 
 #include <sql.h>
@@ -11,23 +11,23 @@
 #include <vector>
 
 struct NarrowDriver {
-    /// Every text that goes out: names, values, messages. No value: a NULL.
+    /// Every text that it returns: names, values, messages. No value: a NULL.
     std::string text;
     bool is_null = false;
-    /// What it says of a text's length; 0: the truth.
+    /// The length that it reports for a text; 0: the correct one.
     SQLLEN lie = 0;
-    /// Every byte of a buffer is written, with no terminator.
+    /// It writes every byte of a buffer, without a terminator.
     bool fills = false;
-    /// It can't tell a length before it has given the last piece.
+    /// It doesn't know a length before it has delivered the last piece.
     bool knows_no_total = false;
     SQLSMALLINT markers = 9;
     SQLULEN parameter_rows = 1;
-    SQLULEN rows = 1;  // that a fetch brings
+    SQLULEN rows = 1;  // per fetch
     SQLULEN parameter_row_bytes = 0;
     const SQLLEN* parameter_offset = nullptr;
     SQLULEN row_bytes = 0;
 
-    /// Texts that came in, with the function's name in front; of a parameter its rows.
+    /// Texts that it received, after the function's name; for a parameter, its rows.
     std::vector<std::string> calls;
 
     struct Bound {
@@ -40,7 +40,7 @@ struct NarrowDriver {
     };
     std::map<int, Bound> parameters;
     std::map<int, Bound> columns;
-    std::size_t given = 0;  // bytes of the value that SQLGetData gave
+    std::size_t given = 0;  // bytes of the value that SQLGetData has delivered
     bool is_done = false;
 };
 

@@ -1,4 +1,4 @@
-// The narrow shim over iODBC: what it forwards to, and what it says where there is nothing.
+// The narrow shim over iODBC: what it forwards to, and what it reports if there is nothing.
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -24,8 +24,8 @@ protected:
     const ShimFolder folder{};
 };
 
-// ODBC's functions of a driver, and what ODBC 2 needs besides; the wide shim has those with a W by
-// both names.
+// ODBC's driver functions, and what ODBC 2 also needs; the wide shim has those with a W under both
+// names.
 constexpr char kFunctions[] =
     "AllocHandle BindCol BindParameter BrowseConnectW BulkOperations Cancel CloseCursor "
     "ColAttributeW ColumnPrivilegesW ColumnsW ConnectW CopyDesc DescribeColW DescribeParam "

@@ -1,4 +1,4 @@
-// Parameters over the scripted driver manager: how they are bound, what lies in their buffers.
+// Parameters over the scripted driver manager: how they are bound, and what is in their buffers.
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -15,11 +15,11 @@ class ParameterTest : public ScriptedTest {
 protected:
     ParameterTest() { Open(); }
 
-    /// Binds parameter 1, an input and output, and forgets the call.
+    /// Binds parameter 1, an input and output, and discards the recorded call.
     void BindOne(int c_type, int sql_type)
     {
         ASSERT_EQ(Code("BindParameter", {statement, 1, 2, c_type, sql_type, 10, 2, 0}), 0);
-        Current().Taken();
+        Current().TakeCalls();
     }
     int32_t Set(const std::string& list, int number = 1, const char* entry = "SetParameter") const
     {
@@ -46,7 +46,7 @@ TEST_F(ParameterTest, ListsDescribeEveryParameter)
                      EncodeList({0, 0, 0, 7}), EncodeList({1, 2, 4, 65'537}), EncodeList({0, 9})});
     };
     EXPECT_EQ(bind({511, -100, 512, "text", -7}), 0);
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLFreeStmt(stmt3,3)\n"
               "SQLBindParameter(stmt3,1,1,1,1,512,0,buffer,512,511)\n"
               "SQLBindParameter(stmt3,2,2,-8,-8,0,0,2,0,-100)\n"
@@ -58,25 +58,25 @@ TEST_F(ParameterTest, ListsDescribeEveryParameter)
     EXPECT_EQ(bind({1, 2}), 1) << "a warning ends the binding";
     EXPECT_EQ(WasError(), 0);
     EXPECT_EQ(Set(Element(5), 2), -1) << "so there is no second parameter";
-    Current().Taken();
+    Current().TakeCalls();
     EXPECT_EQ(bind({}), 0);
-    EXPECT_EQ(Current().Taken(), "SQLFreeStmt(stmt3,3)\n");
+    EXPECT_EQ(Current().TakeCalls(), "SQLFreeStmt(stmt3,3)\n");
     EXPECT_EQ(Set(Element(5)), -1);
 }
 
-TEST_F(ParameterTest, NumbersThatAreNotThere)
+TEST_F(ParameterTest, RefusesNumbersOutOfRange)
 {
     const Pair refused(-1, -1);
     EXPECT_EQ(Code("BindParameter", {statement, 5, 1, 1, 12, 0, 0, 255}), 0);
     EXPECT_EQ(Code("BindParameter", {statement, 5, 1, 1, 12, -1, 0, 256}), 0) << "again";
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLBindParameter(stmt3,5,1,1,12,0,0,buffer,259,255)\n"
               "SQLBindParameter(stmt3,5,1,1,12,18446744073709551615,0,buffer,260,256)\n");
     for (const int number : {0, -1, 65'536}) {
         EXPECT_EQ(Codes("BindParameter", {statement, number, 1, 1, 12, 0, 0, 1}), refused);
     }
     EXPECT_EQ(Set(Element("x"), 5), 0);
-    EXPECT_EQ(Current().Taken(), "") << "the refused numbers changed nothing";
+    EXPECT_EQ(Current().TakeCalls(), "") << "the refused numbers changed nothing";
     for (const int number : {0, -1, 4, 6}) {
         for (const char* entry : {"SetParameter", "SetParameterBinary"}) {
             EXPECT_EQ(Codes(entry, {statement, Element("x"), number}), refused) << number;
@@ -96,7 +96,7 @@ struct ValueCase {
     int c_type;
     int sql_type;
     std::string value;
-    std::string bound;  // the new binding's C type, capacity and indicator; none where it is empty
+    std::string bound;  // the new binding's C type, capacity and indicator; empty: none
     std::string bytes;  // at the start of the buffer
     SQLLEN indicator;
 };
@@ -138,7 +138,7 @@ TEST_F(ParameterTest, ValuesChooseTheirCType)
         {0, 8, 8, Element(0.5), "", eight(0.5), 0},
         {0, 1, 12, Element(-1.5), "8 259 0", eight(-1.5), 0},
         {0, 1, 12, "\x04\x06\xFF\x0F", "8 259 0", eight(1.5), 0},  // a decimal
-        {0, 1, 12, "\x03\x03x", "", "", 0},                        // of no supported type
+        {0, 1, 12, "\x03\x03x", "", "", 0},                        // of an unsupported type
         {0, 1, 12,
          "\x09\x01"
          "ab",
@@ -173,7 +173,7 @@ TEST_F(ParameterTest, ValuesChooseTheirCType)
     }
 }
 
-TEST_F(ParameterTest, BinaryValuesAreTakenAsTheyAre)
+TEST_F(ParameterTest, BinaryValuesAreStoredUnchanged)
 {
     struct Case {
         std::string value;
@@ -196,7 +196,7 @@ TEST_F(ParameterTest, BinaryValuesAreTakenAsTheyAre)
     for (const Case& c : cases) {
         BindOne(1, 12);
         EXPECT_EQ(Set(c.value, 1, "SetParameterBinary"), 0);
-        EXPECT_EQ(Current().Taken(), c.bound) << "a new C type alone binds nothing";
+        EXPECT_EQ(Current().TakeCalls(), c.bound) << "a new C type alone binds nothing";
         EXPECT_EQ(HexText(Buffer(c.bytes.size())), HexText(c.bytes));
         EXPECT_EQ(Indicator(), c.indicator);
     }
@@ -233,7 +233,7 @@ TEST_F(ParameterTest, OutputsFollowTheirCType)
         {1, full, 5000, "\"" + full + "\"", "u\"" + full + "\""},
         {1, "abc", -4, "\"\"", "u\"\""},
         {1, "", 2, empty, empty},
-        {-8, wide, 4, "\"\u00E9x\"", "u\"\u00E9\""},  // multibyte text goes up to its end
+        {-8, wide, 4, "\"\u00E9x\"", "u\"\u00E9\""},  // multibyte text is read up to its terminator
         {-8, wide, -4, "\"\"", "u\"\""},
         {-8, wide, SQL_NTS, "\"\u00E9x\"", "u\"\u00E9x\""},
         {-8, full_wide, 1L << 40, "\"" + std::string(64, 'w') + "\"",
@@ -269,7 +269,7 @@ TEST_F(ParameterTest, OutputsFollowTheirCType)
               "GetParam BEGIN  handle 0x309, 1\nGetParam END  -2\nerror -1");
 }
 
-TEST_F(ParameterTest, OutputsAreCutToSixteenBits)
+TEST_F(ParameterTest, OutputLengthsHaveSixteenBits)
 {
     ASSERT_EQ(Code("BindParameter", {statement, 1, 4, 1, 12, 0, 0, 70'000}), 0);
     std::memset(Current().bound.at(1).buffer, 'x', 70'000);
@@ -297,14 +297,14 @@ TEST_F(ParameterTest, DataAtExecution)
               "ParamData BEGIN  handle 0x309\nParamData END  -2, \"\"\n03 05 FE 02 01\nerror -1");
     Current().throwing = {"SQLParamData"};
     done("\nSQLParamData(stmt3)\nerror -1000");
-    Current().Taken();
+    Current().TakeCalls();
     const std::pair<const char*, Argument> pieces[] = {
         {"PutData", "ab"}, {"PutData", ""}, {"PutDataW", u"\u20ACbc"}, {"PutDataW", u""}};
     for (const auto& [entry, piece] : pieces) {
         EXPECT_EQ(Code(entry, {statement, piece}), 0);
     }
     using namespace std::string_literals;
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLPutData(stmt3,'ab',2)\nSQLPutData(stmt3,-1)\n"
               "SQLPutData(stmt3,'\xAC b\0c\0',6)\nSQLPutData(stmt3,-1)\n"s);
 }
@@ -320,13 +320,13 @@ TEST_F(ParameterTest, DescribesMarkersUntilOneFails)
     EXPECT_EQ(WasError(), -1);
 }
 
-// A binding that the driver refuses is tried again with the next value: until it is taken the
-// driver holds what it held, a number where the value's address belongs.
+// A binding that the driver refuses is tried again with the next value: until then the driver holds
+// what it held before, a number instead of the value's address.
 TEST_F(ParameterTest, RefusedBindingsAreTriedAgain)
 {
     const std::string inputs = EncodeList({1, 1});
     ASSERT_EQ(Code("BindParameters", {statement, EncodeList({10, -100}), "", "", inputs, ""}), 0);
-    EXPECT_TRUE(Current().Taken().ends_with("SQLBindParameter(stmt3,2,1,1,0,0,0,2,0,-100)\n"));
+    EXPECT_TRUE(Current().TakeCalls().ends_with("SQLBindParameter(stmt3,2,1,1,0,0,0,2,0,-100)\n"));
     const std::pair<std::string, const char*> values[] = {{std::string(600, 'x'), "601,-3)\n"},
                                                           {"abc", "512,-3)\n"}};
     for (const int number : {1, 2}) {
@@ -334,12 +334,12 @@ TEST_F(ParameterTest, RefusedBindingsAreTriedAgain)
         Current().codes["SQLBindParameter"] = SQL_ERROR;
         EXPECT_EQ(Codes("SetParameter", {statement, Element(value), number}), Pair(-1, -1));
         Current().codes.clear();
-        Current().Taken();
+        Current().TakeCalls();
         EXPECT_EQ(Set(Element(value), number), 0);
-        EXPECT_EQ(Current().Taken(),
+        EXPECT_EQ(Current().TakeCalls(),
                   fmt::format("SQLBindParameter(stmt3,{},1,1,0,0,0,buffer,{}", number, bound));
         EXPECT_EQ(Set(Element(value), number), 0);
-        EXPECT_EQ(Current().Taken(), "") << number;
+        EXPECT_EQ(Current().TakeCalls(), "") << number;
     }
 }
 

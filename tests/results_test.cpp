@@ -12,7 +12,7 @@ using scripted::WideBytes;
 
 namespace {
 
-/// A value of wide text as a driver brings it that counts right.
+/// A value of wide text from a driver that counts correctly.
 Value Whole(const std::wstring& text)
 {
     return {.length = static_cast<SQLLEN>(sizeof(wchar_t) * text.size()), .bytes = WideBytes(text)};
@@ -22,7 +22,7 @@ TEST_F(ScriptedTest, PreparesTextOfAnyWidth)
 {
     Open();
     EXPECT_EQ(Code("Prepare", {statement, ""}), 0);
-    EXPECT_EQ(Current().Taken(), "SQLPrepare(stmt3,'',0)\n");
+    EXPECT_EQ(Current().TakeCalls(), "SQLPrepare(stmt3,'',0)\n");
     const std::string handle = std::string("\x08\0", 2) + statement;
     ORVEL_EXSTR counted = HostServices::Instance().NewLongString("abcdef");
     counted.length = 3;
@@ -30,11 +30,11 @@ TEST_F(ScriptedTest, PreparesTextOfAnyWidth)
     reinterpret_cast<int32_t (*)(const zarray*, ORVEL_EXSTR*, int32_t*)>(
         gateway->Find("Prepare")->function)(reinterpret_cast<const zarray*>(handle.data()),
                                             &counted, &result);
-    EXPECT_EQ(Current().Taken(), "SQLPrepare(stmt3,'abc',3)\n") << "a zero stands behind it";
+    EXPECT_EQ(Current().TakeCalls(), "SQLPrepare(stmt3,'abc',3)\n") << "a zero stands behind it";
     EXPECT_EQ(Code("PrepareW", {statement, u""}), 0);
     EXPECT_EQ(Code("PrepareW", {statement, u"a\u20AC"}), 0);
     EXPECT_EQ(Code("PrepareW", {statement, std::u16string(32'767, u'x')}), 0);
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLPrepareW(stmt3,0,0)\nSQLPrepareW(stmt3,2,8364)\n"
               "SQLPrepareW(stmt3,32767,120)\n");
     TraceOn();
@@ -74,12 +74,12 @@ TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
                         {.number = 9},
                         {.number = 1},
                         {.code = SQL_ERROR}};
-    Current().Taken();
+    Current().TakeCalls();
     EXPECT_EQ(describe(), fmt::format("2{}\"{}\", 12, 0, 0, 0, \"{}\", 9, 1\n", header,
                                       std::string(128, 'n'), std::string(32, 't')));
     EXPECT_EQ(WasError(), -1);
     EXPECT_EQ(
-        Current().Taken(),
+        Current().TakeCalls(),
         "SQLNumResultCols(stmt3)\nSQLDescribeCol(stmt3,1,128)\nSQLColAttribute(stmt3,1,14,32)\n"
         "SQLColAttribute(stmt3,1,6,8)\nSQLColAttribute(stmt3,1,9,8)\n"
         "SQLDescribeCol(stmt3,2,128)\n");
@@ -87,7 +87,7 @@ TEST_F(ScriptedTest, DescribesColumnsUntilOneFails)
     Current().columns = 1;
     Current().values = {{.length = 4, .bytes = WideBytes(L"\u00E9b")}, {.bytes = "t"}};
     EXPECT_EQ(describe(), "1" + header + "u\"\u00E9b\", 12, 0, 0, 0, \"t\", 0, 0\n");
-    Current().columns = INT16_MAX;  // a count that a loop's own type must not end at
+    Current().columns = INT16_MAX;  // a count at which a loop variable must not overflow
     Current().values = {{.length = 0}};
     EXPECT_EQ(std::ranges::count(describe(), '\n'), INT16_MAX + 1);
 }
@@ -131,7 +131,7 @@ protected:
         list_of_one.AppendLong(1);
     }
 
-    /// The items of the one row that an entry brings when the driver has these values.
+    /// The items of the one row that an entry returns if the driver has these values.
     std::string Items(std::string_view entry, const Argument& argument, std::vector<Value> values)
     {
         Current().values.assign(values.begin(), values.end());
@@ -196,7 +196,7 @@ TEST_F(RowTest, ItemsFollowCodeAndIndicator)
             EXPECT_EQ(std::ranges::count(Current().calls, read), 1) << read;
             EXPECT_EQ(Code("GetLastSQLCode"),
                       entry[0] == 'F' && c.code == SQL_NO_DATA ? 0 : c.code);
-            Current().Taken();
+            Current().TakeCalls();
         };
         Code("SetLegacyOption", {1});
         expect("GetOneRow", "", narrow_value, c.narrow_row, "SQLGetData(stmt3,1,1,1000)");
@@ -208,8 +208,8 @@ TEST_F(RowTest, ItemsFollowCodeAndIndicator)
     }
 }
 
-// What a driver manager does to wide text of a narrow driver.
-TEST_F(RowTest, MendsWidenedValues)
+// Errors of a driver manager in the wide text of a narrow driver.
+TEST_F(RowTest, CorrectsWidenedValues)
 {
     EXPECT_EQ(Items("FetchRows", 1, {{.length = -4}}), "\"\"") << "a NULL, times four";
     const std::string cut = Items("FetchRows", 1, {{.length = -4, .bytes = WideBytes(L"x")}});
@@ -260,9 +260,9 @@ TEST_F(RowTest, ReadsListedColumns)
     ZString numbers;
     numbers.AppendLong(3);
     numbers.AppendLong(1);
-    Current().Taken();
+    Current().TakeCalls();
     EXPECT_EQ(List("GetOneRow", {statement, numbers}), "u\"c\", u\"a\"");
-    EXPECT_EQ(Current().Taken(),
+    EXPECT_EQ(Current().TakeCalls(),
               "SQLNumResultCols(stmt3)\nSQLGetData(stmt3,3,-8,2000)\n"
               "SQLGetData(stmt3,1,-8,2000)\n");
     for (const int number : {0, -1, 4}) {
@@ -289,7 +289,7 @@ TEST_F(RowTest, FetchesRowsUntilTheyRunOut)
          {Case{3, 5, 3, 0, 4}, Case{3, 3, 3, 0, 3}, Case{0, 5, 0, 0, 1}, Case{3, 0, 0, 0, 1},
           Case{3, -1, 3, 0, 4}}) {
         Current().rows = has;
-        Current().Taken();
+        Current().TakeCalls();
         EXPECT_EQ(DecodeList(Call("FetchRows", {statement, wanted}).List()).size(),
                   static_cast<std::size_t>(delivered));
         EXPECT_EQ(Code("GetLastSQLCode"), code);
@@ -311,13 +311,14 @@ TEST_F(RowTest, DeliversListsBeyondTheLengthWord)
     Code("SetLegacyOption", {1});
     Current().values = {{.length = 1000, .bytes = std::string(1000, 'x')}};
     constexpr int kRow = 1008;  // 1,000 bytes in an item in a row
-    constexpr int kMost = 3'641'144 / kRow;
-    Current().rows = 10 * kMost;
-    const Reply most = Call("FetchRows", {statement, kMost});
-    EXPECT_EQ(most.length, kMost * kRow % 65'536);
-    EXPECT_EQ(DecodeList(most.List()).size(), static_cast<std::size_t>(kMost));
+    constexpr int kMaxRows = 3'641'144 / kRow;
+    Current().rows = 10 * kMaxRows;
+    const Reply most = Call("FetchRows", {statement, kMaxRows});
+    EXPECT_EQ(most.length, kMaxRows * kRow % 65'536);
+    EXPECT_EQ(DecodeList(most.List()).size(), static_cast<std::size_t>(kMaxRows));
     EXPECT_EQ(WasError(), 0);
-    EXPECT_EQ(List("FetchRows", {statement, kMost + 1}), "\"<ERROR:Too much data was requested>\"");
+    EXPECT_EQ(List("FetchRows", {statement, kMaxRows + 1}),
+              "\"<ERROR:Too much data was requested>\"");
     EXPECT_EQ(Codes("GetLastSQLCode"), Pair(-28, -1));
 }
 
@@ -337,9 +338,9 @@ struct PieceCase {
     int c_type;
     SQLRETURN code;
     SQLLEN indicator;
-    uint32_t counted;       // what the length word of "GetData" says
+    uint32_t counted;       // the length word of "GetData"
     uint32_t filled;        // how many of its bytes or characters the driver wrote
-    uint32_t long_counted;  // the same of "GetDataEx" with a length of 100
+    uint32_t long_counted;  // the same for "GetDataEx" with a length of 100
     uint32_t long_filled;
 };
 

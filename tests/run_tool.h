@@ -24,7 +24,7 @@ inline std::string Slurp(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/// Expects that all parts are somewhere in a text.
+/// Expects a text to contain all the parts.
 inline void ExpectParts(const std::string& text, const std::vector<std::string>& parts)
 {
     for (const std::string& part : parts) {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "run_tool.h"
 #include "text/StatementSplitter.h"
 #include "text/variables.h"
+#include "tool_fixture.h"
 
 namespace {
 
@@ -148,22 +148,7 @@ TEST(Variables, AreKnownOutsideQuotesAndComments)
     }
 }
 
-/// Scripts and a database in a folder of a test's own.
-class Scripts : public testing::Test {
-protected:
-    std::string Written(const char* name, const std::string& text) const
-    {
-        std::ofstream(folder.path / name, std::ios::binary) << text;
-        return (folder.path / name).string();
-    }
-    Finished Run(const std::string& words) const
-    {
-        return RunTool("-d 'DRIVER={SQLite3};Database=" + (folder.path / "test.db").string() +
-                       "' " + words);
-    }
-
-    const TemporaryFolder folder;
-};
+using Scripts = ToolFiles;
 
 TEST_F(Scripts, RunAsWritten)
 {
@@ -181,8 +166,8 @@ INSERT INTO t VALUES (1, 'é'), (:id, :'name');
 DELETE FROM t WHERE id = 5;
 SELECT note, (SELECT count(*) FROM log) AS ":id" FROM t
 )");
-    const Finished run =
-        Run("-c 'SELECT :id AS a; ' -f " + script + " -v id=2 --set name=\"O'H=\" -c '-- no more'");
+    const Finished run = Tool("-c 'SELECT :id AS a; ' -f " + script +
+                              " -v id=2 --set name=\"O'H=\" -c '-- no more'");
     EXPECT_EQ(run.data,
               "a\n-\n2\n"
               "note | :id\n-----+----\né;   |   2\nO'H= |   2\n");
@@ -200,17 +185,17 @@ TEST_F(Scripts, StopOrGoOnAtErrors)
     const std::string line = "orvelgw: standard input: line ";
     const std::string no_column =
         line + "3: no such column: nope (1) (SQLSTATE HY000, native code 1, Prepare)\n";
-    const Finished stopped = Run(words);
+    const Finished stopped = Tool(words);
     EXPECT_EQ(stopped.data, "0\n1\n");
     EXPECT_EQ(stopped.messages, "(1 row)\n(1 row)\n" + no_column);
-    const Finished went_on = Run("-q --keep-going --echo " + words);
+    const Finished went_on = Tool("-q --keep-going --echo " + words);
     EXPECT_EQ(went_on.data, "0\n1\n2\n3\n");
     EXPECT_EQ(went_on.messages,
               "SELECT 0\nSELECT\t1\nSELECT\n nope\n" + no_column + line +
                   "5: there is no command \\nonsense; \\? shows those that there are\nSELECT 2\n" +
                   line + "7: the quote ' is not closed\nSELECT 3\n");
     EXPECT_EQ(stopped.exit_code + went_on.exit_code, 2);
-    EXPECT_EQ(Run("<" + script).messages, "(1 row)\n" + no_column) << "nothing else is asked";
+    EXPECT_EQ(Tool("<" + script).messages, "(1 row)\n" + no_column) << "nothing else is asked";
 }
 
 TEST_F(Scripts, AreReadBeforeAnythingRuns)
@@ -226,7 +211,7 @@ TEST_F(Scripts, AreReadBeforeAnythingRuns)
     };
     for (const Case& c : cases) {
         const std::string file = c.text.empty() ? "/nowhere" : Written("a.sql", c.text);
-        const Finished run = Run("-c 'SELECT 1' -f " + file);
+        const Finished run = Tool("-c 'SELECT 1' -f " + file);
         EXPECT_EQ(run.exit_code, 1);
         EXPECT_EQ(run.data, "");
         ExpectParts(run.messages, {"orvelgw: " + file, c.message});
@@ -238,12 +223,12 @@ TEST_F(Scripts, AreOneTransactionIfAsked)
     const std::string create =
         "-1 -f " + Written("a.sql", "CREATE TABLE t(a UNIQUE); INSERT INTO t VALUES (1);");
     const std::string insert = " -c 'INSERT INTO t VALUES (2)'";
-    const Finished failed = Run(create + insert + insert);
+    const Finished failed = Tool(create + insert + insert);
     EXPECT_EQ(failed.exit_code, 1);
     ExpectParts(failed.messages, {"UNIQUE constraint failed", "Execute)\n(rolled back)\n"});
-    EXPECT_EQ(Run("-tq -c 'SELECT count(*) FROM sqlite_master'").data, "0\n");
-    EXPECT_EQ(Run(create + insert).exit_code, 0);
-    EXPECT_EQ(Run("-tq -c 'SELECT sum(a) FROM t'").data, "3\n");
+    EXPECT_EQ(Tool("-tq -c 'SELECT count(*) FROM sqlite_master'").data, "0\n");
+    EXPECT_EQ(Tool(create + insert).exit_code, 0);
+    EXPECT_EQ(Tool("-tq -c 'SELECT sum(a) FROM t'").data, "3\n");
 }
 
 }  // namespace

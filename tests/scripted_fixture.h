@@ -30,7 +30,7 @@ protected:
     {
         connection = Call("DSNConnect", {"x"}).Bytes();
         statement = Call("AllocStatement", {connection}).Bytes();
-        scripted::Current().Taken();
+        scripted::Current().TakeCalls();
         Traced();
     }
     void TraceOn()
@@ -39,16 +39,16 @@ protected:
         Traced();
     }
 
-    /// All that a call does: what it traces, what it asks of ODBC, its output in hexadecimal, the
-    /// code of "WasError".
+    /// Everything that a call does: its trace, its ODBC calls, its output in hexadecimal, the code
+    /// of "WasError".
     std::string Done(std::string_view name, const std::vector<Argument>& inputs)
     {
         Traced();
-        scripted::Current().Taken();
+        scripted::Current().TakeCalls();
         const Reply reply = Call(name, inputs);
         const std::string records = Traced();
         const std::string output = HexText(reply.Bytes());
-        return fmt::format("{}{}{}{}error {}", records, scripted::Current().Taken(), output,
+        return fmt::format("{}{}{}{}error {}", records, scripted::Current().TakeCalls(), output,
                            output.empty() ? "" : "\n", WasError());
     }
 

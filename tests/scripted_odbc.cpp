@@ -19,7 +19,7 @@ namespace {
 Script current;
 int handles_made = 0;
 
-// Handles are small numbers whose hundreds tell their kind: 1xx environments, 2xx connections, 3xx
+// Handles are small numbers whose hundreds show their kind: 1xx environments, 2xx connections, 3xx
 // statements.
 std::string AnyShown(SQLHANDLE handle)
 {
@@ -50,7 +50,7 @@ std::string Shown(const SQLCHAR* text, SQLLEN length)
     return fmt::format("'{}',{}", whole.size() > 40 ? whole.substr(0, 40) + "..." : whole, length);
 }
 
-// A name of a catalog function, of which only as much is looked at as its length says.
+// A name of a catalog function, of which no more is read than its length says.
 std::string Name(const SQLCHAR* text, SQLSMALLINT length)
 {
     const Inside inside;
@@ -63,7 +63,7 @@ std::string Name(const SQLWCHAR* text, SQLSMALLINT length)
     std::string shown;
     for (SQLSMALLINT i = 0; text != nullptr && i < length; ++i) {
         wchar_t unit = 0;
-        std::memcpy(&unit, text + i, sizeof unit);  // the host's own characters lie anywhere
+        std::memcpy(&unit, text + i, sizeof unit);  // the host's own characters may be unaligned
         const auto code = static_cast<unsigned>(unit);
         shown += code >= ' ' && code < 0x7F ? std::string(1, static_cast<char>(code))
                                             : fmt::format("<{:x}>", code);
@@ -96,7 +96,7 @@ bool IsDone(SQLRETURN code)
     return code == SQL_SUCCESS || code == SQL_SUCCESS_WITH_INFO;
 }
 
-// A handle is freed, or a connection is closed: what hangs on it is gone, too.
+// A handle is freed, or a connection is closed, and with it all that depends on it.
 void Close(SQLHANDLE handle, bool and_itself)
 {
     const Inside inside;
@@ -121,7 +121,7 @@ void Close(SQLHANDLE handle, bool and_itself)
     }
 }
 
-// The driver comes to the parameters of a statement: reads what it was told is there.
+// The driver reads the parameters of a statement, as far as their indicators say.
 void UseParameters(SQLHSTMT statement)
 {
     const Inside inside;
@@ -161,22 +161,22 @@ void Fill(void* buffer, SQLLEN capacity, const std::string& bytes)
     }
 }
 
-template <class Number, class Told>
-void Tell(Number* to, Told number)
+template <class Number, class Source>
+void Store(Number* to, Source number)
 {
     if (to != nullptr) {
         *to = static_cast<Number>(number);
     }
 }
 
-// Brings the next value: its bytes, and what the function tells beside them.
+// Returns the next value: its bytes, and the function's other outputs.
 template <class Tell>
 SQLRETURN Bring(SQLRETURN code, void* buffer, SQLLEN capacity, Tell tell)
 {
     const Inside inside;
     const Value value = NextValue();
     Fill(buffer, capacity, value.bytes);
-    if (value.is_told) {
+    if (value.has_length) {
         tell(value);
     }
     return code == SQL_SUCCESS ? value.code : code;
@@ -197,7 +197,7 @@ std::string WideBytes(const std::wstring& text)
     return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)};
 }
 
-std::string Script::Taken()
+std::string Script::TakeCalls()
 {
     std::string all;
     for (const std::string& call : std::exchange(calls, {})) {
@@ -244,7 +244,7 @@ using scripted::Shown;
 
 extern "C" {
 
-// A function that brings nothing but its code.
+// A function that returns only its code.
 #define RECORDED(function, parameters, ...)    \
     SQLRETURN function parameters              \
     {                                          \
@@ -295,8 +295,8 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
 {
     const scripted::Inside inside;
     for (auto& [each, open_handle] : current.open) {
-        // The library replaces an environment without freeing it, as it does where the legacy
-        // option is set before the first connection.
+        // The library replaces an environment without freeing it if the legacy option is set before
+        // the first connection.
         open_handle.is_given_up |= type == SQL_HANDLE_ENV && open_handle.type == type;
     }
     const SQLRETURN code = Answer("SQLAllocHandle", type, Shown(input));
@@ -304,7 +304,7 @@ SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output)
     *output = nullptr;
     if (scripted::IsDone(code)) {
         *output = reinterpret_cast<SQLHANDLE>(std::size_t(number));
-        // What comes with a warning is nobody's: the library does not take it.
+        // A handle allocated with a warning has no owner: the library does not accept it.
         current.open[*output] = {type, input, code == SQL_SUCCESS_WITH_INFO};
     }
     return code;
@@ -420,9 +420,9 @@ SQLRETURN SQLNumParams(SQLHSTMT statement, SQLSMALLINT* count)
         const SQLRETURN code = Answer(#function, Shown(statement), column, capacity);          \
         const SQLLEN bytes = SQLLEN{capacity} * SQLLEN{sizeof(C)};                             \
         return scripted::Bring(code, name, bytes, [&](const scripted::Value& value) {          \
-            scripted::Tell(length, value.length);                                              \
+            scripted::Store(length, value.length);                                             \
             *type = SQL_VARCHAR;                                                               \
-            scripted::Tell(size, value.number);                                                \
+            scripted::Store(size, value.number);                                               \
         });                                                                                    \
     }
 DESCRIBES(SQLDescribeCol, SQLCHAR)
@@ -434,8 +434,8 @@ DESCRIBES(SQLDescribeColW, SQLWCHAR)
     {                                                                                              \
         const SQLRETURN code = Answer(#function, Shown(statement), column, field, capacity);       \
         return scripted::Bring(code, text, capacity, [&](const scripted::Value& value) {           \
-            scripted::Tell(length, value.length);                                                  \
-            scripted::Tell(number, value.number);                                                  \
+            scripted::Store(length, value.length);                                                 \
+            scripted::Store(number, value.number);                                                 \
         });                                                                                        \
     }
 HAS_ATTRIBUTES(SQLColAttribute)
@@ -477,7 +477,7 @@ SQLRETURN SQLDescribeParam(SQLHSTMT statement, SQLUSMALLINT number, SQLSMALLINT*
     const SQLRETURN code = Answer("SQLDescribeParam", Shown(statement), number);
     return scripted::Bring(code, nullptr, 0, [&](const scripted::Value& value) {
         *type = SQL_WCHAR;
-        scripted::Tell(size, value.number);
+        scripted::Store(size, value.number);
         *digits = 2;
         *nullable = 1;
     });
@@ -504,7 +504,7 @@ SQLRETURN SQLGetInfo(SQLHDBC connection, SQLUSMALLINT type, SQLPOINTER buffer, S
 {
     const SQLRETURN code = Answer("SQLGetInfo", Shown(connection), type, capacity, *length);
     scripted::Bring(code, buffer, capacity,
-                    [&](const scripted::Value& value) { scripted::Tell(length, value.length); });
+                    [&](const scripted::Value& value) { scripted::Store(length, value.length); });
     return code;
 }
 
@@ -514,11 +514,11 @@ SQLRETURN SQLDataSources(SQLHENV environment, SQLUSMALLINT direction, SQLCHAR* n
 {
     const SQLRETURN code =
         Answer("SQLDataSources", Shown(environment), direction, name_capacity, capacity);
-    const auto bring = [](SQLCHAR* text, SQLSMALLINT room, SQLSMALLINT* told) {
+    const auto bring = [](SQLCHAR* text, SQLSMALLINT room, SQLSMALLINT* text_length) {
         const scripted::Inside inside;
         const scripted::Value value = scripted::NextValue();
         scripted::Fill(text, room, value.bytes);
-        *told = static_cast<SQLSMALLINT>(value.length);
+        *text_length = static_cast<SQLSMALLINT>(value.length);
     };
     bring(name, name_capacity, name_length);
     bring(description, capacity, length);

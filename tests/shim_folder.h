@@ -6,7 +6,8 @@
 
 #include "TemporaryFolder.h"
 
-/// Links and copies in a folder that goes with them. Two links to a shim are one to the loader.
+/// Links and copies in a folder that is removed with them. Two links to a shim are one file to the
+/// loader.
 class ShimFolder : public TemporaryFolder {
 public:
     std::string Link(const std::filesystem::path& file, const std::string& name) const

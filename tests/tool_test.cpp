@@ -9,48 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "run_tool.h"
+#include "tool_fixture.h"
 
 namespace {
-
-/// A folder of a test's own, with a database in it.
-class ToolFiles : public testing::Test {
-protected:
-    std::string File(const char* name) const { return (folder.path / name).string(); }
-    std::string Written(const char* name, const std::string& bytes) const
-    {
-        std::ofstream(File(name), std::ios::binary) << bytes;
-        return File(name);
-    }
-    std::string Database() const
-    {
-        return "-d 'DRIVER={SQLite3};Database=" + File("test.db") + "' ";
-    }
-    /// Runs SQL that has to succeed and returns its rows, titles left out.
-    std::string Sql(const std::string& sql, const std::string& words = "") const
-    {
-        const Finished run = RunTool(Database() + words + " -c \"" + sql + "\"");
-        EXPECT_EQ(run.exit_code, 0) << run.messages;
-        const auto titles = run.data.find('\n');
-        return run.data.empty() ? "" : run.data.substr(run.data.find('\n', titles + 1) + 1);
-    }
-    Finished Tool(const std::string& words) const { return RunTool(Database() + words); }
-
-    const TemporaryFolder folder;
-};
-
-constexpr char kMemory[] = "-d 'DRIVER={SQLite3};Database=:memory:' ";
 
 TEST(Tool, ExitCodesTellWhatFailed)
 {
     const std::string memory = kMemory;
     const std::string select = "-c 'SELECT 1' ";
-    struct Case {
-        std::string words;
-        int exit_code;
-        const char* message;
-    };
-    const Case cases[] = {
+    const ToolCase cases[] = {
         {memory + select, 0, "(1 row)"},
         {memory + select + "--trace -u", 0, "trace: SetUnicodeOption  1\n"},
         {memory + "-c 'SELECT' " + select, 1, "SQLSTATE HY000"},
@@ -65,11 +32,8 @@ TEST(Tool, ExitCodesTellWhatFailed)
         {memory + select + "--null= ", 0, "(1 row)"},
         {memory + select + "--get=", 1, "No such file"},
     };
-    for (const Case& c : cases) {
-        const Finished run = RunTool(c.words);
-        EXPECT_EQ(run.exit_code, c.exit_code) << c.words << run.messages;
-        ExpectParts(run.messages, {c.message});
-        EXPECT_EQ(run.data.empty(), c.exit_code != 0) << run.data;
+    for (const Finished& run : ExpectRuns(cases)) {
+        EXPECT_EQ(run.data.empty(), run.exit_code != 0) << run.data;
     }
 }
 
@@ -271,8 +235,8 @@ TEST_F(ToolFiles, ScriptsGoWhereTheyStand)
     };
     EXPECT_EQ(where(), "0 " + File("here") + "\n");
     fs::permissions(File("here/build"), fs::perms(0555));
-    EXPECT_EQ(where(), "1 scripts/where: this user can't write " + File("here") +
-                           "/build, where all that scripts make goes\n");
+    EXPECT_EQ(where(), "1 scripts/where: this user can't write to " + File("here") +
+                           "/build, where scripts put all their output\n");
 }
 
 TEST_F(ToolFiles, LeavesNoPartWhereASignalEndsIt)

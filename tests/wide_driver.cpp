@@ -1,4 +1,4 @@
-// A driver that has wide functions, with characters of type CHARACTER, and the narrow ones that the
+// A driver with wide functions, for characters of type CHARACTER, and with the narrow ones that the
 // shim exposes. It refuses every connection, unless TEST_DRIVER says otherwise, and every
 // statement. TEST_DRIVER=connect connects by the narrow function, =keys too where the string says
 // Place=here, =wide by the wide one; =warn as =connect, and warns of a statement that it prepares;
@@ -24,16 +24,16 @@ constexpr std::int16_t kError = -1;
 constexpr std::int16_t kSuccessWithInfo = 1;
 constexpr std::int16_t kNoData = 100;
 
-std::string_view Told()
+std::string_view Behavior()
 {
-    const char* told = std::getenv("TEST_DRIVER");
-    return told != nullptr ? told : "";
+    const char* behavior = std::getenv("TEST_DRIVER");
+    return behavior != nullptr ? behavior : "";
 }
 
-// Longer than any test waits.
+// Longer than any test lasts.
 constexpr unsigned kSecondsOfHanging = 100;
 
-// So many zeros end a text for a reader of wider characters, too.
+// That many zeros also terminate a text for a reader of wider characters.
 constexpr int kZeros = 4;
 
 template <class Character>
@@ -47,7 +47,7 @@ std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* nativ
                       Character* message, std::int16_t capacity, std::int16_t* length)
 {
     constexpr std::string_view kMessage = "No entry, or FROM is missing \033c";
-    if (Told() == "crash") {
+    if (Behavior() == "crash") {
         std::abort();
     }
     if (number != 1 || capacity < static_cast<std::int16_t>(kMessage.size() + kZeros)) {
@@ -62,14 +62,14 @@ std::int16_t Diagnose(std::int16_t number, Character* state, std::int32_t* nativ
 
 [[gnu::constructor]] void Load()
 {
-    if (Told() == "exit") {
+    if (Behavior() == "exit") {
         ::_exit(0);
     }
 }
 
 }  // namespace
 
-// What says the same whatever it is asked.
+// Functions that always return the same.
 #define ANSWERS(function, code) \
     EXPORTED function()         \
     {                           \
@@ -84,7 +84,7 @@ ANSWERS(SQLDisconnect, 0)
 
 EXPORTED SQLAllocHandle(std::int16_t type, void* /*input*/, void** output)
 {
-    if (Told() == "manager") {
+    if (Behavior() == "manager") {
         std::abort();
     }
     *output = reinterpret_cast<void*>(static_cast<std::intptr_t>(type) * 16);
@@ -100,7 +100,7 @@ EXPORTED SQLDriverConnectW(void* /*connection*/, void* /*window*/, const CHARACT
     }
     Put("", completed);
     *length = 0;
-    return Told() == "wide" ? 0 : kError;
+    return Behavior() == "wide" ? 0 : kError;
 }
 
 EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in,
@@ -114,23 +114,23 @@ EXPORTED SQLDriverConnect(void* /*connection*/, void* /*window*/, const char* in
         std::ofstream(file) << in;
     }
     const bool has_keys = std::string_view(in).find(";Place=here") != std::string_view::npos;
-    const bool connects = Told() == "connect" || Told() == "warn" || Told() == "abort";
-    return connects || (Told() == "keys" && has_keys) ? 0 : kError;
+    const bool connects = Behavior() == "connect" || Behavior() == "warn" || Behavior() == "abort";
+    return connects || (Behavior() == "keys" && has_keys) ? 0 : kError;
 }
 
 // The driver manager asks for a statement's descriptors, and has no statement without them.
 EXPORTED SQLGetStmtAttr(void* statement, std::int32_t /*attribute*/, void** descriptor)
 {
     *descriptor = statement;
-    return Told() == "warn" || Told() == "abort" ? 0 : kError;
+    return Behavior() == "warn" || Behavior() == "abort" ? 0 : kError;
 }
 
 EXPORTED SQLPrepare()
 {
-    if (Told() == "abort") {
+    if (Behavior() == "abort") {
         std::abort();
     }
-    return Told() == "warn" ? kSuccessWithInfo : kError;
+    return Behavior() == "warn" ? kSuccessWithInfo : kError;
 }
 
 EXPORTED SQLGetDiagRec(std::int16_t /*type*/, void* /*handle*/, std::int16_t number, char* state,

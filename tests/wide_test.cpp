@@ -1,4 +1,4 @@
-// The wide shim over a driver that does as a test says, and over SQLite.
+// The wide shim over a driver that follows a test's script, and over SQLite.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ std::atomic<int> allocations;
 
 }  // namespace
 
-// Inlined, the compiler would take free for no counterpart of new.
+// If inlined, the compiler would report that free does not match new.
 [[gnu::noinline]] void* operator new(std::size_t size)
 {
     ++allocations;
@@ -56,10 +56,10 @@ std::wstring Wide(const std::string& utf8, WideForm form = WideForm::kUtf16)
     return text;
 }
 
-/// What is left of the buffers that a shim is given is untouched.
+/// Checks that the rest of the buffers given to a shim is unchanged.
 constexpr wchar_t kUntouched = 0xAAAAAAA;
 
-TEST(Conversions, TakeWhatIsNoUtf8ForReplacements)
+TEST(Conversions, ReplaceWhatIsNotUtf8)
 {
     const struct {
         std::string utf8;
@@ -175,7 +175,7 @@ protected:
     }
 
     /// The calls since the last time they were taken.
-    Calls Taken() { return std::exchange(driver.calls, {}); }
+    Calls TakeCalls() { return std::exchange(driver.calls, {}); }
 
     SQLRETURN Bind(SQLUSMALLINT number, SQLSMALLINT io_type, void* text, SQLLEN size,
                    SQLLEN* indicator)
@@ -183,12 +183,12 @@ protected:
         return ON(SQLBindParameter, number, io_type, SQL_C_WCHAR, SQL_WVARCHAR, 30, 0, text, size,
                   indicator);
     }
-    /// What is sent as the statement is executed, which goes well.
+    /// What is sent when the statement is executed, successfully.
     Calls Executed()
     {
-        Taken();
+        TakeCalls();
         EXPECT_EQ(ON(SQLExecute), SQL_SUCCESS) << face.Record();
-        return Taken();
+        return TakeCalls();
     }
     /// The beginning of the record of a call that fails.
     std::string Refusal(SQLRETURN code, std::size_t size = 5, SQLSMALLINT type = SQL_HANDLE_STMT)
@@ -214,7 +214,7 @@ TEST_F(WideShim, SendsTextsByTheirLengths)
     ON(SQLPrepareW, text.data(), 3);
     ON(SQLTablesW, text.data(), 1, nullptr, 0, text.data(), 0, text.data(), SQL_NTS);
     CALL(SQLSetConnectAttrW, face.Connection(), SQL_ATTR_CURRENT_CATALOG, text.data(), 3 * kWidth);
-    EXPECT_EQ(Taken(),
+    EXPECT_EQ(TakeCalls(),
               (Calls{"Prepare|Ω😀z", "Prepare|Ω😀", "Tables|Ω|-||Ω😀z", "SetConnectAttr|Ω😀"}));
 
     EXPECT_EQ(Refusal(ON(SQLPrepareW, text.data(), 2)), "22018") << "half a pair";
@@ -226,12 +226,12 @@ TEST_F(WideShim, SendsTextsByTheirLengths)
     const SQLRETURN refused = CALL(SQLSetConnectAttrW, face.Connection(), SQL_ATTR_CURRENT_CATALOG,
                                    text.data(), 2 * kWidth);
     EXPECT_EQ(Refusal(refused, 5, SQL_HANDLE_DBC), "22018");
-    EXPECT_EQ(Taken(), Calls{});
+    EXPECT_EQ(TakeCalls(), Calls{});
     ON(SQLNumParams, std::array<SQLSMALLINT, 1>{}.data());
     EXPECT_EQ(face.Record().substr(0, 5), "HY000") << "the driver's again";
 }
 
-TEST_F(WideShim, ReceivesTextsInWhatEachFunctionCounts)
+TEST_F(WideShim, ReceivesTextsInTheUnitsOfEachFunction)
 {
     driver.text = "Ω😀z";
     const std::wstring whole = Wide(driver.text);
@@ -242,12 +242,12 @@ TEST_F(WideShim, ReceivesTextsInWhatEachFunctionCounts)
         SQLINTEGER long_length = 0;
         SQLINTEGER native = 0;
         SQLSMALLINT type = 0;
-        const auto expect = [&](const char* function, SQLRETURN code, SQLLEN told,
+        const auto expect = [&](const char* function, SQLRETURN code, SQLLEN reported,
                                 std::wstring text, SQLLEN unit) {
             const auto all = static_cast<int>(text.size());
             EXPECT_EQ(code, places > all || places == 0 ? SQL_SUCCESS : SQL_SUCCESS_WITH_INFO)
                 << function << places;
-            EXPECT_EQ(told, unit * all) << function << places;
+            EXPECT_EQ(reported, unit * all) << function << places;
             text.resize(static_cast<std::size_t>(std::clamp(places - 1, 0, all)));
             text.resize(static_cast<std::size_t>(text.size()) + (places > 0 ? 1 : 0), 0);
             text.resize(to.size(), kUntouched);
@@ -284,7 +284,7 @@ TEST_F(WideShim, ConvertsParametersAtExecution)
     for (SQLUSMALLINT i = 0; i < 4; ++i) {
         ASSERT_EQ(Bind(i + 1, SQL_PARAM_INPUT, text.data(), 0, &indicators[i]), SQL_SUCCESS);
     }
-    EXPECT_EQ(Taken().front(), "BindParameter|1|1|12") << "a narrow driver knows no wide type";
+    EXPECT_EQ(TakeCalls().front(), "BindParameter|1|1|12") << "a narrow driver knows no wide type";
     Executed();
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(Executed(),
@@ -297,14 +297,14 @@ TEST_F(WideShim, ConvertsParametersAtExecution)
     EXPECT_EQ(Refusal(ON(SQLExecute), 42), "22018 [Orvel][Wide shim]parameter 2: the t");
     indicators[1] = 3;
     EXPECT_EQ(Refusal(ON(SQLExecute)), "HY090");
-    EXPECT_EQ(Taken(), Calls{}) << "nothing is sent";
+    EXPECT_EQ(TakeCalls(), Calls{}) << "nothing is sent";
 
-    driver.markers = 1;  // the bindings beyond are of another statement
+    driver.markers = 1;  // the bindings beyond it belong to another statement
     Executed();
     std::wstring sql = L"SELECT ?";
     EXPECT_EQ(ON(SQLExecDirectW, sql.data(), SQL_NTS), SQL_SUCCESS);
     EXPECT_EQ(face.Record().substr(0, 5), "HY000");
-    EXPECT_EQ(Taken().back(), "ExecDirect 4");
+    EXPECT_EQ(TakeCalls().back(), "ExecDirect 4");
     ON(SQLFreeStmt, SQL_RESET_PARAMS);
 }
 
@@ -335,7 +335,7 @@ TEST_F(WideShim, ConvertsArraysOfParameters)
     EXPECT_EQ(Executed().back(), "Execute 1|zz|😀");
 }
 
-TEST_F(WideShim, BringsOutputParametersBack)
+TEST_F(WideShim, ReturnsOutputParameters)
 {
     std::wstring text(6, kUntouched);
     text[0] = 'q';
@@ -368,7 +368,7 @@ TEST_F(WideShim, TakesDataAtExecutionItself)
     SQLPOINTER token = nullptr;
     const auto next = [&] { return ON(SQLParamData, &token); };
     const auto put = [&](void* data, SQLLEN size) { return ON(SQLPutData, data, size); };
-    Taken();
+    TakeCalls();
     for (const bool is_whole : {true, false}) {
         EXPECT_EQ(ON(SQLExecute), SQL_NEED_DATA);
         EXPECT_EQ(put(pair.data(), kWidth), SQL_ERROR) << "for which parameter?";
@@ -379,7 +379,7 @@ TEST_F(WideShim, TakesDataAtExecutionItself)
         if (!is_whole) {
             EXPECT_EQ(Refusal(put(std::wstring(L"Ω").data(), SQL_NTS), 36),
                       "22018 [Orvel][Wide shim]parameter 1:");
-            EXPECT_EQ(Taken(), Calls{});
+            EXPECT_EQ(TakeCalls(), Calls{});
             continue;
         }
         EXPECT_EQ(put(&pair[1], kWidth), SQL_SUCCESS);
@@ -388,12 +388,12 @@ TEST_F(WideShim, TakesDataAtExecutionItself)
         EXPECT_EQ(token, &tokens[1]);
         EXPECT_EQ(put(nullptr, SQL_NULL_DATA), SQL_SUCCESS);
         EXPECT_EQ(next(), SQL_SUCCESS);
-        const Calls calls = Taken();
+        const Calls calls = TakeCalls();
         EXPECT_EQ((Calls{calls.end() - 2, calls.end()}), (Calls{"Execute 1|😀Ω", "Execute 2|-1"}));
     }
     EXPECT_EQ(ON(SQLExecute), SQL_NEED_DATA);
     EXPECT_EQ(ON(SQLCancel), SQL_SUCCESS);
-    EXPECT_EQ(Taken(), Calls{});
+    EXPECT_EQ(TakeCalls(), Calls{});
 }
 
 TEST_F(WideShim, FillsBoundColumns)
@@ -440,8 +440,8 @@ TEST_F(WideShim, DeliversLongValuesInFlatMemory)
         driver.text += is_ascii(i) ? "z" : "Ω";
     }
     std::wstring to(1'000'003, 0);
-    for (const bool is_told : {true, false}) {
-        driver.knows_no_total = !is_told;
+    for (const bool knows_total : {true, false}) {
+        driver.knows_no_total = !knows_total;
         EXPECT_EQ(ON(SQLFetch), SQL_SUCCESS);
         std::size_t came = 0;
         SQLLEN indicator = 0;
@@ -495,13 +495,13 @@ TEST_F(WideShim, TrustsNoLengthOfTheDriver)
     }
 }
 
-/// Over a driver whose narrow text is UTF-8 only when it is told so.
-class ToldShim : public WideShim {
+/// Over a driver whose narrow text is UTF-8 only if configured.
+class ConfiguredShim : public WideShim {
 protected:
-    ToldShim() : WideShim("wide-libmaodbc.so", "libmaodbc.so") {}
+    ConfiguredShim() : WideShim("wide-libmaodbc.so", "libmaodbc.so") {}
 };
 
-TEST_F(ToldShim, AsksForUtf8UnlessSomebodySaidOtherwise)
+TEST_F(ConfiguredShim, AsksForUtf8UnlessConfiguredOtherwise)
 {
     const std::pair<const char*, const char*> strings[] = {
         {"Server=x", "Server=x;Charset=utf8mb4"},
@@ -516,7 +516,7 @@ TEST_F(ToldShim, AsksForUtf8UnlessSomebodySaidOtherwise)
         EXPECT_EQ(CALL(SQLDriverConnectW, face.Connection(), nullptr, text.data(), SQL_NTS, nullptr,
                        0, nullptr, SQL_DRIVER_NOPROMPT),
                   SQL_SUCCESS);
-        EXPECT_EQ(Taken(), Calls{std::string("DriverConnect|") + expected});
+        EXPECT_EQ(TakeCalls(), Calls{std::string("DriverConnect|") + expected});
     }
     const std::pair<const wchar_t*, const char*> sources[] = {
         {L"told", "Connect|told|Ω|a;b"},
@@ -528,13 +528,13 @@ TEST_F(ToldShim, AsksForUtf8UnlessSomebodySaidOtherwise)
         std::wstring password = L"a;b";
         CALL(SQLConnectW, face.Connection(), name.data(), SQL_NTS, user.data(), 1, password.data(),
              SQL_NTS);
-        EXPECT_EQ(Taken(), Calls{expected});
+        EXPECT_EQ(TakeCalls(), Calls{expected});
     }
 }
 
 using MaybeText = std::optional<std::wstring>;
 
-/// Sends text, or a NULL, in one of the ways there are, and receives it in another.
+/// Sends text, or a NULL, in one of the possible ways, and receives it in another.
 class RoundTrip {
 public:
     explicit RoundTrip(const Face& its_face) : face(its_face) {}
@@ -543,7 +543,7 @@ public:
 
     std::size_t Below(std::size_t limit) { return random_() % limit; }
 
-    /// Text of characters of all planes.
+    /// Text with characters of all planes.
     std::string Text()
     {
         constexpr std::string_view kCharacters[] = {
@@ -556,7 +556,7 @@ public:
         return text;
     }
 
-    /// What came back; of text that is refused its SQLSTATE.
+    /// What was read back; for text that is refused, its SQLSTATE.
     MaybeText Carry(const MaybeText& text)
     {
         const SQLRETURN code = Send(text);

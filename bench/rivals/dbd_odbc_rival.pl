@@ -103,7 +103,7 @@ sub measure {
 
 measure('FetchRows 100, with execute', SLICE, \&fetch_rows);
 measure('query by key, prepared once', QUERIES, \&by_key);
-measure('query by key, a statement each', QUERIES, \&by_new_statement);
+measure('query by key, one statement each', QUERIES, \&by_new_statement);
 measure('inserts, 4 parameters', INSERTS, \&insert);
 undef $by_key;
 undef $insert;

@@ -1,4 +1,4 @@
-// How a host makes its calls: where the arguments lie, how much room an output has.
+// How a host makes its calls: where the arguments are, how much room an output has.
 #pragma once
 
 #include <cstdint>
@@ -9,22 +9,22 @@
 
 #include "orvelgw.h"
 
-/// An input argument: no text, an integer, text or bytes, 2-byte characters. Letter c takes
-/// nothing or text; b and j text; s 2-byte characters; i an integer.
+/// An input argument: no text, an integer, text or bytes, 2-byte characters. Letter c accepts no
+/// text or text; b and j text; s 2-byte characters; i an integer.
 using Argument = std::variant<std::monostate, int32_t, std::string, std::u16string>;
 
-/// The way of a host that keeps arguments on the heap: zeros behind a counted input as far as any
-/// entry may read, and the largest room there is for an output. A host that is stricter with the
-/// library overrides what it does its own way.
+/// A host that keeps arguments on the heap: a counted input is followed by zeros as far as any
+/// entry may read, and an output has the largest room there is. A host that is stricter with the
+/// library overrides what it does differently.
 class CallHost {
 public:
     virtual ~CallHost() = default;
 
-    /// So many zero bytes, at an address of that alignment. Throws std::bad_alloc.
+    /// That many zero bytes, at an address of that alignment. Throws std::bad_alloc.
     virtual char* Take(std::size_t size, std::size_t alignment);
     virtual void GiveBack(char* bytes);
 
-    /// How many bytes can be read behind the length word of a counted input.
+    /// How many bytes can be read after the length word of a counted input.
     virtual std::size_t Readable(const ORVEL_ZFE& row, std::size_t index,
                                  const Argument& input) const;
 

@@ -1,4 +1,4 @@
-// Entries that are called again and again, with arguments that lie as the gateway takes them.
+// Entries that are called repeatedly, with arguments already laid out as the gateway takes them.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +8,12 @@
 
 #include "client/Gateway.h"
 
-/// An entry whose C++ arguments are known, which costs no more than a call by pointer. The last
-/// one, the result argument of a signature that ends in P, is left out and returned.
+/// An entry with typed C++ arguments, at no more cost than a call through a pointer. The last one,
+/// the result argument of a signature that ends in P, is omitted and returned.
 template <class... Arguments>
 class Entry {
 public:
-    /// Throws CallError where the table's signature of that name is another.
+    /// Throws CallError if the entry has another signature in the table.
     Entry(const Gateway& gateway, std::string_view name, std::string_view signature)
     {
         const ORVEL_ZFE* row = gateway.Find(name);

@@ -18,11 +18,11 @@ namespace {
 constexpr std::string_view kInputs = "cbsij";
 constexpr std::string_view kOutputs = "BSJNP";
 
-// The least that an output long string has room for, in units.
-constexpr std::size_t kLeastUnits = 2;
+// The minimum room of an output long string, in units.
+constexpr std::size_t kMinUnits = 2;
 
 // Room for the largest output there is: 65,535 diagnostic records of 600 bytes. Only pages that are
-// written to become memory.
+// written to use memory.
 constexpr std::size_t kOutputSize = std::size_t{65'536} * 600;
 
 constexpr std::size_t kHandleSize = 8;
@@ -63,10 +63,10 @@ std::size_t CallHost::Readable(const ORVEL_ZFE& /*row*/, std::size_t /*index*/,
 
 std::size_t CallHost::Room(const ORVEL_ZFE& /*row*/, const std::vector<Argument>& inputs) const
 {
-    // A long string's units are asked for by the last integer.
+    // The last integer is the number of units asked for.
     const auto* asked_for = inputs.empty() ? nullptr : std::get_if<int32_t>(&inputs.back());
     const auto units = static_cast<std::size_t>(asked_for != nullptr ? std::max(*asked_for, 0) : 0);
-    return std::max(kOutputSize, 2 * (units + kLeastUnits));
+    return std::max(kOutputSize, 2 * (units + kMinUnits));
 }
 
 /// One call's arguments as the entry takes them, and the storage behind them.
@@ -146,7 +146,7 @@ public:
     }
 
 private:
-    // Made only when nothing can keep the call from happening, which takes it back.
+    // Created only when nothing can prevent the call, which releases it.
     struct LongString {
         explicit LongString(std::string bytes) : text(std::move(bytes)) {}
 
@@ -201,7 +201,7 @@ private:
         } else if (reply_.area_ != nullptr) {
             reply_.length = output_string_.length;
             if (output_string_.text != reply_.area_.get()) {
-                // Storage that the library had from AllocLongString.
+                // Storage that the library got from AllocLongString.
                 reply_.area_.reset(output_string_.text);
                 reply_.size_ = reply_.length * reply_.unit_;
             }

@@ -11,12 +11,12 @@
 #include "client/CallHost.h"
 #include "orvelgw.h"
 
-/// The shared object can't be loaded, or its callout table is not what orvelgw.h says.
+/// The shared object can't be loaded, or its callout table is not as orvelgw.h says.
 struct LoadError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A call that doesn't fit the entry's signature, or no such entry.
+/// A call doesn't fit the entry's signature, or there is no such entry.
 struct CallError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -24,10 +24,10 @@ struct CallError : std::runtime_error {
 /// Whether a letter of a signature is an output.
 bool IsOutput(char letter);
 
-/// What an entry gave back.
+/// What an entry returned.
 class Reply {
 public:
-    /// The result argument; what it was preset to where the entry left it alone.
+    /// The result argument; its preset value if the entry left it unchanged.
     int32_t code = kUntouched;
 
     /// The length word of a counted output (letters B and S), or the length of a long string.
@@ -36,10 +36,10 @@ public:
     /// As many bytes of the output as length says.
     std::string_view Bytes() const { return Area().substr(0, length * unit_); }
 
-    /// The output as far as it was granted, zeros where the entry wrote nothing.
+    /// All the room that the output was granted, zeros where the entry wrote nothing.
     std::string_view Area() const { return {area_.get() + offset_, size_}; }
 
-    /// The list in a counted output, whole even where it outgrows the length word.
+    /// The list in a counted output, whole even if it is too long for the length word.
     std::string_view List() const;
 
     /// A result code that no entry writes.
@@ -58,18 +58,18 @@ private:
 
     std::unique_ptr<char, GiveBack> area_;
     std::size_t offset_ = 0;  // of the value in the area
-    std::size_t size_ = 0;    // of what is granted for it
-    std::size_t unit_ = 1;    // bytes that length counts in
+    std::size_t size_ = 0;    // of the room granted for it
+    std::size_t unit_ = 1;    // bytes per unit of length
 };
 
 /// The loaded library. One for a process at a time; unloaded with this object.
 class Gateway {
 public:
-    /// Loads the shared object, hands it the host function table and checks its callout table.
+    /// Loads the shared object, passes it the host function table and checks its callout table.
     /// Throws LoadError.
     explicit Gateway(const std::string& path);
 
-    /// The same of a library that is part of the program.
+    /// The same for a library that is part of the program.
     explicit Gateway(decltype(&GetZFTable) get_table);
 
     const ORVEL_ZFE* Table() const { return table_; }
@@ -77,15 +77,15 @@ public:
     /// The row of an external name, or null.
     const ORVEL_ZFE* Find(std::string_view name) const;
 
-    /// Calls an entry: inputs in the order of the signature, outputs left out. Throws CallError,
+    /// Calls an entry: inputs in the order of the signature, outputs omitted. Throws CallError,
     /// and whatever the host's logging routine throws from a last END record.
     Reply Call(std::string_view name, const std::vector<Argument>& inputs = {}) const;
 
-    /// The same with a handle in front of the other inputs.
+    /// The same with a handle before the other inputs.
     Reply CallOn(const std::string& handle, std::string_view name,
                  std::vector<Argument> rest = {}) const;
 
-    /// Says which entry is running, as long as it lives, to a handler of signals.
+    /// While it exists, tells a signal handler which entry is running.
     class CurrentEntry {
     public:
         explicit CurrentEntry(const char* name) : outer_(Name())

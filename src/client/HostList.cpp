@@ -19,7 +19,7 @@ std::uint64_t LittleEndian(std::string_view bytes)
     return value;
 }
 
-// A two's complement number of which only the low bytes are stored.
+// A two's complement number whose low bytes alone are stored.
 std::int64_t StoredInteger(std::string_view bytes, bool negative)
 {
     if (bytes.size() > sizeof(std::int64_t)) {
@@ -44,7 +44,7 @@ struct Extent {
     std::size_t Size() const { return header + payload; }
 };
 
-// Reads an element's prefix. Nothing where seven zeros, or as many as there are, start no element.
+// Reads an element's prefix; nothing at seven zeros, or fewer at the end, which start no element.
 std::optional<Extent> ReadPrefix(std::string_view bytes, std::size_t at)
 {
     const auto byte = [&](std::size_t i) -> std::size_t {
@@ -63,7 +63,7 @@ std::optional<Extent> ReadPrefix(std::string_view bytes, std::size_t at)
     return stored != 0 ? std::optional(Extent{8, stored - 1}) : std::nullopt;
 }
 
-// The element at a place, or nothing where no element starts there.
+// The element at a position, or nothing if no element starts there.
 std::optional<Extent> ReadElement(std::string_view bytes, std::size_t at)
 {
     const auto extent = ReadPrefix(bytes, at);
@@ -134,7 +134,7 @@ void AppendTyped(std::string& list, ListElement::Type type, std::string_view pay
     list.append(1, static_cast<char>(type)).append(payload);
 }
 
-// As few bytes of the two's complement as tell the rest.
+// The fewest bytes of the two's complement that determine the rest.
 void AppendInteger(std::string& list, std::int64_t value)
 {
     const std::int64_t fill = value < 0 ? -1 : 0;

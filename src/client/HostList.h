@@ -1,5 +1,5 @@
-// A host's reader and writer of lists (orvelgw.h, convention 10). The reader checks every byte:
-// what comes out of a library that is being debugged is not trusted.
+// A host's reader and writer of lists (orvelgw.h, convention 10). The reader checks every byte: the
+// output of a library that is being debugged is not trusted.
 #pragma once
 
 #include <cstdint>
@@ -9,15 +9,15 @@
 #include <variant>
 #include <vector>
 
-/// A list that breaks its own rules; says where.
+/// A malformed list; says where.
 struct ListError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// One element, seen in the list's bytes.
+/// One element, a view of the list's bytes.
 struct ListElement {
     enum Type : unsigned char {
-        kNoValue = 0,  // the element of a single byte
+        kNoValue = 0,  // the element that is a single byte
         kBytes = 1,
         kUnits = 2,  // 2-byte characters
         kNonNegative = 4,
@@ -38,31 +38,33 @@ struct ListElement {
     /// The value of a decimal or a double; throws ListError for another type.
     double Number() const;
 
-    /// The text of a string: bytes as they are, 2-byte characters as UTF-8.
+    /// The text of a string: bytes unchanged, 2-byte characters as UTF-8.
     std::string Text() const;
 };
 
 /// The elements of a list, in order. They point into bytes.
 std::vector<ListElement> DecodeList(std::string_view bytes);
 
-/// The length of a list in a zeroed area, which its length word tells only modulo 65,536: found by
-/// walking the elements to where only zeros follow. Throws ListError where the two disagree.
+/// The length of a list in a zeroed area, of which the length word holds only the value modulo
+/// 65,536: found by walking the elements until only zeros follow. Throws ListError if the two
+/// disagree.
 std::size_t ListLength(std::string_view zeroed_area, std::uint16_t length_word);
 
-/// A value on its way into a list: NULL, an integer, a double, bytes, 2-byte characters.
+/// A value to be put into a list: NULL, an integer, a double, bytes, 2-byte characters.
 using ListValue = std::variant<std::monostate, std::int64_t, double, std::string, std::u16string>;
 
-/// The list of these values. A NULL is the empty string.
+/// The list of these values. NULL is the empty string.
 std::string EncodeList(const std::vector<ListValue>& values);
 
 /// Adds an element of bytes, or of 2-byte characters, to a list.
 void AppendElement(std::string& list, std::string_view bytes);
 void AppendElement(std::string& list, const std::u16string& units);
 
-/// The most payload bytes that the gateway reads of an element that a host sends.
+/// The maximum number of payload bytes that the gateway reads of an element from a host.
 inline constexpr std::size_t kLongestElement = 65'534;
 
-/// 2-byte characters (low byte first) as UTF-8. Pairs make one character; half a pair is U+FFFD.
+/// 2-byte characters (low byte first) as UTF-8. A surrogate pair is one character; a lone surrogate
+/// becomes U+FFFD.
 std::string Utf8FromUnits(std::string_view units);
 
 /// UTF-8 as 2-byte characters, as a host passes them. What is not UTF-8 becomes U+FFFD.

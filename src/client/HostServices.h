@@ -9,7 +9,7 @@
 #include "client/CallHost.h"
 #include "orvelgw.h"
 
-/// One record of the gateway's trace, as its five strings arrive.
+/// One record of the gateway's trace, from its five strings.
 struct TraceRecord {
     std::string level;   // "2", or "1" for "Test"
     std::string source;  // "Gateway"
@@ -31,13 +31,13 @@ public:
     /// Called with every trace record, inside the entry that writes it. May throw.
     std::function<void(const TraceRecord&)> on_record;
 
-    /// How calls are made, and where long strings lie.
+    /// How calls are made, and where long strings are stored.
     CallHost* call_host = &heap_;
 
-    /// Makes a long string that ReleaseLongString takes back.
+    /// Creates a long string, to be released by ReleaseLongString.
     ORVEL_EXSTR NewLongString(const std::string& text);
 
-    /// Long strings made and not yet taken back: 0 between calls.
+    /// Long strings created and not yet released: 0 between calls.
     int LongStringsOut() const { return long_strings_out_; }
 
 private:
@@ -55,8 +55,8 @@ private:
     int long_strings_out_ = 0;
 };
 
-/// Sends trace records to a sink of its own as long as it lives; afterwards they go where they went
-/// before. An empty sink drops them.
+/// While it exists, sends trace records to its own sink; afterwards they go where they went before.
+/// An empty sink drops them.
 class TraceScope {
 public:
     using Sink = std::function<void(const TraceRecord&)>;

@@ -14,13 +14,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A path with the links in its last name followed, as far as they are those of a file system: those
-// of /proc stand for a file that a process has open.
+// A path with the links in its last component followed, except those of /proc, which stand for a
+// file that a process has open.
 fs::path Followed(fs::path path)
 {
-    constexpr int kMostLinks = 40;
+    constexpr int kMaxLinks = 40;
     std::error_code error;
-    for (int links = 0; links < kMostLinks && fs::is_symlink(path, error); ++links) {
+    for (int links = 0; links < kMaxLinks && fs::is_symlink(path, error); ++links) {
         const fs::path folder = path.parent_path();
         struct statfs system {};
         if (::statfs(folder.empty() ? "." : folder.c_str(), &system) != 0 ||
@@ -32,7 +32,7 @@ fs::path Followed(fs::path path)
     return path;
 }
 
-// The descriptor of this process that a path stands for, or -1.
+// The descriptor of this process that a path refers to, or -1.
 int DescriptorOf(const fs::path& path)
 {
     int number = -1;
@@ -44,7 +44,7 @@ int DescriptorOf(const fs::path& path)
     return number;
 }
 
-// Another one for the same open file, if that can be written.
+// Another descriptor for the same open file, if it is writable.
 int Duplicate(int descriptor)
 {
     const int flags = ::fcntl(descriptor, F_GETFL);
@@ -55,8 +55,8 @@ int Duplicate(int descriptor)
     return ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
 }
 
-// Gives a new file the group and the permissions of the one whose place it takes; those of a group
-// are not for another one, and what makes a program run as another user is not for new bytes.
+// Gives a new file the group and the permissions of the one it replaces. If the group can't be set,
+// its permissions are dropped; set-ID bits are never applied to new contents.
 void TakeOver(const struct stat& replaced, int descriptor)
 {
     const bool has_group = ::fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid) == 0;
@@ -135,7 +135,7 @@ void OutputFile::Write(std::string_view bytes)
     }
 }
 
-void OutputFile::Keep()
+void OutputFile::Commit()
 {
     if (std::ferror(Stream()) != 0) {
         throw FileError(target_.string() + ": not all of it could be written");
@@ -148,6 +148,6 @@ void OutputFile::Keep()
             ::rename(part_->Path().c_str(), target_.c_str()) != 0) {
             Fail();
         }
-        part_->LetGo();
+        part_->Release();
     }
 }

@@ -1,4 +1,4 @@
-// A file that is written whole or not at all.
+// A file that is written completely or not at all.
 #pragma once
 
 #include <sys/stat.h>
@@ -18,17 +18,17 @@ struct FileError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// What is written takes the place of the file once it is kept, with the permissions of what was
-/// there; until then it lies in a file of its own beside it, which goes with this object or with
-/// the process. A link stays one, and need not lead to a file yet. A file that this user may not
-/// write, or another user owns, is refused. A device, a pipe, or a file that is open already and
-/// named as such (/dev/stdout, /dev/fd/3) is written as it comes. Throws FileError.
+/// Once committed, what was written replaces the file and takes over its permissions; until then it
+/// is in a temporary file next to it, which is removed with this object or when the process ends. A
+/// link stays a link, and its target need not exist yet. A file that this user may not write, or
+/// that another user owns, is refused. A device, a pipe, or a file that is already open and named
+/// as such (/dev/stdout, /dev/fd/3) is written directly. Throws FileError.
 class OutputFile {
 public:
     explicit OutputFile(const std::string& name);
 
     void Write(std::string_view bytes);
-    void Keep();
+    void Commit();
 
     /// For those who write by themselves. Keep notices where that failed.
     std::FILE* Stream() const { return stream_.get(); }
@@ -42,6 +42,6 @@ private:
     int OpenPart(const struct stat* replaced);  // null: there is nothing to replace
 
     std::filesystem::path target_;
-    std::optional<TemporaryPath> part_;  // nothing: it is written in its place
+    std::optional<TemporaryPath> part_;  // nothing: the file is written directly
     std::unique_ptr<std::FILE, Closing> stream_;
 };

@@ -4,7 +4,7 @@
 
 bool Column::IsNumeric() const
 {
-    // From SQL_NUMERIC to SQL_DOUBLE, and two beside.
+    // From SQL_NUMERIC to SQL_DOUBLE, and two others.
     return (sql_type >= kNumericType && sql_type <= kDoubleType) || sql_type == kBigintType ||
            sql_type == kTinyintType;
 }
@@ -22,7 +22,7 @@ bool Column::IsBinary() const
 
 bool Column::IsDateTime() const
 {
-    // Those of ODBC 2, which the legacy option brings, and those of ODBC 3.
+    // Those of ODBC 2, which come with the legacy option, and those of ODBC 3.
     return (sql_type >= kDateTypeOfOdbc2 && sql_type <= kTimestampTypeOfOdbc2) ||
            (sql_type >= kDateType && sql_type <= kTimestampType);
 }

@@ -1,4 +1,4 @@
-// Where the data of results goes, and where goes what is said of it.
+// Where the data of results goes, and where messages about it go.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// A result column, as "DescribeColumns" tells it.
+/// A result column, as "DescribeColumns" describes it.
 struct Column {
     std::string name;
     std::int64_t sql_type = 0;
@@ -27,14 +27,14 @@ struct Cell {
     enum Kind { kNull, kText, kBinary, kUnreadable };
 
     Kind kind = kNull;
-    std::string_view value;  // text, in UTF-8 unless the driver breaks that, or the bytes; as long
-                             // as the sink's call lasts
-    bool is_truncated = false;  // the driver delivered its beginning alone
+    std::string_view value;  // text, in UTF-8 unless the driver violates that, or the bytes; valid
+                             // during the sink's call
+    bool is_truncated = false;  // the driver delivered only its beginning
 };
 
 using Row = std::span<const Cell>;
 
-/// Takes the data of a result, in this order.
+/// Receives the data of a result, in this order.
 class ResultSink {
 public:
     virtual ~ResultSink() = default;
@@ -45,7 +45,7 @@ public:
     virtual void End() = 0;
 };
 
-/// Values of one column that want a word.
+/// Values of one column that call for a message.
 struct ColumnNotice {
     std::size_t index = 0;  // of the column, from 0
     std::string column;
@@ -54,25 +54,25 @@ struct ColumnNotice {
     std::vector<std::string> diagnostics;  // the driver's, of the first one
 };
 
-/// What there is to say of a result set besides its data.
+/// What there is to report about a result set besides its data.
 struct ResultSummary {
     std::uint64_t rows = 0;
     std::vector<ColumnNotice> truncated;
     std::vector<ColumnNotice> unreadable;
 };
 
-/// Takes what is to be said beside the data, whatever its format.
+/// Receives what is to be reported besides the data, whatever the data's format.
 class Reporter {
 public:
     virtual ~Reporter() = default;
 
-    /// A result set has ended, all of its data taken.
+    /// A result set has ended; the sink has received all of its data.
     virtual void Returned(const ResultSummary& summary) = 0;
-    /// A statement changed so many rows.
+    /// A statement changed that many rows.
     virtual void Changed(std::int64_t rows) = 0;
-    /// A statement that changes no rows, or doesn't tell how many, is done.
+    /// A statement that changes no rows, or doesn't report how many, is done.
     virtual void Done() = 0;
-    /// The driver succeeded, and has something to say: a line a record.
+    /// The driver succeeded with diagnostics, one line per record.
     virtual void Warned(const std::vector<std::string>& diagnostics) = 0;
 };
 

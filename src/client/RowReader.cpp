@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kLaterPiece = 1'000'000;
 
-// Enough for most values, and no more: some drivers fill with zeros all the room they are offered.
+// Enough for most values, but no more: some drivers zero all the room they are offered.
 std::size_t FirstPiece(const Column& column)
 {
     constexpr std::int64_t kSmallest = 32;
@@ -97,7 +97,7 @@ void RowReader::ReadOn(std::size_t index)
     }
 }
 
-// Of no bytes at all nothing is left to read again; a NULL stays one.
+// An empty value has nothing left to read again; a NULL stays NULL.
 bool RowReader::IsNullBinary(std::int32_t column)
 {
     return reader_.Read(column, ValueReader::Form::kText, kLaterPiece) == ValueReader::Piece::kNull;

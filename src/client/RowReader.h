@@ -1,4 +1,4 @@
-// The rows of a result, each value whole.
+// The rows of a result, with whole values.
 #pragma once
 
 #include <cstdint>
@@ -10,15 +10,15 @@
 #include "client/Session.h"
 #include "client/ValueReader.h"
 
-/// Reads row by row and column by column, since what a row entry cuts off is gone once it reads
+/// Reads row by row and column by column, since what a row entry truncates is lost once it reads
 /// another column. Binary columns are read as bytes.
 class RowReader {
 public:
-    /// Warnings of fetching go to the reporter.
+    /// Warnings from fetching go to the reporter.
     RowReader(const Session& session, const HandleArgument& statement, std::vector<Column> columns,
               Reporter& reporter);
 
-    /// Fetches the next row and reads it. Returns false behind the last one. Throws SqlError.
+    /// Fetches the next row and reads it. Returns false after the last one. Throws SqlError.
     bool Next();
 
     /// The row; valid until the next one.
@@ -44,7 +44,7 @@ private:
     Entry<const char*> fetch_;
     ValueReader reader_;
     bool forgets_null_binary_;
-    std::string values_;  // of the row, one behind the other
+    std::string values_;  // of the row, one after the other
     std::vector<Extent> extents_;
     std::vector<Cell> cells_;
     ResultSummary summary_;

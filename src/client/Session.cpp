@@ -12,7 +12,7 @@
 
 namespace {
 
-// The gateway's lines end as its line format says; a person's terminal adds its own ends.
+// The gateway's lines end in CR LF; whatever displays them adds line ends of its own.
 std::string WithoutLineEnd(std::string line)
 {
     while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
@@ -84,7 +84,7 @@ Session::~Session()
     try {
         gateway_.Call("Disconnect", {connection_});
     } catch (...) {
-        // The outcome that is on its way matters more.
+        // The outcome already on its way matters more.
     }
 }
 
@@ -176,7 +176,7 @@ Transaction::~Transaction()
         }
         session_.Call("SetConnectOption", {kAutocommit, 1});
     } catch (...) {
-        // The outcome that is on its way matters more.
+        // The outcome already on its way matters more.
     }
 }
 

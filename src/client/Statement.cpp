@@ -35,7 +35,7 @@ Statement::Statement(const Session& session, Reporter& reporter, StatementTraits
     }
 }
 
-// From here on the statement is there to be dropped, whatever preparing comes to.
+// From here on there is a statement to drop, whatever the outcome of preparing it.
 Statement::Statement(const Session& session, const std::string& sql, Reporter& reporter)
     : Statement(session, reporter, TraitsOf(sql))
 {
@@ -47,7 +47,7 @@ Statement::~Statement()
     try {
         Call("DropStatement");
     } catch (...) {
-        // The outcome that is on its way matters more.
+        // The outcome already on its way matters more.
     }
 }
 
@@ -138,7 +138,7 @@ void Statement::PassRows(ResultSink& sink, Outcome& outcome)
             sink.Take(rows.Cells());
         }
     } catch (const SqlError&) {
-        end();  // the rows that came are not lost
+        end();  // the rows before the error are not lost
         throw;
     }
     end();
@@ -151,7 +151,7 @@ std::vector<Column> Statement::Describe() const
     const Reply reply = CheckedCall("DescribeColumns");
     std::vector<Column> columns;
     const auto list = DecodeList(reply.List());
-    for (std::size_t i = 1; i < list.size(); ++i) {  // behind the header
+    for (std::size_t i = 1; i < list.size(); ++i) {  // after the header
         columns.push_back(ColumnOf(list[i].payload));
     }
     return columns;

@@ -23,7 +23,7 @@ struct FileValue {
 /// A value as it is typed: NULL, a whole number, or text in UTF-8.
 using TypedValue = std::variant<std::monostate, std::int64_t, std::string>;
 
-/// What takes the place of a parameter marker.
+/// What replaces a parameter marker.
 using ParameterValue = std::variant<TypedValue, FileValue>;
 
 /// A parameter as a driver or a table describes it.
@@ -34,14 +34,14 @@ struct ParameterShape {
     bool is_binary = false;
 };
 
-/// What a run came to, besides its data.
+/// The outcome of a run, besides its data.
 struct Outcome {
     std::size_t result_sets = 0;
     bool has_unreadable_values = false;
     bool has_truncated_values = false;
 };
 
-/// A prepared statement, dropped with this object. Whatever fails throws SqlError; warnings go to
+/// A prepared statement, dropped with this object. Every failure throws SqlError; warnings go to
 /// the reporter.
 class Statement {
 public:
@@ -50,30 +50,30 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    /// Gives every marker its value, in order. Files are read when the statement runs, which it can
-    /// once.
+    /// Gives every marker its value, in order. Files are read when the statement runs, which is
+    /// then possible only once.
     void Bind(const std::vector<ParameterValue>& values);
 
-    /// Describes every parameter at once, for values that Set brings later. Those of binary types
-    /// take their bytes as they are.
+    /// Describes all parameters, for values that Set supplies later. Those of binary types take
+    /// bytes unchanged.
     void Bind(const std::vector<ParameterShape>& shapes);
 
-    /// Stores the value of a parameter, numbered from 1, for this execution and those after it. A
-    /// text is UTF-8; one of no characters is the empty text, and bytes may be none.
+    /// Stores the value of a parameter, numbered from 1, for this and all later executions. Text is
+    /// UTF-8; text and bytes may be empty.
     void SetText(std::size_t number, std::string_view text);
     void SetBytes(std::size_t number, std::string_view bytes);
     void SetNull(std::size_t number);
 
-    /// Executes; a result is left where it is.
+    /// Executes without reading a result.
     void Execute();
 
-    /// Executes and passes on every result that comes.
+    /// Executes and passes on every result.
     Outcome Run(ResultSink& sink);
 
     /// The columns of the result.
     std::vector<Column> Describe() const;
 
-    /// Fetches the next row of the result; false where there is none.
+    /// Fetches the next row of the result; false if there is none.
     bool Fetch();
 
     /// Calls a catalog entry, with the inputs behind the statement's, on a statement of its own and
@@ -91,11 +91,11 @@ private:
         std::uintmax_t size = 0;
     };
 
-    /// How the values of a bound parameter go.
+    /// How the values of a bound parameter are sent.
     struct Parameter {
-        bool is_binary = false;         // bytes as they are
+        bool is_binary = false;         // bytes unchanged
         bool goes_wide = false;         // text as 2-byte characters
-        bool has_to_be_number = false;  // text, which the source would take for one anyway
+        bool has_to_be_number = false;  // for other text the source would silently store one
     };
 
     Statement(const Session& session, Reporter& reporter, StatementTraits traits);
@@ -126,6 +126,6 @@ private:
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_parameter_;
     Entry<const char*, ORVEL_EXSTR*, std::int32_t> set_binary_;
     std::string list_;        // of the value that is being set
-    std::deque<File> files_;  // that the driver is still to ask for
+    std::deque<File> files_;  // those that the driver has yet to ask for
     std::vector<Parameter> parameters_;
 };

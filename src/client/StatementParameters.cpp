@@ -15,10 +15,10 @@
 
 namespace {
 
-// The most that one "PutData" takes.
+// The maximum for one "PutData".
 constexpr std::size_t kPutSize = 65'535;
 
-/// Has the Unicode option as a value needs it, as long as that is set.
+/// Sets the Unicode option as a value needs it while the value is set.
 class ParameterOption {
 public:
     ParameterOption(const Session& session, bool is_wide)
@@ -42,7 +42,7 @@ private:
     bool is_other_;
 };
 
-// How a value is bound, so that the driver knows what it gets.
+// How a value is bound, so that the driver knows its type.
 struct TypeOf {
     const SourceTraits& source;
     bool wide_text;
@@ -88,7 +88,7 @@ bool HasOwnFormat(const ParameterShape& shape)
     return Described(shape).IsNumeric() || Described(shape).IsDateTime();
 }
 
-// A number's text is one of any length as SQL_DECIMAL.
+// As SQL_DECIMAL, a number's text may have any length.
 std::int32_t TypeForText(const ParameterShape& shape)
 {
     return Described(shape).IsNumeric() ? kDecimalType : static_cast<std::int32_t>(shape.sql_type);
@@ -107,7 +107,7 @@ void Statement::BindOne(std::size_t number, std::int32_t c_type, std::int32_t sq
 void Statement::Bind(const std::vector<ParameterValue>& values)
 {
     if (values.empty()) {
-        return;  // a driver finds out by itself what is missing
+        return;  // the driver reports what is missing
     }
     const auto described = DescribeParameters();
     if (described && described->size() != values.size()) {
@@ -150,7 +150,7 @@ void Statement::BindValue(std::size_t number, const TypedValue& value,
     }
 }
 
-// Text goes to a driver of wide functions as 2-byte characters, but for dates and numbers:
+// Text goes to a driver with wide functions as 2-byte characters, except for dates and numbers:
 // virtodbc.so 07.20.3229 reads wide text of a date beyond its end (tests/sources, Tool.Binds).
 Statement::Parameter Statement::ParameterOf(const std::optional<ParameterShape>& shape) const
 {
@@ -161,7 +161,7 @@ Statement::Parameter Statement::ParameterOf(const std::optional<ParameterShape>&
                 shape && session_.Source().misreads_text && Described(*shape).IsNumeric()};
 }
 
-// Nothing where the driver doesn't describe them.
+// Nothing if the driver doesn't describe them.
 std::optional<std::vector<ParameterShape>> Statement::DescribeParameters() const
 {
     const Reply reply = Call("DescribeParameters");
@@ -200,8 +200,8 @@ void Statement::BindFile(std::size_t number, const std::string& file)
     files_.push_back({file, size});
 }
 
-// Some drivers take no data at execution whose whole length they were not told: SQLite's 0.9998
-// makes it empty.
+// Some drivers need the whole length of data at execution in advance: without it, SQLite's 0.9998
+// stores an empty value.
 bool Statement::WantsLengths() const
 {
     return session_.Information(kNeedLongDataLength) == "Y";
@@ -239,7 +239,7 @@ void Statement::SetText(std::size_t number, std::string_view text)
     if (parameter.goes_wide) {
         AppendElement(list_, text.empty() ? std::u16string(1, u'\0') : UnitsFromUtf8(text));
     } else {
-        // An empty string is what a NULL looks like.
+        // An empty string would be taken for NULL.
         AppendElement(list_, text.empty() ? std::string_view("\0", 1) : text);
     }
     SetList(number, parameter.goes_wide);
@@ -268,7 +268,7 @@ void Statement::SetNull(std::size_t number)
     }
 }
 
-// Binds anew: SQLite's driver 0.9998 keeps the length of a binary parameter from its first
+// Binds again: SQLite's driver 0.9998 keeps the length of a binary parameter from its first
 // execution until it is bound again (tests/tool_test.cpp, ToolFiles.ImportsAllRecordsOrNone).
 void Statement::SetBinaryList(std::size_t number)
 {
@@ -290,7 +290,7 @@ void Statement::SetList(std::size_t number, bool is_wide, bool is_binary)
     Check("SetParameter", set(handle_, &value, static_cast<std::int32_t>(number)));
 }
 
-// Gives the driver each file that it asks for, which it does in the order of the markers. Returns
+// Gives the driver the files in the order in which it asks for them, that of the markers. Returns
 // the code of the execution.
 std::int32_t Statement::SendFiles()
 {
@@ -309,7 +309,7 @@ std::int32_t Statement::SendFiles()
     }
 }
 
-// Sends as many bytes as were announced, neither more nor fewer.
+// Sends exactly as many bytes as were announced.
 void Statement::SendFile(const File& file)
 {
     std::ifstream in(file.name, std::ios::binary);

@@ -11,11 +11,11 @@
 
 namespace {
 
-// The signals by which a person, a system or a driver's crash ends the process.
+// The signals by which a user, the system or a driver's crash ends the process.
 constexpr int kEndingSignals[] = {SIGINT,  SIGTERM, SIGHUP,  SIGQUIT, SIGPIPE, SIGXFSZ,
                                   SIGSEGV, SIGBUS,  SIGABRT, SIGFPE,  SIGILL};
 
-/// A path where a handler of signals can reach it.
+/// A path that a signal handler can reach.
 struct Slot {
     std::atomic<bool> is_taken = false;
     char path[PATH_MAX] = "";
@@ -35,14 +35,14 @@ void Remove(const char* path)
     }
 }
 
-// The signal comes with its usual action as the handler returns.
+// The signal takes its default action when the handler returns.
 void RemoveAndEnd(int signal)
 {
     TemporaryPath::RemoveAll();
     ::raise(signal);
 }
 
-// What a program is to ignore, or handles by itself, it goes on with.
+// Signals that the program ignores or handles itself are left alone.
 void HandleEndingSignals()
 {
     owner = ::getpid();
@@ -68,7 +68,7 @@ void LeaveEndingSignals()
     }
 }
 
-/// Signals wait as long as it lives.
+/// Blocks the signals while it exists.
 class Hold {
 public:
     Hold()
@@ -116,11 +116,11 @@ TemporaryPath::~TemporaryPath()
 {
     if (!path_.empty()) {
         Remove(path_.c_str());
-        LetGo();
+        Release();
     }
 }
 
-void TemporaryPath::LetGo()
+void TemporaryPath::Release()
 {
     for (Slot& slot : slots) {
         if (IsTaken(slot) && slot.path == path_) {

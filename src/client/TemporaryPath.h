@@ -1,26 +1,26 @@
-// What is not to outlive the process.
+// Paths that must not outlive the process.
 #pragma once
 
 #include <functional>
 #include <string>
 
-/// A file, a link, or a folder that is empty by then, which goes with this object, and with the
-/// process where a signal ends that first. The last one made goes first.
+/// A file, a link, or a folder that is empty by then, which is removed with this object, or when a
+/// signal ends the process before. The last one created is removed first.
 class TemporaryPath {
 public:
-    /// make makes it and returns its path, empty where it can't; signals wait meanwhile.
+    /// make creates it and returns its path, empty on failure; signals are blocked meanwhile.
     explicit TemporaryPath(const std::function<std::string()>& make);
     ~TemporaryPath();
     TemporaryPath(const TemporaryPath&) = delete;
     TemporaryPath& operator=(const TemporaryPath&) = delete;
 
-    /// Empty where there is none, or it was let go.
+    /// Empty if there is none, or if it was released.
     const std::string& Path() const { return path_; }
 
-    /// Leaves it where it is, or to another name that it has by now.
-    void LetGo();
+    /// Keeps it: it is no longer removed.
+    void Release();
 
-    /// Removes all that there is of them. For the program's own handler of a signal that ends it.
+    /// Removes all of them. For the program's own handler of a signal that ends it.
     static void RemoveAll() noexcept;
 
 private:

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kUnit = sizeof(char16_t);
 
-// A driver is offered as many bytes as units are asked for, and fills characters of 4.
+// A driver is offered as many bytes as units are asked for, and writes 4-byte characters.
 constexpr std::size_t kUnitsForCharacter = 4;
 
 bool IsHighHalf(std::string_view unit)
@@ -61,7 +61,7 @@ ValueReader::Piece ValueReader::ReadBytes(std::int32_t column, std::int32_t c_ty
         return Piece::kLast;
     }
     if (is_text && bytes_.ends_with('\0')) {
-        bytes_.remove_suffix(1);  // text that goes on ends in its terminator
+        bytes_.remove_suffix(1);  // a piece of text before others ends in a terminator
     }
     return bytes_.empty() ? Piece::kFailed : Piece::kMore;
 }

@@ -1,4 +1,4 @@
-// A column's value of the current row, piece by piece, of any length.
+// A column's value in the current row, of any length, piece by piece.
 #pragma once
 
 #include <cstddef>
@@ -10,26 +10,26 @@
 #include "client/Entry.h"
 #include "client/Session.h"
 
-/// Reads with "GetDataEx": text as the bytes of a narrow driver, or by "GetDataExW" of a driver of
-/// wide functions, whose narrow text is that of a code page.
+/// Reads with "GetDataEx": text as a narrow driver's bytes, or with "GetDataExW" from a driver with
+/// wide functions, whose narrow text is in a code page.
 class ValueReader {
 public:
     enum class Form { kText, kBinary };
 
-    /// What a piece is: the last one, or one before others; a NULL (or binary data of no bytes,
-    /// which look alike); nothing, since all was read before; or a failure, of which the statement
-    /// has diagnostics.
+    /// What a piece is: the last one, or one before others; a NULL (or empty binary data, which
+    /// looks the same); nothing, since everything was read before; or a failure, for which the
+    /// statement has diagnostics.
     enum class Piece { kLast, kMore, kNull, kNone, kFailed };
 
     ValueReader(const Session& session, const HandleArgument& statement);
 
-    /// Reads on, in room for so many bytes of text or data. column: from 1.
+    /// Reads the next piece, in room for that many bytes of text or data. column: from 1.
     Piece Read(std::int32_t column, Form form, std::size_t room);
 
-    /// Whether the value is a NULL, asked before it is read.
+    /// Whether the value is a NULL; to be called before it is read.
     bool IsNull(std::int32_t column);
 
-    /// The bytes of the piece; text in UTF-8. They last until the next one.
+    /// The bytes of the piece; text in UTF-8. Valid until the next one.
     std::string_view Bytes() const { return bytes_; }
 
     /// Whether text is read as 2-byte characters.
@@ -50,6 +50,6 @@ private:
     Entry<> last_code_;
     std::vector<char> area_;
     std::string text_;
-    std::string half_pair_;  // the first half of a surrogate pair that two pieces share
+    std::string half_pair_;  // the high surrogate of a pair split between two pieces
     std::string_view bytes_;
 };

@@ -30,7 +30,7 @@ constexpr bool EqualsIgnoringCase(std::string_view one, std::string_view other)
     return std::ranges::equal(one, other, {}, &LowerInAscii, &LowerInAscii);
 }
 
-/// Where a word begins in a text, std::string_view::npos where it doesn't.
+/// Where a word begins in a text, std::string_view::npos if it isn't there.
 constexpr std::size_t FindIgnoringCase(std::string_view text, std::string_view word)
 {
     const auto is_same = [](char a, char b) { return LowerInAscii(a) == LowerInAscii(b); };

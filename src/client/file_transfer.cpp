@@ -28,6 +28,6 @@ std::uint64_t WriteFirstValue(Statement& statement, const std::string& file)
         out.Write(reader.Bytes());
         size += reader.Bytes().size();
     }
-    out.Keep();
+    out.Commit();
     return size;
 }

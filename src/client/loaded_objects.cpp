@@ -16,7 +16,7 @@ bool IsDriver(const std::string& object)
            Defines(object, "SQLFetch");
 }
 
-// The drivers that stay loaded from one connection to the next, by the words that led to them.
+// Drivers that stay loaded between connections, by the words that led to them.
 std::map<std::string, std::string>& KnownDrivers()
 {
     static std::map<std::string, std::string> drivers;

@@ -4,24 +4,24 @@
 #include <string>
 #include <vector>
 
-/// The files of all loaded shared objects, in the order in which they were loaded.
+/// The files of all loaded shared objects, in the order of loading.
 std::vector<std::string> LoadedObjects();
 
-/// Whether the loaded library itself, not one that it needs, defines a function of that name.
+/// Whether the loaded library itself, not one that it depends on, defines a function of that name.
 /// library: a handle of dlopen, or null.
 bool Defines(void* library, const char* function);
 
-/// The same of a loaded object's file.
+/// The same for a loaded object's file.
 bool Defines(const std::string& object, const char* function);
 
-/// The ODBC driver behind a connection: the first one that was loaded while it was made, or else
-/// the one that the same words led to before. Made before connecting.
+/// The ODBC driver of a connection: the first one loaded while connecting, or else the one that the
+/// same words led to before. Constructed before connecting.
 class DriverWatch {
 public:
     DriverWatch() : before_(LoadedObjects()) {}
 
-    /// The driver's file, once the connection is there. words: of the connection string, that name
-    /// the driver or the data source. Empty: no driver is found.
+    /// The driver's file, once connected; empty if none is found. words: the part of the connection
+    /// string that names the driver or the data source.
     std::string Found(const std::string& words) const;
 
 private:

@@ -1,4 +1,4 @@
-// ODBC's numbers, which a host passes and receives as they are. A host needs no header of ODBC.
+// ODBC's numbers, which a host passes and receives unchanged. A host needs no ODBC header.
 #pragma once
 
 #include <cstdint>
@@ -46,7 +46,7 @@ inline constexpr std::int32_t kBatchSupport = 121;
 inline constexpr std::int32_t kDbmsName = 17;
 inline constexpr std::int32_t kDbmsVersion = 18;
 
-/// Whether a result code is neither SQL_SUCCESS nor SQL_SUCCESS_WITH_INFO.
+/// Whether a result code is other than SQL_SUCCESS and SQL_SUCCESS_WITH_INFO.
 inline bool Failed(std::int32_t code)
 {
     return code != ORVEL_SUCCESS && code != ORVEL_SUCCESS_WITH_INFO;

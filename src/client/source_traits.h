@@ -1,15 +1,15 @@
-// What some drivers and data sources do with values, where it takes another binding to be right.
+// Drivers and data sources that handle values wrongly and need them bound or read differently.
 #pragma once
 
 #include <string_view>
 
-/// A default is what the others do.
+/// The defaults are those of all others.
 struct SourceTraits {
-    bool misreads_text = false;        // text for a date or a number is another one, silently
+    bool misreads_text = false;  // silently stores another value for the text of a date or number
     bool loses_big_integers = false;   // integers beyond 32 bits arrive as 0
-    bool forgets_null_binary = false;  // a NULL read as bytes is no NULL when it is read again
-    bool commits_definitions = false;  // in a transaction, though it says otherwise
+    bool forgets_null_binary = false;  // a NULL read as bytes is not NULL when read again
+    bool commits_definitions = false;  // even in a transaction, though it reports otherwise
 };
 
-/// dbms: what the driver says to SQL_DBMS_NAME.
+/// dbms: the driver's value of SQL_DBMS_NAME.
 SourceTraits TraitsOfSource(std::string_view dbms);

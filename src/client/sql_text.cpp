@@ -37,7 +37,7 @@ constexpr std::array<std::string_view, 5> kBodied{"PROCEDURE", "FUNCTION", "TRIG
 
 constexpr std::array<std::string_view, 3> kBodiless{"TABLE", "VIEW", "INDEX"};
 
-// The size of the mark that opens a $tag$ quote; 0 where none begins.
+// The size of the mark that opens a $tag$ quote; 0 if none begins.
 std::size_t DollarMarkSize(std::string_view text)
 {
     constexpr std::string_view kDigits = "0123456789";
@@ -76,7 +76,7 @@ std::string QuotedLiteral(std::string_view text, const SqlDialect& dialect)
     return quoted + "'";
 }
 
-// Up to the closing quote; a doubled one stands for itself.
+// Up to the closing quote; a doubled quote is part of the text.
 SqlLexer::Extent SqlLexer::QuoteExtent(std::size_t open, bool has_escapes) const
 {
     const char close = left_[open] == '[' ? ']' : left_[open];
@@ -134,7 +134,7 @@ SqlLexer::Extent SqlLexer::NextExtent() const
     }
     if (two == "/*") {
         Extent extent = CommentExtent();
-        // MySQL runs what stands in such a comment.
+        // MySQL executes the contents of such a comment.
         extent.kind = is_mysql_ && (third == "!" || third == "M") ? SqlToken::kQuoted : extent.kind;
         return extent;
     }

@@ -1,4 +1,4 @@
-// What can be told of a statement by its text: quotes and comments are known, SQL's grammar is not.
+// What a statement's text reveals: quotes and comments are recognized, SQL's grammar is not.
 #pragma once
 
 #include <cstddef>
@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-/// How a data source writes SQL, told by the quote of its names (SQL_IDENTIFIER_QUOTE_CHAR): " by
-/// default, ` of MySQL and MariaDB, [ of those that have brackets.
+/// A data source's SQL dialect, according to its quote for names (SQL_IDENTIFIER_QUOTE_CHAR): " by
+/// default, ` for MySQL and MariaDB, [ for those with brackets.
 class SqlDialect {
 public:
     SqlDialect() = default;
@@ -16,36 +16,36 @@ public:
 
     const std::string& Quote() const { return quote_; }
     bool HasBrackets() const { return quote_ == "["; }
-    /// Whether a backslash escapes inside '' and "", # begins a comment, and -- does only in front
-    /// of a blank, while /*! does not, and comments don't nest.
+    /// Whether a backslash escapes inside '' and "", # begins a comment, and -- only before a
+    /// blank, while /*! does not, and comments don't nest.
     bool IsMysql() const { return quote_ == "`"; }
 
 private:
     std::string quote_ = "\"";
 };
 
-/// A name in that quote, whatever its characters; as it is where there is none, for which a source
-/// has a blank.
+/// A name in that quote, whatever its characters; unchanged if there is none, which a source
+/// reports as a blank.
 std::string QuotedName(std::string_view name, const std::string& quote);
 
 /// Text as a literal.
 std::string QuotedLiteral(std::string_view text, const SqlDialect& dialect);
 
-/// A stretch of SQL text: a word (a keyword, a plain name or a number), text or a name in quotes, a
+/// A piece of SQL text: a word (a keyword, a plain name or a number), text or a name in quotes, a
 /// comment, blanks, or one other character.
 struct SqlToken {
     enum Kind { kWord, kQuoted, kComment, kBlank, kOther };
 
     Kind kind = kOther;
     std::string_view text;
-    bool is_closed = true;  // false of a quote or a comment that does not end
+    bool is_closed = true;  // false for an unterminated quote or comment
 
     bool Is(char character) const { return kind == kOther && text.front() == character; }
 };
 
-/// Cuts SQL text into tokens, which together are the text. It knows '', "" and `` with the quote
-/// doubled inside, [] where the data source quotes names so, E'' and MySQL's quotes with escapes,
-/// -- and nested /* */ comments, and $tag$ quotes.
+/// Splits SQL text into tokens, which together are the text. It recognizes '', "" and `` with the
+/// quote doubled inside, [] if the data source quotes names that way, E'' and MySQL's quotes with
+/// escapes, -- and nested /* */ comments, and $tag$ quotes.
 class SqlLexer {
 public:
     explicit SqlLexer(std::string_view sql, const SqlDialect& dialect = SqlDialect())
@@ -71,17 +71,17 @@ private:
     bool is_mysql_;
 };
 
-/// Whether there is anything in a text but blanks, comments and semicolons.
+/// Whether a text contains anything but blanks, comments and semicolons.
 bool HasStatement(std::string_view sql, const SqlDialect& dialect = SqlDialect());
 
-/// Whether the words of a statement so far, in upper case, create something that has a body of
+/// Whether the words of a statement so far, in upper case, create something with a body of
 /// statements: a procedure, a trigger.
 bool CreatesBody(const std::vector<std::string>& words);
 
-/// What the words of a text say of the statements in it.
+/// What the words of a text say about the statements in it.
 struct StatementTraits {
     bool changes_rows = false;   // one of them inserts, updates, deletes or merges
-    bool may_have_more = false;  // more than one result may come of it
+    bool may_have_more = false;  // it may have more than one result
 };
 
 StatementTraits TraitsOf(std::string_view sql);

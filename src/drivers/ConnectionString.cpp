@@ -30,11 +30,11 @@ bool IsSecretWord(const std::string& word)
     return Mentions(word, kWords);
 }
 
-// Whether text in front of an equals sign ends with the key of a secret. A key may have several
+// Whether text before an equals sign ends with the key of a secret. A key may have several
 // words, and other text, such as an SQL statement, may come before it.
 bool EndsWithSecretKey(std::string_view text)
 {
-    constexpr int kMostWords = 2;
+    constexpr int kMaxWords = 2;
     static constexpr const char* kParts[] = {"KEY", "CREDENTIAL", "AUTHCODE"};
     std::string key(text.substr(text.find_last_of(";{}?&=\"'") + 1));
     key = key.substr(0, key.find_last_not_of(' ') + 1);
@@ -42,13 +42,13 @@ bool EndsWithSecretKey(std::string_view text)
         return true;
     }
     key.erase(0, key.find_first_not_of(' '));
-    const bool is_key = std::ranges::count(key, ' ') < kMostWords;
+    const bool is_key = std::ranges::count(key, ' ') < kMaxWords;
     std::erase_if(key, [](char c) { return !IsAlphanumericInAscii(c); });
     return is_key && (IsSecretWord(key) || Mentions(key, kParts) || IsKey(key, "PAT"));
 }
 
-// Where the item that starts here ends. Drivers let a value in braces have semicolons, and a pair
-// of closing braces for one.
+// Where the item that starts here ends. Drivers allow semicolons in a value in braces, and a
+// doubled closing brace for one.
 std::size_t EndOfItem(std::string_view text, std::size_t start)
 {
     const auto semicolon = std::min(text.find(';', start), text.size());
@@ -81,8 +81,8 @@ struct Line {
     std::vector<std::size_t> quotes;
 };
 
-// Where quoted text that a place is in ends: at the last quotation mark, since a password may have
-// such marks; else where the line does.
+// Where the quoted text around a position ends: at the last quotation mark, since a password may
+// contain such marks; else at the end of the line.
 std::size_t EndOfQuotation(const Line& line, std::size_t place)
 {
     const auto next = std::ranges::lower_bound(line.quotes, place);
@@ -112,7 +112,7 @@ struct Span {
     std::size_t end = std::string::npos;
 };
 
-// The value of the first key of a secret, from a place on.
+// The value of the first key of a secret from a position on.
 Span SecretValue(const Line& line, std::size_t from)
 {
     const std::string_view text = line.text;

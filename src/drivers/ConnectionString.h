@@ -23,7 +23,7 @@ public:
     explicit ConnectionString(const std::string& text);
 
     /// The value of a key's first item, which is the one that the driver manager reads for DRIVER
-    /// and DSN; empty where there is none.
+    /// and DSN; empty if there is none.
     std::string First(const char* key) const;
 
     /// The value of the last item with one of these keys, which is the one that drivers read.
@@ -37,7 +37,7 @@ public:
     /// Whether there are blanks around DRIVER, DSN or its value.
     bool HasBlanks() const;
 
-    /// The string, DSN= in front of the name of a data source, without secrets.
+    /// The string, with DSN= before the name of a data source, without secrets.
     std::string Masked() const;
 
     /// The string for the same source through another driver. Keys of a data source, if given,
@@ -47,8 +47,8 @@ public:
 
 private:
     struct Item {
-        std::string text;  // whole
-        std::string key;   // empty where there is no equals sign
+        std::string text;  // complete
+        std::string key;   // empty if there is no equals sign
         std::string value;
     };
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Debian's iODBC looks for a driver file without a path in one folder, whatever the loader's path.
+// Debian's iODBC looks for a driver file without a path in one folder, ignoring the loader's path.
 std::string InFolder(const std::string& driver)
 {
     const bool is_path = driver.starts_with('/') || driver.starts_with('.');
@@ -39,7 +39,7 @@ DataSource::DataSource(const ConnectionString& string, const Profiles& profiles)
     }
 }
 
-// Whether a name leads nowhere, which the way that the string is written may explain.
+// Whether a name leads nowhere, which may be due to how the string is written.
 bool DataSource::IsUnresolved() const
 {
     switch (fault_) {
@@ -107,7 +107,7 @@ SourceFault DataSource::FaultOfFile(const std::string& driver, bool is_in_config
     return FaultOfMissing(file_);
 }
 
-// None where the file is there.
+// None if the file is there.
 SourceFault DataSource::FaultOfMissing(const std::string& file)
 {
     std::error_code error;
@@ -147,8 +147,7 @@ std::string DataSource::SectionValue(const char* key) const
     return section_.empty() ? "" : profiles_.Value(section_, key, Profiles::kSources);
 }
 
-// Some drivers ignore the data source where the string names a driver, so its keys go into the
-// string.
+// Some drivers ignore the data source if the string names a driver, so its keys go into the string.
 std::string DataSource::Through(const std::string& driver) const
 {
     std::vector<std::pair<std::string, std::string>> keys;

@@ -29,7 +29,7 @@ class DataSource {
 public:
     DataSource(const ConnectionString& string, const Profiles& profiles);
 
-    /// The file, empty where none is named.
+    /// The file, empty if none is named.
     const std::string& DriverFile() const { return file_; }
 
     SourceFault Fault() const { return fault_; }
@@ -43,7 +43,7 @@ public:
     /// How the file was found, step by step.
     const std::vector<std::string>& Steps() const { return steps_; }
 
-    /// The section of the data source, empty where none is used, and its file.
+    /// The section of the data source, empty if none is used, and its file.
     const std::string& Section() const { return section_; }
     const std::string& SectionFile() const { return section_file_; }
 

@@ -155,7 +155,7 @@ std::vector<std::string> Profiles::Sections(const char* profile) const
 
 std::string Profiles::FileOf(const std::string& section, const char* profile) const
 {
-    // In this mode iODBC reads the system's drivers, too, where the user has no file.
+    // In this mode iODBC reads the system's drivers, too, if the user has no file.
     const ConfigurationFile user = FilesOfUser(profile).back();
     if (set_mode_ != nullptr && user.state == ConfigurationFile::kRead) {
         SetMode(kUserConfiguration);

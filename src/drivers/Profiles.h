@@ -10,7 +10,7 @@ struct ConfigurationFile {
     enum State { kRead, kMissing, kUnreadable, kDirectory };
 
     std::string path;
-    std::string variable;  // of the environment, that names it; empty: a default
+    std::string variable;  // the environment variable that names it; empty: a default
     State state = kMissing;
     std::string reason;  // the system's, of an unreadable file
 };
@@ -29,7 +29,7 @@ public:
     /// Whether the library could be loaded, without which nothing is read.
     bool IsAvailable() const { return read_ != nullptr; }
 
-    /// The value of a key; empty where there is none.
+    /// The value of a key; empty if there is none.
     std::string Value(const std::string& section, const std::string& key,
                       const char* profile) const;
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// Sends output of the work to the parent process.
+/// Sends the work's output to the parent process.
 using Send = std::function<void(std::string_view output)>;
 
 /// How the work ended, and its output until then.
@@ -21,6 +21,6 @@ struct ChildResult {
 /// Runs work in a child process for a limited time. What it prints to stdout goes to stderr. An
 /// exception counts as a crash, and so does an exit of the process before the work has returned,
 /// with whatever exit code. The child is killed when the calling thread ends, even if that is
-/// killed itself. Throws std::system_error where no child process can be started.
+/// killed itself. Throws std::system_error if no child process can be started.
 ChildResult RunInChild(std::chrono::seconds limit,
                        const std::function<void(const Send& send)>& work);

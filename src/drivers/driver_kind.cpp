@@ -79,7 +79,7 @@ void* NewConnection(void* driver)
     return connection;
 }
 
-// How far apart the first characters of the connection's SQLSTATE stand; 0 where there is none.
+// The distance between the first characters of the connection's SQLSTATE; 0 if there is none.
 int DiagnosedWidth(void* driver, void* connection)
 {
     constexpr std::int16_t kMessageCharacters = 512;

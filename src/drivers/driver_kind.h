@@ -13,7 +13,7 @@ struct DriverManager {
 
 DriverManager LoadedDriverManager();
 
-/// A path with links resolved, or the path as it is where that fails.
+/// A path with links resolved, or the path unchanged if that fails.
 std::string Resolved(const std::string& file);
 
 /// What a driver file is, as loading it in a child process shows.
@@ -30,5 +30,5 @@ struct DriverKind {
     bool HasWrongWidth() const { return form == kWide && character_width == 2; }
 };
 
-/// Throws std::system_error where no child process can be started.
+/// Throws std::system_error if no child process can be started.
 DriverKind KindOfDriver(const std::string& file);

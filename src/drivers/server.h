@@ -24,10 +24,10 @@ struct ServerProbe {
     enum Outcome { kListening, kRefused, kNoAnswer, kUnreachable, kLookupFailed, kUnknownHost };
 
     Outcome outcome = kNoAnswer;
-    std::string reason;  // the system's, where there is one
+    std::string reason;  // the system's, if there is one
 };
 
-/// Connects by TCP and closes the connection. Waits so long for each address, and for the lookup of
-/// the name as long as that takes.
+/// Connects by TCP and closes the connection. Waits up to the timeout for each address, and without
+/// a limit for the lookup of the name.
 ServerProbe ProbeServer(const Server& server,
                         std::chrono::milliseconds patience = std::chrono::seconds(3));

@@ -10,7 +10,7 @@ struct ShimFace {
     const char* name;     // on the command line
     const char* prefix;   // of the shim's file name, before that of the driver
     const char* library;  // the shared object that is copied
-    const char* modes;    // of the gateway, that it is for
+    const char* modes;    // the gateway's modes that it is for
 };
 
 inline constexpr ShimFace kShimFaces[] = {
@@ -19,7 +19,7 @@ inline constexpr ShimFace kShimFaces[] = {
     {"utf16", "utf16-", "liborvelwide.so", "-u"},
 };
 
-/// Throws std::out_of_range where no face has the name.
+/// Throws std::out_of_range if no face has the name.
 const ShimFace& FaceOf(const std::string& name);
 
 /// A shim that is named after a driver: its face, and the driver file that it loads, which need not
@@ -29,14 +29,14 @@ struct ShimFile {
     std::filesystem::path driver;
 };
 
-/// Nothing where the file is no such shim.
+/// Nothing if the file is not such a shim.
 std::optional<ShimFile> AsShim(const std::filesystem::path& file);
 
 /// Whether a file is a copy of a shim or a link to one, whatever its name.
 bool IsShim(const std::filesystem::path& file);
 
-/// The path of a driver's shim in a folder. Without a folder it goes beside the shims or,
-/// where the driver is not in Debian's folder of ODBC drivers, beside the driver.
+/// The path of a driver's shim in a folder. Without a folder it goes next to the shims or, if the
+/// driver is not in Debian's folder of ODBC drivers, next to the driver.
 std::filesystem::path ShimPath(const ShimFace& face, const std::filesystem::path& library,
                                const std::filesystem::path& driver,
                                const std::filesystem::path& folder = {});
@@ -45,8 +45,8 @@ std::filesystem::path ShimPath(const ShimFace& face, const std::filesystem::path
 std::filesystem::path DriverNamed(const std::string& words);
 
 /// Copies the shim that belongs to a gateway's library and returns the copy's path. Throws
-/// std::runtime_error where the driver is missing or needs no such shim, where the copy would not
-/// find it, and where another file has the copy's name.
+/// std::runtime_error if the driver is missing or needs no such shim, if the copy would not find
+/// it, or if another file has the copy's name.
 std::filesystem::path MakeShim(const ShimFace& face, const std::filesystem::path& library,
                                const std::filesystem::path& driver,
                                const std::filesystem::path& folder);

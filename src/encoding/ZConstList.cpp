@@ -36,8 +36,8 @@ std::ptrdiff_t ZConstList::Step() const
     return static_cast<std::ptrdiff_t>(Accumulate(element_ + 3, 4, 32)) + 7;
 }
 
-// ORs count bytes together, byte i shifted left by 8i bits. Shifts wrap at the word's width, as the
-// processor's do: elements with more bytes than a word has are read that way.
+// ORs count bytes together, byte i shifted left by 8i bits. Shifts wrap at the word's width, like
+// the processor's: this defines how elements with more bytes than a word are read.
 std::uint64_t ZConstList::Accumulate(std::ptrdiff_t from, int count, unsigned word_bits) const
 {
     std::uint64_t word = 0;
@@ -124,7 +124,7 @@ int ZConstList::ConvertToUni() const
     for (std::ptrdiff_t at = payload_; Byte(at) != 0; ++at) {
         text.push_back(static_cast<char>(Byte(at)));
     }
-    // What the buffer holds as wide characters.
+    // The buffer's capacity in wide characters.
     constexpr int kCapacity = kConversionBufferSize / sizeof(wchar_t);
     return MultiByteToWideChar(0, 0, text.c_str(), PayloadLength(),
                                reinterpret_cast<wchar_t*>(conv_buf), kCapacity);

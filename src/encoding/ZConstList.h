@@ -11,7 +11,7 @@
 #include "orvelgw.h"
 
 /// A cursor over a host list (orvelgw.h, convention 10). Reads in place: the list's bytes belong to
-/// the argument that it is built over and must outlive it.
+/// the argument that it is constructed with and must outlive it.
 ///
 /// Lists come from the host and are not trusted. Prefix bytes are signed on purpose, so a short
 /// prefix of 128 or more steps backwards and a malformed list can lead anywhere; bytes outside the
@@ -26,8 +26,9 @@ public:
         : ZConstList(list->text, list->text != nullptr ? list->length : 0)
     {}
 
-    /// Makes element n (from 1) current. Returns 1, or 0 where the list ends before it; no list has
-    /// more elements than bytes, which bounds every walk. The getters below need a 1 from here.
+    /// Makes element n (from 1) current. Returns 1, or 0 if the list ends before it; no list has
+    /// more elements than bytes, which bounds every walk. The getters below require that it
+    /// returned 1.
     int MoveTo(long n)
     {
         if (n > std::min<std::ptrdiff_t>(end_ - start_, INT32_MAX)) {
@@ -48,7 +49,7 @@ public:
         return 1;
     }
 
-    /// The current element's Category. An element without a type byte (prefix 01) answers for the
+    /// The current element's Category. For an element without a type byte (prefix 01), that of the
     /// byte that follows it.
     int GetType() const
     {
@@ -61,7 +62,7 @@ public:
 
     /// The current integer in 32 bits, 0 for another type. A negative integer of four payload bytes
     /// reads as -1: its sign fill is shifted by 32, which wraps to no shift. GetLong reads it
-    /// right.
+    /// correctly.
     int GetInt() const;
 
     /// The current integer in 64 bits, 0 for another type.
@@ -75,7 +76,7 @@ public:
     int uni2_uni4() const;
 
     /// Payload bytes of the current element as its prefix claims them; -1 for the long form, which
-    /// this reader does not address.
+    /// this reader does not support.
     int PayloadLength() const
     {
         const int prefix = Byte(element_);
@@ -85,7 +86,8 @@ public:
         return std::max(prefix - 2, 0);
     }
 
-    /// The current element's payload bytes, cut where the list ends; none for the long form.
+    /// The current element's payload bytes, truncated at the end of the list; none for the long
+    /// form.
     std::string_view Payload() const
     {
         const std::ptrdiff_t size = end_ - start_;
@@ -97,11 +99,11 @@ public:
     }
 
     /// Multibyte text from the payload to the first zero, widened into conv_buf. Returns the
-    /// characters, or -1 where it is not text of the locale.
+    /// characters, or -1 if it is not valid text in the locale.
     int ConvertToUni() const;
 
     /// Wide text from the payload to the first zero, as multibyte text in conv_buf, terminated.
-    /// Returns the bytes, or -1 where the locale has no form for a character.
+    /// Returns the bytes, or -1 if the locale can't represent a character.
     int ConvertToMB() const;
 
     static int Init() { return 1; }
@@ -129,10 +131,10 @@ private:
     std::ptrdiff_t Step() const;
     std::uint64_t Accumulate(std::ptrdiff_t from, int count, unsigned word_bits) const;
 
-    // The payload offset before the first MoveTo: as null as an offset can be.
+    // The payload offset before the first MoveTo, in the role of a null pointer.
     static constexpr std::ptrdiff_t kNowhere = PTRDIFF_MIN / 2;
 
-    // Offsets from start_, because a malformed list leads outside, where a pointer may not go.
+    // Offsets from start_, because a malformed list leads outside, where a pointer must not point.
     std::ptrdiff_t payload_;  // of the current element, just past its type byte
     std::ptrdiff_t element_;  // its length prefix
     std::int32_t index_;      // its number, from 1

@@ -34,13 +34,13 @@ void CheckLimit(unsigned long characters)
     }
 }
 
-// A character that is a byte of its own value in the encoding of any locale here, and no zero.
+// A nonzero character that every locale here encodes as a byte of the same value.
 bool IsASCII(wchar_t character)
 {
     return static_cast<std::uint32_t>(character) - 1 < 0x7F;
 }
 
-// A character of up to three bytes in UTF-8, and no zero; surrogates have no form.
+// A nonzero character of up to three bytes in UTF-8; surrogates can't be encoded.
 bool IsShortUTF8(wchar_t character)
 {
     const auto code = static_cast<std::uint32_t>(character);
@@ -70,8 +70,8 @@ bool LocaleIsUTF8()
     return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
 }
 
-// Multibyte text in ccbuf: what wcstombs makes of it, which takes longer than most values are long.
-// So it is left what is neither ASCII nor, where the locale has that, plain UTF-8.
+// Multibyte text in ccbuf, as wcstombs would produce it. That is slow for short values, so it only
+// converts what is neither ASCII nor, in a UTF-8 locale, short UTF-8.
 HostText ToMultibyte(const wchar_t* text, unsigned long n)
 {
     constexpr std::ptrdiff_t kCapacity = 3'641'143;

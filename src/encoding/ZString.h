@@ -12,7 +12,7 @@
 /// A growing host list (orvelgw.h, convention 10). Every Append operation adds exactly one element.
 /// Throws what std::string throws when it can't grow, and std::length_error for text that a
 /// conversion buffer can't hold (more than kConversionLimit characters) or that the process locale
-/// can't express.
+/// can't represent.
 class ZString : public std::string {
 public:
     /// A string of n bytes.
@@ -21,11 +21,11 @@ public:
     /// A string of the bytes before the terminating zero.
     void AppendNTString(const char* text);
 
-    /// A string of one zero byte: what the host takes for an empty value, where the empty string
-    /// stands for NULL.
+    /// A string of one zero byte: an empty value to the host, for which the empty string means
+    /// NULL.
     void AppendEmptyValue();
 
-    /// A 2-byte string of n characters, as they lie in memory.
+    /// A 2-byte string of n characters, as they are in memory.
     void AppendCUString(const void* text, unsigned long n);
 
     /// An integer. The sign is taken from all 64 bits, the value from the low 32:
@@ -33,18 +33,18 @@ public:
     void AppendLong(long value);
 
     /// Unicode option on: a 2-byte string of n characters. Off: a string of the multibyte form of
-    /// text, which has to be terminated and is taken up to its terminator, whatever n says.
+    /// text, which must be terminated and is read up to its terminator, whatever n says.
     void AppendWString(const wchar_t* text, unsigned long n);
 
-    /// Unicode option on: a 2-byte string of n characters, the multibyte text up to its terminator
-    /// widened and zeros behind it. n counts bytes, so text outside ASCII always has such a tail.
+    /// Unicode option on: a 2-byte string of n characters: the multibyte text up to its terminator,
+    /// widened, then zeros. n counts bytes, so text outside ASCII always ends in zeros.
     /// Off: a string of n bytes.
     void AppendConvert(const char* text, unsigned long n);
 
     /// Fills an output: the low 16 bits of the list's length, then all of its bytes.
     void CopyTo(zarray* output) const;
 
-    /// Names the switch that AppendWString and AppendConvert look at; until then it is off.
+    /// Sets the option that AppendWString and AppendConvert follow; until then it is off.
     static void FollowUnicodeOption(const std::int64_t* option);
 
     static wchar_t conv_buf[kConversionBufferSize];
@@ -61,5 +61,5 @@ struct HostText {
     std::size_t size;
 };
 
-/// The payload that ZString::AppendWString makes of a text, by the same switch. Throws as it does.
+/// The payload that ZString::AppendWString makes of a text, by the same option. Throws as it does.
 HostText ToHostText(const wchar_t* text, unsigned long n);

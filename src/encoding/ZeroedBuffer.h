@@ -1,4 +1,4 @@
-// Memory that begins as zeros.
+// Memory that is initially zero.
 #pragma once
 
 #include <cstddef>
@@ -6,8 +6,8 @@
 #include <memory>
 #include <new>
 
-/// Zero bytes, aligned for any type. Of a large buffer the system makes only the pages that are
-/// used. Throws std::bad_alloc.
+/// Zero bytes, aligned for any type. The system allocates only those pages of a large buffer that
+/// are used. Throws std::bad_alloc.
 class ZeroedBuffer {
 public:
     ZeroedBuffer() = default;

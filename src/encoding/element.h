@@ -1,4 +1,4 @@
-// What stands before the payload of a list's element.
+// The head of a list's element: what precedes its payload.
 #pragma once
 
 #include <cstddef>
@@ -10,11 +10,11 @@ enum class ElementType : char { kBytes = 1, kWideUnits = 2, kNonNegative = 4, kN
 /// The longest head that is written.
 inline constexpr std::size_t kLongestHead = 8;
 
-/// WriteHead for payloads beyond 253 bytes, which few are.
+/// WriteHead for the rare payloads beyond 253 bytes.
 std::size_t WriteLongHead(char* to, ElementType type, std::size_t payload);
 
-/// Writes the length prefix and the type byte of a payload of so many bytes and returns how many
-/// bytes that took. The length is taken as a signed integer of 32 bits.
+/// Writes the length prefix and the type byte of a payload of that many bytes and returns how many
+/// bytes it wrote. The length is treated as a signed 32-bit integer.
 inline std::size_t WriteHead(char* to, ElementType type, std::size_t payload)
 {
     constexpr std::size_t kLongestShort = 253;

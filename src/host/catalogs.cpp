@@ -1,7 +1,7 @@
 // Entries: the catalogs of a data source. One family: every member traces its arguments, finds the
 // statement, turns each name into a pointer and a length, and calls the ODBC function of its name,
-// whose result set stays on the statement. Its row of the table below and the arguments that it
-// wraps tell what a member does its own way.
+// whose result set stays on the statement. What is particular to a member is in its row of the
+// table below and in how it wraps its arguments.
 #include <tuple>
 
 #include "encoding/conversions.h"
@@ -50,21 +50,21 @@ constexpr Member kStatisticsW      {"StatisticsW",       8,          kEight, "St
 constexpr Member kForeignKeysW     {"ForeignKeysW",      2,          kEight};
 // clang-format on
 
-// Arguments of another kind than the usual name (zarray, zustring) and number (int).
+// Arguments other than the usual name (zarray, zustring) and number (int).
 
-/// A name that only says whether it is given: it goes out empty, or not at all.
+/// A name of which only its presence matters: it is passed as the empty name, or not at all.
 struct Emptied {
     const zarray* name;
 };
 
-/// A wide name that goes out as it lies in the host's memory where it starts with two zero
-/// characters: with length 0, or with its count.
+/// A wide name that, if it starts with two zero characters, is passed as it is in the host's
+/// memory: with length 0, or with its own length.
 struct ZeroStart {
     const zustring* name;
     bool keeps_count = false;
 };
 
-/// A wide name that goes out as it lies in the host's memory.
+/// A wide name that is passed as it is in the host's memory.
 struct Unconverted {
     const zustring* name;
 };
@@ -94,7 +94,7 @@ private:
     SQLUSMALLINT number_;
 };
 
-/// A narrow name: null where its count is 0, of length 0 where it starts with a zero.
+/// A narrow name: null if its length is 0; passed with length 0 if it starts with a zero byte.
 class NarrowName {
 public:
     explicit NarrowName(const zarray* name) : NarrowName(Emptied{name})
@@ -107,7 +107,7 @@ public:
         : text_(argument.name->length != 0 ? const_cast<SQLCHAR*>(argument.name->bytes) : nullptr)
     {}
 
-    /// A count of 65,533 would say SQL_NTS, of a text that ends nowhere.
+    /// A length of 65,533 would mean SQL_NTS, for a text without a terminator.
     bool IsPassable() const { return length_ != SQL_NTS; }
     auto Passed() const { return std::tuple(text_, length_); }
 
@@ -116,7 +116,7 @@ private:
     SQLSMALLINT length_ = 0;
 };
 
-/// A wide name: null where its count is 0, otherwise widened here, or the host's own characters.
+/// A wide name: null if its length is 0, otherwise widened here, or the host's own characters.
 class WideName {
 public:
     explicit WideName(const zustring* name) : length_(static_cast<SQLSMALLINT>(name->length))
@@ -142,7 +142,7 @@ public:
     auto Passed() const { return std::tuple(text_, length_); }
 
 private:
-    // The conversion writes up to two characters more than the capacity that it is told.
+    // The conversion writes up to two characters more than the capacity that it is given.
     static constexpr int kCapacity = 512;
 
     SQLWCHAR buffer_[kCapacity + 2] = {};
@@ -151,7 +151,7 @@ private:
     bool fits_ = true;
 };
 
-// The first two characters, looked at together; of a name of one character what follows it, too.
+// Reads two characters at once, even of a name that has only one.
 bool StartsWithTwoZeros(const zustring* name)
 {
     std::uint32_t start = 0;
@@ -187,7 +187,7 @@ WideName ForOdbc(ZeroStart argument)
     return WideName(argument.name);
 }
 
-// Calls the member's operation; kOutOfRange without a call where a name can't be passed.
+// Calls the member's operation; kOutOfRange, without a call, if a name can't be passed.
 template <class Operation, class... Converted>
 SQLRETURN CallWith(CStatement& queried, Operation operation, const Converted&... converted)
 {
@@ -215,7 +215,7 @@ auto TracedBy(const Member& member, const zarray* statement, Arguments... argume
     return Traced(LeadingBytes{statement, bytes}, arguments...);
 }
 
-// The arguments stand in the order that the entry, its BEGIN record and ODBC share.
+// The arguments are in the order that the entry, its BEGIN record and ODBC share.
 template <class Operation, class... Arguments>
 int Query(const Member& member, const zarray* statement, int* result, Operation operation,
           Arguments... arguments)
@@ -335,7 +335,7 @@ extern "C" int SpecialColumns(const zarray* statement, int identifier_type, cons
                  catalog, schema, table, scope, nullable);
 }
 
-// Traces BEGIN only for an unknown handle, and after the look-up; and not the last number.
+// Traces BEGIN only for an unknown handle, after the look-up and without the last number.
 extern "C" int SpecialColumnsW(const zarray* statement, int identifier_type,
                                const zustring* catalog, const zustring* schema,
                                const zustring* table, int scope, int nullable, int* result)

@@ -29,7 +29,7 @@ extern "C" int SetStrConnectOption(const zarray* connection, int attribute, cons
     return OnConnection(
         entry, Traced(connection, attribute, value),
         [&](CConnection& changed) {
-            // Of the attribute the low 16 bits, where the entry above passes them all.
+            // Only the low 16 bits of the attribute; the entry above passes all of it.
             return SQLSetConnectAttr(changed.Handle(), static_cast<SQLUSMALLINT>(attribute),
                                      const_cast<char*>(value), SQL_NTS);
         },

@@ -6,8 +6,8 @@ using namespace frame;
 
 namespace {
 
-// An environment made for ODBC 3 is made anew for ODBC 2, which ends every open connection. Where
-// that failed, the next call tries again, whatever the option says by then.
+// Re-creates an environment of ODBC 3 for ODBC 2, which closes every open connection. If that
+// fails, the next call tries again, whatever the option is by then.
 void RecreateForLegacy()
 {
     const bool is_lost = first_time_thru == 0 && env.Handle() == nullptr;
@@ -34,7 +34,7 @@ bool FirstEnvironment()
     return true;
 }
 
-// What the two connecting entries share. prepare() resets the error record and re-creates the
+// Shared by the two connecting entries. prepare() resets the error record and re-creates the
 // environment, in the entry's own order; connect() returns a handle or null.
 template <class Prepare, class Arguments, class Connecting>
 int OpenConnection(const char* name, Prepare prepare, const Arguments& arguments,
@@ -45,7 +45,7 @@ int OpenConnection(const char* name, Prepare prepare, const Arguments& arguments
         prepare();
         has_environment = FirstEnvironment();
         if (!has_environment) {
-            connection->length = 0;  // the whole answer: no record, no flag
+            connection->length = 0;  // the only sign of the failure: no record, no flag
             return;
         }
         Trace(Begin(name), arguments);
@@ -88,7 +88,7 @@ extern "C" int DSNConnectWithTimeout(char* connection_string, int timeout, zarra
         [&] { return env.DSNConnect(connection_string, HandleOf(connection), err, timeout); });
 }
 
-// The entries without a timeout trace around the ones with, which trace again inside.
+// The entries without a timeout trace around those with one, which write their own records.
 
 extern "C" int Connect(const char* dsn, const char* uid, const char* pwd, zarray* connection)
 {
@@ -129,7 +129,7 @@ extern "C" int RemoveConnection(const zarray* connection, int* result)
     if (!done) {
         *result = ORVEL_ERROR;
     }
-    // The record of a removed connection ends as that of a closed one does.
+    // The END record has the name that it has for a closed connection.
     Trace(End(done ? "Disconnect" : "RemoveConnection"), *result);
     return 0;
 }

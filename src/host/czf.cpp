@@ -1,4 +1,4 @@
-// The callout table, and the one entry by which a host finds it.
+// The callout table, and the one function through which a host finds it.
 #include <string_view>
 #include <type_traits>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-// Which letters may stand for an argument of a type.
+// Which signature letters an argument type allows.
 template <class Argument>
 constexpr std::string_view kLetters{};
 template <>
@@ -37,7 +37,7 @@ consteval bool Agree(std::string_view signature, int (* /*function*/)(Arguments.
            ((kLetters<Arguments>.find(signature[at++]) != std::string_view::npos) && ...);
 }
 
-/// The signature of a function, which does not compile where the two disagree.
+/// The signature of a function; doesn't compile if the two disagree.
 template <auto Function>
 consteval const char* Signature(const char* letters)
 {
@@ -49,8 +49,8 @@ consteval const char* Signature(const char* letters)
 
 }  // namespace
 
-// A macro, since the cast keeps a constexpr function from making the row and the table would no
-// longer be constant data.
+// A macro, since the cast rules out a constexpr function and the table would no longer be constant
+// data.
 #define ROW(name, signature, function)                                                     \
     {                                                                                      \
         name, Signature<&function>(signature), reinterpret_cast<orvel_function>(&function) \

@@ -1,4 +1,4 @@
-// Entries: what became of the last call.
+// Entries: the outcome of the previous call.
 #include "host/entries.h"
 #include "host/frame.h"
 #include "odbc/SQLError.h"
@@ -7,13 +7,13 @@ using namespace frame;
 
 namespace {
 
-// A handle argument of length 0 stands for no handle.
+// A handle argument of length 0 means no handle.
 SQLHANDLE GivenHandle(const zarray* argument)
 {
     return argument->length != 0 ? HandleOf(argument) : nullptr;
 }
 
-// Fills the output and returns true where the END record with nothing in it is still to be written.
+// Fills the output. Returns true if the empty END record still has to be written.
 bool CollectErrors(SQLHDBC connection, SQLHSTMT statement, zarray* output)
 {
     if (statement != nullptr && env.GetStatementPointer(statement) == nullptr) {
@@ -42,7 +42,8 @@ extern "C" int GetSQLErrors(const zarray* connection, const zarray* statement, z
     bool end_is_due = true;
     Guarded([&] {
         Trace(Begin("GetSQLErrors"), connection, statement);
-        if (err.connect_error != 0) {  // whatever the handles: those of the attempt are freed
+        if (err.connect_error !=
+            0) {  // whatever the handles: those of the failed attempt are freed
             Trace(End("GetSQLErrors"));
             err.GetError(output);
             err.Reset();

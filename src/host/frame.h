@@ -2,9 +2,10 @@
 //
 // An entry resets the error record, traces BEGIN with its arguments, finds the object of its
 // handle, does its work inside a guard that lets nothing escape, reports the code, and traces END.
-// RunEntry is that frame. An entry names only what is its own: an Entry, the arguments it traces,
-// its work, and where its END record holds more than a code, that record. Entries of another order
-// are built from the same pieces: RunWithoutBegin, Guarded, Report, Traced, Trace, HandleOf.
+// RunEntry is that frame. An entry supplies only what is its own: an Entry, the arguments it
+// traces, its work, and, if its END record holds more than a code, that record. Entries that do
+// this in another order are built from the same pieces: RunWithoutBegin, Guarded, Report, Traced,
+// Trace, HandleOf.
 #pragma once
 
 #include <algorithm>
@@ -23,7 +24,7 @@ namespace frame {
 
 // Append adds an argument to a trace record, as its type is shown there.
 
-/// The first bytes of an argument, where a record doesn't hold as many as the argument counts.
+/// The first bytes of an argument, for a record that holds fewer than the argument's length.
 struct LeadingBytes {
     const zarray* argument;
     unsigned long count;
@@ -54,7 +55,7 @@ inline void Append(ZString& record, const ORVEL_EXSTR* text)
     record.AppendString(text->text, text->text != nullptr ? text->length : 0);
 }
 
-/// Elements by a callable: append(record).
+/// Elements appended by a callable: append(record).
 template <std::invocable<ZString&> Fill>
 void Append(ZString& record, Fill append)
 {
@@ -83,7 +84,7 @@ inline Label End(const char* function)
     return {function, " END"};
 }
 
-/// Writes a record, whatever the switch says.
+/// Writes a record, whatever the log option.
 template <class... Arguments>
 void TraceAlways(Label label, const Arguments&... arguments)
 {
@@ -102,8 +103,8 @@ void Trace(Label label, const Arguments&... arguments)
     }
 }
 
-/// How many bytes of a handle argument make the handle: 8 whatever it counts, or as many as it
-/// counts (8 at the most; the rest of the handle is zero).
+/// How many bytes of a handle argument make up the handle: 8 whatever its length word says, or as
+/// many as that says (at most 8; the rest of the handle is zero).
 enum class HandleBytes { kEight, kCounted };
 
 inline SQLHANDLE HandleOf(const zarray* argument, HandleBytes bytes = HandleBytes::kEight)
@@ -123,10 +124,10 @@ inline void StoreHandle(zarray* output, SQLHANDLE handle)
     output->length = sizeof handle;
 }
 
-/// Whether work may wait for a driver. What never waits may still ask for a guard of its own.
+/// Whether work may wait for a driver. Work that never waits may still create a guard of its own.
 enum class Waits { kForDriver, kNever };
 
-/// Runs work. Whatever it throws ends here, as the exception flag; then returns false.
+/// Runs work. An exception ends here: it sets the exception flag, and the result is false.
 template <class Work>
 bool Guarded(Work work, Waits waits = Waits::kForDriver)
 {
@@ -143,13 +144,13 @@ bool Guarded(Work work, Waits waits = Waits::kForDriver)
 }
 
 /// Where the code of the work goes: into the result argument, into the error record for
-/// "GetLastSQLCode", or nowhere but the error flag.
+/// "GetLastSQLCode", or only into the error flag.
 enum class Code { kToResult, kToRecord, kUnreported };
 
-/// What SQL_NO_DATA is to an entry.
+/// What SQL_NO_DATA means to an entry.
 enum class NoData { kIsError, kIsSuccess, kSetsFlag };
 
-/// What an entry is; a default is what most entries do.
+/// An entry's properties; the defaults are those of most entries.
 struct Entry {
     const char* name = "";           // of the function: trace records are labelled with it
     const zarray* handle = nullptr;  // the handle argument
@@ -163,8 +164,8 @@ struct Entry {
     const char* unknown_handle_label = name;  // in the END record of an unknown handle; null: none
 };
 
-/// What the work of an entry came to: a code, and a text where the END record of a failure holds
-/// that instead of the code.
+/// The outcome of an entry's work: a code, and a text if the END record of a failure holds that
+/// instead of the code.
 struct Outcome {
     Outcome(SQLRETURN return_code) : code(return_code) {}
     Outcome(SQLRETURN return_code, const char* text) : code(return_code), end_text(text) {}
@@ -181,7 +182,7 @@ struct Outcome {
     bool unknown_handle = false;
 };
 
-/// Sets the flag of a code that is no success, and returns as Report does.
+/// Sets the flag for a code that is not success, and returns as Report does.
 inline bool ReportFailure(const Entry& entry, const Outcome& outcome)
 {
     if (outcome.code == SQL_NO_DATA && entry.no_data != NoData::kIsError) {
@@ -206,8 +207,8 @@ inline bool ReportFailure(const Entry& entry, const Outcome& outcome)
     return true;
 }
 
-/// Reports an outcome. Returns false where that took an END record of its own, which the guard
-/// holds: that of an unknown handle, and of a failure where the entry has it so.
+/// Reports an outcome. Returns false if it has already written an END record, inside the guard:
+/// that of an unknown handle, and that of a failure if the entry asks for it.
 inline bool Report(const Entry& entry, const Outcome& outcome)
 {
     if (entry.code == Code::kToResult) {
@@ -219,8 +220,8 @@ inline bool Report(const Entry& entry, const Outcome& outcome)
 }
 
 /// The frame without a BEGIN record. work() does what the entry is for and returns its Outcome;
-/// end(record) fills the END record of a success, and of a call whose work was cut short by an
-/// exception. That record alone is written outside the guard.
+/// end_record(record) fills the END record of a success, and of a call whose work was cut short by
+/// an exception. Only that record is written outside the guard.
 template <class Work, class EndRecord>
 int RunWithoutBegin(const Entry& entry, Work work, EndRecord end_record)
 {
@@ -250,8 +251,8 @@ int RunEntry(const Entry& entry, const Arguments& arguments, Work work, EndRecor
 inline void NothingAtEnd(ZString& /*record*/)
 {}
 
-/// The frame's usual END record, of success and failure: the result argument as it stands, nothing
-/// where there is none.
+/// The frame's usual END record, for success and failure: the current result argument, or nothing
+/// if there is none.
 inline auto UsualEnd(const Entry& entry)
 {
     return [result = entry.code == Code::kToResult ? entry.result : nullptr](ZString& record) {

@@ -14,7 +14,7 @@ extern "C" int GetInfo(const zarray* connection, int type, zarray* output)
 
 extern "C" int GetTypeInfo(const zarray* statement, int data_type, int* result)
 {
-    // Only the ODBC call and what is traced of its failure are guarded.
+    // Only the ODBC call and the trace record of its failure are guarded.
     const Entry entry{.name = "GetTypeInfo", .result = result, .failure_end_guarded = true};
     err.Reset();
     Trace(Begin(entry.name), LeadingBytes{statement, sizeof(SQLHANDLE)}, data_type);
@@ -36,7 +36,7 @@ extern "C" int GetTypeInfo(const zarray* statement, int data_type, int* result)
 
 namespace {
 
-// The environment of a first call; without one the call is over.
+// Creates the environment in the first call; if that fails, the call ends.
 bool HasEnvironment(zarray* output)
 {
     if (first_time_thru != 1) {
@@ -55,8 +55,8 @@ bool HasEnvironment(zarray* output)
     return true;
 }
 
-// Writes the next source's name and description. Returns false, with nothing written, where there
-// is none.
+// Writes the next source's name and description. Returns false, with nothing written, if there is
+// none.
 bool TakeDataSource(int direction, zarray* output)
 {
     constexpr SQLSMALLINT kCapacity = 256;
@@ -68,7 +68,7 @@ bool TakeDataSource(int direction, zarray* output)
         SQLDataSources(env.Handle(), static_cast<SQLUSMALLINT>(direction),
                        reinterpret_cast<SQLCHAR*>(name), kCapacity, &name_length,
                        reinterpret_cast<SQLCHAR*>(description), kCapacity, &description_length);
-    if (!Succeeded(code)) {  // the end of the list, too: the host knows it by the error flag
+    if (!Succeeded(code)) {  // also at the end of the list, which the host sees as the error flag
         err.error = 1;
         return false;
     }
@@ -87,7 +87,7 @@ bool TakeDataSource(int direction, zarray* output)
 extern "C" int DataSources(int direction, zarray* output)
 {
     Trace(Begin("DataSources"), direction);
-    err.Reset();  // behind the record, unlike elsewhere
+    err.Reset();  // after the record, unlike elsewhere
     if (!HasEnvironment(output)) {
         return 0;
     }

@@ -1,4 +1,4 @@
-// Entries: one column's value, in pieces where it is long.
+// Entries: one column's value, in pieces if it is long.
 #include <sqlucode.h>
 
 #include "host/entries.h"
@@ -8,7 +8,7 @@ using namespace frame;
 
 namespace {
 
-// What the entries share. read(CStatement&, column, C type) asks the driver.
+// Shared by the entries. read(CStatement&, column, C type) calls the driver.
 template <class Read>
 int ReadColumn(const char* name, const zarray* statement, int column, int c_type, Read read)
 {
@@ -41,7 +41,7 @@ extern "C" int GetData(const zarray* statement, int column, int c_type, zarray* 
 
 extern "C" int GetDataW(const zarray* statement, int column, int c_type, zustring* output)
 {
-    // The frame of the output is the same; the host reads the length word as characters.
+    // The output has the same layout; the host reads its length word as characters.
     return ReadColumn("GetDataW", statement, column, c_type,
                       [output](CStatement& fetched, SQLUSMALLINT of, SQLSMALLINT as) {
                           return fetched.GetData(of, as, reinterpret_cast<zarray*>(output));

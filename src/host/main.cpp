@@ -13,7 +13,8 @@ const orvel_function* orvelfunctabp = nullptr;
 
 namespace {
 
-// The writer of lists knows no environment; it is told where the switch is before any entry runs.
+// The writer of lists doesn't know the environment; it gets the option's address before any entry
+// runs.
 [[maybe_unused]] const bool kWriterFollowsOption = [] {
     ZString::FollowUnicodeOption(&env.unicode_option);
     return true;

@@ -19,16 +19,16 @@ extern const void* orvelcallbackp;
 extern const orvel_function* orvelfunctabp;
 
 /// Writes one trace record, level "2", through the host's logging routine: name is terminated, data
-/// is a list of length bytes, flags are not used. Looks at no switch: its callers do. Returns 0.
+/// is a list of length bytes, flags are not used. Callers check the log option. Returns 0.
 int PutLog(const char* name, const char* data, int length, int flags);
 
-/// As PutLog, at a level of the caller's choice.
+/// Like PutLog, at a level that the caller chooses.
 void WriteHostLog(const char* level, const char* name, const char* data, int length);
 
-/// Hands an input long string back to the host.
+/// Returns an input long string to the host.
 void ReleaseHostString(ORVEL_EXSTR* string);
 
-/// Hands an input long string back to the host when the entry ends, whichever way it does.
+/// Returns an input long string to the host when the entry ends, however it does.
 class LongStringReturn {
 public:
     explicit LongStringReturn(ORVEL_EXSTR* string) : string_(string) {}
@@ -40,6 +40,6 @@ private:
     ORVEL_EXSTR* string_;
 };
 
-/// Asks the host for storage of so many bytes for the text of an output long string; null where it
-/// has none.
+/// Asks the host for length bytes of storage for the text of an output long string; null if it has
+/// none.
 char* AllocHostText(std::uint16_t length);

@@ -1,4 +1,4 @@
-// Entries: the switches of the process, the version, and the way to the host's log.
+// Entries: the process-wide options, the version, and a record to the host's log.
 #include <cstring>
 
 #include "host/entries.h"
@@ -6,12 +6,12 @@
 
 using namespace frame;
 
-// The option entries reset the error record at their own time and guard nothing: their one trace
-// record is all that can throw.
+// Each option entry resets the error record at a time of its own and guards nothing: only its one
+// trace record can throw.
 
 extern "C" int SetLogOption(int value, int* result)
 {
-    TraceAlways({"SetLogOption"}, value);  // so that the end of tracing is traced, too
+    TraceAlways({"SetLogOption"}, value);  // so that switching it off is traced, too
     err.Reset();
     env.log_option = value;
     *result = value;

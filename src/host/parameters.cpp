@@ -1,4 +1,4 @@
-// Entries: parameters, from their binding to the data they take at execution.
+// Entries: parameters, from binding to data at execution.
 #include "encoding/ZConstList.h"
 #include "host/entries.h"
 #include "host/frame.h"
@@ -44,7 +44,7 @@ extern "C" int UnbindParams(const zarray* statement, int* result)
 
 namespace {
 
-// What the two entries that set a value share; they differ in how they take it.
+// Shared by the two entries that set a value; they differ in how they read it.
 template <SQLRETURN (CStatement::*set)(ZConstList&, long)>
 int SetValue(const char* name, const zarray* statement, ORVEL_EXSTR* value, int number, int* result)
 {
@@ -112,7 +112,7 @@ extern "C" int ParamData(const zarray* statement, zarray* output)
 
 namespace {
 
-// Sends a piece of so many bytes; none stands for a NULL.
+// Sends a piece of that many bytes; none means NULL.
 SQLRETURN SendPiece(const CStatement& executed, const void* piece, SQLLEN bytes)
 {
     return SQLPutData(executed.Handle(), const_cast<void*>(piece),
@@ -130,7 +130,7 @@ extern "C" int PutData(const zarray* statement, const zarray* data, int* result)
 
 extern "C" int PutDataW(const zarray* statement, const zustring* data, int* result)
 {
-    // The characters go out as they are, for drivers whose wide characters have two bytes.
+    // The characters are passed unchanged, for drivers whose wide characters have two bytes.
     return OnStatement({.name = "PutDataW", .handle = statement, .result = result},
                        Traced(statement, data), [&](const CStatement& executed) {
                            return SendPiece(executed, data->characters, 2 * SQLLEN{data->length});

@@ -9,7 +9,7 @@ using namespace frame;
 
 namespace {
 
-// The END record that shows a list as it went out; nothing where an exception kept it from that.
+// The END record that shows the list returned; nothing if an exception prevented that.
 auto OutputEnd(const zarray* output)
 {
     return [output](ZString& record) {
@@ -99,7 +99,7 @@ extern "C" int StrColAttributeW(const zarray* statement, int column, int field, 
             }
             ZString list;
             if (length > 0) {
-                // Half the bytes are twice the characters: as many zeros follow the text.
+                // Half the bytes are twice the characters, so as many zeros follow the text.
                 const int counted = std::min(length / 2, kCharacters);
                 list.AppendWString(text, static_cast<unsigned long>(counted));
             } else if (length == 0) {

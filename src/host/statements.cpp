@@ -1,4 +1,4 @@
-// Entries: statements, from their allocation to what they ran.
+// Entries: statements, from allocation to their results.
 #include "encoding/conversions.h"
 #include "host/entries.h"
 #include "host/frame.h"
@@ -7,13 +7,13 @@ using namespace frame;
 
 namespace {
 
-// The longest text of "PrepareW" is a character shorter. Process-wide, as every conversion buffer
-// is.
+// The longest text of "PrepareW" is a character shorter. Process-wide, like every conversion
+// buffer.
 constexpr int kWideStatementSize = 32'768;
 wchar_t wide_statement[kWideStatementSize];
 
-// The END record of an entry whose result argument is a count: nothing, as the count is the host's
-// already, or the count as it stands where an exception cut the work short.
+// The END record of an entry whose result argument is a count: nothing, or the current count if an
+// exception cut the work short.
 auto CountEnd(const int* count)
 {
     return [count](ZString& record) {
@@ -35,7 +35,7 @@ extern "C" int AllocSt(const zarray* connection, zarray* statement)
         Traced(connection),
         [&](CConnection& owner) {
             CStatement* made = owner.AllocateStatement();
-            // 8 zero bytes, not an empty handle, where none was made.
+            // 8 zero bytes, not an empty handle, if none was allocated.
             StoreHandle(statement, made != nullptr ? made->Handle() : nullptr);
             err.error = made == nullptr ? 1 : 0;
             return SQLRETURN{SQL_SUCCESS};
@@ -62,7 +62,7 @@ extern "C" int PrepareHandle(const zarray* statement, ORVEL_EXSTR* text, int* re
 
 extern "C" int PrepareHandleW(const zarray* statement, const zustring* text, int* result)
 {
-    // The record shows as many bytes as the text has characters: its first half.
+    // The record holds as many bytes as the text has characters: its first half.
     const auto first_half = [text](ZString& record) {
         record.AppendString(reinterpret_cast<const char*>(text->characters), text->length);
     };
@@ -84,12 +84,12 @@ extern "C" int PrepareHandleW(const zarray* statement, const zustring* text, int
 extern "C" int PreparseSQL(const zustring* /*text*/, int /*option*/, const zarray* /*list*/,
                            zarray* /*output*/)
 {
-    return 0;  // the row is there for hosts that look for it; there is nothing to do
+    return 0;  // the row exists for hosts that look for it; there is nothing to do
 }
 
 extern "C" int Execute(const zarray* statement, int* result)
 {
-    // SQL_NEED_DATA sets the error flag, too: the host sees 99 and goes on with "ParamData".
+    // SQL_NEED_DATA sets the error flag, too: the host sees 99 and continues with "ParamData".
     return OnStatement(
         {.name = "Execute", .handle = statement, .result = result, .no_data = NoData::kIsSuccess},
         Traced(statement), [](CStatement& prepared) { return prepared.Execute(); });
@@ -97,7 +97,7 @@ extern "C" int Execute(const zarray* statement, int* result)
 
 extern "C" int MoreResults(const zarray* statement, int* result)
 {
-    // An unknown handle is traced under the name of the entry that brought the first result.
+    // An unknown handle is traced under the name of the entry that produced the first result.
     return OnStatement({.name = "MoreResults",
                         .handle = statement,
                         .result = result,
@@ -122,7 +122,7 @@ extern "C" int RowCount(const zarray* statement, int* count)
 
 extern "C" int NumResultCols(const zarray* statement, int* count)
 {
-    // An unknown handle is traced as the other count does it.
+    // An unknown handle is traced under the name of the other count.
     return OnStatement(
         {.name = "NumResultCols",
          .handle = statement,

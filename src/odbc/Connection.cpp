@@ -72,7 +72,7 @@ SQLRETURN CConnection::GetInfo(std::int64_t type, zarray* output)
     } else if (length <= 0) {
         list.AppendEmptyValue();
     } else {
-        // The length of a value that was cut is that of the whole.
+        // The length of a truncated value is that of the whole.
         list.AppendString(value, static_cast<unsigned long>(std::min(length, kCapacity)));
     }
     list.CopyTo(output);

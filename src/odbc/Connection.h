@@ -21,23 +21,24 @@ public:
     CConnection(const CConnection&) = delete;
     CConnection& operator=(const CConnection&) = delete;
 
-    /// Allocates a statement handle and registers it. Returns null for any code but SQL_SUCCESS:
-    /// after SQL_SUCCESS_WITH_INFO the driver's handle is neither registered nor freed.
+    /// Allocates a statement handle and registers it. Returns null for any code other than
+    /// SQL_SUCCESS: after SQL_SUCCESS_WITH_INFO the driver's handle is neither registered nor
+    /// freed.
     CStatement* AllocateStatement();
 
-    /// Registers a statement here and in the environment, or in neither where memory fails. An
-    /// entry of the same handle is kept, and returned.
+    /// Registers a statement here and in the environment, or in neither if memory runs out. An
+    /// existing entry for the handle is kept, and returned.
     CStatement* AddStatement(SQLHSTMT handle);
 
-    /// Takes the entry out of this connection's map, which deletes the object.
+    /// Removes the entry from this connection's map, which deletes the object.
     void EraseStatement(SQLHSTMT handle);
 
-    /// Deletes every statement object and takes it out of both maps.
+    /// Deletes every statement object and removes it from both maps.
     void ReleaseAll();
 
-    /// Writes one item of driver information as a list of one string: the bytes as the driver gives
-    /// them, one zero byte where it gives none, "<ERROR>" where it fails. Returns SQLGetInfo's
-    /// code.
+    /// Writes one item of driver information as a list of one string: the bytes as the driver
+    /// supplies them, one zero byte if it supplies none, "<ERROR>" if it fails. Returns
+    /// SQLGetInfo's code.
     SQLRETURN GetInfo(std::int64_t type, zarray* output);
 
     CEnvironment* Environment() const { return environment_; }

@@ -44,7 +44,7 @@ CEnvironment::~CEnvironment()
     try {
         Free();
     } catch (...) {
-        // Nobody is left to tell, and the process or the unloading goes on.
+        // There is nowhere to report it; exiting or unloading continues.
     }
 }
 
@@ -68,7 +68,7 @@ SQLRETURN CEnvironment::Free()
         return SQL_SUCCESS;
     }
     if (process_ != ::getpid()) {
-        connections_.clear();  // what is open is the parent's
+        connections_.clear();  // the connections are the parent's
         handle_ = nullptr;
         return SQL_SUCCESS;
     }
@@ -145,8 +145,8 @@ SQLHDBC CEnvironment::ConnectToDSN(char* connection_string, const char* /*reserv
     }
     char completed[256] = {};
     constexpr SQLSMALLINT kCompletedCapacity = 254;
-    // iODBC 3.52.9 writes through this pointer after every success without a test for null
-    // (any test of tests/sources crashes with a null pointer).
+    // iODBC 3.52.9 writes through this pointer after every success without checking it for null
+    // (with a null pointer every test of tests/sources crashes).
     SQLSMALLINT completed_length = 0;
     const SQLRETURN code =
         SQLDriverConnect(connection.Get(), nullptr, AsText(in.c_str()), TextLength(in.c_str()),

@@ -17,9 +17,9 @@ class CError;
 class ConnectionHandle;
 class CStatement;
 
-/// The process's ODBC environment, its switches, and the registry of connections and statements
-/// by ODBC handle. A handle that is not in the registry reaches no driver, but for the connection
-/// handle of "GetSQLErrors": the records of a connection that was removed can still be read.
+/// The process's ODBC environment, its options, and the registry of connections and statements by
+/// ODBC handle. A handle that is not in the registry reaches no driver, except for the connection
+/// handle of "GetSQLErrors": the records of a removed connection can still be read.
 ///
 /// In a child of fork() the environment frees nothing: its connections are the parent's.
 ///
@@ -32,24 +32,24 @@ public:
     CEnvironment(const CEnvironment&) = delete;
     CEnvironment& operator=(const CEnvironment&) = delete;
 
-    /// Creates the environment handle, for ODBC 2 with the legacy option and for ODBC 3 without,
-    /// and tells the driver manager that version. Returns the code of SQLAllocHandle; there is a
-    /// version only where that succeeded. An earlier handle is replaced, not freed.
+    /// Creates the environment handle and sets its ODBC version: 2 with the legacy option, 3
+    /// without. Returns the code of SQLAllocHandle; the version is set only if that succeeds. An
+    /// earlier handle is replaced, not freed.
     SQLRETURN AllocEnv();
 
-    /// Disconnects everything and frees the environment handle; in another process than the one
-    /// that made the handle, only forgets both. Returns 0 where there is none.
+    /// Disconnects everything and frees the environment handle; in a process other than the one
+    /// that allocated it, only drops both. Returns 0 if there is none.
     SQLRETURN Free();
 
     /// Connects to a data source by name and registers the connection. Returns its handle, or null,
     /// for a refused attempt with the first diagnostic record in error. A timeout (seconds) of 0
-    /// sets none; a null dsn connects to nothing. The reserved handle is not used.
+    /// sets none; with a null dsn there is no attempt. The reserved handle is not used.
     SQLHDBC Connect(const char* dsn, const char* uid, const char* pwd, SQLHANDLE reserved,
                     CError& error, int timeout);
 
     /// Connects by a connection string, or by a bare data source name, and registers the
-    /// connection. Otherwise as Connect; a string that starts with DRIVER or DSN is cut to 254
-    /// characters in place.
+    /// connection. Otherwise like Connect; a string that starts with DRIVER or DSN is truncated to
+    /// 254 characters in place.
     SQLHDBC DSNConnect(char* connection_string, SQLHANDLE reserved, CError& error, int timeout);
 
     /// DSNConnect without registering: the handle is connected and belongs to the caller.
@@ -60,29 +60,29 @@ public:
     CConnection* GetConnectionPointer(SQLHDBC handle) const;
     CStatement* GetStatementPointer(SQLHSTMT handle) const { return statements_.Find(handle); }
 
-    /// Registers a connection and returns its object; an entry of the same handle is kept.
+    /// Registers a connection and returns its object; an existing entry for the handle is kept.
     CConnection* AddConnection(SQLHDBC handle);
     void AddStPointer(CStatement* statement);
 
-    /// Takes the entry out of the statement map; deletes nothing.
+    /// Removes the entry from the statement map; deletes nothing.
     void EraseStatement(SQLHSTMT handle);
 
     /// Frees the statement's handle and deletes its object. A statement whose handle the driver
-    /// doesn't free stays registered.
+    /// fails to free stays registered.
     SQLRETURN DropStatement(SQLHSTMT handle);
 
-    /// Deletes the connection's objects, disconnects and frees its handle. The registry forgets the
+    /// Deletes the connection's objects, disconnects and frees its handle. The registry drops the
     /// connection first, so a failed disconnect leaves no entry behind.
     SQLRETURN Disconnect(SQLHDBC handle);
     void DisconnectAll();
 
-    /// Forgets a connection and its statements without an ODBC call; their handles stay open.
+    /// Drops a connection and its statements without an ODBC call; their handles stay open.
     void RemoveConnection(SQLHDBC handle);
 
     SQLHENV Handle() const { return handle_; }
     std::int64_t OdbcVersion() const { return odbc_version_; }
 
-    // The switches; zero is off. Each is looked at by those it concerns when they act.
+    // The options; zero is off. Each is read when the code that it concerns runs.
     std::int64_t unicode_option = 0;
     std::int64_t log_option = 0;
     std::int64_t legacy_option = 0;
@@ -95,8 +95,8 @@ private:
 
     std::int64_t odbc_version_ = 0;  // 2 or 3 once there is an environment
     SQLHENV handle_ = nullptr;
-    pid_t process_ = 0;  // that made the handle
+    pid_t process_ = 0;  // that allocated the handle
     BrokenPipeHandler broken_pipe_;
-    HandleMap<CStatement> statements_;  // each object is its connection's
+    HandleMap<CStatement> statements_;  // each connection owns its objects
     std::map<SQLHDBC, std::unique_ptr<CConnection>> connections_;
 };

@@ -1,4 +1,4 @@
-// The error record: what became of the last entry called.
+// The error record: the outcome of the last entry called.
 #pragma once
 
 #include <sql.h>
@@ -7,8 +7,8 @@
 
 #include "orvelgw.h"
 
-/// The outcome of the last entry, as "WasError", "GetLastSQLCode" and "GetSQLErrors" report it. One
-/// for the process.
+/// The outcome of the last entry, as "WasError", "GetLastSQLCode" and "GetSQLErrors" report it. The
+/// process has one.
 class CError {
 public:
     static constexpr std::size_t kMessageSize = 512;
@@ -30,7 +30,7 @@ public:
         connect_error = 0;
     }
 
-    /// What "WasError" says of the flags.
+    /// The flags as the number that "WasError" returns.
     int Condensed() const;
 
     /// Sets connect_error and keeps the first diagnostic record of the most specific handle given

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <vector>
 
-/// Objects by ODBC handle, for look-ups that cost one read of memory however many handles there
-/// are: a table of slots, at most half of them taken, in which a handle stands at its slot or,
-/// where that is taken, at the next free one. Owns nothing.
+/// Objects by ODBC handle, with look-ups that cost one memory access however many handles there
+/// are: a table of slots, at most half of them in use, in which a handle is in its own slot or, if
+/// that is in use, in the next free one. Owns nothing.
 template <class Object>
 class HandleMap {
 public:
@@ -19,7 +19,7 @@ public:
         return slots_.empty() ? nullptr : slots_[SlotOf(handle)].object;
     }
 
-    /// Keeps an entry of the same handle. Throws std::bad_alloc, and has changed nothing then.
+    /// Keeps an existing entry for the handle. If it throws std::bad_alloc, nothing has changed.
     void Insert(SQLHANDLE handle, Object* object)
     {
         if (2 * (count_ + 1) > slots_.size()) {
@@ -40,7 +40,7 @@ public:
         std::size_t hole = SlotOf(handle);
         slots_[hole] = {};
         --count_;
-        // What stands behind the hole may have been pushed there by what was in it.
+        // An entry after the hole may be there because the hole was in use.
         for (std::size_t at = Next(hole); slots_[at].object != nullptr; at = Next(at)) {
             const Slot moved = slots_[at];
             slots_[at] = {};
@@ -56,7 +56,7 @@ private:
 
     std::size_t Next(std::size_t slot) const { return (slot + 1) & (slots_.size() - 1); }
 
-    // Where the handle stands, or would.
+    // The slot where the handle is, or would be.
     std::size_t SlotOf(SQLHANDLE handle) const
     {
         // Handles are addresses: the product carries all of their bits into the upper half.

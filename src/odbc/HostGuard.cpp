@@ -8,7 +8,7 @@ namespace {
 extern "C" void SwallowInEntry(int signal)
 {
     if (!HostGuard::IsInEntry()) {
-        // Not a driver's: the process ends of it when this handler has returned.
+        // Not a driver's: it ends the process once this handler has returned.
         std::signal(signal, SIG_DFL);
         std::raise(signal);
     }

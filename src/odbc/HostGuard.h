@@ -1,4 +1,4 @@
-// What a driver must not do to the host.
+// Protection of the host against what drivers do to the process.
 #pragma once
 
 #include <pthread.h>
@@ -7,10 +7,10 @@
 #include <string>
 
 /// Marks the calling thread as one that runs an entry, until the end of the scope. A SIGPIPE that
-/// it gets meanwhile is a driver's, see BrokenPipeHandler. Scopes nest. No system call is made.
+/// it receives meanwhile is a driver's, see BrokenPipeHandler. Scopes nest. Makes no system call.
 class HostGuard {
 public:
-    /// kOff where the thread may wait for a driver or run the host's code: a thread that is
+    /// kOff if the thread may wait for a driver or run the host's code: a thread that is
     /// cancelled there would be unwound through the guard that lets nothing escape. Switching it
     /// off and on costs as much as the rest of a short entry.
     enum class Cancellation { kOff, kAsItIs };
@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    static inline std::atomic<pthread_t> thread_in_entry{};  // none: zero, which no thread is
+    static inline std::atomic<pthread_t> thread_in_entry{};  // zero, which is no thread's id: none
     static_assert(std::atomic<pthread_t>::is_always_lock_free);
 
     pthread_t outer_;
@@ -50,15 +50,15 @@ private:
 
 /// Keeps a lost server from ending the process.
 ///
-/// A write to a server that is gone is an error to the driver that does it and no SIGPIPE to the
-/// process, which would end: Virtuoso's driver 7.2.5 leaves the signal to others (tests/sources,
-/// LostServer.IsAnErrorAndNoMore). Where the host leaves SIGPIPE to the system, this handler
-/// swallows what a thread gets that runs an entry, and lets any other end the process. A host that
-/// ignores the signal or handles it keeps its own disposition.
+/// A write to a server that is gone is an error for the driver that writes, without the SIGPIPE
+/// that would end the process: Virtuoso's driver 7.2.5 doesn't handle it (tests/sources,
+/// LostServer.IsAnErrorAndNoMore). If the host leaves SIGPIPE to the system, this handler
+/// suppresses one received by a thread that runs an entry, and lets any other end the process. A
+/// host that ignores or handles the signal keeps its own disposition.
 class BrokenPipeHandler {
 public:
     BrokenPipeHandler() = default;
-    /// Gives the signal back to the system where the handler is still this one.
+    /// Returns the signal to the system if the handler is still this one.
     ~BrokenPipeHandler();
     BrokenPipeHandler(const BrokenPipeHandler&) = delete;
     BrokenPipeHandler& operator=(const BrokenPipeHandler&) = delete;
@@ -69,8 +69,8 @@ public:
     static void Remove();
 };
 
-/// Puts the process's LC_CTYPE, by which text is converted, back at the end of the scope:
-/// psqlodbca.so 13.02 sets that of the environment as it connects (tests/sources,
+/// Restores the process's LC_CTYPE, which governs text conversion, at the end of the scope:
+/// psqlodbca.so 13.02 sets that of the environment when it connects (tests/sources,
 /// Values.OfTextInEveryMode). No driver measured changes it in another call.
 class LocaleGuard {
 public:

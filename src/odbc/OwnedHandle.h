@@ -1,4 +1,4 @@
-// Handles that the registry does not list, and who has to free them.
+// Owners of handles that are not in the registry.
 #pragma once
 
 #include <sql.h>
@@ -6,8 +6,8 @@
 
 #include <utility>
 
-/// Owns a handle of an ODBC type (SQL_HANDLE_STMT, SQL_HANDLE_DBC) until somebody takes it over:
-/// whatever throws meanwhile, it is freed.
+/// Owns a handle of an ODBC type (SQL_HANDLE_STMT, SQL_HANDLE_DBC) until it is released: whatever
+/// throws meanwhile, it is freed.
 template <SQLSMALLINT handle_type>
 class OwnedHandle {
 public:
@@ -17,20 +17,20 @@ public:
         try {
             Free();
         } catch (...) {
-            // What kept the handle from its new owner is on its way already.
+            // The exception that prevented the release is already being thrown.
         }
     }
     OwnedHandle(const OwnedHandle&) = delete;
     OwnedHandle& operator=(const OwnedHandle&) = delete;
 
-    /// Null where there is none.
+    /// Null if there is none.
     SQLHANDLE Get() const { return handle_; }
 
-    /// Hands the handle over; there is none any more.
+    /// Hands the handle over; this object no longer has one.
     SQLHANDLE Release() { return std::exchange(handle_, nullptr); }
 
-    /// Frees the handle; a driver manager that throws is not asked again. Returns SQLFreeHandle's
-    /// code, SQL_SUCCESS where there is none.
+    /// Frees the handle; if the driver manager throws, it is not called again. Returns
+    /// SQLFreeHandle's code, or SQL_SUCCESS if there is no handle.
     SQLRETURN Free()
     {
         return handle_ != nullptr ? SQLFreeHandle(handle_type, Release()) : SQLRETURN{SQL_SUCCESS};
@@ -42,7 +42,7 @@ private:
 
 using StatementHandle = OwnedHandle<SQL_HANDLE_STMT>;
 
-/// Owns a connection handle in the same way; one that is connected is disconnected first.
+/// Likewise owns a connection handle; if connected, it is disconnected first.
 class ConnectionHandle {
 public:
     enum class State { kAllocated, kConnected };
@@ -65,7 +65,7 @@ public:
     SQLHDBC Release() { return handle_.Release(); }
     void SetConnected() { state_ = State::kConnected; }
 
-    /// Disconnects what is connected and frees the handle. Returns SQLFreeHandle's code.
+    /// Disconnects if connected, and frees the handle. Returns SQLFreeHandle's code.
     SQLRETURN Close()
     {
         Disconnect();

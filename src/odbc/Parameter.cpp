@@ -30,7 +30,7 @@ bool IsWrittenAsText(SQLSMALLINT sql_type)
            sql_type == SQL_REAL || sql_type == SQL_DOUBLE;
 }
 
-// Room for n bytes of a value and what ends it.
+// Room for n bytes of a value and its terminator.
 std::size_t BufferSize(std::size_t n, std::size_t with_end)
 {
     return n < kSmallestBuffer ? kSmallestBuffer : with_end;
@@ -44,7 +44,7 @@ Value Load(const ZeroedBuffer& buffer)
     return value;
 }
 
-// The element of a parameter's number, as an integer; 0 where there is none.
+// The element with a parameter's number, as an integer; 0 if there is none.
 int IntegerOf(ZConstList& list, long number)
 {
     return list.MoveTo(number) != 0 ? list.GetInt() : 0;
@@ -104,13 +104,13 @@ void CParameter::SetColDefFromList(ZConstList& column_sizes)
 
 SQLRETURN CParameter::Bind()
 {
-    const HostGuard guard;  // of storing a value this alone can wait for the driver
+    const HostGuard guard;  // in storing a value only this can wait for the driver
     constexpr SQLULEN kCharacterSize = 512;
     if (sql_type_ == SQL_CHAR && column_size_ == 0) {
         column_size_ = kCharacterSize;
     }
     const bool has_token = indicator_ == SQL_LEN_DATA_AT_EXEC(0);
-    was_refused_ = true;  // unless it is not
+    was_refused_ = true;  // until SQLBindParameter has succeeded
     const SQLRETURN code = has_token ? BindTo(0, 0, AsPointer(number_), 0)
                                      : BindTo(column_size_, decimal_digits_, buffer_.Data(),
                                               static_cast<SQLLEN>(buffer_.Size()));
@@ -139,8 +139,8 @@ SQLRETURN CParameter::BindTo(SQLULEN column_size, SQLSMALLINT decimal_digits, SQ
                             &indicator_);
 }
 
-// Makes a new buffer of that size where the present one is smaller than what is wanted; returns
-// whether it did.
+// Allocates a new buffer of that size if the current one is smaller than needed; returns whether it
+// did.
 bool CParameter::MakeRoom(std::size_t wanted, std::size_t size)
 {
     if (!buffer_.IsEmpty() && buffer_.Size() >= wanted) {
@@ -178,7 +178,7 @@ void CParameter::StoreTerminated(const Character* text, std::size_t n)
 int CParameter::SetBinaryFromList(ZConstList& value)
 {
     const auto bytes = value.Payload();
-    // One byte more than what is asked for: the terminator behind a value that just fits.
+    // One byte more than asked for: the terminator of a value that just fits.
     const bool grows = MakeRoom(bytes.size(), BufferSize(bytes.size(), bytes.size() + 1));
     if (bytes.empty()) {
         indicator_ = SQL_NULL_DATA;
@@ -262,13 +262,13 @@ void CParameter::StoreInteger(long value)
     if (!(sql_type_ == SQL_BIGINT && c_type_ == SQL_C_UBIGINT)) {
         c_type_ = is_wide ? SQL_C_SBIGINT : SQL_C_SLONG;
     }
-    // All 64 bits, whatever the C type: Virtuoso's driver 7.2.5 reads as many of SQL_C_SLONG
-    // (tests/sources, Values.ThereAndBack). The first 32 are the value for those that keep to it.
+    // All 64 bits, whatever the C type: Virtuoso's driver 7.2.5 reads that many for SQL_C_SLONG
+    // (tests/sources, Values.ThereAndBack). The first 32 are the value for conforming drivers.
     Store(&value, sizeof value);
     indicator_ = 0;
 }
 
-// Bytes of the value by its indicator, within the buffer.
+// Bytes of the value according to its indicator, within the buffer.
 std::size_t CParameter::ValueLength() const
 {
     return std::min(static_cast<std::size_t>(std::max<SQLLEN>(indicator_, 0)), buffer_.Size());
@@ -281,7 +281,7 @@ void CParameter::AppendText(ZString& list) const
     } else if (indicator_ == SQL_NTS) {
         list.AppendString(buffer_.Data(), strnlen(buffer_.Data(), buffer_.Size()));
     } else {
-        // A copy that ends: text is converted up to its terminator, whatever its length.
+        // A terminated copy: text is converted up to its terminator, whatever its length.
         const std::string text(buffer_.Data(), indicator_ < 0 ? 0 : buffer_.Size());
         list.AppendConvert(text.c_str(), ValueLength());
     }
@@ -303,7 +303,7 @@ void CParameter::AppendWideText(ZString& list) const
 void CParameter::AppendValue(ZString& list) const
 {
     if (indicator_ == SQL_DEFAULT_PARAM) {
-        list.push_back('\x01');  // the element of no value
+        list.push_back('\x01');  // the element without a value
         return;
     }
     if (indicator_ == SQL_NULL_DATA) {

@@ -15,14 +15,14 @@ class ZConstList;
 class ZString;
 
 /// A parameter's description for ODBC and the buffer of its value, which the driver reads and fills
-/// by its address: whatever moves the buffer or changes what it holds wants a new Bind.
+/// through its address: moving the buffer or changing its type requires a new Bind.
 class CParameter {
 public:
     /// A parameter of character input, without a buffer; the setters below complete it.
     CParameter(CStatement* statement, long number);
 
-    /// A complete description. length is the buffer's (259 bytes at the least, length + 4 from 256
-    /// on) and the first indicator; SQL_LEN_DATA_AT_EXEC(0), -100, asks for data at execution.
+    /// A complete description. length is the buffer's (at least 259 bytes, length + 4 from 256 on)
+    /// and the first indicator; SQL_LEN_DATA_AT_EXEC(0), -100, asks for data at execution.
     CParameter(CStatement* statement, int number, int io_type, int c_type, int sql_type,
                int column_size, int decimal_digits, int length);
 
@@ -30,39 +30,38 @@ public:
     CParameter(const CParameter&) = delete;
     CParameter& operator=(const CParameter&) = delete;
 
-    // Each takes its field from the element of the parameter's number; 0 where there is none.
+    // Each reads its field from the element with the parameter's number; 0 if there is none.
 
-    /// The buffer's length (512 bytes at the least, n + 1 from 512 on) and the first indicator.
+    /// The buffer's length (at least 512 bytes, n + 1 from 512 on) and the first indicator.
     void SetLenFromList(ZConstList& lengths);
-    /// The SQL type; binary types and SQL_WCHAR bring their C type with them.
+    /// The SQL type; binary types and SQL_WCHAR also set the C type.
     void SetDTPFromList(ZConstList& sql_types);
     void SetScaleFromList(ZConstList& scales);
     void SetIOTypeFromList(ZConstList& io_types);
     void SetColDefFromList(ZConstList& column_sizes);
 
-    /// Stores the current element as the value, in the C type that suits it. Returns 1 where the
-    /// parameter has to be bound again, else 0. An element of no supported type changes nothing.
+    /// Stores the current element as the value, in the C type that suits it. Returns 1 if the
+    /// parameter has to be bound again, else 0. An element of an unsupported type changes nothing.
     int SetFromList(ZConstList& value);
-    /// Stores the current element's bytes as they are. As above; but a C type that becomes
-    /// SQL_C_BINARY here reaches the driver only with the next binding.
+    /// Likewise stores the current element's bytes unchanged; but the driver learns that the C type
+    /// is now SQL_C_BINARY only when the parameter is next bound.
     int SetBinaryFromList(ZConstList& value);
 
-    /// SQLBindParameter with the buffer, or with the number as a token where data is to come at
-    /// execution.
+    /// SQLBindParameter with the buffer, or with the number as a token for data at execution.
     SQLRETURN Bind();
 
     /// Appends the value as the driver or the host left it: one element, or nothing for a C type
-    /// without a form here (SQL_C_SBIGINT among them).
+    /// that is not supported here (such as SQL_C_SBIGINT).
     void AppendValue(ZString& list) const;
 
-    /// Whether a value that comes now needs a new binding, even if it changes nothing else. Where
-    /// the driver holds a token in the place of the buffer, it would take that for an address. And
-    /// iODBC 3.52.9 makes narrow text, in place, of a wide parameter that a narrow driver is
-    /// executed with, and takes whatever comes there later for narrow text (tests/sources,
+    /// Whether a value set now needs a new binding, even if it changes nothing else. A driver that
+    /// holds a token instead of the buffer would take the token for an address. And at execution
+    /// with a narrow driver, iODBC 3.52.9 converts a wide parameter to narrow text in place, and
+    /// takes whatever is stored there later for narrow text (tests/sources,
     /// Values.OfWideTextAgain).
     bool WantsBinding() const;
 
-    /// Whether the driver has taken a binding, and may read and write by it until there is another.
+    /// Whether the driver has accepted a binding, and may read and write through it until the next.
     bool IsBound() const { return is_bound_; }
 
     SQLSMALLINT GetCType() const { return c_type_; }
@@ -89,8 +88,8 @@ private:
     CStatement* statement_;
     SQLLEN indicator_ = 0;
     SQLULEN column_size_ = 0;
-    ZeroedBuffer buffer_;    // its size is what is bound as BufferLength
-    ZeroedBuffer outgrown_;  // that the driver holds until the next binding
+    ZeroedBuffer buffer_;    // its size is bound as BufferLength
+    ZeroedBuffer outgrown_;  // which the driver holds until the next binding
     SQLSMALLINT decimal_digits_ = 0;
     SQLSMALLINT sql_type_ = 0;
     SQLSMALLINT c_type_ = SQL_C_CHAR;
@@ -99,9 +98,9 @@ private:
     bool is_bound_ = false;
     bool was_refused_ = false;  // the last binding
     bool is_bound_to_token_ = false;
-    bool holds_buffer_ = false;       // the driver, by its address
+    bool holds_buffer_ = false;       // the driver has its address
     unsigned long bound_before_ = 0;  // how many executions preceded the binding
 };
 
-/// 8-bit text on its way into a parameter as wide characters.
+/// 8-bit text to be widened into a parameter.
 extern wchar_t wconvbuf[kConversionLimit];

@@ -1,4 +1,4 @@
-// Rows on their way to the host.
+// Rows to be returned to the host.
 #pragma once
 
 #include <cstddef>
@@ -9,13 +9,13 @@
 #include "odbc/blocks.h"
 #include "orvelgw.h"
 
-/// A host list of values, or of rows of values, in memory that is kept from one call to the next.
+/// A host list of values, or of rows of values, in memory that is reused from call to call.
 class RowList {
 public:
     /// Empties the list.
     void Restart() { end_ = 0; }
 
-    /// Adds an element of n bytes, behind which kBlock more are readable.
+    /// Adds an element of n bytes, after which kBlock more are readable.
     void Append(ElementType type, const char* payload, std::size_t n)
     {
         char* head = Room(kLongestHead + n + kBlock);
@@ -26,7 +26,7 @@ public:
     /// Adds a string.
     void AppendText(std::string_view text);
 
-    /// What is added from here to EndRow is one element of the list.
+    /// What is added from here up to EndRow is one element of the list.
     void BeginRow()
     {
         Room(row_head_);
@@ -39,7 +39,7 @@ public:
     std::size_t Size() const { return end_; }
 
     /// Fills an output: the low 16 bits of the list's length, then all of its bytes. The list is
-    /// empty then, and the memory of a rare huge one is given back.
+    /// then empty, and the memory of a rare huge one is freed.
     void MoveTo(zarray* output);
 
 private:
@@ -54,6 +54,6 @@ private:
 
     ZeroedBuffer buffer_;
     std::size_t end_ = 0;
-    std::size_t row_ = 0;       // where the row being built begins, behind its head
-    std::size_t row_head_ = 2;  // what was left for that head: as much as the last one took
+    std::size_t row_ = 0;       // where the row being built begins, after its head
+    std::size_t row_head_ = 2;  // space reserved for that head: as much as the last one needed
 };

@@ -10,11 +10,11 @@
 
 namespace {
 
-// What a driver is offered of the text: a terminator always fits behind it.
+// The part of the text that a driver is offered, always with room for a terminator after it.
 constexpr SQLSMALLINT kTextCapacity = 511;
 
-// A driver that never runs out of records ends here.
-constexpr int kMostRecords = 65'535;
+// The limit for a driver that never runs out of records.
+constexpr int kMaxRecords = 65'535;
 
 }  // namespace
 
@@ -72,7 +72,7 @@ int CSQLError::GetErrors(SQLHENV environment, SQLHDBC connection, SQLHSTMT state
     Take(environment, connection, statement);
     ZString list;
     if (HandlesGiven()) {
-        for (int number = 1; number <= kMostRecords && Succeeded(ReadRecord(number)); ++number) {
+        for (int number = 1; number <= kMaxRecords && Succeeded(ReadRecord(number)); ++number) {
             list.AppendNTString(Line().c_str());
         }
     }

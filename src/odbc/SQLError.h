@@ -8,9 +8,9 @@
 #include "odbc/Error.h"
 #include "orvelgw.h"
 
-/// Reads the diagnostic records of a handle and makes a line of each:
+/// Reads the diagnostic records of a handle and formats each as a line:
 /// "  SQLState: (HY000) NativeError: [1] Message: no such table: x\r\n". Of the three handles that
-/// both operations take (null: not given) the most specific is asked.
+/// both operations take (null: not given), the most specific is used.
 class CSQLError {
 public:
     CSQLError() = default;
@@ -18,12 +18,12 @@ public:
     CSQLError(const CSQLError&) = delete;
     CSQLError& operator=(const CSQLError&) = delete;
 
-    /// Writes the line of the first record, cut to the destination; empty fields where there is no
-    /// record. Returns SQLGetDiagRec's code, 0 where no handle is given.
+    /// Writes the line of the first record, truncated to the destination; empty fields if there is
+    /// no record. Returns SQLGetDiagRec's code, or 0 if no handle is given.
     SQLRETURN GetOneError(SQLHENV environment, SQLHDBC connection, SQLHSTMT statement,
                           char (&line)[CError::kMessageSize]);
 
-    /// Writes every record's line as a list of strings, one empty string where there is none.
+    /// Writes every record's line as a list of strings, one empty string if there is none.
     /// Returns 0.
     int GetErrors(SQLHENV environment, SQLHDBC connection, SQLHSTMT statement, zarray* output);
 

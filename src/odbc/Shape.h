@@ -1,4 +1,4 @@
-// What ODBC tells of a column's or a parameter's type.
+// What ODBC reports about the type of a column or parameter.
 #pragma once
 
 #include <sql.h>

@@ -32,8 +32,8 @@ SQLRETURN CStatement::Prepare(char* text, int length)
         return SQLPrepare(handle_, AsText(text), length);
     }
     // psqlodbca.so 13.02 reads up to a zero, whatever the length (tests/results_test.cpp,
-    // ScriptedTest.PreparesTextOfAnyWidth, whose driver manager does so). A copy costs nothing that
-    // can be measured beside SQLPrepare.
+    // ScriptedTest.PreparesTextOfAnyWidth, whose driver manager does so). Compared to SQLPrepare
+    // the cost of a copy is not measurable.
     const std::string terminated(text, static_cast<std::size_t>(length));
     return SQLPrepare(handle_, AsText(terminated.c_str()), length);
 }

@@ -1,4 +1,4 @@
-// CStatement: one column's value, in pieces where it is long.
+// CStatement: one column's value, in pieces if it is long.
 #include <sqlext.h>
 #include <sqlucode.h>
 
@@ -18,18 +18,18 @@ namespace {
 
 constexpr SQLLEN kWidth = sizeof(wchar_t);
 
-// What "GetData" offers the driver.
+// The room that "GetData" offers the driver.
 constexpr SQLLEN kNarrowBuffer = 32'766;
 constexpr SQLLEN kWideBuffer = 131'064;
 
-// Process-wide, as every conversion buffer is.
+// Process-wide, like every conversion buffer.
 WideRead wide_value;
 
-/// One read of a column, and its delivery to the host.
+/// One read of a column, and the return of its value to the host.
 class Piece {
 public:
-    /// Reads a value for the host's area at text. Bytes go there at once. Wide characters take the
-    /// way through wide_value, in room for so many of them.
+    /// Reads a value for the host's area at text. Bytes are read straight into it; wide characters
+    /// go through wide_value, which has room for that many.
     Piece(SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT c_type, char* text, SQLLEN offered,
           std::size_t characters)
         : c_type_(c_type), text_(text)
@@ -44,15 +44,15 @@ public:
 
     SQLRETURN Code() const { return code_; }
 
-    /// Bytes of the value, or of what is delivered of one that reaches a limit. A driver that knows
-    /// no length (SQL_NO_TOTAL, and no other negative number means a length) has filled its buffer.
+    /// Bytes of the value, or of the part returned if it exceeds a limit. A driver that doesn't
+    /// know the length (SQL_NO_TOTAL; no negative number is a length) has filled its buffer.
     SQLLEN Bytes(SQLLEN limit, SQLLEN cut) const
     {
         return indicator_ < 0 || indicator_ >= limit ? cut : indicator_;
     }
 
-    /// Makes so many bytes of the value the output, characters cut to their low 16 bits; nothing of
-    /// a NULL or a failure. Empty text is one zero, byte or character.
+    /// Outputs that many bytes of the value, characters truncated to their low 16 bits; nothing for
+    /// a NULL or a failure. Empty text is one zero byte or character.
     template <class Length>
     void Deliver(SQLLEN bytes, Length& length) const
     {
@@ -88,7 +88,7 @@ SQLRETURN CStatement::GetData(SQLUSMALLINT column, SQLSMALLINT c_type, zarray* o
     const SQLLEN offered = is_wide ? kWideBuffer : kNarrowBuffer;
     const Piece piece(handle_, column, c_type, reinterpret_cast<char*>(output->bytes), offered, 0);
     const SQLLEN terminator = is_wide ? kWidth : c_type == SQL_C_CHAR ? 1 : 0;
-    // The count of bytes has 16 bits, here as in the output: 65,536 bytes count as none.
+    // The count of bytes has 16 bits, as in the output: 65,536 bytes count as none.
     const auto bytes = static_cast<std::uint16_t>(piece.Bytes(offered, offered - terminator));
     piece.Deliver(bytes, output->length);
     return piece.Code();
@@ -103,7 +103,7 @@ SQLRETURN CStatement::GetDataEx(SQLUSMALLINT column, SQLSMALLINT c_type, long le
     }
     const std::unique_ptr<WideRead, void (*)(WideRead*)> trimming(
         &wide_value, [](WideRead* used) { used->Trim(); });
-    // Offered as many bytes as units are wanted: of wide text the driver fills a quarter.
+    // The driver is offered as many bytes as units are asked for: wide text fills only a quarter.
     const Piece piece(handle_, column, c_type, output->text, length,
                       static_cast<std::size_t>(length));
     const SQLLEN unit = c_type == SQL_C_WCHAR ? kWidth : 1;

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Binds a parameter again whose value changed its buffer or type.
+// Binds a parameter again if its value changed its buffer or type.
 SQLRETURN BindAgain(CParameter& parameter, int changed)
 {
     return changed != 0 || parameter.WantsBinding() ? parameter.Bind() : SQLRETURN{SQL_SUCCESS};
@@ -22,8 +22,8 @@ SQLRETURN BindAgain(CParameter& parameter, int changed)
 
 }  // namespace
 
-// Takes a parameter out of its place, and keeps it where the driver may still read and write by it:
-// of each number the one bound last. Where memory fails it stays where it is.
+// Removes a parameter from its place, but keeps it if the driver may still read and write through
+// it: the one bound last for each number. If memory runs out it stays where it is.
 void CStatement::Retire(std::size_t index)
 {
     auto& parameter = parameters_[index];
@@ -90,8 +90,8 @@ SQLRETURN CStatement::BindParameter(int number, int io_type, int c_type, int sql
     return code;
 }
 
-// The parameter that takes the first element of a value list; null where one of them is missing,
-// or the element is of the long form.
+// The parameter for the first element of a value list; null if either is missing, or if the element
+// is of the long form.
 CParameter* CStatement::ParameterFor(ZConstList& value, long number) const
 {
     const bool exists = number >= 1 && number <= static_cast<long>(parameters_.size());

@@ -20,13 +20,13 @@ namespace {
 
 constexpr SQLLEN kCharacterBytes = sizeof(wchar_t);
 
-/// How much of a column value a row takes. What doesn't fit stays unread in the driver. The limits
-/// differ between the entries and between all columns and listed ones, on purpose.
+/// How much of a column's value a row includes. What doesn't fit stays unread in the driver. The
+/// limits differ between the entries and between all columns and listed ones, on purpose.
 struct ValueLimits {
     SQLLEN narrow_buffer;  // bytes offered to the driver
     SQLLEN wide_buffer;    // bytes offered to the driver
-    SQLLEN wide_cut_from;  // bytes of a value from which it counts as cut
-    SQLLEN wide_cut;       // characters taken of a cut value
+    SQLLEN wide_cut_from;  // size in bytes from which a value counts as truncated
+    SQLLEN wide_cut;       // characters kept of a truncated value
     bool narrow_is_text;   // a narrow value ends at its terminator, not at its length
 };
 
@@ -34,18 +34,20 @@ constexpr ValueLimits kAllColumns{1000, 4000, 4001, 1000, false};
 constexpr ValueLimits kListedColumns{1000, 2000, 1001, 250, false};
 constexpr ValueLimits kFetchedRows{1001, 4004, 4004, 1000, true};
 
-/// Length of a value by its indicator, cut at a limit. A driver that doesn't know the length
-/// (SQL_NO_TOTAL or any negative number) has filled its buffer: that is the cut-off case.
+/// Length of a value according to its indicator, up to a limit. A driver that doesn't know the
+/// length (SQL_NO_TOTAL or any negative number) has filled its buffer: the value counts as
+/// truncated.
 SQLLEN CutAt(SQLLEN indicator, SQLLEN from, SQLLEN cut)
 {
     return indicator < 0 || indicator >= from ? cut : indicator;
 }
 
-/// A column of the current row read as bytes, from a buffer of zeros: what a driver says it wrote
-/// and didn't shows nothing of another value. A read clears what the last one may have written.
+/// A column of the current row read as bytes into a zeroed buffer, so that what a driver claims to
+/// have written but didn't shows nothing of another value. A read clears what the last one may have
+/// written.
 class NarrowRead {
 public:
-    /// SQLGetData with SQL_C_CHAR, which is offered so many bytes. Returns its code.
+    /// SQLGetData with SQL_C_CHAR; the driver is offered that many bytes. Returns its code.
     SQLRETURN Read(SQLHSTMT statement, SQLUSMALLINT column, SQLLEN buffer_bytes)
     {
         ClearBlocks(value_.data(), used_);
@@ -72,7 +74,7 @@ private:
     SQLLEN indicator_ = 0;
 };
 
-// Process-wide, as every conversion buffer is.
+// Process-wide, like every conversion buffer.
 NarrowRead narrow_value;
 WideRead wide_value;
 RowList list;
@@ -99,7 +101,7 @@ private:
 
     static constexpr std::string_view kEmptyValue{"\0", 1};
 
-    // The item where there is no value.
+    // The item for a missing value.
     static void AppendValueless(SQLRETURN code, SQLLEN indicator)
     {
         if (code == SQL_NO_DATA || (Succeeded(code) && indicator == 0)) {
@@ -193,7 +195,7 @@ SQLRETURN CStatement::ExtendedFetch(unsigned int rows, zarray* output)
             code = reader.AppendColumn(static_cast<SQLUSMALLINT>(column));
         }
         if (is_full) {
-            list.DropRow();  // the list is thrown away: let it not grow
+            list.DropRow();  // the list is discarded, so it need not grow
         } else {
             list.EndRow();
         }

@@ -7,7 +7,7 @@
 void WideRead::Grow(std::size_t size)
 {
     used_ = 0;
-    storage_ = ZeroedBuffer();  // before there is the new one
+    storage_ = ZeroedBuffer();  // freed before the new one is allocated
     storage_ = ZeroedBuffer(size);
 }
 

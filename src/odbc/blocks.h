@@ -1,8 +1,8 @@
 // Short pieces of memory, cleared and copied in whole blocks.
 //
 // Most values are shorter than a block. Copying a whole block is one or two stores; memset and
-// memcpy first branch on the length. Whatever is cleared or copied must have kBlock bytes of room
-// behind it.
+// memcpy first branch on the length. Whatever is cleared or copied must be followed by kBlock bytes
+// of room.
 #pragma once
 
 #include <cstddef>

@@ -8,7 +8,7 @@ namespace {
 
 constexpr SQLLEN kWidth = sizeof(wchar_t);
 
-// An indicator that no driver gives and none takes for a request for data.
+// An indicator that no driver returns, and that none takes for a request for data.
 constexpr SQLLEN kUntouched = -99;
 
 std::size_t RowsBytes(std::size_t stride, SQLULEN rows, std::size_t last)
@@ -16,7 +16,8 @@ std::size_t RowsBytes(std::size_t stride, SQLULEN rows, std::size_t last)
     return stride * (rows - 1) + last;
 }
 
-// Where a caller has something of a row, of so many bytes in an array of its own.
+// The address of a row's item in the caller's memory: by row size, or in an array of items of that
+// size.
 char* Address(void* base, std::size_t size, SQLULEN row, const RowLayout& layout)
 {
     const std::size_t stride = layout.row_bytes != 0 ? layout.row_bytes : size;
@@ -52,7 +53,8 @@ BoundText::Source BoundText::At(SQLULEN row, const RowLayout& layout) const
 
 void BoundText::MakeRoom(std::size_t bytes, const RowLayout& layout)
 {
-    // Rows of a structure have no more room than it gives them; else what was made is kept.
+    // Row-wise buffers have exactly the room that the structure gives them; others keep what they
+    // have.
     room_ = std::max<std::size_t>(layout.row_bytes != 0 ? bytes : std::max(room_, bytes), 1);
     stride_ = layout.row_bytes != 0 ? layout.row_bytes : room_;
     indicator_stride_ = layout.row_bytes != 0 ? layout.row_bytes : sizeof(SQLLEN);
@@ -99,25 +101,25 @@ void BoundText::SetUntouched(SQLULEN row)
 
 BoundText::Outcome BoundText::Deliver(SQLULEN row, const RowLayout& layout, WideForm form)
 {
-    const SQLLEN told = Indicator(row);
-    if (told == kUntouched || told == SQL_DEFAULT_PARAM || caller_.text == nullptr) {
+    const SQLLEN reported = Indicator(row);
+    if (reported == kUntouched || reported == SQL_DEFAULT_PARAM || caller_.text == nullptr) {
         return Outcome::kWhole;
     }
-    const auto tell = [&](SQLLEN indicator) {
+    const auto report = [&](SQLLEN indicator) {
         if (caller_.indicator != nullptr) {
             std::memcpy(Address(caller_.indicator, sizeof(SQLLEN), row, layout), &indicator,
                         sizeof indicator);
         }
     };
-    if (told == SQL_NULL_DATA) {
-        tell(told);
+    if (reported == SQL_NULL_DATA) {
+        report(reported);
         return caller_.indicator != nullptr ? Outcome::kWhole : Outcome::kNeedsIndicator;
     }
     const std::span<char> held = Text(row);
     const std::size_t room = held.size() - 1;
-    const bool is_whole = told < 0 || static_cast<std::size_t>(told) <= room;
-    const std::size_t size =
-        told < 0 ? ::strnlen(held.data(), room) : std::min(static_cast<std::size_t>(told), room);
+    const bool is_whole = reported < 0 || static_cast<std::size_t>(reported) <= room;
+    const std::size_t size = reported < 0 ? ::strnlen(held.data(), room)
+                                          : std::min(static_cast<std::size_t>(reported), room);
     const std::string_view text(held.data(), size);
 
     const auto places = static_cast<std::size_t>(std::max<SQLLEN>(caller_.size, 0) / kWidth);
@@ -130,10 +132,10 @@ BoundText::Outcome BoundText::Deliver(SQLULEN row, const RowLayout& layout, Wide
         to.Put(characters, 0);
     }
     if (is_whole && places > 0 && bytes == size && !widening.HasHalf()) {
-        tell(static_cast<SQLLEN>(characters) * kWidth);
+        report(static_cast<SQLLEN>(characters) * kWidth);
         return Outcome::kWhole;
     }
-    tell(is_whole ? static_cast<SQLLEN>(CountWide(text, form)) * kWidth : SQL_NO_TOTAL);
+    report(is_whole ? static_cast<SQLLEN>(CountWide(text, form)) * kWidth : SQL_NO_TOTAL);
     return Outcome::kCut;
 }
 

@@ -1,4 +1,4 @@
-// A caller's wide buffers, and what the driver has in their place.
+// A caller's wide buffers, and the driver's buffers for the same text.
 #pragma once
 
 #include <sql.h>
@@ -10,12 +10,12 @@
 
 #include "shims/conversions.h"
 
-/// How many rows of buffers there are and how they lie, as the statement's attributes say it.
+/// The number and layout of rows of buffers, according to the statement's attributes.
 struct RowLayout {
     SQLULEN rows = 1;
     SQLULEN row_bytes = 0;              // 0: each column, or parameter, has an array of its own
     const SQLLEN* offset = nullptr;     // to be added to every address
-    const SQLUSMALLINT* use = nullptr;  // of parameters: which rows are sent; null: all
+    const SQLUSMALLINT* use = nullptr;  // parameters only: which rows are sent; null: all
 
     bool IsUsed(SQLULEN row) const { return use == nullptr || use[row] != SQL_PARAM_IGNORE; }
 };
@@ -29,15 +29,15 @@ struct Buffers {
     bool operator==(const Buffers& other) const = default;
 };
 
-/// Buffers of UTF-8 that stand for a caller's wide ones. The caller's are read and written by their
-/// own sizes alone, and so are these, whatever a driver says.
+/// UTF-8 buffers for the driver that represent a caller's wide ones. Both are read and written
+/// strictly within their own sizes, whatever a driver reports.
 class BoundText {
 public:
     explicit BoundText(const Buffers& caller) : caller_(caller) {}
 
     const Buffers& Caller() const { return caller_; }
 
-    /// What a row of the caller's holds.
+    /// The contents of a row of the caller's.
     struct Source {
         enum Kind { kText, kValueless, kAwaited, kMalformed };
 
@@ -47,18 +47,18 @@ public:
     };
     Source At(SQLULEN row, const RowLayout& layout) const;
 
-    /// Makes room for so many bytes of text a row, terminator included.
+    /// Makes room for that many bytes of text per row, terminator included.
     void MakeRoom(std::size_t bytes, const RowLayout& layout);
 
-    /// The buffers for the driver, by the layout they were made for.
+    /// The buffers for the driver, with the layout that they were made for.
     Buffers ForDriver() const;
 
-    /// A row's text, and the room it has.
+    /// A row's text, with all of its room.
     std::span<char> Text(SQLULEN row);
     SQLLEN Indicator(SQLULEN row) const;
     void SetIndicator(SQLULEN row, SQLLEN indicator);
 
-    /// Marks a row so that Deliver knows whether the driver wrote there.
+    /// Marks a row so that Deliver knows whether the driver wrote to it.
     void SetUntouched(SQLULEN row);
 
     enum class Outcome { kWhole, kCut, kNeedsIndicator };
@@ -66,11 +66,11 @@ public:
     /// Writes a row's text, as the driver left it, into the caller's buffer.
     Outcome Deliver(SQLULEN row, const RowLayout& layout, WideForm form);
 
-    /// Takes a piece of the first row's text; false where it is not valid.
+    /// Adds a piece of the first row's text; false if it is not valid.
     bool Append(WideView piece);
-    /// Whether the pieces so far end in half a pair.
+    /// Whether the pieces so far end in half a surrogate pair.
     bool EndsInHalf() const { return half_ != 0; }
-    /// Begins anew.
+    /// Discards the pieces.
     void ClearPieces();
 
 private:
@@ -81,6 +81,6 @@ private:
     std::size_t stride_ = 0;  // from a row's text to the next
     std::size_t indicator_stride_ = sizeof(SQLLEN);
     SQLLEN offset_ = 0;
-    std::size_t collected_ = 0;  // bytes of the first row that came in pieces
-    wchar_t half_ = 0;           // of a pair, whose other half is to come
+    std::size_t collected_ = 0;  // bytes of the first row received in pieces
+    wchar_t half_ = 0;           // of a surrogate pair whose other half is still to come
 };

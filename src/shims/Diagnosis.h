@@ -1,4 +1,4 @@
-// A diagnostic record of the shim's own.
+// The shim's own diagnostic record.
 #pragma once
 
 #include <sql.h>
@@ -8,15 +8,15 @@
 #include <string>
 #include <string_view>
 
-/// One record; an empty SQLSTATE stands for none. Its words are literals, so that a record costs no
+/// One record; an empty SQLSTATE means none. Its texts are literals, so that a record needs no
 /// allocation.
 struct Diagnosis {
     std::string_view state;
     std::string_view what;
-    std::string_view subject = {};  // what the number is of
-    int number = 0;                 // 0: of nothing
+    std::string_view subject = {};  // what the number refers to
+    int number = 0;                 // 0: none
 
-    bool IsThere() const { return !state.empty(); }
+    bool HasState() const { return !state.empty(); }
 
     std::string Text() const
     {
@@ -26,8 +26,8 @@ struct Diagnosis {
     }
 };
 
-/// Copies ASCII into a buffer of so many characters, with a terminator; returns whether all of it
-/// found room.
+/// Copies ASCII into a buffer of that many characters, with a terminator; returns whether all of it
+/// fitted.
 template <class Character>
 bool CopyAscii(std::string_view text, Character* to, std::ptrdiff_t capacity)
 {
@@ -39,7 +39,7 @@ bool CopyAscii(std::string_view text, Character* to, std::ptrdiff_t capacity)
     return copied == text.size();
 }
 
-/// Answers SQLGetDiagRec, in characters of either width, from a single record.
+/// Implements SQLGetDiagRec, for characters of either width, for a single record.
 template <class Character>
 SQLRETURN TellRecord(std::string_view its_state, std::string_view message, SQLSMALLINT number,
                      Character* state, SQLINTEGER* native, Character* text, SQLSMALLINT capacity,

@@ -15,7 +15,7 @@ Statement* Handles::Find(SQLHANDLE handle) const
         SQLHANDLE handle;
         Statement* statement;
     };
-    thread_local Last last{};  // a value after the other comes from the same statement
+    thread_local Last last{};  // consecutive values come from the same statement
     const std::uint64_t changes = changes_.load(std::memory_order_acquire);
     if (last.changes != changes || last.handle != handle) {
         const std::shared_lock lock(mutex_);

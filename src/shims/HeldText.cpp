@@ -7,15 +7,15 @@
 
 namespace {
 
-// Drivers clear all the room that they are given (libsqlite3odbc.so 0.9998 does), so the first
-// piece has as much as its reader seems to expect.
-constexpr std::size_t kLeastRoom = 256;
+// Some drivers clear all the room that they are given (libsqlite3odbc.so 0.9998 does), so the first
+// piece gets as much as its reader seems to expect.
+constexpr std::size_t kMinRoom = 256;
 constexpr std::size_t kFirstRoom = 8'192;
-constexpr std::size_t kMostHeld = 8U << 20U;
-constexpr std::size_t kMostKept = 1U << 20U;  // of the storage, for the next value
+constexpr std::size_t kMaxHeld = 8U << 20U;
+constexpr std::size_t kMaxKept = 1U << 20U;  // of the storage, for the next value
 
-// A driver that cuts its text between characters leaves so much of its room at the most.
-constexpr std::size_t kMostLeftOut = kLongestUtf8 - 1;
+// The most room that a driver leaves unused when it truncates text between characters.
+constexpr std::size_t kMaxUnused = kLongestUtf8 - 1;
 
 constexpr SQLLEN kWidth = sizeof(wchar_t);
 
@@ -55,11 +55,11 @@ HeldText::Answer HeldText::Read(SQLHSTMT statement, SQLUSMALLINT column, WideRoo
 
 void HeldText::Begin(SQLUSMALLINT column, std::size_t wanted)
 {
-    if (bytes_.size() > kMostKept) {
+    if (bytes_.size() > kMaxKept) {
         bytes_ = {};
     }
     column_ = column;
-    room_ = std::clamp(wanted, kLeastRoom, kFirstRoom);
+    room_ = std::clamp(wanted, kMinRoom, kFirstRoom);
     state_ = kMore;
     widening_ = Widening(form_);
     begin_ = 0;
@@ -73,7 +73,7 @@ void HeldText::Begin(SQLUSMALLINT column, std::size_t wanted)
 // Holds all that the driver has, or as much as the limit allows.
 SQLRETURN HeldText::HoldMore(SQLHSTMT statement)
 {
-    while (state_ == kMore && Held().size() < kMostHeld) {
+    while (state_ == kMore && Held().size() < kMaxHeld) {
         SQLLEN indicator = 0;
         const SQLRETURN code = Fetch(statement, indicator);
         if (code == SQL_NO_DATA && is_begun_) {
@@ -99,7 +99,7 @@ SQLRETURN HeldText::Fetch(SQLHSTMT statement, SQLLEN& indicator)
     MakeRoom();
     char* const to = bytes_.data() + end_;
     *to = '\0';
-    std::memset(to + room_ - 1 - kMostLeftOut, 0, kMostLeftOut + 1);
+    std::memset(to + room_ - 1 - kMaxUnused, 0, kMaxUnused + 1);
     return DRIVERS(SQLGetData)(statement, column_, SQL_C_CHAR, to, static_cast<SQLLEN>(room_),
                                &indicator);
 }
@@ -111,15 +111,15 @@ void HeldText::MakeRoom()
         end_ -= begin_;
         begin_ = 0;
     }
-    const std::size_t wanted = std::min(std::max(expected_ + 1, end_), kMostHeld - end_);
+    const std::size_t wanted = std::min(std::max(expected_ + 1, end_), kMaxHeld - end_);
     room_ = is_begun_ ? std::max(wanted, kFirstRoom) : room_;
     if (bytes_.size() < end_ + room_) {
         bytes_.resize(end_ + room_);
     }
 }
 
-// A driver that says more than it has room for has filled its room, whatever its code. It may leave
-// out the beginning of a character, and it may say anything.
+// A driver that reports more than it has room for has filled its room, whatever its code. It may
+// omit the beginning of a character, and what it reports may be anything.
 void HeldText::Take(SQLRETURN code, SQLLEN indicator)
 {
     const std::size_t room = room_ - 1;
@@ -129,7 +129,7 @@ void HeldText::Take(SQLRETURN code, SQLLEN indicator)
     expected_ = 0;
     is_begun_ = true;
     if (says_more || (code == SQL_SUCCESS_WITH_INFO && indicator == SQL_NO_TOTAL)) {
-        while (size > room - kMostLeftOut && from[size - 1] == '\0') {
+        while (size > room - kMaxUnused && from[size - 1] == '\0') {
             --size;
         }
         expected_ = says_more ? static_cast<std::size_t>(indicator) - size : 0;
@@ -148,7 +148,7 @@ std::size_t HeldText::Deliver(WideRoom to)
     return progress.characters;
 }
 
-// The indicator of a piece that was cut: what was left before it, in bytes.
+// The indicator of a truncated piece: what was left before it, in bytes.
 SQLLEN HeldText::LeftBefore(std::size_t delivered)
 {
     if (state_ == kMore) {

@@ -1,4 +1,4 @@
-// A column's value on its way from the driver to a reader of wide pieces.
+// A column's value, read from the driver and delivered in wide pieces.
 #pragma once
 
 #include <sql.h>
@@ -10,23 +10,23 @@
 #include "shims/conversions.h"
 
 /// Reads a column by the driver's SQLGetData as UTF-8 and delivers it as wide characters, in pieces
-/// of any size. As much of it is held as it takes to know its length, up to a limit; of a longer
-/// value the length is unknown until the rest is held.
+/// of any size. It holds as much of the value as is needed to know its length, up to a limit; the
+/// length of a longer value is unknown until the rest is held.
 class HeldText {
 public:
     explicit HeldText(WideForm form) : form_(form), widening_(form) {}
 
-    /// What SQLGetData answers, and its indicator.
+    /// The code and the indicator that SQLGetData returns.
     struct Answer {
         SQLRETURN code = SQL_ERROR;
         SQLLEN indicator = 0;
-        bool is_cut = false;  // by the reader's room
+        bool is_cut = false;  // for lack of room
     };
 
     /// The next piece of a column's value; another column begins another value.
     Answer Read(SQLHSTMT statement, SQLUSMALLINT column, WideRoom to);
 
-    /// The row has changed, or somebody else reads the column: what is held belongs to no value.
+    /// The row has changed, or the column is read otherwise: what is held belongs to no value.
     void Forget() { state_ = kNone; }
 
 private:
@@ -50,14 +50,14 @@ private:
     Widening widening_;
     State state_ = kNone;
     SQLUSMALLINT column_ = 0;
-    SQLRETURN last_code_ = SQL_SUCCESS;  // of the driver's last piece
+    SQLRETURN last_code_ = SQL_SUCCESS;  // for the driver's last piece
     std::vector<char> bytes_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     std::size_t room_ = 0;      // for the driver's first piece
-    std::size_t expected_ = 0;  // bytes that the driver says are left in it; 0: it doesn't say
-    std::size_t left_ = 0;      // wide characters of a value that is held whole, once counted
-    bool is_begun_ = false;     // the driver has given a piece of the value
+    std::size_t expected_ = 0;  // bytes that the driver reports as left in it; 0: unknown
+    std::size_t left_ = 0;      // wide characters left of a value that is held whole, once counted
+    bool is_begun_ = false;     // the driver has delivered a piece of the value
     bool is_null_ = false;
     bool is_counted_ = false;
 };

@@ -9,15 +9,15 @@
 
 namespace {
 
-// The driver's calls of ODBC functions are to stay inside it, where a program or a driver manager
-// has functions of the same names. AddressSanitizer refuses the flag.
+// Keeps the driver's calls of ODBC functions inside it, although a program or a driver manager has
+// functions of the same names. AddressSanitizer rejects the flag.
 #ifdef __SANITIZE_ADDRESS__
 constexpr int kLoadFlags = RTLD_NOW | RTLD_LOCAL;
 #else
 constexpr int kLoadFlags = RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND;
 #endif
 
-// Whether both addresses are of one file; those of what a library needs are not.
+// Whether both addresses are in one file, as opposed to a library that it depends on.
 bool HasOneFile(const void* first, const void* second)
 {
     Dl_info one{};

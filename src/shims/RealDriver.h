@@ -1,28 +1,28 @@
-// The driver behind the shim.
+// The driver that the shim forwards to.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <string_view>
 
-/// The driver that the shim's own file is named after: a file, or a link, of the name
-/// narrow-libmaodbc.so stands for libmaodbc.so, looked for beside it and then where Debian keeps
-/// its ODBC drivers; the other shim has prefixes of its own. Loaded when the first function is
-/// called. One for each file that is loaded: two links to one file are one file to the loader, and
-/// the first link's name counts.
+/// The driver that the shim's own file is named after: a file, or a link, named narrow-libmaodbc.so
+/// stands for libmaodbc.so, which is looked for next to it and then where Debian keeps its ODBC
+/// drivers; the other shim has its own prefixes. Loaded when the first function is called. There is
+/// one per loaded file: the loader takes two links to one file for the same file, and the first
+/// link's name counts.
 class RealDriver {
 public:
     static const RealDriver& Instance();
     RealDriver(const RealDriver&) = delete;
     RealDriver& operator=(const RealDriver&) = delete;
 
-    /// A function of the driver, or null where it has none of that name, or there is no driver.
+    /// A function of the driver, or null if it has none of that name, or if there is no driver.
     void* Find(const char* function) const;
 
     bool IsLoaded() const { return library_ != nullptr; }
 
-    /// What the shim's file begins with, one of Prefixes(); and the driver's name behind it. Empty
-    /// where the file is named otherwise.
+    /// The prefix of the shim's file name, one of Prefixes(), and the driver's name after it. Empty
+    /// for any other file name.
     std::string_view Prefix() const { return prefix_; }
     const std::string& Name() const { return name_; }
 

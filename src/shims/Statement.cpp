@@ -27,7 +27,7 @@ Diagnosis InvalidLength(int parameter)
     return {"HY090", "its length is not that of 4-byte characters", kParameter, parameter};
 }
 
-/// A driver that has no wide functions knows no wide types either.
+/// A driver without wide functions doesn't know wide types either.
 SQLSMALLINT TypeForDriver(SQLSMALLINT sql_type)
 {
     static const bool knows_wide_types = RealDriver::Instance().Find("SQLConnectW") != nullptr;
@@ -74,7 +74,7 @@ SQLRETURN Statement::BindColumn(SQLUSMALLINT number, const Buffers& caller)
     return code;
 }
 
-// The driver gets its buffers again only where they have moved.
+// Buffers are bound again only if they have moved.
 SQLRETURN Statement::Bind(SQLUSMALLINT number, Parameter& parameter)
 {
     const Buffers buffers = parameter.text.ForDriver();
@@ -165,10 +165,10 @@ SQLRETURN Statement::ExecutePrepared()
 
 SQLRETURN Statement::Execute(std::size_t markers, Run run)
 {
-    constexpr std::size_t kMost = std::numeric_limits<SQLUSMALLINT>::max();
+    constexpr std::size_t kMaxMarkers = std::numeric_limits<SQLUSMALLINT>::max();
     held_.Forget();
     StopCollecting();
-    used_end_ = parameters_.upper_bound(static_cast<SQLUSMALLINT>(std::min(markers, kMost)));
+    used_end_ = parameters_.upper_bound(static_cast<SQLUSMALLINT>(std::min(markers, kMaxMarkers)));
     for (auto at = parameters_.begin(); at != used_end_; ++at) {
         auto& [number, parameter] = *at;
         if (!Convert(number, parameter)) {
@@ -195,7 +195,7 @@ SQLRETURN Statement::RunWithParameters(const Run& run)
     return DeliverParameters(run(handle_));
 }
 
-// Text of every row becomes the driver's, in buffers that all of them fit into.
+// Converts the text of every row for the driver, into buffers that all of them fit into.
 bool Statement::Convert(SQLUSMALLINT number, Parameter& parameter)
 {
     BoundText& text = parameter.text;
@@ -209,7 +209,7 @@ bool Statement::Convert(SQLUSMALLINT number, Parameter& parameter)
     text.MakeRoom(room, sets_);
     parameter.is_awaited = false;
     for (SQLULEN row = 0; row < sets_.rows; ++row) {
-        text.SetIndicator(row, SQL_NULL_DATA);  // of rows that aren't used, and until output comes
+        text.SetIndicator(row, SQL_NULL_DATA);  // for unused rows, and until output arrives
         if (parameter.IsInput() && sets_.IsUsed(row) && !ConvertRow(number, parameter, row)) {
             return false;
         }
@@ -248,8 +248,8 @@ bool Statement::ConvertRow(SQLUSMALLINT number, Parameter& parameter, SQLULEN ro
     return true;
 }
 
-// The pieces of one parameter are at an end, and those of the next begin; behind the last one the
-// statement runs.
+// Ends the pieces of one parameter and begins those of the next; after the last one the statement
+// runs.
 SQLRETURN Statement::NextAwaited(SQLPOINTER* token)
 {
     if (collected_ != nullptr && collected_->text.EndsInHalf()) {
@@ -351,7 +351,7 @@ SQLRETURN Statement::Fetch(SQLULEN rows, const Run& fetch)
     return code;
 }
 
-// What became of one text, in the code of the whole call.
+// Combines the outcome of one text with the code of the whole call.
 SQLRETURN Statement::Note(BoundText::Outcome outcome, const char* subject, int number,
                           SQLRETURN code)
 {

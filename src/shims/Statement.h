@@ -1,4 +1,4 @@
-// What the wide shim knows of a statement.
+// What the wide shim knows about a statement.
 #pragma once
 
 #include <sql.h>
@@ -20,8 +20,8 @@ struct ParameterShape {
     SQLSMALLINT digits;
 };
 
-/// The wide text of a statement of the driver's: its parameters, its bound columns, and the value
-/// that is being read. What is done to it is done to the driver's statement, too.
+/// The wide text of one of the driver's statements: its parameters, its bound columns, and the
+/// value that is being read. Its operations also act on the driver's statement.
 class Statement {
 public:
     Statement(SQLHSTMT handle, SQLHDBC connection, WideForm form)
@@ -36,31 +36,32 @@ public:
     SQLRETURN BindParameter(SQLUSMALLINT number, const ParameterShape& shape,
                             const Buffers& caller);
     SQLRETURN BindColumn(SQLUSMALLINT number, const Buffers& caller);
-    /// The driver has another binding there.
+    /// The driver has another binding for that number.
     void ForgetParameter(SQLUSMALLINT number);
     void ForgetColumn(SQLUSMALLINT number) { columns_.erase(number); }
-    /// What SQLFreeStmt frees, by its option.
+    /// Frees what SQLFreeStmt frees with the option.
     void Free(SQLUSMALLINT option);
 
-    /// Keeps what an attribute says of the rows of buffers.
+    /// Records what an attribute says about the rows of buffers.
     void NoteAttribute(SQLINTEGER attribute, SQLPOINTER value);
 
     using Run = std::function<SQLRETURN(SQLHSTMT)>;
 
-    /// Runs what executes the statement, once its wide parameters are the driver's text. Bindings
-    /// beyond the markers that it has are of another statement, and their buffers may be gone.
+    /// Runs what executes the statement, once its wide parameters have been converted for the
+    /// driver. Bindings beyond its markers belong to another statement, and their buffers may be
+    /// gone.
     SQLRETURN Execute(std::size_t markers, Run run);
     SQLRETURN ExecutePrepared();
-    /// Data at execution of wide parameters, which the shim takes before anything is sent. The
-    /// driver asks for the rest of its own accord.
+    /// Data at execution of wide parameters, which the shim collects before anything is sent. The
+    /// driver itself asks for the rest.
     bool IsCollecting() const { return is_collecting_; }
     SQLRETURN NextAwaited(SQLPOINTER* token);
     SQLRETURN TakePiece(SQLPOINTER data, SQLLEN size);
     void StopCollecting();
-    /// Output parameters that come with, or behind, the results.
+    /// Delivers output parameters, which arrive with the results or after them.
     SQLRETURN DeliverParameters(SQLRETURN code);
 
-    /// Fetches rows by a function of the driver's, so many as it may bring.
+    /// Fetches rows with a function of the driver, up to that many.
     SQLRETURN Fetch(SQLULEN rows, const Run& fetch);
     SQLRETURN Fetch(const Run& fetch) { return Fetch(rows_.rows, fetch); }
     SQLRETURN ExtendedFetch(const Run& fetch) { return Fetch(extended_rows_, fetch); }
@@ -82,7 +83,7 @@ private:
     struct Parameter {
         ParameterShape shape;
         BoundText text;
-        Buffers bound;  // as the driver has it
+        Buffers bound;  // for the driver
         bool is_awaited = false;
 
         bool IsInput() const { return shape.io_type != SQL_PARAM_OUTPUT; }
@@ -105,14 +106,14 @@ private:
     WideForm form_;
     HeldText held_;
     std::map<SQLUSMALLINT, Parameter> parameters_;
-    /// Behind those that the statement has markers for.
+    /// After the last one that the statement has a marker for.
     std::map<SQLUSMALLINT, Parameter>::iterator used_end_ = parameters_.end();
     std::map<SQLUSMALLINT, Column> columns_;
-    RowLayout sets_;  // of parameters
+    RowLayout sets_;  // parameter sets
     RowLayout rows_;
     SQLULEN extended_rows_ = 1;
     Run awaited_run_;
     bool is_collecting_ = false;
-    Parameter* collected_ = nullptr;  // which pieces are for; null: none yet
+    Parameter* collected_ = nullptr;  // the one that pieces are for; null: none yet
     SQLUSMALLINT collected_number_ = 0;
 };

@@ -23,7 +23,7 @@ bool IsAscii(const char* block)
     return (bytes & 0x8080808080808080U) == 0;
 }
 
-/// What a lead byte of UTF-8 announces.
+/// What a UTF-8 lead byte announces.
 struct Lead {
     std::size_t size;  // of the whole character; 0: it begins none
     char32_t bits;
@@ -47,7 +47,7 @@ constexpr Lead LeadOf(unsigned char byte)
             static_cast<unsigned char>(byte == 0xF4 ? 0x8F : 0xBF)};
 }
 
-/// The character that text begins with, and its bytes; 0 bytes where it is not all there yet.
+/// The character that text begins with, and its size; size 0 if it is not complete yet.
 struct Decoded {
     char32_t character;
     std::size_t size;

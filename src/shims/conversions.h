@@ -1,4 +1,4 @@
-// Text between a driver's UTF-8 and 4-byte wide characters.
+// Conversion of text between a driver's UTF-8 and 4-byte wide characters.
 #pragma once
 
 #include <array>
@@ -7,19 +7,19 @@
 #include <optional>
 #include <string_view>
 
-/// What a wide character holds on its way out. On their way in both are understood.
+/// What a wide character from the shim holds. In text for the driver, both are accepted.
 enum class WideForm {
     kCodePoints,  // a character
-    kUtf16        // a unit of UTF-16; a character beyond U+FFFF takes two
+    kUtf16        // a UTF-16 code unit; a character beyond U+FFFF takes two
 };
 
-/// The characters beyond U+FFFF, and the halves that UTF-16 makes of them.
+/// The characters beyond U+FFFF, and their UTF-16 surrogates.
 constexpr bool IsHighSurrogate(wchar_t unit)
 {
     return unit >= 0xD800 && unit < 0xDC00;
 }
 
-/// The longest form of one wide character in UTF-8.
+/// The maximum size of one wide character in UTF-8.
 inline constexpr std::size_t kLongestUtf8 = 4;
 
 /// Wide characters in a caller's memory, which need not be aligned.
@@ -29,7 +29,7 @@ public:
     WideView(const void* text, std::size_t size)
         : text_(static_cast<const char*>(text)), size_(size)
     {}
-    /// Text that ends in a zero.
+    /// Terminated text.
     static WideView Terminated(const void* text);
 
     std::size_t Size() const { return size_; }
@@ -47,7 +47,7 @@ private:
     std::size_t size_ = 0;
 };
 
-/// Room for wide characters, as above.
+/// Room for wide characters, which likewise need not be aligned.
 class WideRoom {
 public:
     WideRoom(void* to, std::size_t size) : to_(static_cast<char*>(to)), size_(size) {}
@@ -57,7 +57,7 @@ public:
     {
         std::memcpy(to_ + at * sizeof character, &character, sizeof character);
     }
-    /// So many characters at once.
+    /// That many characters at once.
     template <std::size_t size>
     void Put(std::size_t at, const std::array<wchar_t, size>& characters) const
     {
@@ -71,19 +71,19 @@ private:
     std::size_t size_;
 };
 
-/// Writes wide characters as UTF-8 and returns how many bytes; a pair of UTF-16 halves is one
-/// character. Nothing for text that has half a pair, or a number that is no character. `to` has
-/// room for kLongestUtf8 bytes a wide character.
+/// Writes wide characters as UTF-8 and returns the number of bytes; a surrogate pair is one
+/// character. Nothing for text with a lone surrogate, or with a number that is not a character.
+/// `to` has room for kLongestUtf8 bytes per wide character.
 std::optional<std::size_t> Narrow(WideView text, char* to);
 
-/// How many wide characters UTF-8 text makes. Bytes that are no UTF-8 make U+FFFD, one for each
-/// stretch that could have begun a character.
+/// How many wide characters UTF-8 text becomes. Bytes that are not UTF-8 become U+FFFD, one for
+/// each sequence that could have begun a character.
 std::size_t CountWide(std::string_view text, WideForm form);
 
 /// Writes UTF-8 text as wide characters, piece by piece.
 class Widening {
 public:
-    /// How many bytes were used up, and how many wide characters written.
+    /// How many bytes were consumed, and how many wide characters written.
     struct Progress {
         std::size_t bytes;
         std::size_t characters;
@@ -91,11 +91,11 @@ public:
 
     explicit Widening(WideForm form) : form_(form) {}
 
-    /// Writes what fits. Bytes that may begin a character at the end of the text are left unless
-    /// that is all there will be; of a pair that finds room for one half the other is kept.
+    /// Writes what fits. Bytes that may begin a character at the end of the text are left, unless
+    /// no more text follows; if only half of a surrogate pair fits, the other half is kept.
     Progress Write(std::string_view text, bool is_all, WideRoom to);
 
-    /// Whether half a pair is kept for the next piece.
+    /// Whether half a surrogate pair is kept for the next piece.
     bool HasHalf() const { return half_ != 0; }
 
 private:

@@ -1,4 +1,4 @@
-// Functions that hand their arguments to the driver's of the same name.
+// Functions that pass their arguments to the driver's function of the same name.
 #pragma once
 
 #include <sql.h>
@@ -11,7 +11,7 @@
 #include "shims/instead.h"
 #include "shims/self.h"
 
-/// The types of a function's arguments, which its prototype in ODBC's headers tells.
+/// The types of a function's arguments, from its prototype in ODBC's headers.
 template <class Function>
 struct Arguments;
 
@@ -21,7 +21,7 @@ struct Arguments<SQLRETURN(Types...)> {
     using At = std::tuple_element_t<index, std::tuple<Types...>>;
 };
 
-/// The function that does the work: the driver's, or what stands in for it.
+/// The function that does the work: the driver's, or its substitute.
 template <class Function>
 Function* Real(const char* name)
 {
@@ -33,7 +33,7 @@ Function* Real(const char* name)
     return found != nullptr ? reinterpret_cast<Function*>(found) : &Missing<Function>::Answer;
 }
 
-/// The driver's function, by one of the shim's own and its name.
+/// The driver's function that corresponds to one of the shim's, by name.
 template <auto* function>
 auto* DriversOwn(const char* name)
 {
@@ -42,7 +42,7 @@ auto* DriversOwn(const char* name)
 }
 #define DRIVERS(f) DriversOwn<&f>(#f)
 
-/// The handle that a function is called with, which comes first or behind its type.
+/// The handle that a function is called with, which comes first or after its type.
 template <class First, class... Rest>
 SQLHANDLE HandleAmong(First first, Rest... rest)
 {
@@ -61,7 +61,7 @@ SQLRETURN Forward(const char* name, Types... arguments)
 }
 
 // clang-format off
-// A function of the table, by the number of its arguments. The compiler holds each against its
+// A function of the table, by the number of its arguments. The compiler checks each against its
 // prototype.
 #define AT(f, i) Arguments<decltype(f)>::At<i>
 #define REAL(f, ...) { return Forward<&f>(#f, __VA_ARGS__); }

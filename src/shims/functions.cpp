@@ -1,12 +1,12 @@
-// What both shims forward untouched, of the narrow functions of an ODBC 3 driver. Each hands its
-// arguments, handles among them, to the real driver's function.
+// The narrow functions of an ODBC 3 driver that both shims forward unchanged. Each passes its
+// arguments, including handles, to the real driver's function.
 #include "shims/forward.h"
 
 #pragma GCC visibility push(default)
 
 extern "C" {
 
-// Arguments have no names here that would tell more than their places.
+// Names of arguments would say no more here than their positions.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 // clang-format off
 F6(SQLBrowseConnect) F9(SQLColumnPrivileges) F9(SQLColumns) F7(SQLColAttribute) F7(SQLConnect)

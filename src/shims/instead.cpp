@@ -16,7 +16,7 @@ void* Address(Function* function)
     return reinterpret_cast<void*>(function);
 }
 
-// Any address that is none of a driver's; nothing is read or written there.
+// Any address that is not a driver's; nothing is read or written there.
 char stand_in = 0;
 
 SQLRETURN MakeHandle(SQLSMALLINT /*type*/, SQLHANDLE /*input*/, SQLHANDLE* output)

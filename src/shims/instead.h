@@ -1,4 +1,4 @@
-// What answers in the place of a function that the real driver does not have.
+// Substitutes for functions that the real driver does not have.
 #pragma once
 
 #include <sql.h>
@@ -12,6 +12,6 @@ struct Missing<SQLRETURN(Arguments...)> {
     static SQLRETURN Answer(Arguments... /*arguments*/) { return SQL_ERROR; }
 };
 
-/// Where there is no driver: handles that stand for nothing, and the diagnostic record that says
-/// why there is none; connecting fails, as all else does. Null: the function fails.
+/// Without a driver: dummy handles, and the diagnostic record that says why there is no driver;
+/// connecting fails, as does everything else. Null: the function fails.
 void* WithoutDriver(const char* function);

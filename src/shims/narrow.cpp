@@ -1,9 +1,10 @@
 // The narrow shim: the narrow functions of an ODBC 3 driver, and SQLExtendedFetch, which ODBC 2
-// programs need besides. All of them are forwarded untouched.
+// programs also need. All of them are forwarded unchanged.
 //
-// Left out is what iODBC 3.52.9 prefers to another function wherever a driver exports it, and not
+// Omitted are functions that iODBC 3.52.9 prefers to others if a driver exports them, but that not
 // every driver has: the rest of ODBC 2 (psqlodbcw.so 13.02 has none of it), SQLBindParam and
-// SQLSetParam (libmaodbc.so 3.1.15 lacks the first). Shown by NarrowShim.ExportsWhatEveryDriverHas.
+// SQLSetParam (libmaodbc.so 3.1.15 lacks the first). Shown by
+// NarrowShim.ExportsWhatEveryDriverHasAndTheWideShimMore.
 #include "shims/forward.h"
 
 std::string_view ShimName()

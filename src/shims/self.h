@@ -1,4 +1,4 @@
-// What tells one shim from the other; each defines it.
+// What distinguishes one shim from the other; each defines it.
 #pragma once
 
 #include <sql.h>
@@ -6,11 +6,11 @@
 #include <span>
 #include <string_view>
 
-/// The shim in its diagnostics.
+/// The shim's name in its diagnostics.
 std::string_view ShimName();
 
-/// What a shim's file can begin with, in front of the driver's name.
+/// The possible prefixes of the driver's name in the name of a shim's file.
 std::span<const std::string_view> Prefixes();
 
-/// A function that goes to the driver untouched is called with a handle of the driver's.
+/// Called before a function is forwarded unchanged, with the driver's handle.
 void BeginCall(SQLHANDLE handle);

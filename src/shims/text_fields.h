@@ -1,4 +1,4 @@
-// Which of the things that ODBC's functions ask for by a number are text.
+// Which of the numbered attributes and fields of ODBC's functions are text.
 #pragma once
 
 #include <sql.h>

@@ -1,4 +1,4 @@
-// What the parts of the wide shim share.
+// Shared by the parts of the wide shim.
 #pragma once
 
 #include <sql.h>
@@ -7,8 +7,8 @@
 
 #include "shims/conversions.h"
 
-/// What the shim's file, by its name, puts into a wide character.
+/// What a wide character holds, according to the shim's file name.
 WideForm OwnForm();
 
-/// SQLExecDirect of UTF-8 text, once a call has begun.
+/// SQLExecDirect of UTF-8 text, after a call has begun.
 SQLRETURN Execute(SQLHSTMT handle, const std::string& text);

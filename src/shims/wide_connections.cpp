@@ -1,4 +1,4 @@
-// How the wide shim connects: as it is asked to, and with UTF-8 as the driver's narrow text.
+// How the wide shim connects: as requested, with UTF-8 as the encoding of the driver's narrow text.
 #include <strings.h>
 
 #include <sql.h>
@@ -20,9 +20,9 @@ using OutName = OutText<SQLSMALLINT>;
 
 constexpr std::string_view kUtf16Prefix = "utf16-";
 
-/// What makes a driver's narrow text UTF-8, whatever its surroundings say: shown by
-/// ToldShim.AsksForUtf8UnlessSomebodySaidOtherwise. psqlodbca.so 13.02 takes the encoding of the
-/// environment's locale; libmaodbc.so 3.1.15 has utf8mb4 as Debian builds its library.
+/// The key that makes a driver's narrow text UTF-8, whatever its environment: shown by
+/// ConfiguredShim.AsksForUtf8UnlessConfiguredOtherwise. psqlodbca.so 13.02 uses the encoding of the
+/// environment's locale; libmaodbc.so 3.1.15 uses utf8mb4 as built by Debian.
 struct Encoding {
     const char* driver;
     const char* key;
@@ -44,7 +44,7 @@ const Encoding* OwnEncoding()
     return found != std::end(kEncodings) ? found : nullptr;
 }
 
-/// The value of a key of a connection string; what is in braces holds no keys.
+/// The value of a key of a connection string; text in braces contains no keys.
 std::optional<std::string> ValueOf(std::string_view string, const char* key)
 {
     while (!string.empty()) {
@@ -64,8 +64,8 @@ std::optional<std::string> ValueOf(std::string_view string, const char* key)
     return std::nullopt;
 }
 
-/// Whether a data source has a key. Drivers that need to be told read theirs by unixODBC's
-/// libodbcinst, which they bring with them.
+/// Whether a data source has a key. The drivers concerned read theirs with unixODBC's libodbcinst,
+/// which they load themselves.
 bool SourceHas(const std::string& source, const char* key)
 {
     using Read = int(const char* section, const char* key, const char* otherwise, char* value,
@@ -77,15 +77,15 @@ bool SourceHas(const std::string& source, const char* key)
            value[0] != '\0';
 }
 
-/// A key of a connection string behind others, where it has a value; one that a semicolon would end
-/// stands in braces.
+/// A further key of a connection string, if it has a value; a value with a semicolon is put in
+/// braces.
 std::string Item(const std::string& key, const std::string& value)
 {
     const bool is_bare = value.find(';') == std::string::npos;
     return value.empty() ? "" : ";" + key + "=" + (is_bare ? value : "{" + value + "}");
 }
 
-/// What is to be added to a connection string, perhaps nothing.
+/// What to add to a connection string, possibly nothing.
 std::string Addition(const std::string& string)
 {
     const Encoding* encoding = OwnEncoding();
@@ -136,7 +136,7 @@ SQLRETURN SQLDriverConnectW(SQLHDBC handle, SQLHWND window, SQLWCHAR* in, SQLSMA
                                          completion);
 }
 
-// A data source by its name alone has no room for more; a string that names it has.
+// A data source's name alone can't carry further keys; a connection string with the name can.
 SQLRETURN SQLConnectW(SQLHDBC handle, SQLWCHAR* source, SQLSMALLINT source_length, SQLWCHAR* user,
                       SQLSMALLINT user_length, SQLWCHAR* password, SQLSMALLINT password_length)
 {

@@ -1,4 +1,4 @@
-// Diagnostics of the wide shim: a record of its own, or else the driver's.
+// Diagnostics of the wide shim: its own record, or else the driver's.
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
@@ -13,7 +13,7 @@ using OutName = OutText<SQLSMALLINT>;
 
 constexpr SQLINTEGER kUnknownPlace = -2;  // SQL_ROW_NUMBER_UNKNOWN, SQL_COLUMN_NUMBER_UNKNOWN
 
-/// SQLGetDiagField of a record of the shim's own, whose text has characters of a type.
+/// SQLGetDiagField of the shim's own record, for text of a character type.
 template <class Character>
 SQLRETURN TellField(const Diagnosis& diagnosis, SQLSMALLINT number, SQLSMALLINT field,
                     SQLPOINTER value, SQLSMALLINT capacity, SQLSMALLINT* length)
@@ -22,11 +22,11 @@ SQLRETURN TellField(const Diagnosis& diagnosis, SQLSMALLINT number, SQLSMALLINT 
         return SQL_NO_DATA;
     }
     if (!IsIn(kTextOfDiagnostics, field)) {
-        const SQLINTEGER told = field == SQL_DIAG_NUMBER   ? 1
-                                : field == SQL_DIAG_NATIVE ? 0
-                                                           : kUnknownPlace;
+        const SQLINTEGER integer = field == SQL_DIAG_NUMBER   ? 1
+                                   : field == SQL_DIAG_NATIVE ? 0
+                                                              : kUnknownPlace;
         if (value != nullptr) {
-            *static_cast<SQLINTEGER*>(value) = told;
+            *static_cast<SQLINTEGER*>(value) = integer;
         }
         return SQL_SUCCESS;
     }
@@ -55,7 +55,7 @@ SQLRETURN SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, 
                         SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    return own.IsThere()
+    return own.HasState()
                ? TellRecord(own.state, own.Text(), number, state, native, text, capacity, length)
                : DRIVERS(SQLGetDiagRec)(type, handle, number, state, native, text, capacity,
                                         length);
@@ -65,7 +65,7 @@ SQLRETURN SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number
                           SQLPOINTER value, SQLSMALLINT capacity, SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    return own.IsThere()
+    return own.HasState()
                ? TellField<SQLCHAR>(own, number, field, value, capacity, length)
                : DRIVERS(SQLGetDiagField)(type, handle, number, field, value, capacity, length);
 }
@@ -75,7 +75,7 @@ SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                          SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    if (own.IsThere()) {
+    if (own.HasState()) {
         return TellRecord(own.state, own.Text(), number, state, native, text, capacity, length);
     }
     SQLCHAR narrow_state[6] = "";
@@ -84,7 +84,7 @@ SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                           std::tuple_cat(std::tuple(type, handle, number, +narrow_state, native),
                                          message.ForDriver()));
     };
-    // psqlodbca.so 13.02 parts a long message into records by the room that it is first asked with
+    // psqlodbca.so 13.02 splits a long message into records by the room of the first request
     // (Statements.AreRefusedWithSeveralRecords).
     OutName tight(text, capacity, length);
     tight.TightenRoom();
@@ -106,7 +106,7 @@ SQLRETURN SQLGetDiagFieldW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT numbe
                            SQLSMALLINT* length)
 {
     const Diagnosis own = Handles::Instance().DiagnosisOf(handle);
-    if (own.IsThere()) {
+    if (own.HasState()) {
         return TellField<SQLWCHAR>(own, number, field, value, capacity, length);
     }
     OutField<SQLSMALLINT> text(IsIn(kTextOfDiagnostics, field), value, capacity, length);

@@ -1,4 +1,4 @@
-// Texts among the arguments of a wide function, on their way to the driver's narrow one and back.
+// Text arguments of a wide function, converted for the driver's narrow one and back.
 #pragma once
 
 #include <sql.h>
@@ -23,7 +23,7 @@ inline constexpr Diagnosis kInvalidText{
 inline constexpr Diagnosis kLongText{"HY090", "a text is longer than its length can tell"};
 inline constexpr Diagnosis kCutText{"01004", "a text was cut"};
 
-/// What a length argument counts: ODBC says it for each function.
+/// What a length argument counts, which ODBC defines for each function.
 enum class Counted : SQLINTEGER { kCharacters = 1, kBytes = sizeof(SQLWCHAR) };
 
 /// Text for the driver, with its length.
@@ -34,7 +34,7 @@ public:
         : is_there_(text != nullptr), length_(length)
     {
         if (!is_there_ || (length < 0 && length != SQL_NTS)) {
-            return;  // what is wrong with it the driver says
+            return;  // the driver reports what is wrong with it
         }
         const WideView wide =
             length == SQL_NTS
@@ -42,10 +42,10 @@ public:
                 : WideView(text, static_cast<std::size_t>(length / static_cast<Length>(counted)));
         narrow_.resize(kLongestUtf8 * wide.Size());
         const auto written = ::Narrow(wide, narrow_.data());
-        constexpr std::size_t kMost = std::numeric_limits<Length>::max();
+        constexpr std::size_t kMaxLength = std::numeric_limits<Length>::max();
         if (!written) {
             fault_ = &kInvalidText;
-        } else if (*written > kMost) {
+        } else if (*written > kMaxLength) {
             fault_ = &kLongText;
         }
         narrow_.resize(written.value_or(0));
@@ -75,7 +75,7 @@ private:
     std::string narrow_;
 };
 
-/// Room for text of the driver's, and where its length goes.
+/// Room for the driver's text, and where its length goes.
 template <class Length>
 class OutText {
 public:
@@ -85,7 +85,7 @@ public:
                   static_cast<std::size_t>(counted)),
           length_(length),
           unit_(static_cast<std::size_t>(counted)),
-          narrow_(std::clamp(kLongestUtf8 * places_ + 1, kLeastRoom, kMostRoom))
+          narrow_(std::clamp(kLongestUtf8 * places_ + 1, kMinRoom, kMaxRoom))
     {}
 
     static const Diagnosis* Fault() { return nullptr; }
@@ -93,29 +93,32 @@ public:
     auto ForDriver()
     {
         return std::tuple(reinterpret_cast<SQLCHAR*>(narrow_.data()),
-                          static_cast<Length>(narrow_.size()), &told_);
+                          static_cast<Length>(narrow_.size()), &reported_);
     }
 
-    /// Makes room for as many bytes as the caller has for characters, and whether that was too
-    /// little.
+    /// Makes room for only as many bytes as the caller has for characters; IsShort says whether
+    /// that was too little.
     void TightenRoom() { narrow_.resize(std::max<std::size_t>(places_, 1)); }
-    bool IsShort() const { return told_ >= 0 && static_cast<std::size_t>(told_) >= narrow_.size(); }
+    bool IsShort() const
+    {
+        return reported_ >= 0 && static_cast<std::size_t>(reported_) >= narrow_.size();
+    }
 
-    /// Writes what the driver wrote, as far as the caller has room.
+    /// Delivers what the driver wrote, as far as the caller has room.
     SQLRETURN Finish(SQLRETURN code)
     {
         if (!SQL_SUCCEEDED(code)) {
             return code;
         }
         const std::size_t room = narrow_.size() - 1;
-        const std::size_t told = told_ < 0 ? room : static_cast<std::size_t>(told_);
+        const std::size_t reported = reported_ < 0 ? room : static_cast<std::size_t>(reported_);
         const std::string_view text(narrow_.data(),
-                                    ::strnlen(narrow_.data(), std::min(told, room)));
-        const std::size_t unseen = told_ > 0 && told > room ? told - room : 0;
+                                    ::strnlen(narrow_.data(), std::min(reported, room)));
+        const std::size_t unseen = reported_ > 0 && reported > room ? reported - room : 0;
         const std::size_t all = CountWide(text, OwnForm()) + unseen;
         if (length_ != nullptr) {
-            constexpr std::size_t kMost = std::numeric_limits<Length>::max();
-            *length_ = static_cast<Length>(std::min(unit_ * all, kMost));
+            constexpr std::size_t kMaxLength = std::numeric_limits<Length>::max();
+            *length_ = static_cast<Length>(std::min(unit_ * all, kMaxLength));
         }
         if (to_ == nullptr || places_ == 0) {
             return code;
@@ -127,19 +130,19 @@ public:
     }
 
 private:
-    static constexpr std::size_t kLeastRoom = 1024;
-    static constexpr std::size_t kMostRoom =
+    static constexpr std::size_t kMinRoom = 1024;
+    static constexpr std::size_t kMaxRoom =
         std::min<std::size_t>(std::numeric_limits<Length>::max(), 1U << 20U);
 
     void* to_;
     std::size_t places_;
     Length* length_;
     std::size_t unit_;
-    Length told_ = -1;
+    Length reported_ = -1;
     std::vector<char> narrow_;
 };
 
-/// An argument that is text, or something else, as a number says: text counts in bytes.
+/// An argument that a number identifies as text or something else: the length of text is in bytes.
 template <class Text, class... Plain>
 class Either {
 public:
@@ -166,7 +169,7 @@ using InField = Either<InText<Length>, SQLPOINTER, Length>;
 template <class Length>
 using OutField = Either<OutText<Length>, SQLPOINTER, Length, Length*>;
 
-/// Any other argument goes as it is.
+/// Any other argument is passed unchanged.
 template <class Value>
 struct Plain {
     Value value;
@@ -192,8 +195,8 @@ decltype(auto) AsArgument(Argument& argument)
     }
 }
 
-/// Calls the driver's narrow function in the place of a wide one. The handle is that of the
-/// diagnostics.
+/// Calls the driver's narrow function for a wide one. The handle is the one that diagnostics belong
+/// to.
 template <auto* function, class... Roles>
 SQLRETURN CallNarrow(const char* name, SQLHANDLE handle, Roles... roles)
 {

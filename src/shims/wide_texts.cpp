@@ -1,6 +1,6 @@
-// The wide functions of the wide shim, in terms of the driver's narrow ones. Which lengths count
-// characters and which count bytes is as ODBC says it for each function: those of arguments that
-// can hold something else than text count bytes. Left out is ODBC 2, as in narrow.cpp.
+// The wide functions of the wide shim, in terms of the driver's narrow ones. ODBC defines for each
+// function which lengths count characters and which count bytes: those of arguments that can hold
+// something other than text count bytes. ODBC 2 is omitted, as in narrow.cpp.
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
@@ -145,7 +145,7 @@ SQLRETURN SQLGetDescRecW(SQLHDESC handle, SQLSMALLINT record, SQLWCHAR* name, SQ
                   subtype, length, precision, scale, nullable);
 }
 
-// Catalogs: of each name its length in characters
+// Catalogs: the lengths of names are in characters
 
 #define NAME(name) SQLWCHAR *name, SQLSMALLINT name##_length
 #define TEXT(name) Name(name, name##_length)

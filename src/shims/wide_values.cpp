@@ -1,4 +1,4 @@
-// The functions of the wide shim that move values, run statements and make handles.
+// The functions of the wide shim that transfer values, run statements and allocate handles.
 #include <sql.h>
 #include <sqlext.h>
 
@@ -11,17 +11,17 @@
 
 namespace {
 
-/// A statement at the beginning of a call; null where it wasn't made through the shim.
+/// A statement at the beginning of a call; null if it wasn't allocated through the shim.
 Statement* Begin(SQLHSTMT handle)
 {
     Statement* statement = Handles::Instance().Find(handle);
-    if (statement != nullptr && statement->diagnosis.IsThere()) {
+    if (statement != nullptr && statement->diagnosis.HasState()) {
         statement->diagnosis = {};
     }
     return statement;
 }
 
-/// Whether a value is wide text; of a parameter, its SQL type says so where its C type doesn't.
+/// Whether a value is wide text; for a parameter, its SQL type decides if its C type doesn't.
 bool IsWide(SQLSMALLINT c_type, SQLSMALLINT sql_type = 0)
 {
     const bool is_wide_type =
@@ -51,7 +51,7 @@ SQLRETURN Execute(SQLHSTMT handle, const std::string& text)
                                       reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str())),
                                       static_cast<SQLINTEGER>(text.size()));
     };
-    // What stands in quotes may have such a character, too; more markers than there are do no harm.
+    // Quoted text may contain the character, too; counting too many markers does no harm.
     const auto markers = static_cast<std::size_t>(std::ranges::count(text, '?'));
     return statement != nullptr ? statement->Execute(markers, run) : run(handle);
 }

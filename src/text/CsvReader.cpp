@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kBlockSize = 65'536;
 
-// Longer fields and records than these are no CSV but another file, or one without an end.
+// Longer fields and records mean that the file is not CSV, or that it has no end.
 constexpr std::size_t kLongestField = 1'000'000;
 constexpr std::size_t kMaxFields = 1'000'000;
 
@@ -76,7 +76,7 @@ bool CsvReader::ReadBlock()
     return !left_.empty();
 }
 
-// Parses no more than to the end of a line, so that at most one record ends.
+// Parses up to the end of a line at most, so that no more than one record ends.
 void CsvReader::ParseLine()
 {
     const auto end = left_.find_first_of("\r\n");

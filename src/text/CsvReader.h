@@ -14,17 +14,17 @@
 #include <string_view>
 #include <vector>
 
-/// A file that can't be read, or is no CSV; says which line.
+/// A file can't be read, or is not CSV; says which line.
 struct CsvError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Reads comma-separated values (RFC 4180), or those with another delimiter. Blanks belong to their
-/// field; lines with nothing in them are passed over unless a record is one field; a byte order
-/// mark at the start, too.
+/// Reads comma-separated values (RFC 4180), or those with another delimiter. Blanks are part of
+/// their field; empty lines are skipped unless a record is one field, and so is a byte order mark
+/// at the start.
 class CsvReader {
 public:
-    /// A field; nothing where it is empty and not in quotes, which stands for NULL.
+    /// A field; nothing if it is empty and not in quotes, which means NULL.
     using Field = std::optional<std::string_view>;
     using Record = std::span<const Field>;
 
@@ -34,13 +34,13 @@ public:
     CsvReader(const CsvReader&) = delete;
     CsvReader& operator=(const CsvReader&) = delete;
 
-    /// From here on a record is one field, so that a line with nothing in it is a NULL.
+    /// From here on a record is one field, so that an empty line is a NULL.
     void TakeEmptyLines() { takes_empty_lines_ = true; }
 
-    /// Reads the next record; false behind the last one. Throws CsvError.
+    /// Reads the next record; false after the last one. Throws CsvError.
     bool Next();
 
-    /// The record that Next read last; valid until it reads another.
+    /// The record that Next has read; valid until it reads another.
     Record Fields() const { return fields_; }
 
     /// The line, from 1, on which that record begins.
@@ -49,7 +49,7 @@ public:
     /// The file as messages name it.
     const std::string& Name() const { return name_; }
 
-    /// Bytes of the file that were read so far.
+    /// Bytes of the file read so far.
     std::uint64_t BytesRead() const { return bytes_read_; }
 
 private:
@@ -83,7 +83,7 @@ private:
     std::uint64_t line_ = 1;
     std::uint64_t record_line_ = 1;
     std::uint64_t bytes_read_ = 0;
-    std::string values_;  // of the record, one behind the other
+    std::string values_;  // of the record, one after the other
     std::vector<Extent> extents_;
     std::vector<Field> fields_;
 };

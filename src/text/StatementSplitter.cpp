@@ -48,7 +48,7 @@ std::string_view MarkOf(std::string_view token)
     return token.substr(token[0] == 'E' || token[0] == 'e' ? 1 : 0, 1);
 }
 
-// The words behind END that make it the end of something else than BEGIN or CASE.
+// The words after END that make it the end of something other than BEGIN or CASE.
 bool IsEndOfLoop(std::string_view word)
 {
     constexpr std::array<std::string_view, 5> kWords{"IF", "LOOP", "WHILE", "REPEAT", "FOR"};

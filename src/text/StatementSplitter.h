@@ -10,7 +10,7 @@
 
 #include "client/sql_text.h"
 
-/// What a script can't be split at.
+/// Why a script can't be split.
 struct SplitError : std::runtime_error {
     SplitError(std::size_t at, const std::string& what) : std::runtime_error(what), line(at) {}
 
@@ -18,9 +18,9 @@ struct SplitError : std::runtime_error {
 };
 
 /// Splits text into statements, which end at a semicolon outside quotes, comments and bodies. A
-/// body is what stands between BEGIN and END, or in braces, behind CREATE PROCEDURE, FUNCTION,
-/// TRIGGER, EVENT or PACKAGE; a slash alone on a line ends such a statement, too. After "\delimiter
-/// //" statements end at // alone, and their semicolons are their own, until "\delimiter ;". A
+/// body is the text between BEGIN and END, or in braces, after CREATE PROCEDURE, FUNCTION,
+/// TRIGGER, EVENT or PACKAGE; a slash alone on a line also ends such a statement. After "\delimiter
+/// //" statements end only at //, and may contain semicolons, until "\delimiter ;". A
 /// backslash outside quotes, comments and names begins a command, which ends with its line.
 class StatementSplitter {
 public:
@@ -28,8 +28,8 @@ public:
         enum Kind { kStatement, kCommand };
 
         Kind kind = kStatement;
-        std::string text;      // a statement without the delimiter, the blanks around it and the
-                               // comments in front; a command with its backslash
+        std::string text;      // a statement without the delimiter, surrounding blanks and leading
+                               // comments; a command with its backslash
         std::size_t line = 1;  // where it begins
     };
 
@@ -47,19 +47,19 @@ public:
     /// Adds text: whole lines with their ends, or all the rest.
     void Feed(std::string_view text);
 
-    /// The next statement or command that is complete; nothing where more text is needed. A command
-    /// may come inside a statement, which goes on behind it. "\delimiter" is carried out here.
+    /// The next complete statement or command; nothing if more text is needed. A command may come
+    /// inside a statement, which continues after it. "\delimiter" is carried out here.
     /// Throws SplitError.
     std::optional<Piece> Next();
 
-    /// The statement that has begun, as if it ended here; nothing where none has. Throws SplitError
-    /// where a quote or a comment is open.
+    /// The statement that has begun, as if it ended here; nothing if none has. Throws SplitError if
+    /// a quote or a comment is open.
     std::optional<Piece> Finish();
 
-    /// Drops the statement that has begun and what was fed behind it.
+    /// Drops the statement that has begun and what was fed after it.
     void Clear();
 
-    /// What is open behind the pieces that Next has returned.
+    /// What is open after the pieces that Next has returned.
     Opened Open() const;
 
     /// The statement that has begun, as far as it was fed.

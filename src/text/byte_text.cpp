@@ -10,7 +10,7 @@ constexpr std::string_view kHexMark = "\\x";
 constexpr char kHexDigits[] = "0123456789abcdef";
 constexpr char kBase64Digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// -1 of what is no digit.
+// -1 if it is not a digit.
 int DigitOf(char c)
 {
     const bool is_letter = (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');

@@ -8,7 +8,7 @@
 /// Appends bytes as \x and two hexadecimal digits each.
 void AppendHex(std::string& text, std::string_view bytes);
 
-/// The bytes that such a text stands for; nothing where it is another one.
+/// The bytes that such a text represents; nothing for any other text.
 std::optional<std::string> BytesOfHex(std::string_view text);
 
 /// Appends bytes in base64 (RFC 4648).

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Addresses of a process have two zero bytes at the high end; text of that form is not seen.
+// A process's addresses have two zero bytes at the high end; text of that form doesn't occur.
 bool LooksLikeHandle(std::string_view bytes)
 {
     return bytes.size() == 8 && bytes.substr(6) == std::string_view("\0\0", 2) &&

@@ -7,7 +7,7 @@
 
 namespace {
 
-// How many letters have to be inserted, removed or replaced to make one name of the other.
+// How many letters have to be inserted, removed or replaced to turn one name into the other.
 std::size_t Distance(std::string_view one, std::string_view other)
 {
     std::vector<std::size_t> row(other.size() + 1);

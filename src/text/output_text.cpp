@@ -24,7 +24,7 @@ Content ContentOf(std::string_view name)
     return holds_lists ? Content::kLists : Content::kList;
 }
 
-// '\0' where there is none.
+// '\0' if there is none.
 char OutputLetter(const ORVEL_ZFE& entry)
 {
     const std::string_view signature = entry.signature;

@@ -5,8 +5,8 @@
 
 namespace {
 
-// Calls take(bytes, point) for every character of UTF-8 text; a byte that is none has no point
-// (-1).
+// Calls take(bytes, point) for every character of UTF-8 text; a byte that is not part of one has no
+// point (-1).
 template <class Take>
 void EachCharacter(std::string_view text, Take take)
 {

@@ -5,16 +5,16 @@
 #include <string>
 #include <string_view>
 
-/// Columns a terminal gives to UTF-8 text. What is not UTF-8 counts one a byte.
+/// Columns that UTF-8 text takes up on a terminal. What is not UTF-8 counts as one per byte.
 std::size_t DisplayWidth(std::string_view text);
 
-/// Text that stays in its place on a terminal: control characters as \n, \t or \x1b.
+/// Text that can't move a terminal's cursor: control characters as \n, \t or \x1b.
 std::string Printable(std::string_view text);
 
-/// The same with a backslash as \\, so that no other text looks alike.
+/// The same with a backslash as \\, so that different texts look different.
 std::string Escaped(std::string_view text);
 
-/// Printable text in double quotes; a quote and a backslash inside get a backslash.
+/// Printable text in double quotes; quotes and backslashes inside are escaped with a backslash.
 std::string Quoted(std::string_view text);
 
 /// Bytes as pairs of hexadecimal digits: 03 04 FF.

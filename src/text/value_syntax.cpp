@@ -30,14 +30,14 @@ std::optional<Number> Parsed(std::string_view text, auto... base)
     return error == std::errc() && at == end ? std::optional(number) : std::nullopt;
 }
 
-// A whole number that reads the same when it is written again: 007 and +5 are text.
+// A whole number that is the same when written again: 007 and +5 are text.
 std::optional<std::int64_t> WholeNumber(std::string_view word)
 {
     const auto whole = Parsed<std::int64_t>(word);
     return whole && std::to_string(*whole) == word ? whole : std::nullopt;
 }
 
-// A whole number, or digits on both sides of a point, so few that a double holds them all.
+// A whole number, or digits on both sides of a point, few enough for a double to hold them all.
 std::optional<ListValue> NumberOf(std::string_view word)
 {
     if (const auto whole = WholeNumber(word)) {
@@ -53,7 +53,7 @@ std::optional<ListValue> NumberOf(std::string_view word)
     return number ? std::optional<ListValue>(*number) : std::nullopt;
 }
 
-// The text in quotes at the start of what is left, which it is taken from.
+// The text in quotes at the start of what is left, from which it is removed.
 std::string TakeQuoted(std::string_view& left)
 {
     std::string text;
@@ -70,7 +70,7 @@ std::string TakeQuoted(std::string_view& left)
     throw UsageError(fmt::format("{} has no closing quote", left));
 }
 
-// The item without quotes at the start of what is left, which it is taken from.
+// The item without quotes at the start of what is left, from which it is removed.
 ListValue TakeBare(std::string_view& left)
 {
     const auto item = Trimmed(left.substr(0, left.find(',')));

@@ -7,7 +7,7 @@
 
 namespace {
 
-// The value of what stands behind a colon: name, 'name' or "name".
+// The value of what follows a colon: name, 'name' or "name".
 std::optional<std::string> ValueOf(const SqlToken& token, const Variables& variables,
                                    const SqlDialect& dialect)
 {

@@ -1,4 +1,4 @@
-// The server of a source, to be killed and started again. scripts/with-servers has made it.
+// The server of a source, to be killed and restarted. scripts/with-servers has created it.
 #pragma once
 
 #include <sys/types.h>
@@ -29,8 +29,8 @@ inline bool KillServer(const Source& source)
     return true;
 }
 
-/// Starts it again and waits until connect() brings a handle, which is returned; empty where it
-/// never does.
+/// Restarts it and waits until connect() returns a handle, which is returned; empty if it never
+/// does.
 template <class Connect>
 std::string RestartedServer(const Source& source, Connect connect)
 {

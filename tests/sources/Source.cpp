@@ -69,7 +69,7 @@ std::string Source::Expected(const std::string& its_case, std::string usual,
 
 namespace {
 
-/// A source behind a shim, whose copy for a driver file the build has made.
+/// A source behind a shim that the build has copied for a driver file.
 Source Behind(const std::string& face, const std::string& driver_file, Source source)
 {
     source.name += "_" + face;
@@ -125,8 +125,8 @@ std::vector<Source> PlainSources()
                         .duplicate = {"(23505)", "t_pkey", "Key (a)=(1) already exists"},
                         .many_rows = "SELECT generate_series(1, 100000)",
                         .reading_row_by_row = ";UseDeclareFetch=1;Fetch=100"},
-            .lacks = {{"special columns", "psqlodbca.so 13.02 names no key"}},
-            .differs = {{"column c", R"("c", 2, 20, 6, )"}},  // numeric and decimal are one
+            .lacks = {{"special columns", "psqlodbca.so 13.02 reports no row identifier"}},
+            .differs = {{"column c", R"("c", 2, 20, 6, )"}},  // numeric and decimal are the same
         },
         {
             .name = "mariadb",
@@ -146,8 +146,8 @@ std::vector<Source> PlainSources()
                         .many_rows = "SELECT seq FROM seq_1_to_100000",
                         .reads_ahead = true},
             .lacks = {{"login timeout",
-                       "libmaodbc.so 3.1.15 leaves SQL_ATTR_LOGIN_TIMEOUT aside; its own keyword "
-                       "CONN_TIMEOUT does it"},
+                       "libmaodbc.so 3.1.15 ignores SQL_ATTR_LOGIN_TIMEOUT; its own keyword "
+                       "CONN_TIMEOUT works"},
                       {"catalogs of a lost server",
                        "libmaodbc.so 3.1.15 crashes in SQLColumns after an SQLTables that failed"},
                       {"long messages in records", "its driver has one record for an error"}},
@@ -179,21 +179,20 @@ std::vector<Source> PlainSources()
                         .many_rows = "SELECT TOP 100000 a.COL_ID "
                                      "FROM SYS_COLS a, SYS_COLS b, SYS_COLS c",
                         .keeping = "checkpoint"},
-            .lacks = {{"login timeout",
-                       "virtodbcu_r.so 7.2.5 leaves SQL_ATTR_LOGIN_TIMEOUT aside and waits on"},
+            .lacks = {{"login timeout", "virtodbcu_r.so 7.2.5 ignores SQL_ATTR_LOGIN_TIMEOUT"},
                       {"narrow driver", "virtodbcu_r.so is a Unicode driver"},
                       {"dates as wide text",
                        "virtodbcu_r.so 7.2.5 converts them in a buffer that it doesn't terminate"},
                       {"long messages in records", "its driver has one record for an error"}},
             .differs = {{"integer for a decimal", "-7"},
                         {"date", "2024-02-29 00:00:00"},
-                        // virtodbcu_r.so 7.2.5 makes 0 of every SQL_C_SBIGINT.
+                        // virtodbcu_r.so 7.2.5 turns every SQL_C_SBIGINT into 0.
                         {"lowest of 64 bits", "0"},
                         {"highest of 64 bits", "0"},
-                        // It keeps the halves of a pair, of which the gateway makes one in no mode.
+                        // It keeps both surrogates of a pair, which the gateway joins in no mode.
                         {"😀b", "😀b"},
                         {"not as bytes", "😀b"},
-                        // An UPDATE stores the bytes of UTF-8 as characters, unless it casts:
+                        // An UPDATE stores UTF-8 bytes as characters, unless it casts:
                         // CAST(? AS NVARCHAR). 7.2.12 doesn't.
                         {"updated text", "Î©b"},
                         {"doctor's code", "1"},

@@ -1,4 +1,4 @@
-// What the catalog entries tell of the same tables and the same procedure in every source.
+// What the catalog entries report about the same tables and the same procedure in every source.
 #include "sources/source_fixture.h"
 
 namespace {
@@ -31,7 +31,7 @@ protected:
 struct CatalogCase {
     const char* behaviour;
     const char* entry;
-    std::vector<Argument> rest;  // behind the statement; names as they stand in SQL
+    std::vector<Argument> rest;  // after the statement; names as in SQL
     std::vector<std::string> holds;
 };
 
@@ -57,7 +57,7 @@ const CatalogCase kCases[] = {
     {"procedures", "DescribeProcedureColumnsW", {u"", u"", u"twice", u""}, {"a", "b", "c"}},
 };
 
-TEST_P(Catalogs, TellOfTablesAndProcedures)
+TEST_P(Catalogs, DescribeTablesAndProcedures)
 {
     struct AsTheCatalogHasIt {
         void operator()(std::monostate) const {}
@@ -89,7 +89,7 @@ TEST_P(Catalogs, TellOfTablesAndProcedures)
     }
 }
 
-TEST_P(Catalogs, TellOfTypesAndTheSource)
+TEST_P(Catalogs, DescribeTypesAndTheSource)
 {
     const std::string rows = RowsOf("GetTypeInfo", {4});
     EXPECT_NE(rows.find(", \"4\", "), std::string::npos) << rows;

@@ -17,7 +17,7 @@ std::ptrdiff_t OpenFiles()
 
 class Connecting : public SourceTest {
 protected:
-    /// Is refused some times, and each time in the same way; then nothing is left of it.
+    /// Is refused several times, each time in the same way; then nothing of it is left.
     void ExpectRefusals(const std::string& entry, const std::vector<Argument>& inputs,
                         const std::string& why, int times = 10) const
     {

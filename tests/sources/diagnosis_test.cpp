@@ -21,7 +21,7 @@ void ExpectLines(const Finished& run, const std::vector<std::string>& starts)
 
 using Diagnosis = SourceTest;
 
-TEST_P(Diagnosis, OfASourceThatIsThere)
+TEST_P(Diagnosis, OfAReachableSource)
 {
     const Finished run = RunDoctor(GetParam().ConnectionString());
     EXPECT_EQ(std::to_string(run.exit_code), Expected("doctor's code", "0"));
@@ -91,7 +91,7 @@ TEST(DriversOfWrongWidth, AreNamedWithTheirCure)
     }
 }
 
-// libmaodbc.so 3.1.15 ignores a data source where the string names a driver.
+// libmaodbc.so 3.1.15 ignores a data source if the string names a driver.
 TEST(DriversOfWrongWidth, AreTriedWithTheKeysOfADataSource)
 {
     const TemporaryFolder folder;

@@ -1,6 +1,6 @@
 // Many calls: whether memory grows over a million of them, over connections, over loading and
-// unloading the library; and whether the process outlives a server that is killed in the middle of
-// a call. scripts/soak runs it.
+// unloading the library; and whether the process survives a server being killed in the middle of a
+// call. scripts/soak runs it.
 #include <dlfcn.h>
 #include <fmt/format.h>
 #include <malloc.h>
@@ -21,8 +21,8 @@
 
 namespace {
 
-/// Bytes that the process holds of its heap. What the C library caches for a thread counts, so that
-/// scripts/soak runs it without a cache.
+/// Heap bytes that the process holds. They include what the C library caches for a thread, so
+/// scripts/soak disables the cache.
 std::size_t HeapInUse()
 {
     const auto info = ::mallinfo2();
@@ -54,7 +54,7 @@ public:
         gateway_.reset();
         gateway_ = std::make_unique<Gateway>(ORVELGW_LIBRARY);
     }
-    /// Closes what is open of a lost connection and opens another, on a server started again.
+    /// Closes what is open of a lost connection and opens another, on a restarted server.
     void Restart()
     {
         Call("GetSQLErrors", {connection_, statement_});
@@ -63,7 +63,7 @@ public:
         MakeTable();
     }
 
-    /// Makes the table anew. What is done from then on is the same every time.
+    /// Creates the table again. What is done from then on is the same every time.
     void MakeTable()
     {
         row_ = 0;
@@ -235,7 +235,8 @@ private:
     std::int64_t row_ = 0;
 };
 
-/// Does something so many times, after a tenth of them to warm up, and prints what memory grew by.
+/// Does something that many times, after a tenth of them to warm up, and prints the growth of
+/// memory.
 template <class Work>
 bool HasGrown(const Source& source, const char* what, long times, Work work)
 {
@@ -254,7 +255,7 @@ bool HasGrown(const Source& source, const char* what, long times, Work work)
     fmt::print("{}: {} {}: heap {:+} bytes, resident {:+} KB\n", source.name, times, what, growth,
                static_cast<long>(ResidentKilobytes() - resident));
     std::fflush(stdout);
-    // Of a leak, a hundredth of a byte for each; less is a block that came out a little larger.
+    // A leak is at least a hundredth of a byte each time; less is a block that was slightly larger.
     return growth > 64 + times / 100;
 }
 
@@ -289,7 +290,7 @@ long KillInCalls(Soak& soak, long kills)
             soak.Do(kill);
         }
         killer.join();
-        soak.Do(kill);  // over what is gone
+        soak.Do(kill);  // on a lost connection
         soak.Restart();
         ++killed;
     }
@@ -300,7 +301,7 @@ long KillInCalls(Soak& soak, long kills)
 bool SoakOver(const Source& source, const Amounts& amounts)
 {
     Soak soak(source);
-    // A connection for some of them: where memory is looked at, none is open.
+    // One connection for some of the calls: when memory is measured, none is open.
     bool has_grown = HasGrown(source, "calls", amounts.calls, [&] {
         const long before = soak.calls;
         soak.Connect();
@@ -347,7 +348,7 @@ int main(int argc, char** argv)
     app.add_option("--only-kind", amounts.only_kind, "Of the kinds of calls in soak.cpp, from 0");
     CLI11_PARSE(app, argc, argv);
 
-    // iODBC 3.52.9 loses what its globals point to when it is unloaded; it stays.
+    // iODBC 3.52.9 leaks what its globals point to when it is unloaded, so it stays loaded.
     ::dlopen("libiodbc.so.2", RTLD_NOW);
     std::setlocale(LC_CTYPE, "C.UTF-8");
     GuardedHost host;

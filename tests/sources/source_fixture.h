@@ -17,8 +17,8 @@ public:
     }
 
 protected:
-    /// The environment has another locale than the host has set. psqlodbca.so 13.02 reads the names
-    /// of SQLPrimaryKeys up to a zero.
+    /// The environment's locale differs from the one that the host has set. psqlodbca.so 13.02
+    /// reads the names of SQLPrimaryKeys up to a zero.
     SourceTest()
     {
         ::setenv("LC_ALL", "C", 1);
@@ -37,7 +37,7 @@ protected:
         return true;
     }
 
-    /// What is expected of a named case: what every source gives, or what this one makes of it.
+    /// The expected result of a named case: the usual one, or that of this source.
     std::string Expected(const std::string& name, const std::string& usual)
     {
         constexpr int kDbmsVersion = 18;
@@ -56,7 +56,7 @@ protected:
         return handle;
     }
 
-    std::string version;  // the source's own, once it was asked for
+    std::string version;  // the source's, once it has been read
 };
 
 /// The same with a connection and a statement.
@@ -89,14 +89,14 @@ protected:
             Code("Execute", {statement});
         }
     }
-    /// Makes a table anew.
+    /// Creates a table again.
     void Make(const std::string& table, const std::string& columns) const
     {
         Drop(table);
         Run("CREATE TABLE " + table + "(" + columns + ")");
     }
 
-    /// The rows of the open cursor, a line each; closes it.
+    /// The rows of the open cursor, one per line; closes it.
     std::string Rows() const
     {
         std::string text = GatewayTest::Rows("FetchRows", {statement, 1000});
@@ -110,7 +110,7 @@ protected:
         return Rows();
     }
 
-    /// Whether the driver takes data at execution only if it knows how much will come.
+    /// Whether the driver accepts data at execution only if it knows the length in advance.
     bool WantsLengths() const
     {
         constexpr int kNeedLongDataLength = 111;

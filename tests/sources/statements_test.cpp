@@ -1,4 +1,4 @@
-// Statements of every kind: what they change, bring and refuse, and in which transaction.
+// Statements of every kind: what they change, return and refuse, and in which transaction.
 #include "sources/source_fixture.h"
 
 namespace {
@@ -49,7 +49,7 @@ TEST_P(Statements, DescribeTheirColumns)
     }
 }
 
-TEST_P(Statements, BringSeveralResults)
+TEST_P(Statements, ReturnSeveralResults)
 {
     if (Lacks("several results")) {
         GTEST_SKIP();
@@ -92,7 +92,7 @@ TEST_P(Statements, RunAgainWithOtherParameters)
     EXPECT_EQ(Rows("SELECT a, b, c FROM t WHERE a = 2"), "\"2\", \"\", \"0.5\"\n");
 }
 
-TEST_P(Statements, GiveOutputParametersBack)
+TEST_P(Statements, ReturnOutputParameters)
 {
     if (Lacks("procedures")) {
         GTEST_SKIP();
@@ -112,7 +112,7 @@ TEST_P(Statements, GiveOutputParametersBack)
         Set(100, 3);
         const int code = Code("Execute", {statement});
         ASSERT_TRUE(code == 0 || code == 100) << code << Errors();
-        while (Code("MoreResults", {statement}) == 0) {  // a driver fills outputs with the last
+        while (Code("MoreResults", {statement}) == 0) {  // drivers set outputs with the last result
         }
         EXPECT_EQ(List("GetParameter", {statement, 1}), std::to_string(a));
         EXPECT_EQ(List("GetParameter", {statement, 2}), "\"" + std::to_string(2 * a) + "\"");
@@ -148,7 +148,7 @@ TEST_P(Statements, TakeDataAtExecutionForSeveralParameters)
     EXPECT_EQ(Rows("SELECT a, b, c FROM t"), "\"7\", \"the second\", \"3rd\"\n");
 }
 
-// libsqlite3odbc.so 0.9998 takes a first piece for nothing and refuses a second.
+// libsqlite3odbc.so 0.9998 ignores a first piece and refuses a second.
 TEST_P(Statements, TakeDataAtExecutionThatIsNotAnnounced)
 {
     if (!WantsLengths()) {
@@ -178,7 +178,7 @@ TEST_P(Statements, AreRefusedWithEveryRecord)
     EXPECT_EQ(Rows("SELECT b FROM t"), "\"1\"\n");
 }
 
-// psqlodbca.so 13.02 parts a long message in records.
+// psqlodbca.so 13.02 splits a long message into records.
 TEST_P(Statements, AreRefusedWithSeveralRecords)
 {
     if (Lacks("long messages in records")) {

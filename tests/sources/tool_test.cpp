@@ -1,5 +1,5 @@
-// The tool over each of the sources: what is stored is what was meant, and what is shown what is
-// stored, in every mode.
+// The tool over each of the sources: it stores what was meant, and shows what is stored, in every
+// mode.
 #include <fmt/format.h>
 
 #include <string>
@@ -25,7 +25,7 @@ protected:
     {
         return RunTool(words, "ORVELGW_DSN='" + GetParam().ConnectionString() + "'");
     }
-    /// Runs what has to succeed and to show these rows, titles left out.
+    /// Runs a command that has to succeed and show these rows, titles omitted.
     static void Expect(const std::string& words, const std::string& rows)
     {
         const Finished run = Run(words);

@@ -1,4 +1,4 @@
-// Values of every kind on their way into each source and back.
+// Values of every kind, stored in each source and read back.
 #include <algorithm>
 #include <random>
 
@@ -18,7 +18,7 @@ protected:
         ASSERT_EQ(Code("Execute", {statement}), 0) << Errors();
     }
 
-    /// The same with text, the way that keeps it whole: bytes of UTF-8 to a narrow driver, else
+    /// The same with text, in the form that preserves it: UTF-8 bytes for a narrow driver, else
     /// 2-byte characters.
     void RunWithText(const std::string& sql, const std::string& text)
     {
@@ -135,9 +135,9 @@ TEST_P(Values, OfWideTextAgain)
     EXPECT_EQ(Rows("SELECT v FROM t ORDER BY v"), "\"3rd\"\n\"first\"\n\"second\"\n");
 }
 
-// iODBC 3.52.9 takes characters for bytes where it converts a wide parameter for a narrow driver:
-// what is stored ends too early, and in the middle of a character. It leaves the narrow bytes in
-// the buffer, so that nothing can be read back from there.
+// iODBC 3.52.9 takes characters for bytes when it converts a wide parameter for a narrow driver:
+// what is stored is truncated, in the middle of a character. It leaves the narrow bytes in the
+// buffer, so nothing can be read back from there.
 TEST_P(Values, OfWideTextToNarrowDrivers)
 {
     if (Lacks("narrow driver")) {
@@ -149,7 +149,7 @@ TEST_P(Values, OfWideTextToNarrowDrivers)
     EXPECT_EQ(Rows("SELECT v FROM t"), "\"Ω\"\n");
 }
 
-// The same defect cuts the text of "PrepareW".
+// The same defect truncates the text of "PrepareW".
 TEST_P(Values, OfStatementsInWideText)
 {
     const std::string literal = GetParam().wide_literal + "'Ωz'";
@@ -160,8 +160,8 @@ TEST_P(Values, OfStatementsInWideText)
     EXPECT_EQ(is_prepared && Code("Execute", {statement}) == 0, !GetParam().is_narrow) << Errors();
 }
 
-// What the driver manager does to wide text of a narrow driver, each where it would show if nothing
-// mended it.
+// The driver manager's errors in the wide text of a narrow driver, each as it would show if it were
+// not corrected.
 class WideRead : public ConnectedTest {
 protected:
     WideRead() { Code("SetUnicodeOption", {1}); }
@@ -178,7 +178,7 @@ protected:
     }
 };
 
-TEST_P(WideRead, NullIsTold)
+TEST_P(WideRead, ReportsNull)
 {
     FetchFirst("SELECT NULL");
     EXPECT_EQ(Call("GetDataW", {statement, 1, -8}).length, 0U);
@@ -201,7 +201,7 @@ TEST_P(WideRead, CountsWrittenCharacters)
     EXPECT_EQ(Utf8FromUnits(Call("GetDataExW", {statement, 3, -8, 100}).Bytes()), "aé");
 }
 
-/// With the legacy option: ODBC 2, and text as the driver has its bytes.
+/// With the legacy option: ODBC 2, and text as the driver's bytes.
 class LegacyValues : public ConnectedTest {
 protected:
     LegacyValues() : ConnectedTest(true) {}
@@ -243,8 +243,8 @@ protected:
         EXPECT_EQ(List("ParamData", {statement}).substr(0, 3), "0, ") << Errors();
     }
 
-    /// The one value of the table, read by an entry until nothing is left. Pieces of text that
-    /// were cut end in zeros.
+    /// The table's only value, read by an entry until nothing is left. Truncated pieces of text end
+    /// in zeros.
     std::string Read(const std::string& entry, const std::vector<Argument>& rest, bool is_text)
     {
         Run("SELECT v FROM t");

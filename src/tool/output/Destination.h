@@ -24,7 +24,7 @@ public:
     void Keep()
     {
         if (file_) {
-            file_->Keep();
+            file_->Commit();
         }
     }
 

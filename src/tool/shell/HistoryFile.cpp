@@ -61,7 +61,7 @@ std::vector<std::string> HistoryFile::Lines() const
             for (const std::string& line : lines) {
                 kept.Write(line + "\n");
             }
-            kept.Keep();
+            kept.Commit();
         } catch (const FileError&) {
             // It grows on.
         }

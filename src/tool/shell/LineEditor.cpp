@@ -108,7 +108,22 @@ int LineEditor::ReadCharacter(EditLine* editor, wchar_t* character)
     std::mbstate_t state{};
     for (;;) {
         char byte = 0;
-        const ssize_t size = ::read(STDIN_FILENO, &byte, 1);
+        // Signals come only while this waits, so that none is missed before it does.
+        sigset_t signals;
+        sigset_t usual;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, SIGINT);
+        ::sigaddset(&signals, SIGWINCH);
+        ::pthread_sigmask(SIG_BLOCK, &signals, &usual);
+        if (NotedInterrupts::Take()) {
+            ::pthread_sigmask(SIG_SETMASK, &usual, nullptr);
+            Of(editor).is_interrupted_ = true;
+            return -1;
+        }
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        const int ready = ::ppoll(&input, 1, nullptr, &usual);
+        ::pthread_sigmask(SIG_SETMASK, &usual, nullptr);
+        const ssize_t size = ready < 0 ? -1 : ::read(STDIN_FILENO, &byte, 1);
         if (is_resized != 0) {
             is_resized = 0;
             ::el_resize(editor);
