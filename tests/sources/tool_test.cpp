@@ -120,6 +120,34 @@ TEST_P(Tool, KeepsNothingOfAnImportThatFails)
     Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
 }
 
+// Rows that a trigger left out are none that stay; those of a table without transactions do.
+TEST_P(Tool, SaysWhatAFailedImportLeaves)
+{
+    const bool is_postgresql = GetParam().product == "PostgreSQL";
+    if (!is_postgresql && GetParam().product != "MariaDB") {
+        GTEST_SKIP() << "has neither such triggers nor such tables";
+    }
+    Run("-c 'DROP TABLE kept'");
+    if (is_postgresql) {
+        Expect("-c 'CREATE TABLE kept(id INTEGER PRIMARY KEY)'", "");
+        Expect(
+            "-c \"CREATE OR REPLACE FUNCTION leave_out() RETURNS trigger LANGUAGE plpgsql AS "
+            "'BEGIN RETURN NULL; END'\"",
+            "");
+        Expect(
+            "-c 'CREATE TRIGGER leaves BEFORE INSERT ON kept FOR EACH ROW WHEN (NEW.id = 2) "
+            "EXECUTE FUNCTION leave_out()'",
+            "");
+    } else {
+        Expect("-c 'CREATE TABLE kept(id INTEGER PRIMARY KEY) ENGINE=MyISAM'", "");
+    }
+    const Finished run = Run("--import " + Written("id\n1\n2\n1\n") + " kept");
+    ExpectParts(run.messages, {"line 4: ", is_postgresql ? "rolled back: no row was imported"
+                                                         : "2 rows may stay in kept"});
+    Expect("-c 'SELECT count(*) AS n FROM kept'", is_postgresql ? "0\n" : "2\n");
+    Expect("-c 'DROP TABLE kept'", "");
+}
+
 TEST_P(Tool, RunsScriptsInOneTransaction)
 {
     Run("-c 'DROP TABLE tool2'");
