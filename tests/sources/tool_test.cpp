@@ -95,6 +95,27 @@ TEST_P(Tool, Binds)
     }
 }
 
+// A source refuses them, or the tool does; SQLite stores whatever it is given.
+TEST_P(Tool, RefusesNumbersBeyondTheirType)
+{
+    if (GetParam().product == "SQLite") {
+        GTEST_SKIP() << "its columns take any value";
+    }
+    for (const char* mode : kModes) {
+        for (const auto& [column, value] :
+             {std::pair("id", "99999999999"), std::pair("big", "12345678901234567890")}) {
+            const std::string file = Written(fmt::format("{}\n{}\n", column, value));
+            EXPECT_EQ(Run(fmt::format("{}--import {} tool", mode, file)).exit_code, 1) << mode;
+            EXPECT_EQ(Run(fmt::format("{}-c 'INSERT INTO tool({}) VALUES (?)' -p {}", mode, column,
+                                      value))
+                          .exit_code,
+                      1)
+                << mode << column;
+        }
+    }
+    Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
+}
+
 // What the described type of a column lacks is not lost.
 TEST_P(Tool, KeepsTheOffsetOfAMoment)
 {
