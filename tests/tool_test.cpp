@@ -322,7 +322,7 @@ TEST_F(ToolFiles, ShowsNoControlCharacter)
 {
     const std::string escape = "\033c";
     const std::string sql = " -c \"SELECT char(27) || 'c'\"";
-    const std::string file = File(escape.c_str());
+    const std::string file = File(escape);
     const std::string memory = kMemory;
     const std::string driver = "-d DRIVER=" + File("narrow-driver.so");
     std::filesystem::create_symlink(ORVELGW_NARROW_SHIM, File("narrow-driver.so"));
