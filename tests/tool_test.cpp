@@ -298,6 +298,7 @@ TEST_F(ToolFiles, ImportsAllRecordsOrNone)
         {"id,name\n5," + std::string(70'000, 'x'), "\"...: longer than 65534 bytes"},
         {"", "no record with the names of columns"},
         {"id,ID\n5,6\n", "two fields are for the column id"},
+        {"\xFF\xFEi", "bad.csv: the file is UTF-16; UTF-8 is needed"},
         {std::string("id,name\n5,a\0b\n", 14), "line 2: a zero byte"},
         {"", "line 1: a field of more than 1000000 bytes", "tr '\\0' x </dev/zero |"},
         {"", "line 1: more than 1000000 fields", "tr '\\0' , </dev/zero |"},

@@ -95,6 +95,7 @@ private:
     struct Parameter {
         bool is_binary = false;                   // bytes unchanged
         bool goes_wide = false;                   // text as 2-byte characters
+        bool is_latin1 = false;                   // the source silently stores ? for other text
         std::optional<std::int64_t> number_type;  // if the source silently stores others wrongly
     };
 

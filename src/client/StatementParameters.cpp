@@ -12,36 +12,13 @@
 #include "client/HostList.h"
 #include "client/HostServices.h"
 #include "client/Statement.h"
+#include "client/UnicodeOption.h"
 #include "client/odbc_numbers.h"
 
 namespace {
 
 // The maximum for one "PutData".
 constexpr std::size_t kPutSize = 65'535;
-
-/// Sets the Unicode option as a value needs it while the value is set.
-class ParameterOption {
-public:
-    ParameterOption(const Session& session, bool is_wide)
-        : session_(session), is_other_(session.Options().unicode != is_wide)
-    {
-        Switch(is_wide);
-    }
-    ~ParameterOption() { Switch(session_.Options().unicode); }
-    ParameterOption(const ParameterOption&) = delete;
-    ParameterOption& operator=(const ParameterOption&) = delete;
-
-private:
-    void Switch(bool on) const
-    {
-        if (is_other_) {
-            Entry<std::int32_t>(session_.Library(), "SetUnicodeOption", "iP")(on ? 1 : 0);
-        }
-    }
-
-    const Session& session_;
-    bool is_other_;
-};
 
 // How a value is bound, so that the driver knows its type.
 struct TypeOf {
@@ -106,6 +83,12 @@ bool IsWholeNumber(std::string_view text, int bits)
            number <= std::numeric_limits<std::int64_t>::max() >> unused_bits;
 }
 
+// Whether UTF-8 holds no character beyond U+00FF.
+bool IsLatin1(std::string_view text)
+{
+    return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) <= 0xC3; });
+}
+
 Column Described(const ParameterShape& shape)
 {
     return {.name = "", .sql_type = shape.sql_type, .size = shape.size};
@@ -116,13 +99,19 @@ bool HasOwnFormat(const ParameterShape& shape)
     return Described(shape).IsNumeric() || Described(shape).IsDateTime();
 }
 
+bool IsNarrowText(const ParameterShape& shape)
+{
+    return shape.sql_type == kCharType || shape.sql_type == kVarcharType ||
+           shape.sql_type == kLongVarcharType;
+}
+
 std::int64_t BoundType(const ParameterShape& shape, const SourceTraits& source)
 {
     if (shape.is_binary) {
         return kVarbinaryType;  // the one long type that "BindParameters" binds as bytes
     }
     const bool is_lost = shape.sql_type == kBigintType && source.loses_big_integers;
-    return is_lost ? kDecimalType : shape.sql_type;
+    return is_lost ? std::int64_t{kDecimalType} : shape.sql_type;
 }
 
 // As SQL_DECIMAL, a number's text may have any length.
@@ -156,7 +145,7 @@ void Statement::Bind(const std::vector<ParameterValue>& values)
     }
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (const auto* file = std::get_if<FileValue>(&values[i])) {
-            parameters_.push_back({.is_binary = true});
+            parameters_.emplace_back().is_binary = true;
             BindFile(i + 1, file->name);
         } else {
             BindValue(i + 1, std::get<TypedValue>(values[i]),
@@ -257,7 +246,8 @@ void Statement::Bind(const std::vector<ParameterShape>& shapes)
     std::vector<ListValue> directions;
     std::vector<ListValue> sizes;
     for (const ParameterShape& shape : shapes) {
-        parameters_.push_back(ParameterOf(shape));
+        Parameter& parameter = parameters_.emplace_back(ParameterOf(shape));
+        parameter.is_latin1 = session_.Source().misreads_text && IsNarrowText(shape);
         lengths.emplace_back(0);
         types.emplace_back(BoundType(shape, session_.Source()));
         digits.emplace_back(shape.digits);
@@ -291,6 +281,12 @@ void Statement::CheckNumber(std::size_t number, std::string_view text) const
 void Statement::SetText(std::size_t number, std::string_view text)
 {
     const Parameter& parameter = parameters_.at(number - 1);
+    if (parameter.is_latin1 && !IsLatin1(text)) {
+        throw SqlError(
+            fmt::format("parameter {}: \"{}\" has characters that the column's narrow "
+                        "text can't hold",
+                        number, text));
+    }
     CheckNumber(number, text);
     list_.clear();
     if (parameter.goes_wide) {
@@ -338,10 +334,11 @@ void Statement::SetList(std::size_t number, bool is_wide, bool is_binary)
 {
     constexpr std::size_t kLongestHead = 4;
     if (list_.size() > kLongestElement + kLongestHead) {
-        throw SqlError(fmt::format("parameter {}: a value of more than {} bytes comes from a file",
-                                   number, kLongestElement));
+        throw SqlError(fmt::format(
+            "parameter {}: longer than {} bytes as it is sent; --put sends a file of any length",
+            number, kLongestElement));
     }
-    const ParameterOption option(session_, is_wide);
+    const UnicodeOption option(session_, is_wide);
     ORVEL_EXSTR value = HostServices::Instance().NewLongString(list_);
     const auto& set = is_binary ? set_binary_ : set_parameter_;
     Check("SetParameter", set(handle_, &value, static_cast<std::int32_t>(number)));

@@ -70,8 +70,11 @@ bool CsvReader::ReadBlock()
     }
     left_ = {block_.data(), static_cast<std::size_t>(in_.gcount())};
     bytes_read_ += left_.size();
-    if (std::exchange(is_at_start_, false) && left_.starts_with(kByteOrderMark)) {
-        left_.remove_prefix(kByteOrderMark.size());
+    if (std::exchange(is_at_start_, false)) {
+        if (left_.starts_with("\xFF\xFE") || left_.starts_with("\xFE\xFF")) {
+            throw CsvError(name_ + ": the file is UTF-16; UTF-8 is needed");
+        }
+        left_.remove_prefix(left_.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
     }
     return !left_.empty();
 }

@@ -116,6 +116,15 @@ TEST_P(Tool, RefusesNumbersBeyondTheirType)
     Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
 }
 
+TEST_P(Tool, NamesColumnsOutsideAscii)
+{
+    for (const char* mode : kModes) {
+        const Finished run =
+            Run(std::string(mode) + "--csv -q -c 'SELECT id AS \"naïvé x\" FROM tool'");
+        EXPECT_EQ(run.data, "naïvé x\n") << mode << run.messages;
+    }
+}
+
 // What the described type of a column lacks is not lost.
 TEST_P(Tool, KeepsTheOffsetOfAMoment)
 {
