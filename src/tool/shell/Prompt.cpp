@@ -196,9 +196,6 @@ void Prompt::Run()
                 workspace_.is_done = true;
         }
     }
-    if (workspace_.IsInTransaction()) {
-        fmt::print("(rolled back)\n");
-    }
 }
 
 }  // namespace
