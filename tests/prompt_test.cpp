@@ -292,7 +292,7 @@ TEST_F(Prompt, CommandsWorkInScripts)
          "team        | teams           | id\n"},
         {"CREATE TABLE \"A \"\"b.c\"\"\"(d);\n\\pset tuples_only on\n\\dt \"A "
          "\"\"b.c\"\"\";\n\\dt;",
-         " | A \"b.c\" | TABLE |\n | A \"b.c\" | TABLE |\n | people | TABLE |\n | teams | TABLE "
+         " | A \"b.c\" | TABLE |\n | A \"b.c\" | TABLE |\n | people  | TABLE |\n | teams   | TABLE "
          "|\n"},
         {"\\pset tuples_only on\n\\dt TE*\n\\di by?nick\n",
          " | teams | TABLE |\n | by_nick | yes | people | nickname, team\n"},

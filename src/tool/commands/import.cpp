@@ -292,12 +292,12 @@ private:
         const std::int64_t gone = before && after ? *before - *after : 0;
         const auto stay = static_cast<std::int64_t>(pending) - gone;
         if (before && after && stay > 0) {
-            return fmt::format("not rolled back: {} stay in {}, which has no transactions",
+            return fmt::format("not rolled back: {} left in {}, which has no transactions",
                                Counted(kept_ + static_cast<std::uint64_t>(stay), "row"),
                                options_.table);
         }
         if (kept_ > 0) {
-            return fmt::format("rolled back to the last batch: {} stay in {}, up to line {} of {}",
+            return fmt::format("rolled back to the last batch: {} left in {}, up to line {} of {}",
                                Counted(kept_, "row"), options_.table, kept_line_, reader_.Name());
         }
         return fmt::format("rolled back: no row was imported{}", !is_created_ ? ""
