@@ -285,7 +285,7 @@ TEST_F(Transfers, ImportsAsItIsTold)
         {import, "id,nam\n1,x\n", "", "did you mean \"name\"?"},
         {import, "id,name\n1,x\n2,y\nz\n", "", "rolled back: no row was imported"},
         {import + "--batch 2", "id,name\n1,x\n2,y\n3,z\n4\n", "1 'x'\n2 'y'\n",
-         "rolled back to the last batch: 2 rows left in t, up to line 3 of standard input"},
+         "rolled back to the last batch: 2 rows stay in t, up to line 3 of standard input"},
         {"--import - b", "data\n\\xZ0\n", "", "column data, \"\\\\xZ0\": behind \\x"},
         {import + "--create", "", "", "standard input can't be"},
         {"--import x t --no-header --create", "", "", "needs the names"},

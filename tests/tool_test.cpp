@@ -288,7 +288,7 @@ TEST_F(ToolFiles, ImportsAllRecordsOrNone)
         const char* endless = "";  // comes in place of the file
     };
     const Case cases[] = {
-        {"id,name\n5,x\n6\n", "bad.csv: line 3: 1 fields, but 2 columns"},
+        {"id,name\n5,x\n6\n", "bad.csv: line 3: 1 field, but 2 columns"},
         {"id,title\n5,x\n", "t has no column \"title\""},
         {"id;name\n5;x\n", "t has no column \"id;name\"; did you mean --delimiter ';'?"},
         {"id,name\n\n5,\"x\n\"\n,y\n", "line 5: id = NULL, name = \"y\": NOT NULL constraint"},
@@ -322,7 +322,7 @@ TEST_F(ToolFiles, ShowsNoControlCharacter)
 {
     const std::string escape = "\033c";
     const std::string sql = " -c \"SELECT char(27) || 'c'\"";
-    const std::string file = File(escape.c_str());
+    const std::string file = File(escape);
     const std::string memory = kMemory;
     const std::string driver = "-d DRIVER=" + File("narrow-driver.so");
     std::filesystem::create_symlink(ORVELGW_NARROW_SHIM, File("narrow-driver.so"));

@@ -93,9 +93,9 @@ private:
 
     /// How the values of a bound parameter are sent.
     struct Parameter {
-        bool is_binary = false;         // bytes unchanged
-        bool goes_wide = false;         // text as 2-byte characters
-        bool has_to_be_number = false;  // for other text the source would silently store one
+        bool is_binary = false;                   // bytes unchanged
+        bool goes_wide = false;                   // text as 2-byte characters
+        std::optional<std::int64_t> number_type;  // if the source silently stores others wrongly
     };
 
     Statement(const Session& session, Reporter& reporter, StatementTraits traits);
@@ -106,6 +106,7 @@ private:
                  std::int32_t length);
     void BindValue(std::size_t number, const TypedValue& value,
                    const std::optional<ParameterShape>& described);
+    void CheckNumber(std::size_t number, std::string_view text) const;
     void BindFile(std::size_t number, const std::string& file);
     std::optional<std::vector<ParameterShape>> DescribeParameters() const;
     Parameter ParameterOf(const std::optional<ParameterShape>& shape) const;

@@ -10,6 +10,7 @@ enum SqlType : std::int32_t {
     kNumericType = 2,
     kDecimalType = 3,
     kIntegerType = 4,
+    kSmallintType = 5,
     kDoubleType = 8,
     kDateTypeOfOdbc2 = 9,
     kTimestampTypeOfOdbc2 = 11,

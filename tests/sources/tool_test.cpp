@@ -114,6 +114,27 @@ TEST_P(Tool, Binds)
     }
 }
 
+// A source refuses them, or the tool does; SQLite stores whatever it is given.
+TEST_P(Tool, RefusesNumbersBeyondTheirType)
+{
+    if (GetParam().product == "SQLite") {
+        GTEST_SKIP() << "its columns take any value";
+    }
+    for (const char* mode : kModes) {
+        for (const auto& [column, value] :
+             {std::pair("id", "99999999999"), std::pair("big", "12345678901234567890")}) {
+            const std::string file = Written(fmt::format("{}\n{}\n", column, value));
+            EXPECT_EQ(Run(fmt::format("{}--import {} tool", mode, file)).exit_code, 1) << mode;
+            EXPECT_EQ(Run(fmt::format("{}-c 'INSERT INTO tool({}) VALUES (?)' -p {}", mode, column,
+                                      value))
+                          .exit_code,
+                      1)
+                << mode << column;
+        }
+    }
+    Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
+}
+
 // What the described type of a column lacks is not lost.
 TEST_P(Tool, KeepsTheOffsetOfAMoment)
 {
@@ -137,6 +158,34 @@ TEST_P(Tool, KeepsNothingOfAnImportThatFails)
     }
     ExpectParts(run.messages, {"line 4: ", "\"x\"", "rolled back: no row was imported"});
     Expect("-c 'SELECT count(*) AS n FROM tool'", "0\n");
+}
+
+// Rows that a trigger left out are none that stay; those of a table without transactions do.
+TEST_P(Tool, SaysWhatAFailedImportLeaves)
+{
+    const bool is_postgresql = GetParam().product == "PostgreSQL";
+    if (!is_postgresql && GetParam().product != "MariaDB") {
+        GTEST_SKIP() << "has neither such triggers nor such tables";
+    }
+    Run("-c 'DROP TABLE kept'");
+    if (is_postgresql) {
+        Expect("-c 'CREATE TABLE kept(id INTEGER PRIMARY KEY)'", "");
+        Expect(
+            "-c \"CREATE OR REPLACE FUNCTION leave_out() RETURNS trigger LANGUAGE plpgsql AS "
+            "'BEGIN RETURN NULL; END'\"",
+            "");
+        Expect(
+            "-c 'CREATE TRIGGER leaves BEFORE INSERT ON kept FOR EACH ROW WHEN (NEW.id = 2) "
+            "EXECUTE FUNCTION leave_out()'",
+            "");
+    } else {
+        Expect("-c 'CREATE TABLE kept(id INTEGER PRIMARY KEY) ENGINE=MyISAM'", "");
+    }
+    const Finished run = Run("--import " + Written("id\n1\n2\n1\n") + " kept");
+    ExpectParts(run.messages, {"line 4: ", is_postgresql ? "rolled back: no row was imported"
+                                                         : "2 rows may stay in kept"});
+    Expect("-c 'SELECT count(*) AS n FROM kept'", is_postgresql ? "0\n" : "2\n");
+    Expect("-c 'DROP TABLE kept'", "");
 }
 
 TEST_P(Tool, RunsScriptsInOneTransaction)

@@ -60,8 +60,8 @@ std::vector<std::string> ReadNames(CsvReader& reader, const ImportOptions& optio
 void CheckFieldCount(const CsvReader& reader, std::size_t columns)
 {
     if (const std::size_t fields = reader.Fields().size(); fields != columns) {
-        throw CsvError(fmt::format("{}: line {}: {} fields, but {} columns", reader.Name(),
-                                   reader.Line(), fields, columns));
+        throw CsvError(fmt::format("{}: line {}: {}, but {}", reader.Name(), reader.Line(),
+                                   Counted(fields, "field"), Counted(columns, "column")));
     }
 }
 
@@ -284,21 +284,22 @@ private:
         try {
             transaction.Rollback();
         } catch (const SqlError&) {
-            return fmt::format("the rollback failed: {} rows may stay in {}", rows_,
+            return fmt::format("the rollback failed: {} may stay in {}", Counted(rows_, "row"),
                                options_.table);
         }
         const auto after =
             is_created_ || before ? RowCount(session_, options_.table, messages_) : std::nullopt;
-        const std::int64_t gone = before && after ? *before - *after : 0;
-        const auto stay = static_cast<std::int64_t>(pending) - gone;
-        if (before && after && stay > 0) {
-            return fmt::format("not rolled back: {} left in {}, which has no transactions",
-                               Counted(kept_ + static_cast<std::uint64_t>(stay), "row"),
-                               options_.table);
+        // How many of the pending rows are gone says nothing: a trigger may have left some out.
+        if (pending > 0 && before && after && *after >= *before) {
+            return fmt::format(
+                "the rollback removed no row: {} may stay in {}, as in a table without "
+                "transactions",
+                Counted(rows_, "row"), options_.table);
         }
         if (kept_ > 0) {
-            return fmt::format("rolled back to the last batch: {} left in {}, up to line {} of {}",
-                               Counted(kept_, "row"), options_.table, kept_line_, reader_.Name());
+            return fmt::format("rolled back to the last batch: {} {} in {}, up to line {} of {}",
+                               Counted(kept_, "row"), kept_ == 1 ? "stays" : "stay", options_.table,
+                               kept_line_, reader_.Name());
         }
         return fmt::format("rolled back: no row was imported{}", !is_created_ ? ""
                                                                  : after

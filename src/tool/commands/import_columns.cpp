@@ -82,7 +82,7 @@ ParameterShape ShapeOf(const Column& column, const SourceTraits& source)
     const bool is_big = column.sql_type == kBigintType ||
                         (column.sql_type == kIntegerType && column.size > kDigitsOf32Bits);
     if (is_big && source.loses_big_integers) {
-        shape.sql_type = kDecimalType;
+        shape.sql_type = kBigintType;
     }
     return shape;
 }

@@ -1,6 +1,7 @@
 #include "tool/shell/LineEditor.h"
 
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -87,6 +88,8 @@ LineEditor::LineEditor(Complete complete)
     ::el_set(editor, EL_BIND, "^I", "complete", nullptr);
     ::el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     ::el_set(editor, EL_SIGNAL, 0);
+    // What the terminal has announced is there to be read, also where ^C comes in between.
+    ::el_set(editor, EL_SETTY, "-d", "+noflsh", nullptr);
     ::el_source(editor, nullptr);  // the user's own bindings, ~/.editrc
 }
 
@@ -189,6 +192,7 @@ LineEditor::End LineEditor::Read(const std::string& prompt, std::string& line)
     const char* read = ::el_gets(editor_.get(), &count);
     ::sigaction(SIGWINCH, &before, nullptr);
     if (is_interrupted_ || NotedInterrupts::Take()) {
+        ::tcflush(STDIN_FILENO, TCIFLUSH);
         std::fputs("^C\n", stdout);
         return End::kInterrupted;
     }
