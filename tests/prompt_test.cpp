@@ -290,6 +290,10 @@ TEST_F(Prompt, CommandsWorkInScripts)
          "foreign key | refers to table | column\n"
          "------------+-----------------+-------\n"
          "team        | teams           | id\n"},
+        {"CREATE TABLE \"A \"\"b.c\"\"\"(d);\n\\pset tuples_only on\n\\dt \"A "
+         "\"\"b.c\"\"\";\n\\dt;",
+         " | A \"b.c\" | TABLE |\n | A \"b.c\" | TABLE |\n | people  | TABLE |\n | teams   | TABLE "
+         "|\n"},
         {"\\pset tuples_only on\n\\dt TE*\n\\di by?nick\n",
          " | teams | TABLE |\n | by_nick | yes | people | nickname, team\n"},
         {"\\set who 'it''s'\n\\i " + File("included"), "who\n----\nit's\n"},

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "client/ascii.h"
 #include "run_tool.h"
 #include "sources/source_fixture.h"
 
@@ -73,6 +74,24 @@ TEST_P(Tool, ShowsWhatItStores)
         const std::string got = folder.path / "got";
         Expect(fmt::format("{}-c 'SELECT longer FROM tool WHERE id = 1' --get {}", mode, got), "");
         EXPECT_EQ(Slurp(got), many) << mode;
+    }
+}
+
+TEST_P(Tool, DescribesWhatIsNamed)
+{
+    const std::string tables = Run("-t --csv tables tool").data;
+    const std::string schema = tables.substr(0, tables.find(','));
+    if (schema != "\"\"") {
+        EXPECT_EQ(Run("-t --csv tables " + schema + ".TOOL").data, tables);
+    }
+    if (const std::string& procedure = GetParam().dialect.procedure; !procedure.empty()) {
+        Run("-f " + Written(procedure + "\n/\n", "procedure.sql"));
+        const std::string name = schema + ".twice";
+        const Finished run = Run("-f " + Written("\\df " + name + ";\n", "describe.sql"));
+        EXPECT_EQ(run.exit_code, 0) << run.messages;
+        for (const char* parameter : {"| a", "| b"}) {
+            EXPECT_NE(FindIgnoringCase(run.data, parameter), std::string::npos) << run.data;
+        }
     }
 }
 

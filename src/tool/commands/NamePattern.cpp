@@ -19,15 +19,20 @@ NamePattern::NamePattern(std::string_view text)
 NamePattern::Part NamePattern::Take(std::string_view& text)
 {
     Part part;
-    bool is_inside = false;
-    for (; !text.empty() && (is_inside || text.front() != '.'); text.remove_prefix(1)) {
+    char quote = 0;  // the one that is open
+    for (; !text.empty() && (quote != 0 || text.front() != '.'); text.remove_prefix(1)) {
         const char c = text.front();
-        if (c == '"') {
-            is_inside = !is_inside;
+        if (c == quote && text.substr(1, 1) == text.substr(0, 1)) {  // a doubled quote is one
+            part.text += c;
+            text.remove_prefix(1);
+        } else if (c == quote) {
+            quote = 0;
+        } else if (quote == 0 && (c == '"' || c == '`')) {
+            quote = c;
             part.is_quoted = true;
         } else {
             part.text += c;
-            part.has_wildcards = part.has_wildcards || (!is_inside && (c == '*' || c == '?'));
+            part.has_wildcards = part.has_wildcards || (quote == 0 && (c == '*' || c == '?'));
         }
     }
     return part;
@@ -49,15 +54,14 @@ std::string NamePattern::Part::ForDriver(const Session& session) const
 {
     constexpr char kUpper = 1;
     constexpr char kLower = 2;
-    if (text.empty()) {
-        return "";
-    }
     const std::string source_case = is_quoted ? "" : session.Information(kIdentifierCase);
+    const bool is_folded = source_case.starts_with(kUpper) || source_case.starts_with(kLower);
     std::string name;
-    for (char c : text) {
-        c = source_case.starts_with(kUpper) && c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-        c = source_case.starts_with(kLower) ? LowerInAscii(c) : c;
-        name += has_wildcards && c == '*' ? '%' : has_wildcards && c == '?' ? '_' : c;
+    for (const char c : text) {
+        const char small = LowerInAscii(c);
+        name += has_wildcards && c == '*'                                                    ? '%'
+                : (has_wildcards && c == '?') || (is_folded && small >= 'a' && small <= 'z') ? '_'
+                                                                                             : c;
     }
     return name;
 }

@@ -7,7 +7,8 @@
 #include "client/Session.h"
 
 /// A name with * and ? for any characters and any one, and perhaps a schema or catalog in front of
-/// a point. What stands in double quotes is meant as it is written; all else in any case.
+/// a point. What stands in double quotes, or in `these`, is meant as it is written; all else in any
+/// case.
 class NamePattern {
 public:
     explicit NamePattern(std::string_view text);
@@ -22,13 +23,17 @@ public:
     /// Whether a schema, or the catalog, is the one in front of the point; true where none is.
     bool MatchesQualifier(std::string_view catalog, std::string_view schema) const;
 
-    /// As the driver takes it: with % and _, and letters in the case in which the source keeps
-    /// plain names.
+    /// A pattern for the driver, which every name that matches fits, and perhaps others. Where the
+    /// source keeps plain names in one case, _ stands for each letter, since a name that was
+    /// quoted when it was made may have any.
     std::string ForDriver(const Session& session) const { return name_.ForDriver(session); }
-    std::string QualifierForDriver(const Session& session) const
+    std::string SchemaForDriver(const Session& session) const
     {
         return qualifier_.ForDriver(session);
     }
+
+    /// What is in front of the point, as it is written: the driver takes no pattern of catalogs.
+    const std::string& Catalog() const { return qualifier_.text; }
 
 private:
     struct Part {

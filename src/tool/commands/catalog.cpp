@@ -133,11 +133,9 @@ Records Matching(const Session& session, const std::string& entry, const NamePat
                  const std::vector<Argument>& rest, Reporter& reporter)
 {
     const std::string name = pattern.IsEmpty() ? "%" : pattern.ForDriver(session);
-    const std::string qualifier = pattern.QualifierForDriver(session);
     Records found;
-    for (const bool is_catalog : {false, true}) {
-        std::vector<Argument> inputs{is_catalog ? qualifier : "", is_catalog ? "" : qualifier,
-                                     name};
+    const auto add_matching = [&](const std::string& catalog, const std::string& schema) {
+        std::vector<Argument> inputs{catalog, schema, name};
         inputs.insert(inputs.end(), rest.begin(), rest.end());
         for (Record& record : RecordsOf(session, entry, inputs, reporter)) {
             if (pattern.Matches(record.At(kTable)) &&
@@ -145,9 +143,19 @@ Records Matching(const Session& session, const std::string& entry, const NamePat
                 found.push_back(std::move(record));
             }
         }
-        if (!found.empty() || qualifier.empty()) {
-            break;
+    };
+    if (!pattern.Catalog().empty()) {
+        try {
+            add_matching("", pattern.SchemaForDriver(session));
+        } catch (const SqlError&) {
+            // MariaDB's driver 3.1.15 refuses a schema, as its sources have catalogs only.
         }
+        if (found.empty()) {
+            add_matching(pattern.Catalog(), "");
+        }
+    }
+    if (found.empty()) {  // MariaDB's driver finds no procedure of a catalog that is named
+        add_matching("", "");
     }
     return found;
 }
@@ -169,7 +177,12 @@ void ListRelations(const Session& session, const NamePattern& pattern, const cha
                    ResultSink& sink, Reporter& reporter)
 {
     TextTable table({"schema", "name", "type", "remarks"});
-    for (const Record& record : Relations(session, pattern, types, reporter)) {
+    Records records = Relations(session, pattern, types, reporter);
+    // SQLite's driver 0.9998 leaves them in the order in which they were made.
+    std::ranges::stable_sort(records, {}, [](const Record& record) {
+        return std::pair(Qualifier(record), record.At(kTable));
+    });
+    for (const Record& record : records) {
         table.Add({Qualifier(record), record.At(kTable), record.At(kTableType),
                    record.At(kTableRemarks)});
     }
@@ -219,8 +232,9 @@ void ListProcedures(const Session& session, const NamePattern& pattern, ResultSi
         return;
     }
     TextTable parameters({"procedure", "parameter", "kind", "type"});
+    // With % for the parameter PostgreSQL's driver 13.02 finds none.
     for (const Record& record :
-         Matching(session, "DescribeProcedureColumns", pattern, {"%"}, reporter)) {
+         Matching(session, "DescribeProcedureColumns", pattern, {""}, reporter)) {
         parameters.Add({record.At(kTable), record.At(kColumn),
                         ParameterKind(record.At(kParameterKind)), record.At(kParameterType)});
     }
@@ -267,12 +281,18 @@ void ListIndexes(const Session& session, const NamePattern& pattern, ResultSink&
 {
     TextTable table({"schema", "index", "unique", "table", "columns"});
     for (const Record& record : Relations(session, NamePattern("*"), "TABLE", reporter)) {
-        for (const Index& index : IndexesOf(session, record, reporter)) {
-            if ((pattern.Matches(index.name) || pattern.Matches(record.At(kTable))) &&
-                pattern.MatchesQualifier(record.At(kCatalog), record.At(kSchema))) {
-                table.Add({Qualifier(record), index.name, index.is_unique ? "yes" : "no",
-                           record.At(kTable), index.columns});
+        if (!pattern.MatchesQualifier(record.At(kCatalog), record.At(kSchema))) {
+            continue;
+        }
+        try {
+            for (const Index& index : IndexesOf(session, record, reporter)) {
+                if (pattern.Matches(index.name) || pattern.Matches(record.At(kTable))) {
+                    table.Add({Qualifier(record), index.name, index.is_unique ? "yes" : "no",
+                               record.At(kTable), index.columns});
+                }
             }
+        } catch (const SqlError& error) {  // the other tables have theirs
+            reporter.Warned({fmt::format("{}: {}", record.At(kTable), error.what())});
         }
     }
     table.PassTo(sink, reporter);
@@ -286,11 +306,16 @@ void ListPrivileges(const Session& session, const NamePattern& pattern, ResultSi
         table.Add(
             {Qualifier(record), record.At(kTable), "", record.At(kGrantee), record.At(kPrivilege)});
     }
-    if (pattern.IsOneName()) {  // the entry takes the name of one table
+    for (const Record& relation :
+         pattern.IsOneName() ? Relations(session, pattern, "", reporter) : Records()) {
+        // No schema: with one the query of PostgreSQL's driver 13.02 fails.
         for (const Record& record :
-             Matching(session, "ColumnPrivileges", pattern, {"%"}, reporter)) {
-            table.Add({Qualifier(record), record.At(kTable), record.At(kColumn),
-                       record.At(kGrantee + 1), record.At(kPrivilege + 1)});
+             RecordsOf(session, "ColumnPrivileges",
+                       {relation.At(kCatalog), "", relation.At(kTable), "%"}, reporter)) {
+            if (record.At(kSchema) == relation.At(kSchema)) {
+                table.Add({Qualifier(record), record.At(kTable), record.At(kColumn),
+                           record.At(kGrantee + 1), record.At(kPrivilege + 1)});
+            }
         }
     }
     table.PassTo(sink, reporter);
@@ -351,7 +376,11 @@ TextTable ForeignKeys(const Session& session, const Record& table, bool is_prima
     std::map<std::string, std::size_t> places;  // of keys that have a name
     std::vector<std::pair<std::string, Key>> keys;
     for (const Record& record : RecordsOf(session, "ForeignKeys", inputs, reporter)) {
-        const std::string other = record.At(is_primary ? kForeignTable : kPrimaryTable);
+        const std::size_t place = is_primary ? kForeignTable : kPrimaryTable;
+        const std::string schema = record.At(record.At(place - 1).empty() ? place - 2 : place - 1);
+        const std::string other = schema.empty() || schema == Qualifier(table)
+                                      ? record.At(place)
+                                      : schema + "." + record.At(place);
         const std::string id = record.At(kForeignName) + '\0' + other;
         if (!places.contains(id) || record.At(kKeySequence) == "1") {
             places[id] = keys.size();

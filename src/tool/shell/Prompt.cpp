@@ -191,13 +191,11 @@ void Prompt::Run()
             case LineEditor::End::kInterrupted:
                 splitter_.Clear();
                 typed_.clear();
+                workspace_.values.clear();
                 break;
             case LineEditor::End::kEndOfInput:
                 workspace_.is_done = true;
         }
-    }
-    if (workspace_.IsInTransaction()) {
-        fmt::print("(rolled back)\n");
     }
 }
 

@@ -131,6 +131,9 @@ void Workspace::CloseConnection()
 {
     names.Forget();
     calls_.reset();
+    if (transaction_ != nullptr) {
+        fmt::print(stderr, "(rolled back)\n");
+    }
     transaction_.reset();
     context_.session = nullptr;
     session_.reset();

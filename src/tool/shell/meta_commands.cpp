@@ -20,12 +20,13 @@ constexpr std::string_view kBlanks = " \t\r\n";
 constexpr MetaCommand kCommands[] = {
     {"connect", "[-W] STRING", "connect to a data source; -W asks for the password",
      handlers::Connect, Takes::kSource},
-    {"conninfo", "", "the connection, driver and driver manager", handlers::ShowConnection},
+    {"conninfo", "", "", handlers::ShowConnection},
+    {"doctor", "", "the connection and driver; what is wrong with it", handlers::RunDoctor},
     {"unicode", "", "", handlers::SetUnicode, Takes::kSwitch},
     {"legacy", "[on|off]", "connect again in that mode", handlers::SetLegacy, Takes::kSwitch},
-    {"doctor", "", "check the data source and say what is wrong", handlers::RunDoctor},
-    {"l", "[PATTERN]", "data sources", handlers::ListDataSources},
-    {"d", "[TABLE]", "tables and views, or all about one", handlers::Describe, Takes::kTable},
+    {"l", "", "", handlers::ListDataSources},
+    {"d", "[NAME]", "data sources; tables and views, or all about one", handlers::Describe,
+     Takes::kTable},
     {"dt", "", "", handlers::List<CatalogKind::kTables>, Takes::kTable},
     {"dv", "", "", handlers::List<CatalogKind::kViews>, Takes::kTable},
     {"dn", "", "", handlers::List<CatalogKind::kSchemas>},
@@ -35,26 +36,26 @@ constexpr MetaCommand kCommands[] = {
     {"dp", "[PATTERN]", "procedures (of one: its parameters), privileges",
      handlers::List<CatalogKind::kPrivileges>, Takes::kTable},
     {"g", "", "", handlers::Go, Takes::kFile},
-    {"gx", "[FILE]", "run the statement, again, or vertically; into a file", handlers::GoVertically,
+    {"gx", "[FILE]", "run the statement, again, vertically; into a file", handlers::GoVertically,
      Takes::kFile},
     {"bind", "VALUE...", "values for the markers of the next statement", handlers::Bind},
-    {"put", "FILE", "the bytes of a file for its next marker", handlers::Put, Takes::kFile},
-    {"get", "FILE", "run the statement, its first value into a file", handlers::Get, Takes::kFile},
+    {"put", "", "", handlers::Put, Takes::kFile},
+    {"get", "FILE", "a marker's value from a file; a result's into one", handlers::Get,
+     Takes::kFile},
     {"watch", "[SECONDS [TIMES]]", "run the statement every few seconds", handlers::Watch},
-    {"e", "", "edit the statement in $EDITOR", handlers::Edit},
-    {"i", "FILE", "run a script", handlers::Include, Takes::kFile},
+    {"e", "", "", handlers::Edit},
+    {"i", "[FILE]", "edit the statement in $EDITOR; run a script", handlers::Include, Takes::kFile},
     {"o", "[FILE]", "send results to a file, or back here", handlers::SendOutput, Takes::kFile},
-    {"x", "[on|off]", "a line for each value", handlers::SetVertical, Takes::kSwitch},
+    {"x", "", "", handlers::SetVertical, Takes::kSwitch},
+    {"timing", "[on|off]", "a line for each value; the time that things took", handlers::SetTiming,
+     Takes::kSwitch},
     {"pset", "[NAME [VALUE]]", "format, null, tuples_only, delimiter, pager", handlers::SetOutput,
      Takes::kFormat},
-    {"timing", "[on|off]", "the time of preparing, executing and fetching", handlers::SetTiming,
-     Takes::kSwitch},
     {"set", "[NAME [VALUE]]", "variables: :NAME, :'NAME', :\"NAME\" in SQL", handlers::SetVariable},
     {"begin", "", "", handlers::Begin},
     {"commit", "", "", handlers::Commit},
-    {"rollback", "", "a transaction", handlers::Rollback},
-    {"autocommit", "[on|off]", "whether each statement is committed by itself",
-     handlers::SetAutocommit, Takes::kSwitch},
+    {"rollback", "", "", handlers::Rollback},
+    {"autocommit", "[on|off]", "transactions", handlers::SetAutocommit, Takes::kSwitch},
     {"errverbose", "", "all records of the last error", handlers::ShowError},
     {"call", "ENTRY INPUT...", "call entries of the gateway (\\h ENTRY: its inputs)",
      handlers::CallEntries, Takes::kEntry},
@@ -62,8 +63,8 @@ constexpr MetaCommand kCommands[] = {
     {"trace", "on|off|FILE", "show the gateway's calls, or write them to a file", handlers::Trace,
      Takes::kFile},
     {"modes", "[SQL]", "a query in all modes, side by side", handlers::CompareModes},
-    {"?", "", "this help", handlers::ShowCommands},
-    {"h", "[NAME]", "how to type statements, or about a command or an entry", handlers::ShowHelp,
+    {"?", "", "", handlers::ShowCommands},
+    {"h", "[NAME]", "this help; how to type statements, or about a NAME", handlers::ShowHelp,
      Takes::kCommand},
     {"q", "", "leave; what is not committed is rolled back", handlers::Quit},
 };
@@ -204,12 +205,13 @@ std::string MetaCall::Statement() const
 void CarryOut(Workspace& workspace, std::string_view line, StatementSplitter& splitter)
 {
     line.remove_prefix(1);
-    const auto name = line.substr(0, line.find_first_of(kBlanks));
+    const auto word = line.substr(0, line.find_first_of(kBlanks));
+    const auto name = word.substr(0, word.find_last_not_of(';') + 1);  // "\dt;"
     const MetaCommand* command = Find(name);
     if (command == nullptr) {
         RefuseName(name);
     }
-    auto rest = line.substr(name.size());
+    auto rest = line.substr(word.size());
     const bool takes_values =
         command->carry_out == handlers::Bind || command->carry_out == handlers::Put;
     const auto next = takes_values ? NextCommand(rest) : std::string_view::npos;

@@ -49,6 +49,15 @@ void ShowFact(std::FILE* out, const char* subject, const std::string& what)
     fmt::print(out, "{:<16}{}\n", subject, what.empty() ? "unknown" : what);
 }
 
+// The rest of a line, in '...' or not; semicolons behind it are a habit.
+NamePattern PatternOf(const MetaCall& call)
+{
+    const auto text = call.rest.substr(0, call.rest.find_last_not_of("; ") + 1);
+    return NamePattern(text.starts_with('\'') && text.ends_with('\'') && text.size() > 1
+                           ? text.substr(1, text.size() - 2)
+                           : text);
+}
+
 }  // namespace
 
 void handlers::Connect(const MetaCall& call)
@@ -118,14 +127,14 @@ void handlers::RunDoctor(const MetaCall& call)
 void handlers::ListDataSources(const MetaCall& call)
 {
     ScriptContext& context = call.workspace.Context();
-    ListSources(call.workspace.Library(), NamePattern(call.rest), *context.sink, *context.messages);
+    ListSources(call.workspace.Library(), PatternOf(call), *context.sink, *context.messages);
 }
 
 template <CatalogKind kind>
 void handlers::List(const MetaCall& call)
 {
     ScriptContext& context = call.workspace.Context();
-    ListCatalog(call.workspace.Connected(), kind, NamePattern(call.rest), *context.sink,
+    ListCatalog(call.workspace.Connected(), kind, PatternOf(call), *context.sink,
                 *context.messages);
 }
 
@@ -140,7 +149,7 @@ void handlers::Describe(const MetaCall& call)
 {
     const Session& session = call.workspace.Connected();
     ScriptContext& context = call.workspace.Context();
-    const NamePattern pattern(call.rest);
+    const NamePattern pattern = PatternOf(call);
     if (pattern.IsEmpty()) {
         ListCatalog(session, CatalogKind::kRelations, pattern, *context.sink, *context.messages);
     } else {

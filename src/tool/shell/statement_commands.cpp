@@ -183,7 +183,11 @@ void handlers::Bind(const MetaCall& call)
 
 void handlers::Put(const MetaCall& call)
 {
-    call.workspace.values.emplace_back(FileValue{call.Word()});
+    const std::string file = call.Word();
+    if (file.empty()) {
+        throw UsageError("\\put takes the name of a file");
+    }
+    call.workspace.values.emplace_back(FileValue{file});
 }
 
 void handlers::Get(const MetaCall& call)
