@@ -188,6 +188,8 @@ LineEditor::End LineEditor::Read(const std::string& prompt, std::string& line)
     resize.sa_handler = &NoteResize;
     ::sigaction(SIGWINCH, &resize, &before);
     ::el_resize(editor_.get());
+    // Before the prompt shows, so that no key that answers it is taken in the other mode.
+    ::el_set(editor_.get(), EL_PREP_TERM, 1);
     int count = 0;
     const char* read = ::el_gets(editor_.get(), &count);
     ::sigaction(SIGWINCH, &before, nullptr);
