@@ -96,7 +96,10 @@ void CsvReader::ParseLine()
     }
     is_behind_return_ = line.ends_with('\r');
     is_inside_ = !is_complete_ && (is_inside_ || line.find_first_not_of("\r\n") == 0);
-    line_ += line.ends_with('\n') ? 1U : 0U;
+    // A line ends in \r, in \n, or in both.
+    const bool is_rest_of_end = line == "\n" && ends_in_return_;
+    ends_in_return_ = line.ends_with('\r');
+    line_ += ends_in_return_ || (line.ends_with('\n') && !is_rest_of_end) ? 1U : 0U;
     left_.remove_prefix(line.size());
 }
 

@@ -78,8 +78,9 @@ private:
     bool is_behind_return_ = false;  // the last byte parsed was \r
     bool is_at_start_ = true;
     bool is_finished_ = false;
-    bool is_inside_ = false;    // a record has begun and not ended
-    bool is_complete_ = false;  // a record has ended
+    bool is_inside_ = false;       // a record has begun and not ended
+    bool is_complete_ = false;     // a record has ended
+    bool ends_in_return_ = false;  // the last stretch that was parsed
     std::uint64_t line_ = 1;
     std::uint64_t record_line_ = 1;
     std::uint64_t bytes_read_ = 0;
