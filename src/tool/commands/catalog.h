@@ -26,23 +26,6 @@ enum class CatalogKind {
 void ListCatalog(const Session& session, CatalogKind kind, const NamePattern& pattern,
                  ResultSink& sink, Reporter& reporter);
 
-/// Passes on the columns, keys, indexes and foreign keys, both ways, of the tables that match, each
-/// a result of its own. Throws SqlError where there is none.
-void DescribeTables(const Session& session, const NamePattern& pattern, ResultSink& sink,
-                    Reporter& reporter);
-
-/// The columns of the tables that match.
-void ListColumns(const Session& session, const NamePattern& pattern, ResultSink& sink,
-                 Reporter& reporter);
-
-/// The data sources and the drivers of the driver manager's configuration.
-void ListSources(const Gateway& gateway, const NamePattern& pattern, ResultSink& sink,
-                 Reporter& reporter);
-void ListDrivers(const NamePattern& pattern, ResultSink& sink, Reporter& reporter);
-
-/// The names of the data sources.
-std::vector<std::string> SourceNames(const Gateway& gateway);
-
 /// The first names of tables, or of a table's columns, for completion; may_go_on is asked before
 /// each row. Empty where the driver has no answer.
 std::vector<std::string> TableNames(const Session& session, const std::function<bool()>& may_go_on);

@@ -11,6 +11,7 @@
 #include "client/ascii.h"
 #include "client/sql_text.h"
 #include "tool/commands/catalog.h"
+#include "tool/commands/data_sources.h"
 #include "tool/commands/entry_inputs.h"
 #include "tool/output/format.h"
 #include "tool/shell/meta_commands.h"

@@ -216,22 +216,20 @@ void Workspace::Begin()
 
 void Workspace::Commit()
 {
-    if (transaction_ == nullptr) {
-        throw UsageError("no transaction is open; \\begin begins one");
-    }
-    transaction_->Commit();
-    transaction_.reset();
-    if (!commits_by_itself_) {
-        Begin();
-    }
+    EndTransaction(&Transaction::Commit);
 }
 
 void Workspace::Rollback()
 {
+    EndTransaction(&Transaction::Rollback);
+}
+
+void Workspace::EndTransaction(void (Transaction::*end)())
+{
     if (transaction_ == nullptr) {
         throw UsageError("no transaction is open; \\begin begins one");
     }
-    transaction_->Rollback();
+    (*transaction_.*end)();
     transaction_.reset();
     if (!commits_by_itself_) {
         Begin();

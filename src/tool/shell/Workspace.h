@@ -118,6 +118,7 @@ private:
 
     void Adopt(std::unique_ptr<Session> session);
     void CloseConnection();
+    void EndTransaction(void (Transaction::*end)());
     void RefuseInScriptTransaction() const;
 
     CommandLine command_;

@@ -13,8 +13,7 @@ volatile std::sig_atomic_t stopped = 0;
 
 constexpr std::string_view kCannotCancel =
     "\n^C: a running statement can't be cancelled. Its rows stop once the driver returns; another "
-    "^C "
-    "ends the process.\n";
+    "^C ends the process.\n";
 
 void Note(int /*signal*/)
 {
@@ -33,27 +32,26 @@ void Stop(int signal)
     static_cast<void>(::write(STDERR_FILENO, kCannotCancel.data(), kCannotCancel.size()) == 0);
 }
 
-// Without SA_RESTART, where what waits is to end.
-void Handle(void (*handler)(int), int flags, struct sigaction& before)
+}  // namespace
+
+InterruptHandler::InterruptHandler(void (*handler)(int), volatile std::sig_atomic_t& flag,
+                                   int flags)
 {
+    flag = 0;
     struct sigaction action {};
     action.sa_handler = handler;
     action.sa_flags = flags;
-    ::sigaction(SIGINT, &action, &before);
+    ::sigaction(SIGINT, &action, &before_);
 }
 
-}  // namespace
-
-NotedInterrupts::NotedInterrupts()
-{
-    noted = 0;
-    Handle(&Note, 0, before_);
-}
-
-NotedInterrupts::~NotedInterrupts()
+InterruptHandler::~InterruptHandler()
 {
     ::sigaction(SIGINT, &before_, nullptr);
 }
+
+// Without SA_RESTART, so that a wait for input ends.
+NotedInterrupts::NotedInterrupts() : handler_(&Note, noted, 0)
+{}
 
 bool NotedInterrupts::Take()
 {
@@ -62,17 +60,9 @@ bool NotedInterrupts::Take()
     return was_noted;
 }
 
-// A driver's calls go on behind the signal.
-RunningStatement::RunningStatement()
-{
-    stopped = 0;
-    Handle(&Stop, SA_RESTART, before_);
-}
-
-RunningStatement::~RunningStatement()
-{
-    ::sigaction(SIGINT, &before_, nullptr);
-}
+// A driver's system calls are restarted after the signal.
+RunningStatement::RunningStatement() : handler_(&Stop, stopped, SA_RESTART)
+{}
 
 bool RunningStatement::IsStopped()
 {

@@ -10,32 +10,39 @@ struct Stopped : SqlError {
     using SqlError::SqlError;
 };
 
-/// As long as it lives ^C is noted. It interrupts what waits for input.
-class NotedInterrupts {
+/// A handler of SIGINT for as long as the object lives; then the one before it is back.
+class InterruptHandler {
 public:
-    NotedInterrupts();
-    ~NotedInterrupts();
-    NotedInterrupts(const NotedInterrupts&) = delete;
-    NotedInterrupts& operator=(const NotedInterrupts&) = delete;
-
-    /// Whether ^C was typed since the last call.
-    static bool Take();
+    /// flag: what the handler sets; cleared first. flags: those of sigaction.
+    InterruptHandler(void (*handler)(int), volatile std::sig_atomic_t& flag, int flags);
+    ~InterruptHandler();
+    InterruptHandler(const InterruptHandler&) = delete;
+    InterruptHandler& operator=(const InterruptHandler&) = delete;
 
 private:
     struct sigaction before_ {};
 };
 
-/// As long as it lives a statement runs, which nobody can cancel: the first ^C says so and stops
-/// its rows, the second ends the process.
+/// Records ^C for as long as it lives. ^C interrupts a wait for input.
+class NotedInterrupts {
+public:
+    NotedInterrupts();
+
+    /// Whether ^C was typed since the last call.
+    static bool Take();
+
+private:
+    InterruptHandler handler_;
+};
+
+/// A statement is running, and can't be cancelled: the first ^C says so and stops its rows, the
+/// second ends the process.
 class RunningStatement {
 public:
     RunningStatement();
-    ~RunningStatement();
-    RunningStatement(const RunningStatement&) = delete;
-    RunningStatement& operator=(const RunningStatement&) = delete;
 
     static bool IsStopped();
 
 private:
-    struct sigaction before_ {};
+    InterruptHandler handler_;
 };

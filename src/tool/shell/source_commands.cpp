@@ -8,6 +8,8 @@
 #include "drivers/driver_kind.h"
 #include "drivers/shims.h"
 #include "text/value_syntax.h"
+#include "tool/commands/data_sources.h"
+#include "tool/commands/describe_table.h"
 #include "tool/connection_words.h"
 #include "tool/shell/handlers.h"
 #include "tool/shell/own_program.h"
