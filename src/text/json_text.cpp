@@ -1,19 +1,12 @@
 #include "text/json_text.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "text/utf8.h"
 
 namespace {
-
-bool IsPlain(char c)
-{
-    return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
-}
 
 std::size_t DigitCount(std::string_view text)
 {
@@ -24,23 +17,8 @@ std::size_t DigitCount(std::string_view text)
 
 void AppendJsonString(std::string& json, std::string_view text)
 {
-    if (FirstInvalidByte(text)) {
-        AppendJsonString(json, WithReplacements(text));
-        return;
-    }
-    json += '"';
-    for (const char c : text) {
-        if (IsPlain(c)) {
-            json += c;
-        } else if (c == '"' || c == '\\') {
-            (json += '\\') += c;
-        } else if (c == '\n') {
-            json += "\\n";
-        } else {
-            fmt::format_to(std::back_inserter(json), "\\u{:04x}", static_cast<unsigned char>(c));
-        }
-    }
-    json += '"';
+    const bool is_utf8 = !FirstInvalidByte(text);
+    json += nlohmann::json(is_utf8 ? std::string(text) : WithReplacements(text)).dump();
 }
 
 bool IsJsonNumber(std::string_view text)
