@@ -302,6 +302,8 @@ TEST_F(Prompt, CommandsWorkInScripts)
         {"\\begin\nDELETE FROM people;\n\\rollback\nSELECT count(*) AS c FROM people;\n\\q\n\\no",
          "c\n-\n1\n"},
         {"SELECT 1 AS a \\watch 0 2", "a\n-\n1\na\n-\n1\n"},
+        {"\\put " + File("bytes") + "\nSELECT hex(?) AS b;\nSELECT 1 AS a;\n\\watch 0 1",
+         "b\n--------\n626C6F62\na\n-\n1\na\n-\n1\n"},
         {"\\list 0x03040501", "5, none\n"},
         {"\\call GetInfo @connection 17", "GetInfo\n  \"SQLite\"\n"},
         {"\\h FetchRows", "FetchRows biB\n  inputs: statement, rows\n"},

@@ -69,7 +69,8 @@ ExitCode RunInputs(const CommandLine& command, ScriptContext& context, std::dequ
             scripts.pop_front();
         } else {
             code = Attempt(context, [&, &sql = text] {
-                return RunSql(context, sql, ParameterValues(command.markers));
+                context.values = ParameterValues(command.markers);
+                return RunSql(context, sql);
             });
         }
         exit_code = std::max(exit_code, code);

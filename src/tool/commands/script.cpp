@@ -10,6 +10,7 @@
 #include <iostream>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "client/odbc_numbers.h"
 #include "text/terminal_text.h"
@@ -195,13 +196,17 @@ Script ReadScript(const std::string& file)
     return script;
 }
 
-ExitCode RunSql(ScriptContext& context, std::string_view sql,
-                const std::vector<ParameterValue>& values)
+ExitCode RunSql(ScriptContext& context, std::string_view sql)
 {
     const std::string text = WithVariables(sql, context.variables, context.dialect);
-    if (!HasStatement(text, context.dialect) && values.empty()) {
+    if (!HasStatement(text, context.dialect) && context.values.empty()) {
         return kDone;
     }
+    if (context.session == nullptr) {
+        throw UsageError("there is no connection; \\connect makes one, \\l lists data sources");
+    }
+    context.last_sql = sql;
+    const auto values = std::exchange(context.values, {});
     if (context.echoes) {
         context.messages->Say(Echoed(text));
     }
@@ -217,11 +222,12 @@ ExitCode RunSql(ScriptContext& context, std::string_view sql,
     return outcome.has_unreadable_values ? kSqlFailed : kDone;
 }
 
-ExitCode Attempt(const ScriptContext& context, const std::function<ExitCode()>& step)
+ExitCode Attempt(ScriptContext& context, const std::function<ExitCode()>& step)
 {
     try {
         return step();
     } catch (const SqlError& error) {
+        context.last_error = error;
         if (!context.keeps_going) {
             throw;
         }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ struct ScriptContext {
     bool keeps_going = false;  // behind a statement that failed
     bool shows_times = false;  // how long preparing, executing and fetching took
 
+    std::vector<ParameterValue> values;  // of the markers of the next statement
+    std::string last_sql;                // that ran
+    std::optional<SqlError> last_error;
+
     /// Carries out a command of a script, a line that begins with a backslash. The statement that
     /// it came inside of, if any, is still the splitter's. Throws SqlError or UsageError.
     std::function<void(const StatementSplitter::Piece& command, StatementSplitter& splitter)>
@@ -51,15 +56,14 @@ struct ScriptError : std::runtime_error {
 /// without zero bytes.
 Script ReadScript(const std::string& file);
 
-/// Runs one statement, or a batch that goes to the driver as a whole, with the values of the
-/// variables in it. Where there is nothing in it but blanks and comments nothing happens. Returns
-/// kSqlFailed where a value could not be read. Throws SqlError.
-ExitCode RunSql(ScriptContext& context, std::string_view sql,
-                const std::vector<ParameterValue>& values = {});
+/// Runs one statement, or a batch that goes to the driver as a whole, with the values of its
+/// variables and markers. A text of blanks and comments alone is ignored. Returns kSqlFailed if a
+/// value could not be read. Throws SqlError, and UsageError if there is no connection.
+ExitCode RunSql(ScriptContext& context, std::string_view sql);
 
 /// Takes a step of a script, or a statement beside scripts: keeping going, reports the SqlError
 /// that it throws and returns kSqlFailed.
-ExitCode Attempt(const ScriptContext& context, const std::function<ExitCode()>& step);
+ExitCode Attempt(ScriptContext& context, const std::function<ExitCode()>& step);
 
 /// Runs a script statement by statement. Throws SqlError, with the script's name and the line, at
 /// the first statement that fails; keeping going, reports it and returns kSqlFailed in the end.

@@ -106,7 +106,7 @@ void Prompt::Attempt(Work work)
         fmt::print("({})\n", stopped.what());
     } catch (const SqlError& error) {
         workspace_.RenewOutput();
-        workspace_.last_error = error;
+        workspace_.Context().last_error = error;
         Report(error);
     } catch (...) {
         workspace_.RenewOutput();
@@ -191,7 +191,7 @@ void Prompt::Run()
             case LineEditor::End::kInterrupted:
                 splitter_.Clear();
                 typed_.clear();
-                workspace_.values.clear();
+                workspace_.Context().values.clear();
                 break;
             case LineEditor::End::kEndOfInput:
                 workspace_.is_done = true;

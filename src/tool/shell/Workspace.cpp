@@ -253,9 +253,7 @@ void Workspace::SetAutocommit(bool is_on)
 void Workspace::Run(const std::string& sql)
 {
     names.Wait();
-    Connected();
-    last_sql = sql;
-    exit_code = std::max(exit_code, RunSql(context_, sql, std::exchange(values, {})));
+    exit_code = std::max(exit_code, RunSql(context_, sql));
     if (ChangesCatalog(sql)) {
         names.Forget();
     }

@@ -74,12 +74,9 @@ public:
 
     // Statements.
 
-    /// Runs one statement with the values that were bound for it.
+    /// Runs one statement on the context.
     void Run(const std::string& sql);
 
-    std::vector<ParameterValue> values;  // of the next statement
-    std::string last_sql;                // that was run
-    std::optional<SqlError> last_error;
     ExitCode exit_code = kDone;  // of all that has run
 
     // Output.

@@ -195,7 +195,7 @@ bool MetaCall::Switched(bool is_on) const
 std::string MetaCall::Statement() const
 {
     const auto begun = splitter.Finish();
-    std::string sql = begun ? begun->text : workspace.last_sql;
+    std::string sql = begun ? begun->text : workspace.Context().last_sql;
     if (sql.empty()) {
         throw UsageError("there is no statement to run");
     }

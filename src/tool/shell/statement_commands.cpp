@@ -177,7 +177,7 @@ void handlers::GoVertically(const MetaCall& call)
 void handlers::Bind(const MetaCall& call)
 {
     for (const std::string& word : call.Words()) {
-        call.workspace.values.emplace_back(ValueOf(word));
+        call.workspace.Context().values.emplace_back(ValueOf(word));
     }
 }
 
@@ -187,7 +187,7 @@ void handlers::Put(const MetaCall& call)
     if (file.empty()) {
         throw UsageError("\\put takes the name of a file");
     }
-    call.workspace.values.emplace_back(FileValue{file});
+    call.workspace.Context().values.emplace_back(FileValue{file});
 }
 
 void handlers::Get(const MetaCall& call)
@@ -198,11 +198,12 @@ void handlers::Get(const MetaCall& call)
     }
     ScriptContext& context = call.workspace.Context();
     const Session& session = call.workspace.Connected();
-    call.workspace.last_sql = call.Statement();
+    call.workspace.Context().last_sql = call.Statement();
     ::Statement statement(
-        session, WithVariables(call.workspace.last_sql, context.variables, context.dialect),
+        session,
+        WithVariables(call.workspace.Context().last_sql, context.variables, context.dialect),
         *context.messages);
-    statement.Bind(std::exchange(call.workspace.values, {}));
+    statement.Bind(std::exchange(call.workspace.Context().values, {}));
     context.messages->Say(fmt::format(
         "({} written to {})", Counted(WriteFirstValue(statement, file), "byte"), Printable(file)));
 }
@@ -214,7 +215,7 @@ void handlers::Watch(const MetaCall& call)
     const auto times =
         words.size() < 2 ? UINT64_MAX : static_cast<std::uint64_t>(NumberOf(words[1]));
     const std::string sql = call.Statement();
-    const auto values = call.workspace.values;
+    const auto values = call.workspace.Context().values;
     const SettingsForOnce once(call.workspace);
     call.workspace.settings.uses_pager = false;
     for (std::uint64_t run = 0; run < times; ++run) {
@@ -222,7 +223,7 @@ void handlers::Watch(const MetaCall& call)
             break;
         }
         call.workspace.RenewOutput();
-        call.workspace.values = values;
+        call.workspace.Context().values = values;
         call.workspace.Run(sql);
         if (RunningStatement::IsStopped()) {
             break;
@@ -236,7 +237,7 @@ void handlers::Edit(const MetaCall& call)
     if (call.splitter.Pending().find_first_not_of(" \t\r\n") != std::string::npos) {
         throw UsageError("\\e is for the prompt");  // the rest of a script would be lost
     }
-    const std::string text = Edited(begun ? begun->text : call.workspace.last_sql);
+    const std::string text = Edited(begun ? begun->text : call.workspace.Context().last_sql);
     call.splitter.Clear();
     call.splitter.Feed(text);
     if (call.workspace.IsAtTerminal()) {
@@ -319,14 +320,14 @@ void handlers::SetVariable(const MetaCall& call)
 
 void handlers::ShowError(const MetaCall& call)
 {
-    const auto& error = call.workspace.last_error;
+    const auto& error = call.workspace.Context().last_error;
     std::FILE* out = call.workspace.Out();
     if (!error) {
         fmt::print(out, "there was no error\n");
         return;
     }
-    fmt::print(out, "{}{}\n", error->place.empty() ? "" : error->place + ": ", error->what());
     for (const std::string& line : error->diagnostics) {
         fmt::print(out, "{}\n", Printable(line));
     }
+    fmt::print(out, "{}{}\n", error->place.empty() ? "" : error->place + ": ", error->what());
 }
